@@ -1,0 +1,4 @@
+// The command's entry.
+int main() {
+    return 0;
+}
