@@ -1,0 +1,407 @@
+// The buffer's life, growth and changes. Search and compare are in basic_buffer_search.cpp, the
+// streams in basic_buffer_stream.cpp.
+//
+// Every change reduces to one of two shapes: content that is overwritten (`_alloc_if_need`, then a
+// copy) and content that is kept (`_grow`, then moves). Whoever passes elements of the receiver
+// itself is turned to offsets before the block may move.
+#include "util/text/basic_buffer.h"
+
+#include "util/text/byte_buffer.h"
+
+#include <stdexcept>
+
+namespace Quil {
+
+namespace {
+
+/// Growing capacities end in these bits, so that blocks come in sizes an allocator likes.
+template <class T>
+constexpr std::uint64_t CAPACITY_MASK = sizeof(T) == 1 ? 31 : 7;
+
+} // namespace
+
+// --- Construction, binding, views ---------------------------------------------------------------
+
+template <class T, class Traits>
+basic_buffer<T, Traits>::basic_buffer(const basic_buffer& src, unsigned int pos, unsigned int n) {
+    assign(src, pos, n);
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>::basic_buffer(const T* elements, unsigned int n) {
+    assign(elements, n);
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>::basic_buffer(unsigned int n, T element) {
+    assign(n, element);
+}
+
+template <class T, class Traits>
+void basic_buffer<T, Traits>::__Look(const T* elements, unsigned int n) noexcept {
+    __block = Block::Borrow(const_cast<T*>(elements));
+    __capacity = elements != nullptr ? max_size() : 0;
+    __length = elements != nullptr ? n : 0;
+}
+
+/// True for an address in the block of an owner, spare room and end included: a view that starts
+/// there, be it empty, must not outlive the block.
+template <class T, class Traits>
+bool basic_buffer<T, Traits>::__Owns(const T* p) const noexcept {
+    return __block.IsOwner() && std::less_equal<>()(__block.get(), p) &&
+           std::less_equal<>()(p, __block.get() + __capacity);
+}
+
+/// Erases all but a range.
+template <class T, class Traits>
+void basic_buffer<T, Traits>::__KeepRange(unsigned int pos, unsigned int n) {
+    const RANGE range = __Clamp(pos, n);
+    erase(range.pos + range.n, npos);
+    erase(0, range.pos);
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::operator=(const basic_buffer& other) {
+    if (this == &other) {
+        return *this;
+    }
+    if (other.is_static() && __Owns(other.__block.get())) {
+        __KeepRange(__Offset(other.begin()), other.__length);
+        return *this;
+    }
+    Block block = other.__block; // equal pointers may hide different counts
+    __block.swap(block);
+    __length = other.__length;
+    __capacity = other.__capacity;
+    return *this;
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::operator=(basic_buffer&& other) {
+    if (!other.__block.IsOwner() || this == &other) {
+        return *this = static_cast<const basic_buffer&>(other);
+    }
+    Block block = std::move(other.__block);
+    __block.swap(block);
+    __length = std::exchange(other.__length, 0U);
+    __capacity = std::exchange(other.__capacity, 0U);
+    return *this;
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::assign(const basic_buffer& src, unsigned int pos,
+                                                         unsigned int n) {
+    const RANGE range = src.__Clamp(pos, n);
+    if (this == &src) {
+        __KeepRange(range.pos, range.n);
+    } else if (range.pos == 0 && (range.n == src.__length || sm_tail == 0)) {
+        *this = src;
+        __length = std::min(__length, range.n);
+    } else {
+        assign(src.__At(range.pos), range.n);
+    }
+    return *this;
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::assign(const T* elements, unsigned int n) {
+    if (_is_inside(elements)) {
+        __KeepRange(static_cast<unsigned int>(elements - __block.get()), n);
+        return *this;
+    }
+    _alloc_if_need(std::uint64_t{n} + sm_tail);
+    __copy(__block.get(), elements, n);
+    _eofonly(n);
+    return *this;
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::assign(unsigned int n, T element) {
+    _alloc_if_need(std::uint64_t{n} + sm_tail);
+    __fill(__block.get(), n, element);
+    _eofonly(n);
+    return *this;
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::assign(const T* elements, unsigned int n,
+                                                         NOT_OWNER) {
+    if (elements != nullptr && elements == __block.get()) {
+        __block.Disown();
+        __capacity = max_size();
+        __length = n;
+    } else if (__Owns(elements)) {
+        __KeepRange(static_cast<unsigned int>(elements - __block.get()), n);
+    } else {
+        __Look(elements, n);
+    }
+    return *this;
+}
+
+template <class T, class Traits>
+void basic_buffer<T, Traits>::bind_to(void* memory, std::size_t byteSize,
+                                      std::size_t byteCapacity) {
+    T* const elements = static_cast<T*>(memory);
+    const std::size_t n = __Checked(byteSize / sizeof(T));
+    const std::size_t capacity = std::min<std::size_t>(byteCapacity / sizeof(T), max_size());
+    if (elements != __block.get() || !__block.IsOwner()) {
+        __block = Block(); // apart: assigning a handle of the same block would change nothing
+        __block = Block(elements);
+    }
+    __length = elements != nullptr ? static_cast<unsigned int>(n) : 0;
+    __capacity = elements != nullptr ? static_cast<unsigned int>(capacity) : 0;
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::detach_if_static() {
+    if (is_static()) {
+        basic_buffer copy;
+        copy._grow_no_expand(__Checked(std::uint64_t{__length} + sm_tail));
+        __copy(copy.__block.get(), __block.get(), __length);
+        copy._eofonly(__length);
+        swap(copy);
+    }
+    return *this;
+}
+
+// --- Growth -------------------------------------------------------------------------------------
+
+/// A raw block. One element at least, since `malloc(0)` may answer null.
+template <class T, class Traits>
+T* basic_buffer<T, Traits>::__alloc(std::uint64_t n) {
+    void* const block = std::malloc(std::max<std::uint64_t>(__Checked(n), 1) * sizeof(T));
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    return static_cast<T*>(block);
+}
+
+/// A block of its own with the present elements; the sharers keep the old one.
+template <class T, class Traits>
+void basic_buffer<T, Traits>::__Unshare(std::uint64_t capacity) {
+    Block fresh(__alloc(capacity));
+    __copy(fresh.get(), __block.get(), __length);
+    __block.swap(fresh);
+    __capacity = static_cast<unsigned int>(capacity);
+}
+
+/// Resizes the block that this buffer owns alone, or makes its first one.
+template <class T, class Traits>
+void basic_buffer<T, Traits>::__Reallocate(std::uint64_t capacity) {
+    if (!__block.IsOwner()) {
+        __block = Block(__alloc(capacity));
+    } else {
+        void* const moved = std::realloc(__block.get(), __Checked(capacity) * sizeof(T));
+        if (moved == nullptr) {
+            throw std::bad_alloc();
+        }
+        __block.SetMoved(static_cast<T*>(moved));
+    }
+    __capacity = static_cast<unsigned int>(capacity);
+}
+
+template <class T, class Traits>
+void basic_buffer<T, Traits>::__Grow(std::uint64_t n) {
+    __Checked(n);
+    const auto rounded = [](std::uint64_t need) {
+        return std::min<std::uint64_t>(need | CAPACITY_MASK<T>, max_size());
+    };
+    if (__block.IsShared()) {
+        __Unshare(rounded(std::max<std::uint64_t>(n, __length)));
+        return;
+    }
+    std::uint64_t capacity = rounded(n);
+    const std::uint64_t half = __capacity / 2;
+    if (half > capacity / 3 && __capacity <= max_size() - half) {
+        capacity = __capacity + half;
+    }
+    __Reallocate(capacity);
+}
+
+template <class T, class Traits>
+void basic_buffer<T, Traits>::__GrowExactly(std::uint64_t n) {
+    __Checked(n);
+    if (__block.IsShared()) {
+        __Unshare(std::max<std::uint64_t>(n, __length));
+    } else {
+        __Reallocate(n);
+    }
+}
+
+template <class T, class Traits>
+void basic_buffer<T, Traits>::_alloc_if_need(std::uint64_t n) {
+    if (n <= __capacity && !__block.IsShared()) {
+        return;
+    }
+    Block fresh(__alloc(n));
+    __block.swap(fresh);
+    __capacity = static_cast<unsigned int>(n);
+    __length = 0;
+}
+
+template <class T, class Traits>
+T* basic_buffer<T, Traits>::_eofbuf(unsigned int n) {
+    _grow_no_expand(std::uint64_t{n} + sm_tail);
+    _eofonly(n);
+    return __block.get();
+}
+
+// --- Changes ------------------------------------------------------------------------------------
+
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::append(const T* elements, unsigned int n) {
+    if (_is_inside(elements)) {
+        const auto from = static_cast<unsigned int>(elements - __block.get());
+        n = std::min(n, __length - from);
+        _grow(std::uint64_t{__length} + n + sm_tail);
+        elements = __block.get() + from;
+    } else {
+        _grow(std::uint64_t{__length} + n + sm_tail);
+    }
+    if (n != 0) {
+        __copy(__block.get() + __length, elements, n);
+    }
+    if (__block.get() != nullptr) {
+        _eofonly(__length + n);
+    }
+    return *this;
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::append(unsigned int n, T element) {
+    return replace(__length, 0, n, element);
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::erase(unsigned int pos, unsigned int n) {
+    const RANGE range = __Clamp(pos, n);
+    const unsigned int rest = __length - range.n;
+    if (sm_tail == 0 && range.pos == rest) {
+        __length = rest; // the end goes: nothing moves, and sharers don't mind
+        return *this;
+    }
+    _grow(std::uint64_t{rest} + sm_tail);
+    T* const gap = __block.get() + range.pos;
+    __move(gap, gap + range.n, rest - range.pos);
+    _eofonly(rest);
+    return *this;
+}
+
+template <class T, class Traits>
+void basic_buffer<T, Traits>::pop_back() {
+    if (__length != 0) {
+        _grow(__length);
+        _eofonly(__length - 1);
+    }
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::replace(unsigned int pos, unsigned int n1,
+                                                          unsigned int n2, T element) {
+    const RANGE range = __Clamp(pos, n1);
+    const std::uint64_t result = std::uint64_t{__length} - range.n + n2;
+    _grow(result + sm_tail);
+    if (__block.get() == nullptr) {
+        return *this; // no bytes at all
+    }
+    T* const gap = __block.get() + range.pos;
+    __move(gap + n2, gap + range.n, __length - range.pos - range.n);
+    __fill(gap, n2, element);
+    _eofonly(static_cast<unsigned int>(result));
+    return *this;
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::replace(unsigned int pos, unsigned int n1,
+                                                          const T* elements, unsigned int n2) {
+    const RANGE range = __Clamp(pos, n1);
+    if (_is_inside(elements)) {
+        const auto from = static_cast<unsigned int>(elements - __block.get());
+        __ReplaceByOwn(range.pos, range.n, from, std::min(n2, __length - from));
+        return *this;
+    }
+    const std::uint64_t result = std::uint64_t{__length} - range.n + n2;
+    _grow(result + sm_tail);
+    if (__block.get() == nullptr) {
+        return *this;
+    }
+    T* const gap = __block.get() + range.pos;
+    if (n2 != range.n) {
+        __move(gap + n2, gap + range.n, __length - range.pos - range.n);
+    }
+    __copy(gap, elements, n2);
+    _eofonly(static_cast<unsigned int>(result));
+    return *this;
+}
+
+/// Replaces a range by another range of this very buffer, in place. The order of the moves follows
+/// from what each of them would overwrite.
+template <class T, class Traits>
+void basic_buffer<T, Traits>::__ReplaceByOwn(unsigned int pos, unsigned int n1, unsigned int subpos,
+                                             unsigned int n2) {
+    const std::uint64_t result = std::uint64_t{__length} - n1 + n2;
+    const unsigned int tail = __length - pos - n1;
+    _grow(result + sm_tail);
+    T* const base = __block.get();
+    T* const gap = base + pos;
+    const auto moveTail = [&] { __move(gap + n2, gap + n1, tail); };
+    if (n2 <= n1) {
+        __move(gap, base + subpos, n2);
+        moveTail();
+    } else if (pos >= subpos) {
+        moveTail();
+        __move(gap, base + subpos, n2);
+    } else if (subpos >= pos + n1) { // wholly behind the gap: it moves with the tail
+        moveTail();
+        __move(gap, base + subpos - n1 + n2, n2);
+    } else { // across the gap's end: its front stays, the rest moves with the tail
+        __move(gap, base + subpos, n1);
+        moveTail();
+        __move(gap + n1, base + subpos + n2, n2 - n1);
+    }
+    _eofonly(static_cast<unsigned int>(result));
+}
+
+template <class T, class Traits>
+void basic_buffer<T, Traits>::resize(unsigned int n, T element) {
+    detach();
+    if (n > __length) {
+        append(n - __length, element);
+    } else if (n < __length) {
+        _eofonly(n);
+    }
+}
+
+template <class T, class Traits>
+void basic_buffer<T, Traits>::clear() {
+    if constexpr (sm_tail == 0) {
+        if (__block.IsShared()) {
+            __block = Block();
+            __capacity = 0;
+        }
+        __length = 0;
+    } else if (__length = 0; __block.get() != nullptr) {
+        _grow_no_expand(1);
+        __Terminate();
+    }
+}
+
+template <class T, class Traits>
+void basic_buffer<T, Traits>::shrink() {
+    const std::uint64_t need = std::uint64_t{__length} + sm_tail;
+    if (__block.IsOwner() && !__block.IsShared() && need < __capacity) {
+        __Reallocate(std::max<std::uint64_t>(need, 1));
+    }
+}
+
+template <class T, class Traits>
+void basic_buffer<T, Traits>::__ThrowOutOfRange() {
+    throw std::out_of_range("basic_buffer::at - offset out of range");
+}
+
+// The members that are defined here.
+template class basic_buffer<char>;
+template class basic_buffer<wchar_t>;
+template class basic_buffer<unsigned char>;
+
+} // namespace Quil

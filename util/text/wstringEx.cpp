@@ -1,0 +1,112 @@
+// What the wide string adds to the layers: the other strings, UTF-16 and byte order.
+#include "util/text/wstringEx.h"
+
+#include "util/text/byteEx.h"
+#include "util/text/character_walk.h"
+
+#include <bit>
+
+namespace Quil {
+
+constinit const wstringEx wstEMPTY{};
+
+namespace {
+
+bool IsSurrogate(wchar_t unit, std::uint32_t first) noexcept {
+    constexpr std::uint32_t SURROGATE_BITS = 0xFC00;
+    return (static_cast<std::uint32_t>(unit) & SURROGATE_BITS) == first;
+}
+
+/// Where characters begin in UTF-16: everywhere but at the second half of a pair.
+bool Starts(const wchar_t* text, unsigned int i) noexcept {
+    constexpr std::uint32_t HIGH_SURROGATES = 0xD800;
+    constexpr std::uint32_t LOW_SURROGATES = 0xDC00;
+    return i == 0 || !IsSurrogate(text[i], LOW_SURROGATES) ||
+           !IsSurrogate(text[i - 1], HIGH_SURROGATES);
+}
+
+using Walk = IMPL::character_walk<wchar_t, Starts>;
+
+} // namespace
+
+bool wstringEx::is_cjk(int c) noexcept {
+    struct BLOCK {
+        int first;
+        int last;
+    };
+    static constexpr BLOCK blocks[] = {{0x2E80, 0xA4CF}, {0xAC00, 0xD7AF},   {0xF900, 0xFAFF},
+                                       {0xFE30, 0xFE4F}, {0x20000, 0x2A6DF}, {0x2F800, 0x2FA1F}};
+    return std::any_of(std::begin(blocks), std::end(blocks),
+                       [c](const BLOCK& block) { return c >= block.first && c <= block.last; });
+}
+
+stringEx wstringEx::to_str() const {
+    stringEx narrow;
+    narrow << *this;
+    return narrow;
+}
+
+wstringEx& wstringEx::from_str(const stringEx& text) {
+    clear();
+    return *this << text;
+}
+
+wstringEx::operator byteEx() const {
+    return byte_buffer::_from_layout(_layout_as<unsigned char>());
+}
+
+unsigned int wstringEx::utf16_length() const noexcept {
+    return Walk(*this).Count();
+}
+
+unsigned int wstringEx::utf16_get_charpos(unsigned int pos) const noexcept {
+    return Walk(*this).StartOf(pos);
+}
+
+unsigned int wstringEx::utf16_get_next_charpos(unsigned int pos) const noexcept {
+    return Walk(*this).Next(pos);
+}
+
+unsigned int wstringEx::utf16_get_char(unsigned int n) const noexcept {
+    return Walk(*this).Find(n);
+}
+
+unsigned int wstringEx::utf16_get_charlen(unsigned int n) const noexcept {
+    return Walk(*this).LengthAt(Walk(*this).Find(n));
+}
+
+unsigned int wstringEx::utf16_get_charlen_bypos(unsigned int pos) const noexcept {
+    return Walk(*this).LengthAt(pos);
+}
+
+wstringEx wstringEx::get_bom() noexcept {
+    return {L"\xFEFF", 1, NOT_OWNER()};
+}
+
+namespace {
+
+void SwapBytes(wstringEx& text) {
+    wchar_t* const elements = text.make_tail();
+    for (unsigned int i = 0; i < text.length(); ++i) {
+        elements[i] =
+            static_cast<wchar_t>(__builtin_bswap32(static_cast<std::uint32_t>(elements[i])));
+    }
+}
+
+} // namespace
+
+wstringEx& wstringEx::AdjustOnLE() {
+    if constexpr (std::endian::native == std::endian::little) {
+        SwapBytes(*this);
+    }
+    return *this;
+}
+
+wstringEx& wstringEx::AdjustOnBE() {
+    if constexpr (std::endian::native == std::endian::big) {
+        SwapBytes(*this);
+    }
+    return *this;
+}
+
+} // namespace Quil
