@@ -1,0 +1,199 @@
+// The 64-bit integers in which file offsets, sizes and times travel: CLongLongNative (signed) and
+// CULongLongNative (unsigned).
+//
+// Both are one template over the built-in type, with two thin faces. Arithmetic wraps instead of
+// being undefined, everything but the text forms is constexpr, so constants of these types need no
+// start-up code.
+
+#pragma once
+
+#include <compare>
+#include <concepts>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+
+namespace Quil {
+
+class stringEx;
+
+namespace IMPL {
+
+/// The operations that both integers have. `Self` is the face, `Int` the built-in 64-bit type.
+///
+/// A plain value: it may be copied freely, and one object belongs to one thread at a time.
+template <class Self, std::integral Int>
+class native_int64 {
+    static_assert(sizeof(Int) == 8);
+    using Unsigned = std::make_unsigned_t<Int>;
+
+public:
+    constexpr native_int64() noexcept = default;
+
+    /// Any built-in number converts as the language converts it (a wider or negative one wraps).
+    template <class U>
+        requires std::is_arithmetic_v<U> || std::is_enum_v<U>
+    constexpr native_int64(U value) noexcept : m_value(static_cast<Int>(value)) {}
+
+    /// The value as a built-in number; a narrower type takes the low bits.
+    template <class U>
+        requires std::is_arithmetic_v<U>
+    constexpr explicit operator U() const noexcept {
+        return static_cast<U>(m_value);
+    }
+    constexpr Int Value() const noexcept { return m_value; }
+
+    /// Takes the value from 8 bytes in the machine's own order.
+    Self& FromArray(const unsigned char* bytes) noexcept {
+        std::memcpy(&m_value, bytes, sizeof m_value);
+        return _self();
+    }
+    /// Writes the value as 8 bytes in the machine's own order.
+    void ToArray(unsigned char* bytes) const noexcept {
+        std::memcpy(bytes, &m_value, sizeof m_value);
+    }
+
+    /// Reads a number from `text`: white space, one sign, digits of `base` (2 to 36; letters in
+    /// either case). Base -1 looks at the prefix: "0x" or "x" is 16, "0b" is 2, "0" is 8, otherwise
+    /// 10; a base given outright takes no prefix. A base out of range gives 0.
+    ///
+    /// A value out of the type's range becomes the nearest end of the range and sets `errno` to
+    /// ERANGE; the negative of an unsigned number wraps. `used`, if not null, receives the number
+    /// of elements consumed, 0 when there was no digit.
+    Self& FromString(const stringEx& text, int base = 10, unsigned int* used = nullptr);
+
+    /// The value in `radix` 2 to 36, with upper-case letters as digits above 9 and a leading "-"
+    /// for a negative value in any radix. Another radix gives the empty string.
+    stringEx ToString(int radix = 10) const;
+
+    constexpr Self& operator+=(const Self& other) noexcept {
+        return _set(_bits() + other._bits());
+    }
+    constexpr Self& operator-=(const Self& other) noexcept {
+        return _set(_bits() - other._bits());
+    }
+    constexpr Self& operator*=(const Self& other) noexcept {
+        return _set(_bits() * other._bits());
+    }
+    /// The quotient, rounded toward zero. A divisor of 0 is the caller's fault.
+    constexpr Self& operator/=(const Self& other) noexcept {
+        return _is_minus_one(other) ? _set(Unsigned{0} - _bits())
+                                    : _set(static_cast<Unsigned>(m_value / other.m_value));
+    }
+    /// The remainder, with the sign of the dividend. A divisor of 0 is the caller's fault.
+    constexpr Self& operator%=(const Self& other) noexcept {
+        return _is_minus_one(other) ? _set(0)
+                                    : _set(static_cast<Unsigned>(m_value % other.m_value));
+    }
+    constexpr Self& operator&=(const Self& other) noexcept {
+        return _set(_bits() & other._bits());
+    }
+    constexpr Self& operator|=(const Self& other) noexcept {
+        return _set(_bits() | other._bits());
+    }
+    constexpr Self& operator^=(const Self& other) noexcept {
+        return _set(_bits() ^ other._bits());
+    }
+    /// Shifts by 64 bits or more shift everything out.
+    constexpr Self& operator<<=(unsigned int bits) noexcept {
+        return _set(bits < 64 ? _bits() << bits : 0);
+    }
+    constexpr Self& operator>>=(unsigned int bits) noexcept {
+        return _set(static_cast<Unsigned>(m_value >> (bits < 64 ? bits : 63) >> (bits < 64 ? 0 : 1)));
+    }
+
+    constexpr Self& operator++() noexcept { return _set(_bits() + 1); }
+    constexpr Self& operator--() noexcept { return _set(_bits() - 1); }
+    constexpr Self operator++(int) noexcept {
+        const Self old = _self();
+        ++*this;
+        return old;
+    }
+    constexpr Self operator--(int) noexcept {
+        const Self old = _self();
+        --*this;
+        return old;
+    }
+
+    constexpr Self operator-() const noexcept { return Self(Unsigned{0} - _bits()); }
+    constexpr Self operator~() const noexcept { return Self(~_bits()); }
+    constexpr bool operator!() const noexcept { return m_value == 0; }
+
+    friend constexpr Self operator+(Self a, const Self& b) noexcept { return a += b; }
+    friend constexpr Self operator-(Self a, const Self& b) noexcept { return a -= b; }
+    friend constexpr Self operator*(Self a, const Self& b) noexcept { return a *= b; }
+    friend constexpr Self operator/(Self a, const Self& b) noexcept { return a /= b; }
+    friend constexpr Self operator%(Self a, const Self& b) noexcept { return a %= b; }
+    friend constexpr Self operator&(Self a, const Self& b) noexcept { return a &= b; }
+    friend constexpr Self operator|(Self a, const Self& b) noexcept { return a |= b; }
+    friend constexpr Self operator^(Self a, const Self& b) noexcept { return a ^= b; }
+    friend constexpr Self operator<<(Self a, unsigned int bits) noexcept { return a <<= bits; }
+    friend constexpr Self operator>>(Self a, unsigned int bits) noexcept { return a >>= bits; }
+    friend constexpr bool operator==(const Self& a, const Self& b) noexcept {
+        return a.m_value == b.m_value;
+    }
+    friend constexpr std::strong_ordering operator<=>(const Self& a, const Self& b) noexcept {
+        return a.m_value <=> b.m_value;
+    }
+
+private:
+    constexpr Self& _self() noexcept { return static_cast<Self&>(*this); }
+    constexpr Unsigned _bits() const noexcept { return static_cast<Unsigned>(m_value); }
+    constexpr Self& _set(Unsigned bits) noexcept {
+        m_value = static_cast<Int>(bits);
+        return _self();
+    }
+    /// The one divisor for which the smallest signed value has no quotient of its type.
+    static constexpr bool _is_minus_one(const native_int64& value) noexcept {
+        return std::is_signed_v<Int> && value._bits() == std::numeric_limits<Unsigned>::max();
+    }
+
+    Int m_value = 0;
+};
+
+} // namespace IMPL
+
+class CULongLongNative;
+
+/// A signed 64-bit integer: offsets in files, counts of microseconds.
+class CLongLongNative : public IMPL::native_int64<CLongLongNative, std::int64_t> {
+public:
+    using native_int64::native_int64;
+    constexpr CLongLongNative() noexcept = default;
+    constexpr explicit CLongLongNative(const CULongLongNative& other) noexcept;
+};
+
+/// An unsigned 64-bit integer: sizes, and numbers that are shown as bits.
+class CULongLongNative : public IMPL::native_int64<CULongLongNative, std::uint64_t> {
+public:
+    using native_int64::native_int64;
+    constexpr CULongLongNative() noexcept = default;
+    constexpr explicit CULongLongNative(const CLongLongNative& other) noexcept
+        : native_int64(other.Value()) {}
+};
+
+constexpr CLongLongNative::CLongLongNative(const CULongLongNative& other) noexcept
+    : native_int64(other.Value()) {}
+
+namespace IMPL {
+
+/// Start-up guard of the integers. They are constant-initialised, so there is nothing to build; the
+/// guard counts the source files that use them, like the guards of the other areas.
+class impInitGuardForInt64 {
+public:
+    impInitGuardForInt64() noexcept { ++sm_count; }
+    static unsigned int CompilationUnitRefCount() noexcept { return sm_count; }
+
+private:
+    static inline constinit unsigned int sm_count = 0;
+};
+
+static const impInitGuardForInt64 s_initGuardForInt64;
+
+extern template class native_int64<CLongLongNative, std::int64_t>;
+extern template class native_int64<CULongLongNative, std::uint64_t>;
+
+} // namespace IMPL
+
+} // namespace Quil
