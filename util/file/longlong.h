@@ -33,15 +33,13 @@ public:
 
     /// Any built-in number converts as the language converts it (a wider or negative one wraps).
     template <class U>
-        requires std::is_arithmetic_v<U> || std::is_enum_v<U>
+    requires std::is_arithmetic_v<U> || std::is_enum_v<U>
     constexpr native_int64(U value) noexcept : m_value(static_cast<Int>(value)) {}
 
     /// The value as a built-in number; a narrower type takes the low bits.
     template <class U>
-        requires std::is_arithmetic_v<U>
-    constexpr explicit operator U() const noexcept {
-        return static_cast<U>(m_value);
-    }
+    requires std::is_arithmetic_v<U>
+    constexpr explicit operator U() const noexcept { return static_cast<U>(m_value); }
     constexpr Int Value() const noexcept { return m_value; }
 
     /// Takes the value from 8 bytes in the machine's own order.
@@ -67,15 +65,9 @@ public:
     /// for a negative value in any radix. Another radix gives the empty string.
     stringEx ToString(int radix = 10) const;
 
-    constexpr Self& operator+=(const Self& other) noexcept {
-        return _set(_bits() + other._bits());
-    }
-    constexpr Self& operator-=(const Self& other) noexcept {
-        return _set(_bits() - other._bits());
-    }
-    constexpr Self& operator*=(const Self& other) noexcept {
-        return _set(_bits() * other._bits());
-    }
+    constexpr Self& operator+=(const Self& other) noexcept { return _set(_bits() + other._bits()); }
+    constexpr Self& operator-=(const Self& other) noexcept { return _set(_bits() - other._bits()); }
+    constexpr Self& operator*=(const Self& other) noexcept { return _set(_bits() * other._bits()); }
     /// The quotient, rounded toward zero. A divisor of 0 is the caller's fault.
     constexpr Self& operator/=(const Self& other) noexcept {
         return _is_minus_one(other) ? _set(Unsigned{0} - _bits())
@@ -86,21 +78,16 @@ public:
         return _is_minus_one(other) ? _set(0)
                                     : _set(static_cast<Unsigned>(m_value % other.m_value));
     }
-    constexpr Self& operator&=(const Self& other) noexcept {
-        return _set(_bits() & other._bits());
-    }
-    constexpr Self& operator|=(const Self& other) noexcept {
-        return _set(_bits() | other._bits());
-    }
-    constexpr Self& operator^=(const Self& other) noexcept {
-        return _set(_bits() ^ other._bits());
-    }
+    constexpr Self& operator&=(const Self& other) noexcept { return _set(_bits() & other._bits()); }
+    constexpr Self& operator|=(const Self& other) noexcept { return _set(_bits() | other._bits()); }
+    constexpr Self& operator^=(const Self& other) noexcept { return _set(_bits() ^ other._bits()); }
     /// Shifts by 64 bits or more shift everything out.
     constexpr Self& operator<<=(unsigned int bits) noexcept {
         return _set(bits < 64 ? _bits() << bits : 0);
     }
     constexpr Self& operator>>=(unsigned int bits) noexcept {
-        return _set(static_cast<Unsigned>(m_value >> (bits < 64 ? bits : 63) >> (bits < 64 ? 0 : 1)));
+        return _set(
+            static_cast<Unsigned>(m_value >> (bits < 64 ? bits : 63) >> (bits < 64 ? 0 : 1)));
     }
 
     constexpr Self& operator++() noexcept { return _set(_bits() + 1); }
