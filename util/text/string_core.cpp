@@ -3,17 +3,7 @@
 
 #include "util/text/byteEx.h"
 
-#include <charconv>
-#include <limits>
-
 namespace Quil {
-
-namespace {
-
-/// Room for any 64-bit number in decimal with its sign.
-constexpr std::size_t DECIMAL_ROOM = std::numeric_limits<unsigned long long>::digits10 + 2;
-
-} // namespace
 
 // --- Case, C string helpers ---------------------------------------------------------------------
 
@@ -269,22 +259,6 @@ template <class Self, class T>
 Self& string_core<Self, T>::operator<<(const Other* text) {
     return append_text(
         text, basic_buffer<Other>(text, typename basic_buffer<Other>::NOT_OWNER()).length());
-}
-
-template <class Self, class T>
-Self& string_core<Self, T>::operator<<(long long value) {
-    char digits[DECIMAL_ROOM];
-    const char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    return *this << basic_buffer<char>(digits, static_cast<unsigned int>(end - digits),
-                                       basic_buffer<char>::NOT_OWNER());
-}
-
-template <class Self, class T>
-Self& string_core<Self, T>::operator<<(unsigned long long value) {
-    char digits[DECIMAL_ROOM];
-    const char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    return *this << basic_buffer<char>(digits, static_cast<unsigned int>(end - digits),
-                                       basic_buffer<char>::NOT_OWNER());
 }
 
 // The members that are defined here.

@@ -171,7 +171,11 @@ protected:
     Self _Sum(const Buffer& b) const { return Self(static_cast<const Buffer&>(*this) + b); }
     /// Only a temporary that owns its block may be extended: behind a view stands foreign memory.
     Self _Extended(const Buffer& b) {
-        return this->is_static() ? _Sum(b) : Self(std::move(append(b)));
+        if (this->is_static()) {
+            return _Sum(b);
+        }
+        this->_grow_no_expand(std::uint64_t{this->length()} + b.length() + Buffer::sm_tail);
+        return Self(std::move(append(b)));
     }
 };
 
