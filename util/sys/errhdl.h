@@ -1,0 +1,81 @@
+// The library's one way of failing: an exception class for each area, all of one shape, with a message
+// that the thrower writes.
+//
+// A message is a head line "Class::Method - what failed" and detail lines of two blanks, a key, " = "
+// and the value. The classes exist to be caught by kind: `ioExp` takes all trouble with files and
+// folders, `qlExp` takes everything.
+#pragma once
+
+#include "util/text/stringEx.h"
+
+namespace Quil {
+
+/// Root of the family. Not derived from `std::exception`: what the library reports and what the
+/// language's runtime reports are caught apart.
+class qlExp {
+public:
+    /// `code` is a system error number or a code of the area, 0 when there is none.
+    qlExp(unsigned int code, const stringEx& message) : __message(message), __code(code) {
+        __message.detach_if_static(); // a view may be on memory that the throw leaves behind
+    }
+    qlExp(const qlExp&) = default;
+    qlExp& operator=(const qlExp&) = default;
+    virtual ~qlExp() = default;
+
+    /// The whole message; the copy shares its block.
+    stringEx GetErrString() const { return __message; }
+    unsigned int GetErrCode() const { return __code; }
+
+private:
+    stringEx __message;
+    unsigned int __code;
+};
+
+// Each class adds nothing but its place in the tree.
+#define QUIL_EXCEPTION(name, parent)                                                               \
+    class name : public parent {                                                                   \
+    public:                                                                                        \
+        using parent::parent;                                                                      \
+    }
+
+QUIL_EXCEPTION(utilExp, qlExp);
+
+QUIL_EXCEPTION(ioExp, utilExp);
+QUIL_EXCEPTION(dirExp, ioExp);
+QUIL_EXCEPTION(isxfExp, ioExp);
+QUIL_EXCEPTION(shmemExp, ioExp);
+QUIL_EXCEPTION(fileExp, ioExp);
+QUIL_EXCEPTION(sysfileExp, fileExp);
+QUIL_EXCEPTION(pipeExp, sysfileExp);
+QUIL_EXCEPTION(cfileExp, fileExp);
+QUIL_EXCEPTION(fmppExp, fileExp);
+
+QUIL_EXCEPTION(syssrvExp, utilExp);
+QUIL_EXCEPTION(tconvExp, syssrvExp);
+QUIL_EXCEPTION(libiconvExp, tconvExp);
+QUIL_EXCEPTION(libicuExp, tconvExp);
+QUIL_EXCEPTION(dlllExp, syssrvExp);
+QUIL_EXCEPTION(threadExp, syssrvExp);
+QUIL_EXCEPTION(timeExp, syssrvExp);
+QUIL_EXCEPTION(procExp, syssrvExp);
+QUIL_EXCEPTION(regExp, syssrvExp);
+QUIL_EXCEPTION(tlsExp, syssrvExp);
+
+QUIL_EXCEPTION(syncExp, utilExp);
+QUIL_EXCEPTION(mutexExp, syncExp);
+QUIL_EXCEPTION(semExp, syncExp);
+QUIL_EXCEPTION(eventExp, syncExp);
+
+QUIL_EXCEPTION(auxExp, utilExp);
+QUIL_EXCEPTION(logExp, auxExp);
+QUIL_EXCEPTION(csvExp, auxExp);
+
+#undef QUIL_EXCEPTION
+
+/// The calling thread's `errno`.
+unsigned long GetSysLastError();
+
+/// What the system says of an error number, without a line end.
+stringEx GetSysErrString(unsigned long code);
+
+} // namespace Quil
