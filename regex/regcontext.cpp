@@ -1,0 +1,261 @@
+// A search in two steps: the search automaton tells whether there is a match and about where it
+// begins; the automaton of the whole tree then tells from which place on it goes, and how far.
+#include "regex/regcontext.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+namespace Quil {
+
+using namespace IMPL::engine;
+
+/// What one context has built for its expression, all of it dispensable memory.
+template <class Chr>
+struct TRegexContext<Chr>::machine {
+    static constexpr int PASSED = -1; // no result yet
+
+    explicit machine(const guts<Chr>& compiled);
+
+    void settext(const Chr* start, const Chr* stop, int eflags);
+    int run(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
+
+    int find(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
+    const Chr* findspan(const Chr* open, const Chr* close, const Chr*& end, const Chr*& cold);
+    int cfind(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
+    int cfindloop(const Chr*& cold);
+    int confirm(const Chr* begin, const Chr*& cold);
+    const Chr* candidate(const Chr* begin, const Chr* limit, bool* hitstop);
+    void report(rm_detail_t* details, const Chr* cold) const;
+
+    const guts<Chr>& g;
+    scanenv<Chr> env;
+    TLookaheads<Chr> lookaheads;
+    TNodes<Chr> nodes;
+    TDissector<Chr> dissector;
+    TScanner<Chr> search;
+    TScanner<Chr>& whole; // the tree's root
+    const bool shorter;   // the root prefers the shortest match
+    const bool expect;
+    std::vector<regmatch_t> work;
+};
+
+template <class Chr>
+TRegexContext<Chr>::machine::machine(const guts<Chr>& compiled)
+    : g(compiled), lookaheads(env, g.lacons, g.nlacons), nodes(env, g.ntree),
+      dissector(g, env, nodes), search(g.search, env), whole(nodes.forward(*g.tree)),
+      shorter((g.tree->flags & SHORTER) != 0), expect((g.cflags & REG_EXPECT) != 0) {
+    env.colors = g.cmap.table;
+    env.lookahead = &lookaheads;
+    if (!expect)
+        whole.sharescans();
+    if (!(g.search.flags & HASLACONS))
+        search.allowskips();
+}
+
+template <class Chr>
+void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int eflags) {
+    // Notes about a text hold as long as it ends at the same place in the same way.
+    if (env.stop != stop || ((env.eflags ^ eflags) & REG_NOTEOL)) {
+        nodes.newtext();
+        lookaheads.newtext();
+    }
+    env.start = start;
+    env.stop = stop;
+    env.eflags = eflags;
+    env.limits.smallcache = (eflags & REG_SMALL) != 0;
+}
+
+template <class Chr>
+int TRegexContext<Chr>::machine::run(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details) {
+    if (g.cflags & REG_NOSUB)
+        nmatch = 0;
+    if (!(g.info & REG_UBACKREF))
+        return find(nmatch, pmatch, details);
+    return cfind(nmatch, pmatch, details);
+}
+
+template <class Chr>
+void TRegexContext<Chr>::machine::report(rm_detail_t* details, const Chr* cold) const {
+    if (!expect)
+        return;
+    details->rm_extend.rm_so = static_cast<int>((cold ? cold : env.stop) - env.start);
+    details->rm_extend.rm_eo = static_cast<int>(env.stop - env.start);
+}
+
+template <class Chr>
+int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
+                                      rm_detail_t* details) {
+    const Chr* cold = nullptr;
+    const Chr* const close = search.shortest(env.start, env.start, env.stop, &cold);
+    report(details, cold);
+    if (!close)
+        return REG_NOMATCH;
+    if (nmatch == 0)
+        return REG_OKAY;
+
+    const Chr* end = nullptr;
+    const Chr* late = nullptr;
+    const Chr* const begin = findspan(cold, close, end, late);
+    if (!begin)
+        return REG_ASSERT;
+    pmatch[0] = regmatch_t{static_cast<int>(begin - env.start), static_cast<int>(end - env.start)};
+    report(details, late);
+    if (nmatch == 1)
+        return REG_OKAY;
+    dissector.setmatches(pmatch, nmatch);
+    dissector.clear();
+    return dissector.dissect(g.tree, begin, end);
+}
+
+/// The match whose begin lies in [open, close], where the search has seen the first end.
+template <class Chr>
+const Chr* TRegexContext<Chr>::machine::findspan(const Chr* open, const Chr* close, const Chr*& end,
+                                                 const Chr*& cold) {
+    // Where all matches are of one length, the first that ends is the first that begins.
+    if (env.fastroads && !expect && !(g.info & REG_ULOOKAHEAD)) {
+        if (const int length = nodes.length(*g.tree); length >= 0 && length <= close - env.start) {
+            end = close;
+            return close - length;
+        }
+    }
+    for (const Chr* begin = open;; ++begin) {
+        bool hitend = false;
+        end = candidate(begin, shorter ? begin : env.stop, &hitend);
+        if (hitend && !cold)
+            cold = begin;
+        if (end)
+            return begin;
+        if (begin == close)
+            return nullptr;
+    }
+}
+
+/// The end of the preferred match from `begin`, not before, or not behind, `limit`.
+template <class Chr>
+const Chr* TRegexContext<Chr>::machine::candidate(const Chr* begin, const Chr* limit,
+                                                  bool* hitstop) {
+    return shorter ? whole.shortest(begin, limit, env.stop, nullptr, hitstop)
+                   : whole.longest(begin, limit, hitstop);
+}
+
+template <class Chr>
+int TRegexContext<Chr>::machine::cfind(std::size_t nmatch, regmatch_t* pmatch,
+                                       rm_detail_t* details) {
+    const std::size_t slots = g.nsub + 1;
+    work.assign(slots, regmatch_t{-1, -1});
+    dissector.setmatches(work.data(), slots);
+    const Chr* cold = nullptr;
+    const int result = cfindloop(cold);
+    report(details, cold);
+    if (result == REG_OKAY)
+        for (std::size_t i = 0; i < nmatch; ++i)
+            pmatch[i] = i < slots ? work[i] : regmatch_t{-1, -1};
+    return result;
+}
+
+template <class Chr>
+int TRegexContext<Chr>::machine::cfindloop(const Chr*& cold) {
+    const Chr* close = env.start;
+    const Chr* least = close;
+    do {
+        close = search.shortest(close, least, env.stop, &cold);
+        if (!close)
+            break;
+        const Chr* const open = cold;
+        cold = nullptr;
+        for (const Chr* begin = open; begin <= close; ++begin) {
+            const int result = confirm(begin, cold);
+            if (result != PASSED)
+                return result;
+        }
+        // A search that began where the last one closed would close there again, for ever.
+        least = close + 1;
+    } while (close < env.stop);
+    return REG_NOMATCH;
+}
+
+/// Tries all ends of a match from `begin`; PASSED if none holds and the search may go on.
+template <class Chr>
+int TRegexContext<Chr>::machine::confirm(const Chr* begin, const Chr*& cold) {
+    const Chr* limit = shorter ? begin : env.stop;
+    for (;;) {
+        bool hitend = false;
+        const Chr* const end = candidate(begin, limit, &hitend);
+        if (hitend && !cold)
+            cold = begin;
+        if (!end)
+            return PASSED;
+        dissector.clear();
+        const int result = dissector.cdissect(g.tree, begin, end);
+        if (result == REG_OKAY)
+            work[0] =
+                regmatch_t{static_cast<int>(begin - env.start), static_cast<int>(end - env.start)};
+        if (result != REG_NOMATCH)
+            return result;
+        if (end == (shorter ? env.stop : begin))
+            return REG_NOMATCH; // with no candidate left here, the whole search gives up
+        limit = shorter ? end + 1 : end - 1;
+    }
+}
+
+template <class Chr>
+TRegexContext<Chr>::TRegexContext(const regex_t* re) : re_(re) {}
+
+template <class Chr>
+TRegexContext<Chr>::~TRegexContext() = default;
+
+template <class Chr>
+void TRegexContext<Chr>::settext(const Chr* text, std::size_t length) {
+    text_ = text;
+    length_ = length;
+    if (machine_)
+        machine_->env.stop = nullptr; // the notes go at the next search
+}
+
+template <class Chr>
+int TRegexContext<Chr>::check(std::size_t from, const rm_detail_t* details) const {
+    constexpr std::size_t MOSTLENGTH = std::numeric_limits<int>::max();
+    if (!re_ || !text_ || re_->re_magic != REMAGIC)
+        return REG_INVARG;
+    if (re_->re_csize != chrtraits<Chr>::CSIZE)
+        return REG_MIXED;
+    const auto* const g = static_cast<const guts<Chr>*>(re_->re_guts);
+    if (((g->cflags & REG_EXPECT) && !details) || length_ > MOSTLENGTH || from > length_)
+        return REG_INVARG;
+    return (g->info & REG_UIMPOSSIBLE) ? REG_NOMATCH : REG_OKAY;
+}
+
+template <class Chr>
+int TRegexContext<Chr>::exec(std::size_t from, std::size_t nmatch, regmatch_t pmatch[], int eflags,
+                             rm_detail_t* details) {
+    if (const int result = check(from, details); result != REG_OKAY)
+        return result;
+    try {
+        if (!machine_)
+            machine_ = std::make_unique<machine>(*static_cast<const guts<Chr>*>(re_->re_guts));
+        machine_->env.fastroads = fastroads_;
+        machine_->settext(text_ + from, text_ + length_, eflags);
+        return machine_->run(nmatch, pmatch, details);
+    } catch (const std::bad_alloc&) {
+        // Whatever was half built goes; the next search starts afresh.
+        looked_ = looked();
+        machine_.reset();
+        return REG_ESPACE;
+    }
+}
+
+template <class Chr>
+std::uint64_t TRegexContext<Chr>::looked() const {
+    return looked_ + (machine_ ? machine_->env.looked : 0);
+}
+
+template <class Chr>
+void TRegexContext<Chr>::setfastroads(bool on) {
+    fastroads_ = on;
+}
+
+template class TRegexContext<char>;
+template class TRegexContext<wchar_t>;
+
+} // namespace Quil
