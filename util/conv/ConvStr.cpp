@@ -1,0 +1,217 @@
+// The ConvStr family: conversions for the library's own use, by two converters that each thread
+// keeps.
+//
+// A converter has state and a lock, so a thread makes its own on first use and finds them in its
+// record from then on. When the system's encoding is UTF-8 one converter serves as both, and
+// conversions between narrow texts are mere copies.
+
+#include "util/conv/LazyStatic.h"
+#include "util/conv/TextConv.h"
+#include "util/sys/tls.h"
+
+#include <memory>
+
+namespace Quil {
+
+namespace {
+
+/// A thread's converters; empty handles until they are needed.
+struct THREAD_RECORD {
+    CTextConvHandle sysConv;
+    CTextConvHandle utf8Conv;
+};
+
+constinit IMPL::CLazyStatic<CTlsSlot> tlsSlot;
+
+/// The slot that holds each thread's record.
+CTlsSlot& TlsBuffer() {
+    return tlsSlot.Get([] { return new CTlsSlot; });
+}
+
+THREAD_RECORD& GetThreadRecord() {
+    CTlsSlot& slot = TlsBuffer();
+    auto* record = static_cast<THREAD_RECORD*>(slot.GetValue());
+    if (record == nullptr) {
+        auto fresh = std::make_unique<THREAD_RECORD>();
+        slot.SetValue(fresh.get());
+        record = fresh.release();
+    }
+    return *record;
+}
+
+/// The converter in `wanted`, filled if it is empty: from `other` where both mean the same
+/// encoding, else by the factory.
+TTextConv* GetOrGain(CTextConvHandle& wanted, const CTextConvHandle& other,
+                     CTextConvHandle (*gain)()) {
+    if (!wanted) {
+        wanted = other && TTextConv::IsSysDefaultUseUtf8() ? other : gain();
+    }
+    return wanted.get();
+}
+
+/// The thread's converter for the system's encoding, owned by its record.
+TTextConv* GetTlsSysConv() {
+    THREAD_RECORD& record = GetThreadRecord();
+    return GetOrGain(record.sysConv, record.utf8Conv, GainBestSysDefConv);
+}
+
+/// The thread's converter for UTF-8, owned by its record.
+TTextConv* GetTlsUtf8Conv() {
+    THREAD_RECORD& record = GetThreadRecord();
+    return GetOrGain(record.utf8Conv, record.sysConv, GainBestUTF8Conv);
+}
+
+using GET_CONV = TTextConv* (*)();
+
+void Decode(wstringEx& dst, const stringEx& src, GET_CONV getConv) {
+    try {
+        getConv()->MBtoWC(dst, src);
+    } catch (...) {
+        dst = src.to_wstr();
+    }
+}
+
+void Encode(stringEx& dst, const wstringEx& src, GET_CONV getConv) {
+    try {
+        getConv()->WCtoMB(dst, src);
+    } catch (...) {
+        dst = src.to_str();
+    }
+}
+
+/// Narrow to narrow by way of `scratch`. The source is given as it is when it can't be converted.
+void Recode(stringEx& dst, const stringEx& src, wstringEx& scratch, GET_CONV getFrom,
+            GET_CONV getTo) {
+    const stringEx source(src); // `dst` may be `src`
+    try {
+        if (TTextConv::IsSysDefaultUseUtf8()) {
+            dst = source;
+            return;
+        }
+        getFrom()->MBtoWC(scratch, source);
+        getTo()->WCtoMB(dst, scratch);
+    } catch (...) {
+        dst = source;
+    }
+}
+
+} // namespace
+
+void ConvStrUToW(wstringEx& dst, const stringEx& src) {
+    Decode(dst, src, GetTlsUtf8Conv);
+}
+
+void ConvStrSToW(wstringEx& dst, const stringEx& src) {
+    Decode(dst, src, GetTlsSysConv);
+}
+
+void ConvStrSToU(stringEx& dst, const wstringEx& src) {
+    Encode(dst, src, GetTlsUtf8Conv);
+}
+
+void ConvStrSToM(stringEx& dst, const wstringEx& src) {
+    Encode(dst, src, GetTlsSysConv);
+}
+
+void ConvStrSToT(stringEx& dst, const wstringEx& src) {
+    Encode(dst, src, GetTlsSysConv);
+}
+
+void ConvStrSToT(stringEx& dst, const stringEx& src) {
+    dst = src;
+}
+
+void ConvStrUToM(stringEx& dst, const stringEx& src, wstringEx& scratch) {
+    Recode(dst, src, scratch, GetTlsUtf8Conv, GetTlsSysConv);
+}
+
+void ConvStrUToT(stringEx& dst, const stringEx& src, wstringEx& scratch) {
+    Recode(dst, src, scratch, GetTlsUtf8Conv, GetTlsSysConv);
+}
+
+void ConvStrSToU(stringEx& dst, const stringEx& src, wstringEx& scratch) {
+    Recode(dst, src, scratch, GetTlsSysConv, GetTlsUtf8Conv);
+}
+
+void ConvStrUToM(stringEx& dst, const stringEx& src) {
+    wstringEx scratch;
+    ConvStrUToM(dst, src, scratch);
+}
+
+void ConvStrUToT(stringEx& dst, const stringEx& src) {
+    wstringEx scratch;
+    ConvStrUToT(dst, src, scratch);
+}
+
+void ConvStrSToU(stringEx& dst, const stringEx& src) {
+    wstringEx scratch;
+    ConvStrSToU(dst, src, scratch);
+}
+
+wstringEx ConvStrUToW(const stringEx& src) {
+    wstringEx dst;
+    ConvStrUToW(dst, src);
+    return dst;
+}
+
+wstringEx ConvStrSToW(const stringEx& src) {
+    wstringEx dst;
+    ConvStrSToW(dst, src);
+    return dst;
+}
+
+stringEx ConvStrSToU(const wstringEx& src) {
+    stringEx dst;
+    ConvStrSToU(dst, src);
+    return dst;
+}
+
+stringEx ConvStrSToM(const wstringEx& src) {
+    stringEx dst;
+    ConvStrSToM(dst, src);
+    return dst;
+}
+
+stringEx ConvStrSToT(const wstringEx& src) {
+    stringEx dst;
+    ConvStrSToT(dst, src);
+    return dst;
+}
+
+stringEx ConvStrSToT(const stringEx& src) {
+    return src;
+}
+
+stringEx ConvStrUToM(const stringEx& src) {
+    stringEx dst;
+    ConvStrUToM(dst, src);
+    return dst;
+}
+
+stringEx ConvStrUToT(const stringEx& src) {
+    stringEx dst;
+    ConvStrUToT(dst, src);
+    return dst;
+}
+
+stringEx ConvStrSToU(const stringEx& src) {
+    stringEx dst;
+    ConvStrSToU(dst, src);
+    return dst;
+}
+
+void ConvStrFreeTls() {
+    CTlsSlot& slot = TlsBuffer();
+    const auto* const record = static_cast<THREAD_RECORD*>(slot.GetValue());
+    if (record == nullptr) {
+        return;
+    }
+    slot.SetValue(nullptr); // first, so that nothing finds the record while it goes
+    try {
+        delete record;
+    } catch (...) {
+        // a library that can't close its descriptor is no reason to fail at a thread's end
+    }
+}
+
+} // namespace Quil

@@ -1,0 +1,202 @@
+// The plain converter, the converter over the C library, and the factories that pick the best kind.
+//
+// A factory tries the kinds in turn by making one: iconv, ICU, then what needs no library. A failed
+// attempt shows only in that a weaker kind is chosen. The system's encoding and UTF-8 have a
+// prototype each, made once, of which every caller gets a clone.
+
+#include "util/conv/TextConv.h"
+
+#include "util/conv/LazyStatic.h"
+#include "util/conv/TextLibIConv.h"
+#include "util/conv/TextLibIcu.h"
+#include "util/sys/errhdl.h"
+
+#include <climits>
+#include <cwchar>
+#include <memory>
+#include <typeinfo>
+
+namespace Quil {
+
+namespace {
+
+constexpr unsigned long utf8CodePage = 65001;
+constexpr char utf8Name[] = "UTF-8";
+
+/// The converter for the system's encoding over the C library's functions, which go by the
+/// program's locale.
+class CIsoSysDefConv final : public TTextConv {
+public:
+    using TTextConv::MBtoWC;
+    using TTextConv::WCtoMB;
+
+    wstringEx MBtoWC(const stringEx& src) const override {
+        wstringEx dst;
+        dst.reserve(src.length() + 1);
+        MBtoWC(dst, src);
+        return dst;
+    }
+
+    /// A NUL ends the text and is part of the result. Each byte of a bad or cut sequence gives a
+    /// "?".
+    void MBtoWC(wstringEx& dst, const stringEx& src) const override {
+        dst.clear();
+        std::mbstate_t state{};
+        const char* const text = src.c_str();
+        for (unsigned int pos = 0; pos < src.length();) {
+            wchar_t c = 0;
+            const std::size_t used = std::mbrtowc(&c, text + pos, src.length() - pos, &state);
+            if (used == 0) {
+                dst.push_back(L'\0');
+                return;
+            }
+            if (used == invalidSequence || used == incompleteSequence) {
+                dst.push_back(L'?');
+                ++pos;
+            } else {
+                dst.push_back(c);
+                pos += static_cast<unsigned int>(used);
+            }
+        }
+    }
+
+    stringEx WCtoMB(const wstringEx& src) const override {
+        stringEx dst;
+        dst.reserve(src.length() + 1);
+        WCtoMB(dst, src);
+        return dst;
+    }
+
+    void WCtoMB(stringEx& dst, const wstringEx& src) const override {
+        dst.clear();
+        std::mbstate_t state{};
+        const wchar_t* const text = src.c_str();
+        for (unsigned int pos = 0; pos < src.length(); ++pos) {
+            char bytes[MB_LEN_MAX];
+            const std::size_t made = std::wcrtomb(bytes, text[pos], &state);
+            if (made == 0 || made == invalidSequence) {
+                dst.push_back('?');
+            } else {
+                dst.append(bytes, static_cast<unsigned int>(made));
+            }
+        }
+    }
+
+private:
+    static constexpr auto invalidSequence = static_cast<std::size_t>(-1);
+    static constexpr auto incompleteSequence = static_cast<std::size_t>(-2);
+};
+
+constinit IMPL::CLazyStatic<TTextConv> sysDefPrototype;
+constinit IMPL::CLazyStatic<TTextConv> utf8Prototype;
+
+/// A converter of the kind `Kind` for a name or a code page, or null if making it throws.
+template <class Kind, class Key>
+TTextConv* TryMake(const Key& key) {
+    try {
+        return new Kind(key);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+/// By name if there is one, then by code page if there is one.
+template <class Kind>
+TTextConv* TryMakeFor(unsigned long cp, const stringEx& enc) {
+    TTextConv* conv = enc.empty() ? nullptr : TryMake<Kind>(enc);
+    if (conv == nullptr && cp != 0) {
+        conv = TryMake<Kind>(cp);
+    }
+    return conv;
+}
+
+/// By the best library that knows the encoding; null if none does.
+TTextConv* TryMakeByLibrary(unsigned long cp, const stringEx& enc) {
+    TTextConv* const conv = TryMakeFor<CTextLibIConv>(cp, enc);
+    return conv != nullptr ? conv : TryMakeFor<CTextLibIcu>(cp, enc);
+}
+
+TTextConv* MakeSysDefPrototype() {
+    TTextConv* const conv = TryMakeByLibrary(0, TTextConv::GetSysDefaultEnc());
+    return conv != nullptr ? conv : new CIsoSysDefConv;
+}
+
+TTextConv* MakeUtf8Prototype() {
+    TTextConv* const conv = TryMakeByLibrary(0, stringEx(utf8Name));
+    if (conv != nullptr) {
+        return conv;
+    }
+    return TTextConv::IsSysDefaultUseUtf8() ? new CIsoSysDefConv : new TTextConv;
+}
+
+/// A clone of the prototype; of the kind `Fallback` when there can't be one.
+template <class Fallback>
+CTextConvHandle CloneOr(const TTextConv& prototype) {
+    TTextConv* clone = nullptr;
+    try {
+        clone = prototype.Clone();
+    } catch (...) {
+        clone = new Fallback;
+    }
+    return CTextConvHandle(clone);
+}
+
+} // namespace
+
+TTextConv* TTextConv::New(unsigned long /*cp*/) const {
+    return new TTextConv;
+}
+
+TTextConv* TTextConv::New(const stringEx& /*enc*/) const {
+    return new TTextConv;
+}
+
+TTextConv* TTextConv::Clone() const {
+    return new TTextConv;
+}
+
+wstringEx TTextConv::MBtoWC(const stringEx& src) const {
+    return src.to_wstr();
+}
+
+void TTextConv::MBtoWC(wstringEx& dst, const stringEx& src) const {
+    dst.from_str(src);
+}
+
+stringEx TTextConv::WCtoMB(const wstringEx& src) const {
+    return src.to_str();
+}
+
+void TTextConv::WCtoMB(stringEx& dst, const wstringEx& src) const {
+    dst.from_wstr(src);
+}
+
+CTextConvHandle GainBestSysDefConv() {
+    return CloneOr<CIsoSysDefConv>(sysDefPrototype.Get(MakeSysDefPrototype));
+}
+
+CTextConvHandle GainBestUTF8Conv() {
+    return CloneOr<TTextConv>(utf8Prototype.Get(MakeUtf8Prototype));
+}
+
+CTextConvHandle GainBestConvFor(unsigned long cp, const stringEx& enc) {
+    // The system's code page is never 0, so a code page that isn't given costs no look-up.
+    if ((cp != 0 && cp == TTextConv::GetSysDefaultCP()) ||
+        enc.equal_no_case(TTextConv::GetSysDefaultEnc())) {
+        return GainBestSysDefConv();
+    }
+    if (cp == utf8CodePage || enc.equal_no_case(utf8Name)) {
+        return GainBestUTF8Conv();
+    }
+    TTextConv* const conv = TryMakeByLibrary(cp, enc);
+    return CTextConvHandle(conv != nullptr ? conv : new TTextConv);
+}
+
+void EnsureConvFound(const CTextConvHandle& conv, const stringEx& enc) {
+    const TTextConv& kind = *conv;
+    if (typeid(kind) == typeid(TTextConv) && !enc.equal_no_case(TTextConv::GetSysDefaultEnc())) {
+        const CTextLibIConv attempt(enc);
+    }
+}
+
+} // namespace Quil

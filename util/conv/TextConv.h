@@ -1,0 +1,191 @@
+// Converters between narrow text in some charset encoding and wide text, and what the library knows
+// about encodings.
+//
+// A converter is an object for one encoding with two operations, MBtoWC and WCtoMB. Which library
+// does the work is settled when it is made: the factories below try iconv, then ICU, then the C
+// library, and always answer an object on which the calls work. The catalogue (names, code pages,
+// conversions that lose nothing) is independent of them all.
+#pragma once
+
+#include "util/sys/handle.h"
+#include "util/text/stringEx.h"
+#include "util/text/wstringEx.h"
+
+#include <map>
+#include <set>
+#include <vector>
+
+namespace Quil {
+
+namespace IMPL {
+
+/// Frees the cursor of an enumeration of encodings.
+template <class T>
+struct TConvEncCkDeletor {
+    void operator()(void* cookie) const noexcept { T::__ReleaseEncCookie(cookie); }
+};
+
+/// Frees the cursor of an enumeration of compatibility groups.
+template <class T>
+struct TConvCmpCkDeletor {
+    void operator()(void* cookie) const noexcept { T::__ReleaseCmpCookie(cookie); }
+};
+
+} // namespace IMPL
+
+/// A converter for one encoding, and in its static part the catalogue of encodings.
+///
+/// The class itself is the plain converter, which widens and narrows element by element and so is
+/// right for ASCII only; the factories fall back on it when nothing else works. A conversion never
+/// reports bad input: what can't be converted gives a "?" or the library's own substitute. One
+/// object may be used by several threads, each conversion holding the object's lock, but an object
+/// a thread is faster. A destructor may throw when the library can't close a descriptor.
+///
+/// Names of encodings are matched without regard to case. A name "CPn" stands for code page n.
+class TTextConv {
+public:
+    /// What is known of an encoding.
+    struct ENCINFO {
+        unsigned long codePage = 0;
+        stringEx description;
+        bool rightToLeft = false;
+    };
+
+    using NAME_SET = std::set<stringEx, less_no_case<stringEx>>;
+
+    /// A group of conversions that lose nothing. In a mutual group each member of `from` converts
+    /// to each other one and `to` isn't used; otherwise each of `from` converts to each of `to`,
+    /// and an empty set stands for any encoding.
+    struct COMPENC_INFO {
+        NAME_SET from;
+        NAME_SET to;
+        bool mutual = false;
+        stringEx name;
+    };
+
+    using ENC_COOKIE = CHandle<void, IMPL::TConvEncCkDeletor<TTextConv>, CAtomicINT32, 0>;
+    using CMP_COOKIE = CHandle<void, IMPL::TConvCmpCkDeletor<TTextConv>, CAtomicINT32, 0>;
+
+    TTextConv() = default;
+    TTextConv(const TTextConv&) = delete;
+    TTextConv& operator=(const TTextConv&) = delete;
+    virtual ~TTextConv() noexcept(false) {}
+
+    /// A new converter of the same kind for a code page or an encoding. The caller owns it. The
+    /// library's kinds throw when they don't know the encoding; the plain kind makes a plain one.
+    virtual TTextConv* New(unsigned long cp) const;
+    virtual TTextConv* New(const stringEx& enc) const;
+    /// A new converter for the same encoding, owned by the caller.
+    virtual TTextConv* Clone() const;
+
+    /// Decodes `src`.
+    virtual wstringEx MBtoWC(const stringEx& src) const;
+    /// Decodes `src` into `dst`, whose block is used again when it is large enough.
+    virtual void MBtoWC(wstringEx& dst, const stringEx& src) const;
+    /// Encodes `src`.
+    virtual stringEx WCtoMB(const wstringEx& src) const;
+    /// Encodes `src` into `dst`, whose block is used again when it is large enough.
+    virtual void WCtoMB(stringEx& dst, const wstringEx& src) const;
+
+    /// Decodes text of the library's own narrow type.
+    wstringEx TtoWC(const stringEx& src) const { return MBtoWC(src); }
+
+    /// What is known of an encoding; the reference is good until the process ends. A name that is
+    /// not in the catalogue throws tconvExp with code 2.
+    static const ENCINFO& GetEncInfo(stringEx name);
+
+    /// The code page of an encoding. "CPn" answers n without a look-up, whether or not there is
+    /// such a code page; any other name that is not in the catalogue throws tconvExp with code 1.
+    static unsigned long EncToCP(const stringEx& name);
+
+    /// The first name, in the catalogue's order, that has the code page; "CPn" if none has.
+    static stringEx CPToEnc(unsigned long cp);
+
+    /// The name "CPn" of a code page, whether or not there is such a code page.
+    static stringEx CPToNumericName(unsigned long cp);
+
+    /// True if a conversion is known to lose nothing. `group`, unless null, gets the name of the
+    /// first group that says so, and is left alone otherwise. Members are compared by the names as
+    /// given: "CP936" is a member of no group although it is GBK, and an encoding converts to
+    /// itself only if some group says so. Never throws.
+    static bool CouldConv(const stringEx& from, const stringEx& to, stringEx* group);
+    static bool CouldConv(unsigned long from, unsigned long to, stringEx* group);
+
+    /// Gives one encoding a call, in the order of names. An empty cookie starts. At the end the
+    /// cookie is emptied, `name` and `info` are cleared and the answer is false.
+    static bool EnumEncoding(ENC_COOKIE& cookie, stringEx& name, ENCINFO& info);
+
+    /// Gives one compatibility group a call, in the same manner.
+    static bool EnumCompatibleCata(CMP_COOKIE& cookie, COMPENC_INFO& info);
+
+    static void __ReleaseEncCookie(void* cookie) noexcept;
+    static void __ReleaseCmpCookie(void* cookie) noexcept;
+
+    /// The encoding of the user's locale under the platform's name, which need not be in the
+    /// catalogue; "ASCII" if it can't be told. This value and those below are read once.
+    static stringEx GetSysDefaultEnc();
+    /// Its code page; 20127 (ASCII) when the name is not in the catalogue.
+    static unsigned long GetSysDefaultCP();
+    /// The user's language and country, such as "en_US". LANG goes before LC_CTYPE and LC_ALL: what
+    /// is asked is the user's language, which the others may override for one program's sake.
+    static stringEx GetSysDefaultCanonicalLocaleName();
+    /// True if the encoding of the user's locale is UTF-8.
+    static bool IsSysDefaultUseUtf8();
+};
+
+/// Shared ownership of a converter.
+using CTextConvHandle = CHandle<TTextConv, GuardedDeletor<TTextConv>, CAtomicINT32, 0>;
+
+/// A converter for the encoding of the user's locale.
+CTextConvHandle GainBestSysDefConv();
+
+/// A converter for UTF-8.
+CTextConvHandle GainBestUTF8Conv();
+
+/// The best converter for an encoding that works on this machine: by iconv, else by ICU, by name
+/// before code page. `cp` 0 and an empty `enc` mean not given. Never fails: when nothing knows the
+/// encoding the answer is a plain TTextConv (see EnsureConvFound).
+CTextConvHandle GainBestConvFor(unsigned long cp, const stringEx& enc);
+
+/// Throws if `conv`, which GainBestConvFor(0, enc) gave, is but the plain converter because nothing
+/// knows the encoding: what is thrown is the exception of making iconv's converter for that name
+/// (libiconvExp, or tconvExp for a name outside the catalogue). The name of the user's locale
+/// always passes, since a program must run in any locale.
+void EnsureConvFound(const CTextConvHandle& conv, const stringEx& enc);
+
+// Conversions for the library's own use, by converters that each thread keeps. The letters tell
+// source and target: W is wide text, U narrow text in UTF-8, M narrow text in the system's
+// encoding, T the library's text type (here the same as M), S the native string, wide or narrow by
+// the argument. They never throw but for memory: a failed conversion takes the strings' own element
+// by element conversion, or gives the source as it is where both sides are narrow. `dst` may be or
+// share its block with `src`. The forms with `scratch` use that string for the wide text in
+// between, so that a loop has one buffer for all its strings.
+
+wstringEx ConvStrUToW(const stringEx& src);
+void ConvStrUToW(wstringEx& dst, const stringEx& src);
+wstringEx ConvStrSToW(const stringEx& src);
+void ConvStrSToW(wstringEx& dst, const stringEx& src);
+
+stringEx ConvStrSToU(const wstringEx& src);
+void ConvStrSToU(stringEx& dst, const wstringEx& src);
+stringEx ConvStrSToM(const wstringEx& src);
+void ConvStrSToM(stringEx& dst, const wstringEx& src);
+stringEx ConvStrSToT(const wstringEx& src);
+void ConvStrSToT(stringEx& dst, const wstringEx& src);
+stringEx ConvStrSToT(const stringEx& src);
+void ConvStrSToT(stringEx& dst, const stringEx& src);
+
+stringEx ConvStrUToM(const stringEx& src);
+void ConvStrUToM(stringEx& dst, const stringEx& src);
+void ConvStrUToM(stringEx& dst, const stringEx& src, wstringEx& scratch);
+stringEx ConvStrUToT(const stringEx& src);
+void ConvStrUToT(stringEx& dst, const stringEx& src);
+void ConvStrUToT(stringEx& dst, const stringEx& src, wstringEx& scratch);
+stringEx ConvStrSToU(const stringEx& src);
+void ConvStrSToU(stringEx& dst, const stringEx& src);
+void ConvStrSToU(stringEx& dst, const stringEx& src, wstringEx& scratch);
+
+/// Releases the calling thread's converters, if it has any. A later conversion makes new ones.
+void ConvStrFreeTls();
+
+} // namespace Quil

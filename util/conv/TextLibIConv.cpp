@@ -1,0 +1,370 @@
+// The library is found once, under one of two sets of names. Which set it was decides how its
+// errors are met: libiconv is asked to ignore what it can't convert. The C library must not be
+// asked so: it would drop bad input without a trace, and some of its decoders then read past the
+// end of the text.
+
+#include "util/conv/TextLibIConv.h"
+
+#include "util/conv/ConvOutput.h"
+#include "util/conv/IconvStepper.h"
+#include "util/conv/LazyStatic.h"
+#include "util/conv/Utf8Codec.h"
+#include "util/sys/dllloader.h"
+#include "util/sys/errhdl.h"
+
+#include <algorithm>
+#include <exception>
+#include <memory>
+#include <string_view>
+
+namespace Quil {
+
+namespace {
+
+using ICONV_OPEN = void* (*)(const char*, const char*);
+using ICONV_CLOSE = int (*)(void*);
+
+/// The library and its functions; no loader until it is found.
+struct INTERFACE {
+    std::unique_ptr<CDllLoader> loader;
+    ICONV_OPEN open = nullptr;
+    IMPL::ICONV_CONVERT convert = nullptr;
+    ICONV_CLOSE close = nullptr;
+    bool isLibiconv = false; ///< Found under libiconv's own names.
+};
+
+/// How the library calls wide characters. The C library's own name for them spares it a second step
+/// through its UCS-4, with the same result.
+constexpr const char* nameOfWide = "UCS-4LE";
+constexpr const char* nameOfWideInC = "WCHAR_T";
+
+/// Asks libiconv to drop what it can't convert.
+constexpr const char* ignoreSuffix = "//IGNORE";
+
+// libiconv gets the whole text and small blocks to write to, which it is used to. The C library's
+// steps are long enough that their number doesn't count, and short enough for its way to start
+// over.
+constexpr IMPL::ICONV_PIECES libiconvDecoding{static_cast<std::size_t>(-1) / sizeof(wchar_t), 256};
+constexpr IMPL::ICONV_PIECES libiconvEncoding{static_cast<std::size_t>(-1) / sizeof(wchar_t), 512};
+constexpr IMPL::ICONV_PIECES decodingPieces{std::size_t{64} << 10, std::size_t{64} << 10};
+constexpr IMPL::ICONV_PIECES encodingPieces{std::size_t{16} << 10, std::size_t{64} << 10};
+
+/// Enough for the longest sequence of any UTF-8: what the library decides on before the text goes
+/// on by the road of our own.
+constexpr IMPL::ICONV_PIECES oneSequence{16, 64};
+
+/// Names of the catalogue that a library knows by a name of its own.
+constexpr struct {
+    const char* name;
+    const char* alias;
+} aliases[] = {{"MacIceland", "MAC-IS"}, {"MacUkraine", "MAC-UK"}};
+
+const char* AliasOf(const stringEx& name) {
+    for (const auto& row : aliases) {
+        if (name.equal_no_case(row.name)) {
+            return row.alias;
+        }
+    }
+    return "";
+}
+
+/// False for a name that has no letter or digit before its suffix: libraries pass over all other
+/// signs, and would take what is left, nothing, for the locale's encoding.
+bool NamesCharset(const stringEx& name) {
+    const std::string_view text(name.c_str(), name.length());
+    const std::string_view charset = text.substr(0, text.find('/'));
+    return std::ranges::any_of(charset, [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+    });
+}
+
+std::unique_ptr<CDllLoader> LoadLibiconv(const stringEx& location) {
+    if (!location.empty()) {
+        return std::make_unique<CDllLoader>(location, stEMPTY, stEMPTY);
+    }
+    const stringEx extension("so");
+    try {
+        return std::make_unique<CDllLoader>(stringEx("iconv"), stEMPTY, extension);
+    } catch (const dlllExp&) {
+        // no libiconv: the running program has iconv from the C library
+        return std::make_unique<CDllLoader>(stEMPTY, stEMPTY, extension);
+    }
+}
+
+void GetFunctions(INTERFACE& library, const char* open, const char* convert, const char* close) {
+    library.open = reinterpret_cast<ICONV_OPEN>(library.loader->GetProc(open));
+    library.convert = reinterpret_cast<IMPL::ICONV_CONVERT>(library.loader->GetProc(convert));
+    library.close = reinterpret_cast<ICONV_CLOSE>(library.loader->GetProc(close));
+}
+
+constexpr unsigned int dllProcError = 3;
+constexpr unsigned int initError = 3;
+constexpr unsigned int releaseError = 5;
+
+void LoadInterface(INTERFACE& library, const stringEx& location) {
+    library.loader = LoadLibiconv(location);
+    try {
+        GetFunctions(library, "libiconv_open", "libiconv", "libiconv_close");
+        library.isLibiconv = true;
+    } catch (const dlllExp& e) {
+        if (e.GetErrCode() != dllProcError) {
+            throw;
+        }
+        GetFunctions(library, "iconv_open", "iconv", "iconv_close");
+        library.isLibiconv = false;
+    }
+}
+
+stringEx LoadFailure(const dlllExp& e) {
+    stringEx message("CTextLibIConv::__AddRef - ");
+    message << (e.GetErrCode() == dllProcError ? "failed locate iconv api\n"
+                                               : "failed load dynamic library\n")
+            << "@ " << e.GetErrString();
+    return message;
+}
+
+bool IsOpen(const void* descriptor) {
+    return descriptor != reinterpret_cast<void*>(-1);
+}
+
+/// The descriptor from one encoding to another, for which IsOpen may be false.
+void* Open(const INTERFACE& library, const stringEx& to, const stringEx& from) {
+    if (library.isLibiconv) {
+        stringEx target(to.c_str());
+        target << ignoreSuffix;
+        return library.open(target.c_str(), from.c_str());
+    }
+    return library.open(to.c_str(), from.c_str());
+}
+
+/// Calls `open(wide)` with the name of wide characters that suits the library. The C library can't
+/// convert from wide characters to themselves, so there its other name for them is tried as well.
+template <class OpenByName>
+void* OpenWithWide(const INTERFACE& library, OpenByName open) {
+    if (!library.isLibiconv) {
+        void* const descriptor = open(stringEx(nameOfWideInC));
+        if (IsOpen(descriptor)) {
+            return descriptor;
+        }
+    }
+    return open(stringEx(nameOfWide));
+}
+
+/// Lets `codec` convert as far as it goes.
+template <class Source, class String, class Codec>
+void RunCodec(IMPL::CIconvStepper<Source, String>& stepper, IMPL::CConvOutput<String>& output,
+              Codec codec) {
+    IMPL::CODEC_STEP step{};
+    do {
+        const std::size_t rest = stepper.GetRestLength();
+        const std::size_t room = std::min(rest, decodingPieces.target) + IMPL::utf8MaxSequence;
+        auto* const target = output.Reserve(room, stepper.GetPos(), stepper.GetLength());
+        step = codec(target, output.GetRoom(), stepper.GetRest(), rest);
+        stepper.Skip(step.read);
+        output.Advance(step.written);
+    } while (step.read != 0);
+}
+
+/// Converts a whole text. With a `codec` that takes the plain part of it, the library gets only
+/// what isn't plain: a sequence at a time, since UTF-8 has no state to keep. A libiconv that drops
+/// input by itself gets all the rest instead, since what it drops may depend on what it was handed.
+template <class String, class Source, class Codec>
+void Convert(const INTERFACE& library, void* descriptor, const IMPL::ICONV_PIECES& pieces,
+             Codec codec, String& dst, const Source* src, std::size_t length) {
+    IMPL::CConvOutput<String> output(dst);
+    if (length == 0) {
+        return;
+    }
+    IMPL::CIconvStepper<Source, String> stepper(library.convert, descriptor, src, length, output);
+    if (codec != nullptr && !library.isLibiconv) {
+        RunCodec(stepper, output, codec);
+        while (!stepper.IsAtEnd()) {
+            stepper.Step(oneSequence);
+            RunCodec(stepper, output, codec);
+        }
+    } else {
+        if (codec != nullptr) {
+            RunCodec(stepper, output, codec);
+        }
+        while (!stepper.IsAtEnd()) {
+            stepper.Step(pieces);
+        }
+    }
+    output.Finish();
+}
+
+} // namespace
+
+/// What all converters share: the library, where to look for it, and the lock over both. The
+/// library stays to the end of the process; its functions may be read without the lock once it is
+/// loaded, that is by any object that exists.
+class CTextLibIConv::Global {
+public:
+    static INTERFACE& If() { return __Get().library; }
+    static CFastMutex& Mx() { return __Get().mutex; }
+    static stringEx& Lc() { return __Get().location; }
+
+private:
+    struct STATE {
+        INTERFACE library;
+        CFastMutex mutex;
+        stringEx location;
+    };
+
+    static STATE& __Get() {
+        return sm_state.Get([] { return new STATE; });
+    }
+
+    static constinit IMPL::CLazyStatic<STATE> sm_state;
+};
+
+constinit IMPL::CLazyStatic<CTextLibIConv::Global::STATE> CTextLibIConv::Global::sm_state;
+
+/// Loads the library if that has not been done. After a failure the next call tries again.
+void CTextLibIConv::__AddRef() {
+    CFastSessionLock lock(Global::Mx());
+    INTERFACE& library = Global::If();
+    if (library.loader != nullptr) {
+        return;
+    }
+    try {
+        LoadInterface(library, Global::Lc());
+    } catch (const dlllExp& e) {
+        library.loader.reset();
+        throw libiconvExp(initError, LoadFailure(e));
+    } catch (...) {
+        library.loader.reset();
+        throw libiconvExp(initError, stringEx("CTextLibIConv::__AddRef - unknwon error"));
+    }
+}
+
+/// Opens the descriptor that decodes `name` and remembers the name. False if there is none.
+bool CTextLibIConv::__OpenToWide(const stringEx& name) {
+    __enc = name;
+    if (!NamesCharset(name)) {
+        return false;
+    }
+    const INTERFACE& library = Global::If();
+    __toWide =
+        OpenWithWide(library, [&](const stringEx& wide) { return Open(library, wide, __enc); });
+    return IsOpen(__toWide);
+}
+
+/// The same for a name of the catalogue, which a library may know under another. The name as given
+/// is the one remembered when neither is known.
+bool CTextLibIConv::__OpenKnownAs(const stringEx& name) {
+    if (__OpenToWide(name) || __OpenToWide(stringEx(AliasOf(name)))) {
+        return true;
+    }
+    __enc = name;
+    return false;
+}
+
+/// Opens the descriptor that encodes to the remembered name. When there is none the other one is
+/// closed again.
+bool CTextLibIConv::__OpenFromWide() {
+    const INTERFACE& library = Global::If();
+    __fromWide =
+        OpenWithWide(library, [&](const stringEx& wide) { return Open(library, __enc, wide); });
+    if (!IsOpen(__fromWide)) {
+        library.close(__toWide);
+        return false;
+    }
+    __isUtf8 = __enc.equal_no_case("UTF-8") || __enc.equal_no_case("UTF8");
+    return true;
+}
+
+CTextLibIConv::CTextLibIConv(const stringEx& enc) {
+    __AddRef();
+    stringEx message("CTextLibIConv::CTextLibIConv - failed init encoding convertion\n"
+                     "  encoding name = ");
+    if (!__OpenKnownAs(enc) && !__OpenToWide(CPToNumericName(EncToCP(enc)))) {
+        message << enc << " (" << __enc << ")";
+        throw libiconvExp(initError, message);
+    }
+    if (!__OpenFromWide()) {
+        message << __enc;
+        throw libiconvExp(initError, message);
+    }
+}
+
+CTextLibIConv::CTextLibIConv(unsigned long cp) {
+    __AddRef();
+    if ((!__OpenToWide(CPToNumericName(cp)) && !__OpenKnownAs(CPToEnc(cp))) || !__OpenFromWide()) {
+        stringEx message("CTextLibIConv::CTextLibIConv - failed init encoding convertion\n"
+                         "  code page     = ");
+        message << cp << "\n  encoding name = " << __enc;
+        throw libiconvExp(initError, message);
+    }
+}
+
+CTextLibIConv::~CTextLibIConv() noexcept(false) {
+    const INTERFACE& library = Global::If();
+    const int toWideResult = library.close(__toWide);
+    const int fromWideResult = library.close(__fromWide);
+    if ((toWideResult == -1 || fromWideResult == -1) && std::uncaught_exceptions() == 0) {
+        throw libiconvExp(releaseError,
+                          stringEx("CTextLibIConv::~CTextLibIConv - failed release lib "
+                                   "iconv's convertion descriptor"));
+    }
+}
+
+TTextConv* CTextLibIConv::New(unsigned long cp) const {
+    return new CTextLibIConv(cp);
+}
+
+TTextConv* CTextLibIConv::New(const stringEx& enc) const {
+    return new CTextLibIConv(enc);
+}
+
+TTextConv* CTextLibIConv::Clone() const {
+    auto clone = std::make_unique<CTextLibIConv>(__enc);
+    clone->UseLibraryOnly(__libraryOnly);
+    return clone.release();
+}
+
+wstringEx CTextLibIConv::MBtoWC(const stringEx& src) const {
+    wstringEx dst;
+    MBtoWC(dst, src);
+    return dst;
+}
+
+void CTextLibIConv::MBtoWC(wstringEx& dst, const stringEx& src) const {
+    CFastSessionLock lock(__mutex);
+    const INTERFACE& library = Global::If();
+    Convert(library, __toWide, library.isLibiconv ? libiconvDecoding : decodingPieces,
+            __HasOwnRoad() ? IMPL::DecodeUtf8 : nullptr, dst, src.c_str(), src.length());
+}
+
+stringEx CTextLibIConv::WCtoMB(const wstringEx& src) const {
+    stringEx dst;
+    WCtoMB(dst, src);
+    return dst;
+}
+
+void CTextLibIConv::WCtoMB(stringEx& dst, const wstringEx& src) const {
+    CFastSessionLock lock(__mutex);
+    const INTERFACE& library = Global::If();
+    Convert(library, __fromWide, library.isLibiconv ? libiconvEncoding : encodingPieces,
+            __HasOwnRoad() ? IMPL::EncodeUtf8 : nullptr, dst, src.c_str(), src.length());
+}
+
+bool CTextLibIConv::IsExternalDependencyReady() {
+    CFastSessionLock lock(Global::Mx());
+    if (Global::If().loader != nullptr) {
+        return true;
+    }
+    try {
+        LoadLibiconv(Global::Lc());
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+void CTextLibIConv::SetExternalDependencyLocation(const stringEx& path) {
+    CFastSessionLock lock(Global::Mx());
+    Global::Lc() = path;
+}
+
+} // namespace Quil

@@ -1,0 +1,76 @@
+// The converter over an iconv library, found at run time.
+//
+// The first converter looks for the library: the one at the location set, else libiconv, else the C
+// library's own functions in the running program. From then on it stays. Text goes through the
+// library in large steps, straight into the destination's block; UTF-8 has a road of its own for
+// the part of a text that is valid.
+#pragma once
+
+#include "util/conv/TextConv.h"
+#include "util/sys/mutex.h"
+
+namespace Quil {
+
+/// A converter by iconv. It owns two conversion descriptors, which have state: each conversion
+/// resets its descriptor and holds the object's lock, so any thread may call.
+///
+/// A byte that can't be decoded gives "?" and so does each byte of a sequence cut short by the end
+/// of the text; a character that the encoding lacks gives one "?" byte. With a libiconv the library
+/// drops most of these by itself. At the end of a text nothing is flushed: a stateful encoding gets
+/// no closing shift sequence.
+class CTextLibIConv final : public TTextConv {
+public:
+    /// A converter for an encoding's name as the library knows it; failing that for the library's
+    /// own name of it, or for "CPn" with the code page n of the catalogue. Throws tconvExp for a
+    /// name that neither knows, libiconvExp with code 3 when there is no library or the name of the
+    /// catalogue serves neither. An empty name, or one without a letter or digit, names nothing:
+    /// the library would take it for the locale's encoding.
+    explicit CTextLibIConv(const stringEx& enc);
+
+    /// A converter for a code page: for "CPn", failing that for the catalogue's name of it. Throws
+    /// libiconvExp with code 3.
+    explicit CTextLibIConv(unsigned long cp);
+
+    /// Closes both descriptors; throws libiconvExp with code 5 if the library refuses, unless
+    /// another exception is in flight.
+    ~CTextLibIConv() noexcept(false) override;
+
+    TTextConv* New(unsigned long cp) const override;
+    TTextConv* New(const stringEx& enc) const override;
+    /// A converter for the name with which this one's descriptors were opened.
+    TTextConv* Clone() const override;
+
+    wstringEx MBtoWC(const stringEx& src) const override;
+    void MBtoWC(wstringEx& dst, const stringEx& src) const override;
+    stringEx WCtoMB(const wstringEx& src) const override;
+    void WCtoMB(stringEx& dst, const wstringEx& src) const override;
+
+    /// Sends all text through the library, the valid too. The result is the same, only slower: a
+    /// check of one road against the other. Not to be changed while another thread converts.
+    void UseLibraryOnly(bool only = true) { __libraryOnly = only; }
+
+    /// True if a library is loaded or can be.
+    static bool IsExternalDependencyReady();
+
+    /// The library's file, for the next attempt to load it; a loaded one stays. Empty: search.
+    static void SetExternalDependencyLocation(const stringEx& path);
+
+private:
+    class Global;
+
+    static void __AddRef();
+
+    bool __OpenToWide(const stringEx& name);
+    bool __OpenKnownAs(const stringEx& name);
+    bool __OpenFromWide();
+    bool __HasOwnRoad() const { return __isUtf8 && !__libraryOnly; }
+
+    void* __toWide;
+    void* __fromWide;
+    stringEx __enc; ///< The name that was really opened.
+    mutable CFastMutex __mutex;
+    bool __isUtf8 = false;
+    bool __libraryOnly = false;
+};
+
+} // namespace Quil

@@ -1,0 +1,206 @@
+// Runs of ASCII go sixteen at a time, and so do their tests; a run of another length of sequence
+// stays in a loop of its own, since text in one script repeats one length.
+
+#include "util/conv/Utf8Codec.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace Quil::IMPL {
+
+namespace {
+
+static_assert(sizeof(wchar_t) == sizeof(std::uint32_t));
+
+constexpr std::size_t asciiBlock = 16;
+
+using BYTES [[gnu::vector_size(16)]] = unsigned char;
+using WIDES [[gnu::vector_size(64)]] = std::uint32_t;
+
+/// True if none of sixteen bytes has its high bit set.
+inline bool IsAsciiBlock(const unsigned char* src) {
+    constexpr std::uint64_t highBits = 0x8080808080808080U;
+    std::uint64_t halves[2];
+    std::memcpy(halves, src, sizeof halves);
+    return ((halves[0] | halves[1]) & highBits) == 0;
+}
+
+inline void WidenBlock(wchar_t* dst, const unsigned char* src) {
+    BYTES bytes;
+    std::memcpy(&bytes, src, sizeof bytes);
+    const WIDES wides = __builtin_convertvector(bytes, WIDES);
+    std::memcpy(dst, &wides, sizeof wides);
+}
+
+inline bool IsContinuation(unsigned char byte) {
+    return (byte & 0xC0U) == 0x80U;
+}
+
+inline bool IsSurrogate(std::uint32_t c) {
+    return (c & 0xFFFFF800U) == 0xD800U;
+}
+
+/// The character that a well-formed sequence of `Length` bytes at `src` stands for; 0 if it isn't
+/// one (0 itself is ASCII and never comes here). All `Length` bytes must be readable.
+template <unsigned Length>
+inline std::uint32_t DecodeSequence(const unsigned char* src) {
+    if constexpr (Length == 2) {
+        const std::uint32_t c = (src[0] & 0x1FU) << 6 | (src[1] & 0x3FU);
+        return (src[0] & 0xE0U) == 0xC0U && IsContinuation(src[1]) && c >= 0x80 ? c : 0;
+    } else if constexpr (Length == 3) {
+        const std::uint32_t c = (src[0] & 0x0FU) << 12 | (src[1] & 0x3FU) << 6 | (src[2] & 0x3FU);
+        return (src[0] & 0xF0U) == 0xE0U && IsContinuation(src[1]) && IsContinuation(src[2]) &&
+                       c >= 0x800 && !IsSurrogate(c)
+                   ? c
+                   : 0;
+    } else {
+        const std::uint32_t c = (src[0] & 0x07U) << 18 | (src[1] & 0x3FU) << 12 |
+                                (src[2] & 0x3FU) << 6 | (src[3] & 0x3FU);
+        return (src[0] & 0xF8U) == 0xF0U && IsContinuation(src[1]) && IsContinuation(src[2]) &&
+                       IsContinuation(src[3]) && c >= 0x10000 && c < 0x110000
+                   ? c
+                   : 0;
+    }
+}
+
+/// The state of a decoding: both ends move towards their limits.
+struct DECODER {
+    const unsigned char* src;
+    const unsigned char* srcEnd;
+    wchar_t* dst;
+    wchar_t* dstEnd;
+
+    std::size_t SrcLeft() const { return static_cast<std::size_t>(srcEnd - src); }
+    std::size_t Room() const { return static_cast<std::size_t>(dstEnd - dst); }
+
+    void AsciiRun() {
+        while (SrcLeft() >= asciiBlock && Room() >= asciiBlock && IsAsciiBlock(src)) {
+            WidenBlock(dst, src);
+            src += asciiBlock;
+            dst += asciiBlock;
+        }
+        while (src != srcEnd && dst != dstEnd && *src < 0x80) {
+            *dst++ = static_cast<wchar_t>(*src++);
+        }
+    }
+
+    /// Decodes sequences of one length as long as they come; false if there was none.
+    template <unsigned Length>
+    bool SequenceRun() {
+        const unsigned char* const start = src;
+        while (SrcLeft() >= Length && dst != dstEnd) {
+            const std::uint32_t c = DecodeSequence<Length>(src);
+            if (c == 0) {
+                break;
+            }
+            *dst++ = static_cast<wchar_t>(c);
+            src += Length;
+        }
+        return src != start;
+    }
+
+    /// Decodes the run of sequences that the byte at hand begins; false if it begins none.
+    bool MultiByteRun() {
+        if (*src < 0xE0) {
+            return SequenceRun<2>();
+        }
+        return *src < 0xF0 ? SequenceRun<3>() : SequenceRun<4>();
+    }
+};
+
+/// The state of an encoding.
+struct ENCODER {
+    const wchar_t* src;
+    const wchar_t* srcEnd;
+    unsigned char* dst;
+    unsigned char* dstEnd;
+
+    std::size_t SrcLeft() const { return static_cast<std::size_t>(srcEnd - src); }
+    std::size_t Room() const { return static_cast<std::size_t>(dstEnd - dst); }
+    bool CanGoOn() const { return src != srcEnd && Room() >= utf8MaxSequence; }
+    std::uint32_t Current() const { return static_cast<std::uint32_t>(*src); }
+
+    void AsciiRun() {
+        while (SrcLeft() >= asciiBlock && Room() >= asciiBlock && NarrowBlock()) {
+            src += asciiBlock;
+            dst += asciiBlock;
+        }
+        while (CanGoOn() && Current() < 0x80) {
+            *dst++ = static_cast<unsigned char>(*src++);
+        }
+    }
+
+    /// Writes sixteen characters if they all are ASCII.
+    bool NarrowBlock() {
+        WIDES wides;
+        std::memcpy(&wides, src, sizeof wides);
+        std::uint32_t all = 0;
+        for (unsigned i = 0; i < asciiBlock; ++i) {
+            all |= wides[i];
+        }
+        if (all >= 0x80) {
+            return false;
+        }
+        const BYTES bytes = __builtin_convertvector(wides, BYTES);
+        std::memcpy(dst, &bytes, sizeof bytes);
+        return true;
+    }
+
+    static unsigned char Continuation(std::uint32_t bits) {
+        return static_cast<unsigned char>(0x80U | (bits & 0x3FU));
+    }
+
+    /// Encodes characters that aren't ASCII as long as they come; false at the first that is no
+    /// scalar value.
+    bool MultiByteRun() {
+        while (CanGoOn()) {
+            const std::uint32_t c = Current();
+            if (c < 0x80) {
+                return true;
+            }
+            if (c < 0x800) {
+                *dst++ = static_cast<unsigned char>(0xC0U | c >> 6);
+            } else if (c < 0x10000) {
+                if (IsSurrogate(c)) {
+                    return false;
+                }
+                *dst++ = static_cast<unsigned char>(0xE0U | c >> 12);
+                *dst++ = Continuation(c >> 6);
+            } else if (c < 0x110000) {
+                *dst++ = static_cast<unsigned char>(0xF0U | c >> 18);
+                *dst++ = Continuation(c >> 12);
+                *dst++ = Continuation(c >> 6);
+            } else {
+                return false;
+            }
+            *dst++ = Continuation(c);
+            ++src;
+        }
+        return true;
+    }
+};
+
+} // namespace
+
+CODEC_STEP DecodeUtf8(wchar_t* dst, std::size_t room, const char* src, std::size_t length) {
+    const auto* const start = reinterpret_cast<const unsigned char*>(src);
+    DECODER decoder{start, start + length, dst, dst + room};
+    do {
+        decoder.AsciiRun();
+    } while (decoder.src != decoder.srcEnd && decoder.dst != decoder.dstEnd &&
+             decoder.MultiByteRun());
+    return {static_cast<std::size_t>(decoder.src - start),
+            static_cast<std::size_t>(decoder.dst - dst)};
+}
+
+CODEC_STEP EncodeUtf8(char* dst, std::size_t room, const wchar_t* src, std::size_t length) {
+    auto* const target = reinterpret_cast<unsigned char*>(dst);
+    ENCODER encoder{src, src + length, target, target + room};
+    do {
+        encoder.AsciiRun();
+    } while (encoder.CanGoOn() && encoder.MultiByteRun());
+    return {static_cast<std::size_t>(encoder.src - src),
+            static_cast<std::size_t>(encoder.dst - target)};
+}
+
+} // namespace Quil::IMPL
