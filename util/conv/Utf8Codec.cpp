@@ -3,8 +3,12 @@
 
 #include "util/conv/Utf8Codec.h"
 
+#include <algorithm>
 #include <cstdint>
-#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace Quil::IMPL {
 
@@ -14,23 +18,63 @@ static_assert(sizeof(wchar_t) == sizeof(std::uint32_t));
 
 constexpr std::size_t asciiBlock = 16;
 
-using BYTES [[gnu::vector_size(16)]] = unsigned char;
-using WIDES [[gnu::vector_size(64)]] = std::uint32_t;
+#if defined(__SSE2__)
 
-/// True if none of sixteen bytes has its high bit set.
-inline bool IsAsciiBlock(const unsigned char* src) {
-    constexpr std::uint64_t highBits = 0x8080808080808080U;
-    std::uint64_t halves[2];
-    std::memcpy(halves, src, sizeof halves);
-    return ((halves[0] | halves[1]) & highBits) == 0;
+/// Widens sixteen bytes if they all are ASCII.
+inline bool WidenAsciiBlock(wchar_t* dst, const unsigned char* src) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
+    if (_mm_movemask_epi8(bytes) != 0) {
+        return false;
+    }
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i low = _mm_unpacklo_epi8(bytes, zero);
+    const __m128i high = _mm_unpackhi_epi8(bytes, zero);
+    auto* const out = reinterpret_cast<__m128i*>(dst);
+    _mm_storeu_si128(out, _mm_unpacklo_epi16(low, zero));
+    _mm_storeu_si128(out + 1, _mm_unpackhi_epi16(low, zero));
+    _mm_storeu_si128(out + 2, _mm_unpacklo_epi16(high, zero));
+    _mm_storeu_si128(out + 3, _mm_unpackhi_epi16(high, zero));
+    return true;
 }
 
-inline void WidenBlock(wchar_t* dst, const unsigned char* src) {
-    BYTES bytes;
-    std::memcpy(&bytes, src, sizeof bytes);
-    const WIDES wides = __builtin_convertvector(bytes, WIDES);
-    std::memcpy(dst, &wides, sizeof wides);
+/// Narrows sixteen characters if they all are ASCII.
+inline bool NarrowAsciiBlock(unsigned char* dst, const wchar_t* src) {
+    const auto* const in = reinterpret_cast<const __m128i*>(src);
+    const __m128i a = _mm_loadu_si128(in);
+    const __m128i b = _mm_loadu_si128(in + 1);
+    const __m128i c = _mm_loadu_si128(in + 2);
+    const __m128i d = _mm_loadu_si128(in + 3);
+    const __m128i all = _mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d));
+    const __m128i beyondAscii = _mm_andnot_si128(_mm_set1_epi32(0x7F), all);
+    if (_mm_movemask_epi8(_mm_cmpeq_epi32(beyondAscii, _mm_setzero_si128())) != 0xFFFF) {
+        return false;
+    }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst),
+                     _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d)));
+    return true;
 }
+
+#else
+
+inline bool WidenAsciiBlock(wchar_t* dst, const unsigned char* src) {
+    if (std::any_of(src, src + asciiBlock, [](unsigned char byte) { return byte >= 0x80; })) {
+        return false;
+    }
+    std::copy_n(src, asciiBlock, dst);
+    return true;
+}
+
+inline bool NarrowAsciiBlock(unsigned char* dst, const wchar_t* src) {
+    if (std::any_of(src, src + asciiBlock,
+                    [](wchar_t c) { return static_cast<std::uint32_t>(c) >= 0x80; })) {
+        return false;
+    }
+    std::transform(src, src + asciiBlock, dst,
+                   [](wchar_t c) { return static_cast<unsigned char>(c); });
+    return true;
+}
+
+#endif
 
 inline bool IsContinuation(unsigned char byte) {
     return (byte & 0xC0U) == 0x80U;
@@ -74,8 +118,7 @@ struct DECODER {
     std::size_t Room() const { return static_cast<std::size_t>(dstEnd - dst); }
 
     void AsciiRun() {
-        while (SrcLeft() >= asciiBlock && Room() >= asciiBlock && IsAsciiBlock(src)) {
-            WidenBlock(dst, src);
+        while (SrcLeft() >= asciiBlock && Room() >= asciiBlock && WidenAsciiBlock(dst, src)) {
             src += asciiBlock;
             dst += asciiBlock;
         }
@@ -121,29 +164,13 @@ struct ENCODER {
     std::uint32_t Current() const { return static_cast<std::uint32_t>(*src); }
 
     void AsciiRun() {
-        while (SrcLeft() >= asciiBlock && Room() >= asciiBlock && NarrowBlock()) {
+        while (SrcLeft() >= asciiBlock && Room() >= asciiBlock && NarrowAsciiBlock(dst, src)) {
             src += asciiBlock;
             dst += asciiBlock;
         }
         while (CanGoOn() && Current() < 0x80) {
             *dst++ = static_cast<unsigned char>(*src++);
         }
-    }
-
-    /// Writes sixteen characters if they all are ASCII.
-    bool NarrowBlock() {
-        WIDES wides;
-        std::memcpy(&wides, src, sizeof wides);
-        std::uint32_t all = 0;
-        for (unsigned i = 0; i < asciiBlock; ++i) {
-            all |= wides[i];
-        }
-        if (all >= 0x80) {
-            return false;
-        }
-        const BYTES bytes = __builtin_convertvector(wides, BYTES);
-        std::memcpy(dst, &bytes, sizeof bytes);
-        return true;
     }
 
     static unsigned char Continuation(std::uint32_t bits) {
