@@ -1,0 +1,142 @@
+// The two roads of the UTF-8 converter, its own and the library's, against each other.
+
+#include "util/conv/TextLibIConv.h"
+
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+
+using namespace Quil;
+
+namespace {
+
+/// A generator of 32-bit values.
+using RANDOM =
+    std::mersenne_twister_engine<std::uint32_t, 32, 624, 397, 31, 0x9908b0df, 11, 0xffffffff, 7,
+                                 0x9d2c5680, 15, 0xefc60000, 18, 1812433253>;
+
+/// The converter by its own road and by the library's.
+class CRoads {
+public:
+    CRoads() { __library.UseLibraryOnly(); }
+
+    void ExpectSameDecoding(const std::string& text) const {
+        const stringEx narrow(text.data(), static_cast<unsigned int>(text.size()));
+        const wstringEx wide = __own.MBtoWC(narrow);
+        ASSERT_TRUE(wide == __library.MBtoWC(narrow)) << testing::PrintToString(text);
+    }
+
+    void ExpectSameEncoding(const std::wstring& text) const {
+        const wstringEx wide(text.data(), static_cast<unsigned int>(text.size()));
+        const stringEx narrow = __own.WCtoMB(wide);
+        ASSERT_TRUE(narrow == __library.WCtoMB(wide)) << testing::PrintToString(text);
+    }
+
+private:
+    CTextLibIConv __own{stringEx("UTF-8")};
+    CTextLibIConv __library{stringEx("UTF-8")};
+};
+
+/// A code point of the ranges between which sequences change their length or their standing.
+std::uint32_t RandomCode(RANDOM& random) {
+    static constexpr std::uint32_t edges[] = {
+        0,        0x7F,      0x80,      0x7FF,      0x800,      0xD7FF,    0xD800,
+        0xDFFF,   0xE000,    0xFFFF,    0x10000,    0x10FFFF,   0x110000,  0x1FFFFF,
+        0x200000, 0x3FFFFFF, 0x4000000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
+    switch (random() % 8) {
+    case 0:
+        return edges[random() % std::size(edges)];
+    case 1:
+        return 0x80 + random() % 0x800;
+    case 2:
+    case 3:
+        return 0x4E00 + random() % 0x5000;
+    case 4:
+        return 0x1F000 + random() % 0x1000;
+    default:
+        return ' ' + random() % 0x5F;
+    }
+}
+
+/// Runs of one kind of character, as texts have them.
+std::wstring RandomText(std::size_t length, RANDOM& random) {
+    std::wstring text;
+    while (text.size() < length) {
+        const std::uint32_t code = RandomCode(random);
+        for (std::size_t run = 1 + random() % 24; run > 0; --run) {
+            text += static_cast<wchar_t>(code);
+        }
+    }
+    return text;
+}
+
+/// The bytes of a code by the scheme of one to six bytes, whether or not it is allowed.
+void AppendSequence(std::string& text, std::uint32_t code, unsigned int length) {
+    static constexpr unsigned int leads[] = {0, 0, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC};
+    for (unsigned int i = 0; i < length; ++i) {
+        const std::uint32_t bits = code >> 6 * (length - 1 - i);
+        text += static_cast<char>(i == 0 ? leads[length] | bits : 0x80 | (bits & 0x3F));
+    }
+}
+
+std::string RandomBytes(std::size_t length, RANDOM& random) {
+    std::string text;
+    while (text.size() < length) {
+        const std::uint32_t code = RandomCode(random) & 0x7FFFFFFF;
+        const unsigned int natural = code < 0x80       ? 1
+                                     : code < 0x800    ? 2
+                                     : code < 0x10000  ? 3
+                                     : code < 0x200000 ? 4
+                                                       : 6;
+        const bool overlong = random() % 40 == 0;
+        for (std::size_t run = 1 + random() % 24; run > 0; --run) {
+            AppendSequence(text, code, overlong && natural < 6 ? natural + 1 : natural);
+        }
+    }
+    for (std::size_t spoils = random() % 4; spoils > 0; --spoils) {
+        text[random() % text.size()] = static_cast<char>(random());
+    }
+    text.resize(text.size() - random() % 4);
+    return text;
+}
+
+TEST(Utf8Roads, DecodeEveryBeginningOfASequenceAlike) {
+    const CRoads roads;
+    // every lead with every second byte, and third ones at the edges
+    for (unsigned int lead = 0x80; lead < 0x100; ++lead) {
+        std::string text;
+        for (unsigned int second = 0; second < 0x100; ++second) {
+            for (const char third : {'a', '\x7F', '\x80', '\x90', '\xBF', '\xC0', '\xFF'}) {
+                text += static_cast<char>(lead);
+                text += static_cast<char>(second);
+                text += third;
+                text += '\x80';
+            }
+        }
+        roads.ExpectSameDecoding(text);
+    }
+}
+
+TEST(Utf8Roads, DecodeRandomTextsAlike) {
+    const CRoads roads;
+    RANDOM random(7);
+    for (int round = 0; round < 4000; ++round) {
+        roads.ExpectSameDecoding(RandomBytes(1 + random() % 300, random));
+    }
+    for (int round = 0; round < 4; ++round) {
+        roads.ExpectSameDecoding(RandomBytes(400000, random));
+    }
+}
+
+TEST(Utf8Roads, EncodeRandomTextsAlike) {
+    const CRoads roads;
+    RANDOM random(8);
+    for (int round = 0; round < 4000; ++round) {
+        roads.ExpectSameEncoding(RandomText(1 + random() % 200, random));
+    }
+    for (int round = 0; round < 4; ++round) {
+        roads.ExpectSameEncoding(RandomText(200000, random));
+    }
+}
+
+} // namespace
