@@ -1,5 +1,6 @@
 #include "util/sys/dllloader.h"
 
+#include "util/conv/TextConv.h"
 #include "util/sys/errhdl.h"
 #include "util/text/byteEx.h"
 
@@ -41,6 +42,11 @@ bool MayAddPrefix(const stringEx& name) {
 
 CDllLoader::CDllLoader(const stringEx& name, const stringEx& version, const stringEx& extension) {
     __Load(name, version, extension);
+}
+
+CDllLoader::CDllLoader(const wstringEx& name, const wstringEx& version,
+                       const wstringEx& extension) {
+    __Load(ConvStrSToT(name), ConvStrSToT(version), ConvStrSToT(extension));
 }
 
 void CDllLoader::__Load(const stringEx& name, const stringEx& version, const stringEx& extension) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "util/text/stringEx.h"
+#include "util/text/wstringEx.h"
 
 namespace Quil {
 
@@ -17,6 +18,7 @@ public:
     /// An empty name means the running program and the libraries that it is linked with, whatever
     /// the other parts are. Throws `dlllExp` with code 1.
     CDllLoader(const stringEx& name, const stringEx& version, const stringEx& extension);
+    CDllLoader(const wstringEx& name, const wstringEx& version, const wstringEx& extension);
 
     CDllLoader(const CDllLoader&) = delete;
     CDllLoader& operator=(const CDllLoader&) = delete;

@@ -1,9 +1,9 @@
-// The library's one way of failing: an exception class for each area, all of one shape, with a message
-// that the thrower writes.
+// The library's one way of failing: an exception class for each area, all of one shape, with a
+// message that the thrower writes.
 //
-// A message is a head line "Class::Method - what failed" and detail lines of two blanks, a key, " = "
-// and the value. The classes exist to be caught by kind: `ioExp` takes all trouble with files and
-// folders, `qlExp` takes everything.
+// A message is a head line, "Class::Method - what failed", and detail lines: two blanks, a key, an
+// equal sign, the value. The classes exist to be caught by kind: `ioExp` takes all trouble with
+// files and folders, `qlExp` takes everything.
 #pragma once
 
 #include "util/text/stringEx.h"
