@@ -294,6 +294,8 @@ TEST(Buffer, ComparesByUnsignedValue) {
     EXPECT_EQ(a.compare(1, 2, "am"), 0);
     EXPECT_EQ(stringEx("ab") + "cd" + 'e', "abcde");
     EXPECT_EQ((stringEx("ab") + stringEx("c")).capacity(), 4U);
+    const stringEx part = a.substr_static(1, 2);
+    EXPECT_EQ(std::move(a) + part, "sameam");
 }
 
 TEST(Buffer, Streams) {

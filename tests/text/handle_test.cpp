@@ -27,7 +27,7 @@ TEST(Handle, LastOneReleases) {
             CountedHandle c = b;
             EXPECT_TRUE(c.IsShared());
             a = c; // the same object: nothing happens
-            a = a;
+            a = *&a;
         }
         EXPECT_EQ(gone, 0);
         b = nullptr;

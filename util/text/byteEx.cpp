@@ -16,7 +16,7 @@ byteEx::operator wstringEx() const {
         return basic_buffer<wchar_t>::_from_layout(_layout_as<wchar_t>());
     }
     wstringEx copy; // a view on bytes at an odd address
-    const unsigned int n = length() / sizeof(wchar_t);
+    const auto n = static_cast<unsigned int>(length() / sizeof(wchar_t));
     std::memcpy(copy._eofbuf(n), data(), n * sizeof(wchar_t));
     return copy;
 }

@@ -170,8 +170,9 @@ protected:
 
     Self _Sum(const Buffer& b) const { return Self(static_cast<const Buffer&>(*this) + b); }
     /// Only a temporary that owns its block may be extended: behind a view stands foreign memory.
+    /// Nor may the block move under a `b` that looks into it.
     Self _Extended(const Buffer& b) {
-        if (this->is_static()) {
+        if (this->is_static() || this->_is_inside(b.data())) {
             return _Sum(b);
         }
         this->_grow_no_expand(std::uint64_t{this->length()} + b.length() + Buffer::sm_tail);
