@@ -76,6 +76,7 @@ basic_buffer<T, Traits>& basic_buffer<T, Traits>::operator=(const basic_buffer& 
     return *this;
 }
 
+// NOLINTBEGIN(performance-noexcept-move-constructor): a view into the own block may need a copy
 template <class T, class Traits>
 basic_buffer<T, Traits>& basic_buffer<T, Traits>::operator=(basic_buffer&& other) {
     if (!other.__block.IsOwner() || this == &other) {
@@ -87,6 +88,7 @@ basic_buffer<T, Traits>& basic_buffer<T, Traits>::operator=(basic_buffer&& other
     __capacity = std::exchange(other.__capacity, 0U);
     return *this;
 }
+// NOLINTEND(performance-noexcept-move-constructor)
 
 template <class T, class Traits>
 basic_buffer<T, Traits>& basic_buffer<T, Traits>::assign(const basic_buffer& src, unsigned int pos,

@@ -111,6 +111,8 @@ public:
 
     /// Shares the other's block. A view into this buffer's own block leaves just that range of it.
     basic_buffer& operator=(const basic_buffer& other);
+    /// Not noexcept: a view into this buffer's own shared block has to be copied out of it.
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor)
     basic_buffer& operator=(basic_buffer&& other);
     basic_buffer& operator=(const T* text) { return assign(text); }
     basic_buffer& operator=(T element) { return assign(1, element); }

@@ -38,7 +38,8 @@ namespace {
 template <class S>
 void EncodeHex(const byteEx& bytes, S& to, const S& separator, bool upper) {
     const char* const digits = upper ? "0123456789ABCDEF" : "0123456789abcdef";
-    const S between = separator; // `to` may be the same object
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): `to` may be the same object
+    const S between = separator;
     to.clear();
     const std::uint64_t n = bytes.length();
     to.reserve((n + 1) * between.length() + 2 * n + 2);
