@@ -39,13 +39,15 @@ struct colorblock {
 
 inline constexpr int FREECOL = 1; ///< descriptor is free
 inline constexpr int PSEUDO = 2;  ///< pseudocolor: no character has it
+inline constexpr int MARKED = 4;  ///< met by colorcomplement(), during it only
 
 /// Descriptor of one color.
 struct colordesc {
     uchr nchrs;        ///< characters of this color; a pseudocolor counts 1
     color sub;         ///< open subcolor or NOSUB; an open subcolor names itself; free: next free
+    color opennext;    ///< next color with an open subcolor, NOSUB at the end
     arc* arcs;         ///< chain of the arcs of this color
-    int flags;         ///< FREECOL, PSEUDO
+    int flags;         ///< FREECOL, PSEUDO, MARKED
     colorblock* block; ///< this color's solid block, if it has one
 
     bool unused() const { return (flags & FREECOL) != 0; }
@@ -61,6 +63,7 @@ struct colormap {
     std::size_t ncds;              ///< descriptors allocated
     std::size_t max;               ///< highest color in use
     color free;                    ///< head of the free list, 0 if none
+    color open;                    ///< head of the colors with an open subcolor, or NOSUB
     colordesc* cd;                 ///< descriptors
     colordesc cdspace[NINLINECDS]; ///< the first of them
     std::size_t nblocks;           ///< blocks of `tree`: 1 narrow, 256 wide

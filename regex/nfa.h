@@ -138,6 +138,8 @@ void freestate(nfa* n, state* s);    ///< frees a state without arcs
 
 void newarc(nfa* n, int type, int co, state* from, state* to); ///< unless there is an equal one
 void freearc(nfa* n, arc* a);
+/// Gives a colored arc another color: the move of a whole chain when a color ends.
+void recolor(nfa* n, arc* a, color co);
 void cparc(nfa* n, const arc* a, state* from, state* to); ///< newarc() of the same type and color
 
 void moveins(nfa* n, state* old, state* fresh);  ///< moves all in-arcs; two different states
@@ -164,6 +166,10 @@ void specialcolors(nfa* n);
 /// bits (REG_UEMPTYMATCH, REG_UIMPOSSIBLE). Writes a heading for each stage to `stream`, if not
 /// null.
 long optimize(nfa* n, std::FILE* stream);
+
+/// Replaces loops that consist of constraints only by equal chains without a loop; a step of
+/// optimize(), which couldn't end on such loops.
+void breakloops(nfa* n);
 
 /// Lets the optimised main automaton start anywhere in the text, unless it is anchored, and splits
 /// the states behind `pre` so that the matcher can tell where a match may have begun.

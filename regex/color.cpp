@@ -1,0 +1,319 @@
+#include "regex/color.h"
+
+#include "regex/nfa.h"
+#include "regex/regguts.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace Quil::IMPL::engine {
+
+namespace {
+
+constexpr unsigned BYTBITS = 8;
+constexpr std::size_t BYTMASK = BYTTAB - 1;
+
+colordesc& desc(colormap* cm, color co) {
+    return cm->cd[static_cast<std::size_t>(co)];
+}
+
+/// A block of the tree holds one color only, and stands for every run of it.
+bool issolid(colormap* cm, const colorblock* b) {
+    return desc(cm, b->cells[0]).block == b;
+}
+
+colorblock* newblock(colormap* cm) {
+    colorblock* b = cm->spare;
+    if (b != nullptr) {
+        std::memcpy(&cm->spare, b, sizeof cm->spare);
+        return b;
+    }
+    b = cm->v->mem.array<colorblock>(1);
+    if (b == nullptr)
+        seterr(cm->v, REG_ESPACE);
+    return b;
+}
+
+void freeblock(colormap* cm, colorblock* b) {
+    std::memcpy(b, &cm->spare, sizeof cm->spare);
+    cm->spare = b;
+}
+
+/// Moves `n` characters from one color's count to another's.
+void movecount(colormap* cm, color from, color to, std::size_t n) {
+    desc(cm, from).nchrs -= static_cast<uchr>(n);
+    desc(cm, to).nchrs += static_cast<uchr>(n);
+}
+
+/// Stores a color in one cell, in a copy of the block where that is solid.
+void setcell(colormap* cm, std::size_t index, color co) {
+    colorblock*& slot = cm->tree[index >> BYTBITS];
+    if (issolid(cm, slot)) {
+        colorblock* copy = newblock(cm);
+        if (copy == nullptr)
+            return;
+        *copy = *slot;
+        slot = copy;
+    }
+    slot->cells[index & BYTMASK] = co;
+}
+
+/// The solid block of a color, made if need be; null on error.
+colorblock* solidblock(colormap* cm, color co) {
+    colordesc& d = desc(cm, co);
+    if (d.block == nullptr) {
+        d.block = newblock(cm);
+        if (d.block != nullptr)
+            std::fill_n(d.block->cells, BYTTAB, co);
+    }
+    return d.block;
+}
+
+/// Splits a mixed block in place, run by run.
+void splitruns(varsbase* v, colorblock* b, state* lp, state* rp) {
+    colormap* cm = v->cm;
+    for (std::size_t i = 0; i < BYTTAB;) {
+        const color co = b->cells[i];
+        const color sco = newsub(cm, co);
+        if (iserr(v))
+            return;
+        newarc(v->nfa, PLAIN, sco, lp, rp);
+        const std::size_t first = i;
+        while (i < BYTTAB && b->cells[i] == co)
+            b->cells[i++] = sco;
+        movecount(cm, co, sco, i - first);
+    }
+}
+
+/// Subcolors for the whole block that begins at cell `start`, with arcs.
+void subblock(varsbase* v, std::size_t start, state* lp, state* rp) {
+    colormap* cm = v->cm;
+    colorblock*& slot = cm->tree[start >> BYTBITS];
+    if (!issolid(cm, slot)) {
+        splitruns(v, slot, lp, rp);
+        return;
+    }
+    const color co = slot->cells[0];
+    const color sco = newsub(cm, co);
+    if (iserr(v))
+        return;
+    colorblock* solid = solidblock(cm, sco);
+    if (solid == nullptr)
+        return;
+    slot = solid;
+    newarc(v->nfa, PLAIN, sco, lp, rp);
+    movecount(cm, co, sco, BYTTAB);
+}
+
+/// The descriptor after the highest in use, in a larger array if need be.
+color nextcolor(colormap* cm) {
+    if (cm->max >= static_cast<std::size_t>(REG_MAXCOLORS)) {
+        seterr(cm->v, REG_ESPACE);
+        return COLORLESS;
+    }
+    if (cm->max + 1 == cm->ncds) {
+        colordesc* grown = cm->v->mem.regrow(cm->cd, cm->ncds, cm->ncds * 2);
+        if (grown == nullptr) {
+            seterr(cm->v, REG_ESPACE);
+            return COLORLESS;
+        }
+        cm->cd = grown;
+        cm->ncds *= 2;
+    }
+    return static_cast<color>(++cm->max);
+}
+
+} // namespace
+
+void initcm(varsbase* v, colormap* cm, std::size_t nchrs) {
+    *cm = colormap{};
+    cm->magic = CMMAGIC;
+    cm->v = v;
+    cm->ncds = NINLINECDS;
+    cm->open = NOSUB;
+    cm->cd = cm->cdspace;
+    cm->cd[WHITE].nchrs = static_cast<uchr>(nchrs);
+    cm->cd[WHITE].sub = NOSUB;
+    cm->cd[WHITE].block = &cm->fill; // all zero: WHITE
+    cm->nblocks = nchrs / BYTTAB;
+    std::fill_n(cm->tree, cm->nblocks, &cm->fill);
+}
+
+void settlecolors(colormap* cm, arena* mem) {
+    if (iserr(cm->v))
+        return;
+    color* table = mem->array<color>(cm->nblocks * BYTTAB);
+    if (table == nullptr) {
+        seterr(cm->v, REG_ESPACE);
+        return;
+    }
+    for (std::size_t i = 0; i < cm->nblocks; i++)
+        std::memcpy(table + i * BYTTAB, cm->tree[i]->cells, sizeof cm->tree[i]->cells);
+    cm->table = table;
+    // What is left lies in the compile's arena.
+    cm->nblocks = 0;
+    cm->cd = nullptr;
+    cm->spare = nullptr;
+    cm->v = nullptr;
+}
+
+color treecolor(const colormap* cm, std::size_t index) {
+    return cm->tree[index >> BYTBITS]->cells[index & BYTMASK];
+}
+
+color newcolor(colormap* cm) {
+    if (iserr(cm->v))
+        return COLORLESS;
+    color co = cm->free;
+    if (co != 0)
+        cm->free = desc(cm, co).sub;
+    else
+        co = nextcolor(cm);
+    if (co == COLORLESS)
+        return COLORLESS;
+    desc(cm, co) = colordesc{
+        .nchrs = 0, .sub = NOSUB, .opennext = NOSUB, .arcs = nullptr, .flags = 0, .block = nullptr};
+    return co;
+}
+
+void freecolor(colormap* cm, color co) {
+    if (co == WHITE)
+        return;
+    colordesc& d = desc(cm, co);
+    d.flags = FREECOL;
+    if (d.block != nullptr)
+        freeblock(cm, d.block);
+    d.block = nullptr;
+    if (static_cast<std::size_t>(co) != cm->max) {
+        d.sub = cm->free;
+        cm->free = co;
+        return;
+    }
+    while (cm->max > 0 && cm->cd[cm->max].unused())
+        cm->max--;
+    // Colors above the new maximum are no longer free ones but none at all.
+    color* link = &cm->free;
+    while (*link != 0) {
+        if (static_cast<std::size_t>(*link) > cm->max)
+            *link = desc(cm, *link).sub;
+        else
+            link = &desc(cm, *link).sub;
+    }
+}
+
+color pseudocolor(colormap* cm) {
+    const color co = newcolor(cm);
+    if (co == COLORLESS)
+        return COLORLESS;
+    desc(cm, co).nchrs = 1;
+    desc(cm, co).flags = PSEUDO;
+    return co;
+}
+
+color newsub(colormap* cm, color co) {
+    if (iserr(cm->v))
+        return COLORLESS;
+    if (desc(cm, co).sub != NOSUB)
+        return desc(cm, co).sub;
+    if (desc(cm, co).nchrs == 1)
+        return co;
+    const color sco = newcolor(cm);
+    if (sco == COLORLESS)
+        return COLORLESS;
+    desc(cm, co).sub = sco;
+    desc(cm, sco).sub = sco;
+    desc(cm, co).opennext = cm->open;
+    cm->open = co;
+    return sco;
+}
+
+color subcolorat(colormap* cm, std::size_t index) {
+    if (iserr(cm->v))
+        return COLORLESS;
+    const color co = treecolor(cm, index);
+    const color sco = newsub(cm, co);
+    if (sco == COLORLESS || sco == co)
+        return sco;
+    setcell(cm, index, sco);
+    if (iserr(cm->v))
+        return COLORLESS;
+    movecount(cm, co, sco, 1);
+    return sco;
+}
+
+void subrangeat(varsbase* v, std::size_t from, std::size_t to, state* lp, state* rp) {
+    while (from <= to && !iserr(v)) {
+        if ((from & BYTMASK) == 0 && to - from + 1 >= BYTTAB) {
+            subblock(v, from, lp, rp);
+            from += BYTTAB;
+        } else {
+            newarc(v->nfa, PLAIN, subcolorat(v->cm, from), lp, rp);
+            from++;
+        }
+    }
+}
+
+void okcolors(nfa* n, colormap* cm) {
+    while (cm->open != NOSUB && !iserr(cm->v)) {
+        const color co = cm->open;
+        const color sco = desc(cm, co).sub;
+        cm->open = desc(cm, co).opennext;
+        desc(cm, co).sub = NOSUB;
+        desc(cm, sco).sub = NOSUB;
+        if (desc(cm, co).nchrs == 0) {
+            // All of its characters went over, so its arcs go too.
+            while (desc(cm, co).arcs != nullptr)
+                recolor(n, desc(cm, co).arcs, sco);
+            freecolor(cm, co);
+        } else {
+            for (const arc* a = desc(cm, co).arcs; a != nullptr; a = a->colorchain)
+                newarc(n, a->type, sco, a->from, a->to);
+        }
+    }
+}
+
+void colorchain(colormap* cm, arc* a) {
+    arc*& head = cm->cd[a->co].arcs;
+    a->colorprev = nullptr;
+    a->colorchain = head;
+    if (head != nullptr)
+        head->colorprev = a;
+    head = a;
+}
+
+void uncolorchain(colormap* cm, arc* a) {
+    if (a->colorprev != nullptr)
+        a->colorprev->colorchain = a->colorchain;
+    else
+        cm->cd[a->co].arcs = a->colorchain;
+    if (a->colorchain != nullptr)
+        a->colorchain->colorprev = a->colorprev;
+    a->colorchain = nullptr;
+    a->colorprev = nullptr;
+}
+
+void rainbow(nfa* n, colormap* cm, int type, color but, state* from, state* to) {
+    for (std::size_t i = 0; i <= cm->max && !iserr(cm->v); i++) {
+        const colordesc& d = cm->cd[i];
+        const color co = static_cast<color>(i);
+        const bool openparent = d.sub != NOSUB && d.sub != co;
+        if (!d.unused() && !openparent && co != but && (d.flags & PSEUDO) == 0)
+            newarc(n, type, co, from, to);
+    }
+}
+
+void colorcomplement(nfa* n, colormap* cm, int type, state* of, state* from, state* to) {
+    if (iserr(cm->v))
+        return;
+    for (const arc* a = of->outs; a != nullptr; a = a->outchain)
+        if (a->type == PLAIN)
+            cm->cd[a->co].flags |= MARKED;
+    for (std::size_t i = 0; i <= cm->max; i++)
+        if ((cm->cd[i].flags & (FREECOL | PSEUDO | MARKED)) == 0)
+            newarc(n, type, static_cast<int>(i), from, to);
+    for (const arc* a = of->outs; a != nullptr; a = a->outchain)
+        if (a->type == PLAIN)
+            cm->cd[a->co].flags &= ~MARKED;
+}
+
+} // namespace Quil::IMPL::engine
