@@ -1,0 +1,328 @@
+#pragma once
+
+// The one scan for a literal that every find-and-replace form shares.
+//
+// The idea: look at two elements of the needle at once, its first and its last, sixteen bytes of text
+// at a time, and verify only where both fit. What complicates it: with folding each of the two stands
+// for several text elements (k, K and the Kelvin sign), so the filter compares with a short list of
+// partners; and a text on which the filter nearly always fits, but the needle doesn't, would make the
+// verification quadratic, so a search that spent too much on it goes over to an automaton.
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <cwchar>
+#include <type_traits>
+#include <vector>
+
+namespace Quil::IMPL {
+
+/// Compares elements as they stand.
+struct plain_fold {
+    static constexpr bool is_plain = true;
+
+    template <class T>
+    static T apply(T element) {
+        return element;
+    }
+};
+
+/// Compares elements by the lower-case mapping of the string class S.
+template <class S>
+struct lower_fold {
+    static constexpr bool is_plain = false;
+
+    template <class T>
+    static T apply(T element) {
+        return static_cast<T>(S::to_lower(element));
+    }
+};
+
+/// Searches texts for one needle. Keeps a pointer to a plain needle, and a lowered copy of a folded
+/// one. Not for an empty needle. Positions and lengths are in elements. One thread at a time.
+template <class T, class Fold>
+class text_search {
+public:
+    static constexpr unsigned int npos = ~0U;
+
+    /// @param textLength length of the text that will be searched: a short one isn't worth the
+    ///        preparation that a long one repays
+    text_search(const T* needle, unsigned int length, unsigned int textLength);
+
+    text_search(const text_search&) = delete;
+    text_search& operator=(const text_search&) = delete;
+
+    unsigned int length() const { return __length; }
+
+    /// Position of the first occurrence at or behind pos in the text, or npos.
+    unsigned int find(const T* text, unsigned int length, unsigned int pos);
+
+private:
+    // An element of the filter: the text elements that fold to it, padded by repetition.
+    static constexpr unsigned int partner_room = 4;
+    using partners = std::array<T, partner_room>;
+
+    // Verification may cost this many comparisons for each element scanned before the automaton,
+    // which needs a bounded number of them, takes over.
+    static constexpr std::uint64_t verify_factor = 8;
+    static constexpr std::uint64_t verify_allowance = 1 << 16;
+
+    // Sixteen bytes of text as elements, and the steps that the filter takes at once.
+    using lane = std::conditional_t<sizeof(T) == 1, std::int8_t, std::int32_t>;
+    typedef lane block __attribute__((vector_size(16)));
+    static constexpr std::ptrdiff_t lanes = 16 / sizeof(T);
+    static constexpr std::ptrdiff_t unroll = 4;
+    static constexpr std::ptrdiff_t stride = lanes * unroll;
+
+    static unsigned int __collect(T folded, partners& out);
+    void __prepare_filter(unsigned int textLength);
+    void __prepare_automaton();
+    bool __verify(const T* candidate);
+    template <unsigned int Count>
+    static block __compare(const T* text, const partners& wanted);
+    template <unsigned int Count>
+    const T* __find_filtered(const T* first, const T* end);
+    const T* __find_simple(const T* first, const T* end);
+    const T* __find_by_automaton(const T* first, const T* end) const;
+
+    /// True once failed verifications cost more than the scan of this much text may.
+    bool __is_slow(std::ptrdiff_t scanned) const {
+        return __wasted >
+               verify_allowance + verify_factor * (__scanned + static_cast<std::uint64_t>(scanned));
+    }
+
+    const T* __needle; ///< lowered when folding
+    unsigned int __length;
+    unsigned int __partnerCount = 1; ///< of each element of the filter; 0: no filter
+    partners __heads{};
+    partners __tails{};
+    std::uint64_t __scanned = 0; ///< elements passed by earlier calls
+    std::uint64_t __wasted = 0;  ///< comparisons in verifications that failed
+    std::vector<T> __lowered;
+    std::vector<unsigned int> __borders; ///< the automaton, once it is needed
+};
+
+/// Membership in a set of elements. Values below 256 cost one look-up, others a search by halves.
+template <class T, class Fold>
+class element_set {
+public:
+    element_set(const T* set, unsigned int length);
+
+    bool contains(T element) const {
+        const auto value = static_cast<value_type>(Fold::apply(element));
+        if constexpr (sizeof(T) == 1)
+            return __low[value];
+        else
+            return value < __low.size() ? __low[value] : __contains_high(value);
+    }
+
+private:
+    using value_type = std::make_unsigned_t<T>;
+
+    bool __contains_high(value_type value) const;
+
+    std::array<bool, 256> __low{};
+    std::vector<value_type> __high; ///< sorted
+};
+
+template <class T, class Fold>
+text_search<T, Fold>::text_search(const T* needle, unsigned int length, unsigned int textLength)
+    : __needle(needle), __length(length) {
+    if constexpr (!Fold::is_plain) {
+        __lowered.reserve(length);
+        for (unsigned int i = 0; i < length; ++i)
+            __lowered.push_back(Fold::apply(needle[i]));
+        __needle = __lowered.data();
+    }
+    __prepare_filter(textLength);
+}
+
+template <class T, class Fold>
+void text_search<T, Fold>::__prepare_filter(unsigned int textLength) {
+    // Finding the partners of a wide element means asking all 65536 mappings.
+    constexpr unsigned int worthwhile = sizeof(T) == 1 ? 256 : 32768;
+
+    if constexpr (Fold::is_plain) {
+        __heads.fill(__needle[0]);
+        __tails.fill(__needle[__length - 1]);
+    } else if (textLength < worthwhile) {
+        __partnerCount = 0;
+    } else {
+        const unsigned int heads = __collect(__needle[0], __heads);
+        const unsigned int tails = __collect(__needle[__length - 1], __tails);
+        const bool fits = heads >= 1 && heads <= partner_room && tails >= 1 && tails <= partner_room;
+        __partnerCount = !fits ? 0 : heads <= 2 && tails <= 2 ? 2 : partner_room;
+    }
+}
+
+// Only the low bits of an element select its mapping, which is then a distance on the whole value.
+template <class T, class Fold>
+unsigned int text_search<T, Fold>::__collect(T folded, partners& out) {
+    using value_type = std::make_unsigned_t<T>;
+    constexpr std::uint32_t selectors = sizeof(T) == 1 ? 0x100 : 0x10000;
+
+    unsigned int count = 0;
+    for (std::uint32_t low = 0; low < selectors; ++low) {
+        const auto selector = static_cast<value_type>(low);
+        const auto mapped = static_cast<value_type>(Fold::apply(static_cast<T>(selector)));
+        const auto value = static_cast<value_type>(static_cast<value_type>(folded) - mapped + selector);
+        if (value % selectors != low || Fold::apply(static_cast<T>(value)) != folded)
+            continue;
+        if (count < partner_room)
+            out[count] = static_cast<T>(value);
+        ++count;
+    }
+    for (unsigned int i = count; i > 0 && i < partner_room; ++i)
+        out[i] = out[0];
+    return count;
+}
+
+template <class T, class Fold>
+unsigned int text_search<T, Fold>::find(const T* text, unsigned int length, unsigned int pos) {
+    if (pos > length || length - pos < __length)
+        return npos;
+    const T* first = text + pos;
+    const T* end = text + (length - __length) + 1;
+    const T* hit = nullptr;
+    if (!__borders.empty())
+        hit = __find_by_automaton(first, end);
+    else if (__partnerCount == 1)
+        hit = __find_filtered<1>(first, end);
+    else if (__partnerCount == 2)
+        hit = __find_filtered<2>(first, end);
+    else if (__partnerCount == partner_room)
+        hit = __find_filtered<partner_room>(first, end);
+    else
+        hit = __find_simple(first, end);
+    if (!hit)
+        return npos;
+    __scanned += static_cast<std::uint64_t>(hit - first);
+    return static_cast<unsigned int>(hit - text);
+}
+
+template <class T, class Fold>
+bool text_search<T, Fold>::__verify(const T* candidate) {
+    for (unsigned int i = 0; i < __length; ++i) {
+        if (Fold::apply(candidate[i]) != __needle[i]) {
+            __wasted += i;
+            return false;
+        }
+    }
+    return true;
+}
+
+template <class T, class Fold>
+template <unsigned int Count>
+auto text_search<T, Fold>::__compare(const T* text, const partners& wanted) -> block {
+    block elements;
+    std::memcpy(&elements, text, sizeof elements);
+    block hits = elements == (block{} + static_cast<lane>(wanted[0]));
+    for (unsigned int i = 1; i < Count; ++i)
+        hits |= elements == (block{} + static_cast<lane>(wanted[i]));
+    return hits;
+}
+
+template <class T, class Fold>
+template <unsigned int Count>
+const T* text_search<T, Fold>::__find_filtered(const T* first, const T* end) {
+    constexpr int lane_bits = 8 * sizeof(T);
+    constexpr std::uint64_t lane_mask = (std::uint64_t{1} << lane_bits) - 1;
+    constexpr std::ptrdiff_t word_lanes = lanes / 2;
+
+    const std::ptrdiff_t tail = static_cast<std::ptrdiff_t>(__length) - 1;
+    const T* place = first;
+    for (; end - place >= stride; place += stride) {
+        block hits[unroll]; // std::array would lose the vector attribute
+        block any{};
+        for (std::ptrdiff_t i = 0; i < unroll; ++i) {
+            hits[i] = __compare<Count>(place + i * lanes, __heads) &
+                      __compare<Count>(place + i * lanes + tail, __tails);
+            any |= hits[i];
+        }
+        std::array<std::uint64_t, 2> summary;
+        std::memcpy(summary.data(), &any, sizeof any);
+        if ((summary[0] | summary[1]) == 0)
+            continue;
+
+        std::array<std::uint64_t, 2 * unroll> words;
+        std::memcpy(words.data(), hits, sizeof hits);
+        for (std::size_t w = 0; w < words.size(); ++w) {
+            for (std::uint64_t word = words[w]; word != 0;) {
+                const int index = std::countr_zero(word) / lane_bits;
+                word &= ~(lane_mask << (index * lane_bits));
+                const T* candidate = place + static_cast<std::ptrdiff_t>(w) * word_lanes + index;
+                if (__verify(candidate))
+                    return candidate;
+                if (__is_slow(candidate - first)) {
+                    __prepare_automaton();
+                    return __find_by_automaton(candidate + 1, end);
+                }
+            }
+        }
+    }
+    return __find_simple(place, end);
+}
+
+template <class T, class Fold>
+const T* text_search<T, Fold>::__find_simple(const T* first, const T* end) {
+    for (const T* place = first; place < end; ++place) {
+        if (Fold::apply(*place) != __needle[0])
+            continue;
+        if (__verify(place))
+            return place;
+        if (__is_slow(place - first)) {
+            __prepare_automaton();
+            return __find_by_automaton(place + 1, end);
+        }
+    }
+    return nullptr;
+}
+
+// For each prefix of the needle the length of its longest proper prefix that is also its suffix.
+template <class T, class Fold>
+void text_search<T, Fold>::__prepare_automaton() {
+    __borders.assign(__length, 0);
+    for (unsigned int i = 1, border = 0; i < __length; ++i) {
+        while (border > 0 && __needle[i] != __needle[border])
+            border = __borders[border - 1];
+        border += __needle[i] == __needle[border];
+        __borders[i] = border;
+    }
+}
+
+template <class T, class Fold>
+const T* text_search<T, Fold>::__find_by_automaton(const T* first, const T* end) const {
+    const T* textEnd = end + (__length - 1);
+    unsigned int matched = 0;
+    for (const T* place = first; place < textEnd; ++place) {
+        const T element = Fold::apply(*place);
+        while (matched > 0 && element != __needle[matched])
+            matched = __borders[matched - 1];
+        matched += element == __needle[matched];
+        if (matched == __length)
+            return place + 1 - __length;
+    }
+    return nullptr;
+}
+
+template <class T, class Fold>
+element_set<T, Fold>::element_set(const T* set, unsigned int length) {
+    for (unsigned int i = 0; i < length; ++i) {
+        const auto value = static_cast<value_type>(Fold::apply(set[i]));
+        if (value < __low.size())
+            __low[value] = true;
+        else
+            __high.push_back(value);
+    }
+    std::sort(__high.begin(), __high.end());
+}
+
+template <class T, class Fold>
+bool element_set<T, Fold>::__contains_high(value_type value) const {
+    return std::binary_search(__high.begin(), __high.end(), value);
+}
+
+} // namespace Quil::IMPL
