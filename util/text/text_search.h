@@ -2,11 +2,12 @@
 
 // The one scan for a literal that every find-and-replace form shares.
 //
-// The idea: look at two elements of the needle at once, its first and its last, sixteen bytes of text
-// at a time, and verify only where both fit. What complicates it: with folding each of the two stands
-// for several text elements (k, K and the Kelvin sign), so the filter compares with a short list of
-// partners; and a text on which the filter nearly always fits, but the needle doesn't, would make the
-// verification quadratic, so a search that spent too much on it goes over to an automaton.
+// The idea: look at two elements of the needle at once, its first and its last, sixteen bytes of
+// text at a time, and verify only where both fit. What complicates it: with folding each of the two
+// stands for several text elements (k, K and the Kelvin sign), so the filter compares with a short
+// list of partners; and a text on which the filter nearly always fits, but the needle doesn't,
+// would make the verification quadratic, so a search that spent too much on it goes over to an
+// automaton.
 
 #include <algorithm>
 #include <array>
@@ -77,19 +78,19 @@ private:
     static constexpr std::ptrdiff_t unroll = 4;
     static constexpr std::ptrdiff_t stride = lanes * unroll;
 
-    static unsigned int __collect(T folded, partners& out);
-    void __prepare_filter(unsigned int textLength);
-    void __prepare_automaton();
-    bool __verify(const T* candidate);
+    static unsigned int __Partners(T folded, partners& out);
+    void __PrepareFilter(unsigned int textLength);
+    void __PrepareAutomaton();
+    bool __Verify(const T* candidate);
     template <unsigned int Count>
-    static block __compare(const T* text, const partners& wanted);
+    static block __Compare(const T* text, const partners& wanted);
     template <unsigned int Count>
-    const T* __find_filtered(const T* first, const T* end);
-    const T* __find_simple(const T* first, const T* end);
-    const T* __find_by_automaton(const T* first, const T* end) const;
+    const T* __FindFiltered(const T* first, const T* end);
+    const T* __FindSimple(const T* first, const T* end);
+    const T* __FindByAutomaton(const T* first, const T* end) const;
 
     /// True once failed verifications cost more than the scan of this much text may.
-    bool __is_slow(std::ptrdiff_t scanned) const {
+    bool __IsSlow(std::ptrdiff_t scanned) const {
         return __wasted >
                verify_allowance + verify_factor * (__scanned + static_cast<std::uint64_t>(scanned));
     }
@@ -116,13 +117,13 @@ public:
         if constexpr (sizeof(T) == 1)
             return __low[value];
         else
-            return value < __low.size() ? __low[value] : __contains_high(value);
+            return value < __low.size() ? __low[value] : __ContainsHigh(value);
     }
 
 private:
     using value_type = std::make_unsigned_t<T>;
 
-    bool __contains_high(value_type value) const;
+    bool __ContainsHigh(value_type value) const;
 
     std::array<bool, 256> __low{};
     std::vector<value_type> __high; ///< sorted
@@ -137,11 +138,11 @@ text_search<T, Fold>::text_search(const T* needle, unsigned int length, unsigned
             __lowered.push_back(Fold::apply(needle[i]));
         __needle = __lowered.data();
     }
-    __prepare_filter(textLength);
+    __PrepareFilter(textLength);
 }
 
 template <class T, class Fold>
-void text_search<T, Fold>::__prepare_filter(unsigned int textLength) {
+void text_search<T, Fold>::__PrepareFilter(unsigned int textLength) {
     // Finding the partners of a wide element means asking all 65536 mappings.
     constexpr unsigned int worthwhile = sizeof(T) == 1 ? 256 : 32768;
 
@@ -151,16 +152,17 @@ void text_search<T, Fold>::__prepare_filter(unsigned int textLength) {
     } else if (textLength < worthwhile) {
         __partnerCount = 0;
     } else {
-        const unsigned int heads = __collect(__needle[0], __heads);
-        const unsigned int tails = __collect(__needle[__length - 1], __tails);
-        const bool fits = heads >= 1 && heads <= partner_room && tails >= 1 && tails <= partner_room;
+        const unsigned int heads = __Partners(__needle[0], __heads);
+        const unsigned int tails = __Partners(__needle[__length - 1], __tails);
+        const bool fits =
+            heads >= 1 && heads <= partner_room && tails >= 1 && tails <= partner_room;
         __partnerCount = !fits ? 0 : heads <= 2 && tails <= 2 ? 2 : partner_room;
     }
 }
 
 // Only the low bits of an element select its mapping, which is then a distance on the whole value.
 template <class T, class Fold>
-unsigned int text_search<T, Fold>::__collect(T folded, partners& out) {
+unsigned int text_search<T, Fold>::__Partners(T folded, partners& out) {
     using value_type = std::make_unsigned_t<T>;
     constexpr std::uint32_t selectors = sizeof(T) == 1 ? 0x100 : 0x10000;
 
@@ -168,7 +170,8 @@ unsigned int text_search<T, Fold>::__collect(T folded, partners& out) {
     for (std::uint32_t low = 0; low < selectors; ++low) {
         const auto selector = static_cast<value_type>(low);
         const auto mapped = static_cast<value_type>(Fold::apply(static_cast<T>(selector)));
-        const auto value = static_cast<value_type>(static_cast<value_type>(folded) - mapped + selector);
+        const auto value =
+            static_cast<value_type>(static_cast<value_type>(folded) - mapped + selector);
         if (value % selectors != low || Fold::apply(static_cast<T>(value)) != folded)
             continue;
         if (count < partner_room)
@@ -188,15 +191,15 @@ unsigned int text_search<T, Fold>::find(const T* text, unsigned int length, unsi
     const T* end = text + (length - __length) + 1;
     const T* hit = nullptr;
     if (!__borders.empty())
-        hit = __find_by_automaton(first, end);
+        hit = __FindByAutomaton(first, end);
     else if (__partnerCount == 1)
-        hit = __find_filtered<1>(first, end);
+        hit = __FindFiltered<1>(first, end);
     else if (__partnerCount == 2)
-        hit = __find_filtered<2>(first, end);
+        hit = __FindFiltered<2>(first, end);
     else if (__partnerCount == partner_room)
-        hit = __find_filtered<partner_room>(first, end);
+        hit = __FindFiltered<partner_room>(first, end);
     else
-        hit = __find_simple(first, end);
+        hit = __FindSimple(first, end);
     if (!hit)
         return npos;
     __scanned += static_cast<std::uint64_t>(hit - first);
@@ -204,7 +207,7 @@ unsigned int text_search<T, Fold>::find(const T* text, unsigned int length, unsi
 }
 
 template <class T, class Fold>
-bool text_search<T, Fold>::__verify(const T* candidate) {
+bool text_search<T, Fold>::__Verify(const T* candidate) {
     for (unsigned int i = 0; i < __length; ++i) {
         if (Fold::apply(candidate[i]) != __needle[i]) {
             __wasted += i;
@@ -216,7 +219,7 @@ bool text_search<T, Fold>::__verify(const T* candidate) {
 
 template <class T, class Fold>
 template <unsigned int Count>
-auto text_search<T, Fold>::__compare(const T* text, const partners& wanted) -> block {
+auto text_search<T, Fold>::__Compare(const T* text, const partners& wanted) -> block {
     block elements;
     std::memcpy(&elements, text, sizeof elements);
     block hits = elements == (block{} + static_cast<lane>(wanted[0]));
@@ -227,7 +230,7 @@ auto text_search<T, Fold>::__compare(const T* text, const partners& wanted) -> b
 
 template <class T, class Fold>
 template <unsigned int Count>
-const T* text_search<T, Fold>::__find_filtered(const T* first, const T* end) {
+const T* text_search<T, Fold>::__FindFiltered(const T* first, const T* end) {
     constexpr int lane_bits = 8 * sizeof(T);
     constexpr std::uint64_t lane_mask = (std::uint64_t{1} << lane_bits) - 1;
     constexpr std::ptrdiff_t word_lanes = lanes / 2;
@@ -238,8 +241,8 @@ const T* text_search<T, Fold>::__find_filtered(const T* first, const T* end) {
         block hits[unroll]; // std::array would lose the vector attribute
         block any{};
         for (std::ptrdiff_t i = 0; i < unroll; ++i) {
-            hits[i] = __compare<Count>(place + i * lanes, __heads) &
-                      __compare<Count>(place + i * lanes + tail, __tails);
+            hits[i] = __Compare<Count>(place + i * lanes, __heads) &
+                      __Compare<Count>(place + i * lanes + tail, __tails);
             any |= hits[i];
         }
         std::array<std::uint64_t, 2> summary;
@@ -254,28 +257,28 @@ const T* text_search<T, Fold>::__find_filtered(const T* first, const T* end) {
                 const int index = std::countr_zero(word) / lane_bits;
                 word &= ~(lane_mask << (index * lane_bits));
                 const T* candidate = place + static_cast<std::ptrdiff_t>(w) * word_lanes + index;
-                if (__verify(candidate))
+                if (__Verify(candidate))
                     return candidate;
-                if (__is_slow(candidate - first)) {
-                    __prepare_automaton();
-                    return __find_by_automaton(candidate + 1, end);
+                if (__IsSlow(candidate - first)) {
+                    __PrepareAutomaton();
+                    return __FindByAutomaton(candidate + 1, end);
                 }
             }
         }
     }
-    return __find_simple(place, end);
+    return __FindSimple(place, end);
 }
 
 template <class T, class Fold>
-const T* text_search<T, Fold>::__find_simple(const T* first, const T* end) {
+const T* text_search<T, Fold>::__FindSimple(const T* first, const T* end) {
     for (const T* place = first; place < end; ++place) {
         if (Fold::apply(*place) != __needle[0])
             continue;
-        if (__verify(place))
+        if (__Verify(place))
             return place;
-        if (__is_slow(place - first)) {
-            __prepare_automaton();
-            return __find_by_automaton(place + 1, end);
+        if (__IsSlow(place - first)) {
+            __PrepareAutomaton();
+            return __FindByAutomaton(place + 1, end);
         }
     }
     return nullptr;
@@ -283,7 +286,7 @@ const T* text_search<T, Fold>::__find_simple(const T* first, const T* end) {
 
 // For each prefix of the needle the length of its longest proper prefix that is also its suffix.
 template <class T, class Fold>
-void text_search<T, Fold>::__prepare_automaton() {
+void text_search<T, Fold>::__PrepareAutomaton() {
     __borders.assign(__length, 0);
     for (unsigned int i = 1, border = 0; i < __length; ++i) {
         while (border > 0 && __needle[i] != __needle[border])
@@ -294,7 +297,7 @@ void text_search<T, Fold>::__prepare_automaton() {
 }
 
 template <class T, class Fold>
-const T* text_search<T, Fold>::__find_by_automaton(const T* first, const T* end) const {
+const T* text_search<T, Fold>::__FindByAutomaton(const T* first, const T* end) const {
     const T* textEnd = end + (__length - 1);
     unsigned int matched = 0;
     for (const T* place = first; place < textEnd; ++place) {
@@ -321,7 +324,7 @@ element_set<T, Fold>::element_set(const T* set, unsigned int length) {
 }
 
 template <class T, class Fold>
-bool element_set<T, Fold>::__contains_high(value_type value) const {
+bool element_set<T, Fold>::__ContainsHigh(value_type value) const {
     return std::binary_search(__high.begin(), __high.end(), value);
 }
 
