@@ -25,7 +25,7 @@ bool issolid(colormap* cm, const colorblock* b) {
 colorblock* newblock(colormap* cm) {
     colorblock* b = cm->spare;
     if (b != nullptr) {
-        std::memcpy(&cm->spare, b, sizeof(colorblock*));
+        cm->spare = b->next;
         return b;
     }
     b = cm->v->mem.array<colorblock>(1);
@@ -35,7 +35,7 @@ colorblock* newblock(colormap* cm) {
 }
 
 void freeblock(colormap* cm, colorblock* b) {
-    std::memcpy(b, &cm->spare, sizeof(colorblock*));
+    b->next = cm->spare;
     cm->spare = b;
 }
 

@@ -33,8 +33,9 @@ inline constexpr std::size_t NINLINECDS = 10;
 
 /// 256 colors: the cells of an aligned run of characters. A solid block, which holds one color
 /// only, is shared by all pointers that stand for such a run and never written to.
-struct colorblock {
+union colorblock {
     color cells[BYTTAB];
+    colorblock* next; ///< of a block given back: the next such
 };
 
 inline constexpr int FREECOL = 1; ///< descriptor is free
@@ -69,7 +70,7 @@ struct colormap {
     std::size_t nblocks;           ///< blocks of `tree`: 1 narrow, 256 wide
     colorblock* tree[BYTTAB];      ///< by the high byte of a character's 16 bits
     colorblock fill;               ///< WHITE's solid block
-    colorblock* spare;             ///< blocks given back, linked through their first bytes
+    colorblock* spare;             ///< blocks given back, linked through `next`
     const color* table;            ///< after settlecolors(): color by chrtraits<chr>::index()
 };
 
