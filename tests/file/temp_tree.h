@@ -1,0 +1,87 @@
+// A directory of its own for each test, made of real files, and small tools to look at them.
+
+#pragma once
+
+#include "util/file/dir.h"
+#include "util/sys/errhdl.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace Quil::TEST {
+
+class TempTree : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string pattern = testing::TempDir() + "quil_file_XXXXXX";
+        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
+        m_root = std::filesystem::canonical(pattern).string() + "/";
+        m_before = std::filesystem::current_path();
+        std::filesystem::current_path(m_root);
+    }
+    void TearDown() override {
+        std::filesystem::current_path(m_before);
+        std::filesystem::remove_all(m_root);
+    }
+
+    stringEx Path(const std::string& name) const { return stringEx((m_root + name).c_str()); }
+
+    /// Creates the file, and the directories that it lies in.
+    void Put(const std::string& name, const std::string& content = "") const {
+        const std::filesystem::path path = m_root + name;
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path, std::ios::binary) << content;
+    }
+    std::string Get(const std::string& name) const {
+        std::ifstream in(m_root + name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+    bool Has(const std::string& name) const {
+        return std::filesystem::symlink_status(m_root + name).type() !=
+               std::filesystem::file_type::not_found;
+    }
+    void Link(const std::string& target, const std::string& name) const {
+        std::filesystem::create_symlink(target, m_root + name);
+    }
+    /// The paths below the root, sorted, each followed by a blank.
+    std::string Names(const std::vector<stringEx>& paths) const {
+        std::vector<std::string> names;
+        for (const stringEx& path : paths)
+            names.push_back(std::string(path.c_str()).substr(m_root.size()));
+        std::sort(names.begin(), names.end());
+        std::string all;
+        for (const std::string& name : names)
+            all += name + " ";
+        return all;
+    }
+
+    std::string m_root;
+
+private:
+    std::filesystem::path m_before;
+};
+
+/// Runs `action` and answers the message of the `Exp` that it throws, its code in front.
+template <class Exp, class Action>
+std::string Failure(Action action) {
+    try {
+        action();
+    } catch (const Exp& failure) {
+        return std::to_string(failure.GetErrCode()) + " " + failure.GetErrString().c_str();
+    }
+    return "nothing thrown";
+}
+
+/// A check that fails when `text` lacks one of the parts.
+inline void ExpectParts(const std::string& text, std::initializer_list<const char*> parts) {
+    for (const char* part : parts)
+        EXPECT_NE(text.find(part), std::string::npos) << part << " is missing in:\n" << text;
+}
+
+} // namespace Quil::TEST

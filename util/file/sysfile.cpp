@@ -1,0 +1,235 @@
+// CSysFile: ownership of the descriptor, and the calls that only this class makes.
+
+#include "util/file/sysfile.h"
+
+#include "util/conv/TextConv.h"
+#include "util/file/errtext.h"
+#include "util/file/posixfile.h"
+#include "util/sys/errhdl.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Quil {
+
+using IMPL::ComposeError;
+using IMPL::DescribeErrno;
+using IMPL::ERRNO_TEXT;
+using IMPL::RetryInterrupted;
+
+namespace {
+
+constexpr ERRNO_TEXT READ_ERRORS[] = {
+    {EBADF, "invalid file descriptor, or the file is not open for reading"},
+    {EAGAIN, "no data is there yet, and waiting for it was not asked for"},
+    {EIO, "io error occurred"},
+    {EISDIR, "the file is a directory"},
+};
+
+constexpr ERRNO_TEXT WRITE_ERRORS[] = {
+    {EBADF, "invalid file descriptor, or the file is not open for writing"},
+    {EFBIG, "file too big"},
+    {ENOSPC, "no space left on the device"},
+    {EDQUOT, "the user's quota on the device is exhausted"},
+    {EPIPE, "nobody reads from the pipe or socket"},
+    {EIO, "io error occurred"},
+};
+
+constexpr ERRNO_TEXT FLUSH_ERRORS[] = {
+    {EBADF, "invalid file descriptor"},
+    {EINVAL, "the file does not support synchronization"},
+    {EIO, "io error occurred"},
+};
+
+constexpr ERRNO_TEXT RESIZE_ERRORS[] = {
+    {EBADF, "invalid file descriptor"},
+    {EINVAL, "the file is not open for writing, or its size can't be set"},
+    {EFBIG, "file too big"},
+    {EIO, "io error occurred"},
+};
+
+[[noreturn]] void ThrowFileError(const char* head, const stringEx& name, int code,
+                                 std::span<const ERRNO_TEXT> table) {
+    throw sysfileExp(static_cast<unsigned int>(code),
+                     ComposeError(head, {{"  file path  = ", name},
+                                         {"  error code = ", code},
+                                         {"  error desc = ", DescribeErrno(code, table)}}));
+}
+
+/// Asks the device for room beyond the file's end without moving that; answers 0 or the error
+/// number.
+int Allocate(int descriptor, std::int64_t oldSize, std::int64_t newSize) {
+    // The process's own limit is one that the allocation doesn't look at.
+    struct rlimit limit = {};
+    if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
+        static_cast<rlim_t>(newSize) > limit.rlim_cur)
+        return EFBIG;
+#ifdef FALLOC_FL_KEEP_SIZE
+    if (RetryInterrupted([&] {
+            return ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, oldSize, newSize - oldSize);
+        }) == -1)
+        return errno;
+#endif
+    return 0;
+}
+
+} // namespace
+
+void CSysFile::Open(const stringEx& path, unsigned long access, MODE mode, unsigned long share,
+                    unsigned long permissions, unsigned long options) {
+    OpenRaw(ConvStrSToT(path), access, mode, share, permissions, options);
+}
+
+void CSysFile::Open(const wstringEx& path, unsigned long access, MODE mode, unsigned long share,
+                    unsigned long permissions, unsigned long options) {
+    OpenRaw(ConvStrSToT(path), access, mode, share, permissions, options);
+}
+
+void CSysFile::OpenRaw(const stringEx& path, unsigned long access, MODE mode,
+                       unsigned long /*share*/, unsigned long permissions, unsigned long options) {
+    // A path that is this object's own name must outlive the name.
+    stringEx name(path);
+    name.detach_if_static();
+    Close();
+    __Own(IMPL::PosixOpenFile<sysfileExp>(name, access, mode, permissions, options), name);
+}
+
+void CSysFile::Open(CONSOLE stream) {
+    Close();
+    m_descriptor = stream;
+}
+
+CSysFile CSysFile::ReOpen(unsigned long access, unsigned long share, unsigned long options) const {
+    CSysFile other;
+    other.OpenRaw(m_name, access, 0, share, 0, options);
+    return other;
+}
+
+void CSysFile::Close() {
+    m_descriptor = CLOSED;
+    m_name = stEMPTY;
+    m_shared = {};
+}
+
+CSysFile CSysFile::Duplicate() const {
+    CSysFile other;
+    other.__Own(IMPL::PosixDuplicateFile<sysfileExp>(m_descriptor), m_name);
+    return other;
+}
+
+int CSysFile::Disclaim() {
+    const int descriptor = m_descriptor;
+    if (m_shared)
+        m_shared->descriptor = CLOSED;
+    Close();
+    return descriptor;
+}
+
+void CSysFile::__Own(int descriptor, const stringEx& name) {
+    m_shared = IMPL::ShareDescriptor<CSysFile>(descriptor);
+    m_descriptor = descriptor;
+    m_name = name;
+}
+
+void CSysFile::__Close(int descriptor) {
+    IMPL::PosixCloseFile<sysfileExp>(descriptor);
+}
+
+unsigned int CSysFile::Read(void* buffer, unsigned int size) const {
+    const ssize_t count = RetryInterrupted([&] { return ::read(m_descriptor, buffer, size); });
+    if (count == -1)
+        ThrowFileError("CSysFile::Read - failed read file\n", m_name, errno, READ_ERRORS);
+    return static_cast<unsigned int>(count);
+}
+
+unsigned int CSysFile::Write(const void* buffer, unsigned int size) {
+    const ssize_t count = RetryInterrupted([&] { return ::write(m_descriptor, buffer, size); });
+    if (count == -1)
+        ThrowFileError("CSysFile::Write - failed write file\n", m_name, errno, WRITE_ERRORS);
+    return static_cast<unsigned int>(count);
+}
+
+void CSysFile::Flush() {
+    if (RetryInterrupted([&] { return ::fsync(m_descriptor); }) == -1)
+        ThrowFileError("CSysFile::Flush - failed flush file\n", m_name, errno, FLUSH_ERRORS);
+}
+
+void CSysFile::SeekBegin(const CLongLongNative& offset) const {
+    IMPL::PosixSeekFile(m_descriptor, offset.Value(), SEEK_SET);
+}
+
+void CSysFile::SeekCurrent(const CLongLongNative& offset) const {
+    IMPL::PosixSeekFile(m_descriptor, offset.Value(), SEEK_CUR);
+}
+
+void CSysFile::SeekEnd(const CLongLongNative& offset) const {
+    IMPL::PosixSeekFile(m_descriptor, offset.Value(), SEEK_END);
+}
+
+CLongLongNative CSysFile::GetCurrentPos() const {
+    return IMPL::PosixSeekFile(m_descriptor, 0, SEEK_CUR);
+}
+
+CLongLongNative CSysFile::GetSize() const {
+    const std::int64_t position = IMPL::PosixSeekFile(m_descriptor, 0, SEEK_CUR);
+    const std::int64_t size = IMPL::PosixSeekFile(m_descriptor, 0, SEEK_END);
+    IMPL::PosixSeekFile(m_descriptor, position, SEEK_SET);
+    return size;
+}
+
+void CSysFile::ResizeToCurrentPos() {
+    const std::int64_t position = IMPL::PosixSeekFile(m_descriptor, 0, SEEK_CUR);
+    if (RetryInterrupted([&] { return ::ftruncate(m_descriptor, position); }) != -1)
+        return;
+    const int code = errno;
+    throw sysfileExp(
+        static_cast<unsigned int>(code),
+        ComposeError("CSysFile::ResizeToCurrentPos - failed set the size of shared memory object\n",
+                     {{"  resize to  = ", position},
+                      {"  error code = ", code},
+                      {"  error desc = ", DescribeErrno(code, RESIZE_ERRORS)}}));
+}
+
+void CSysFile::ReserveRoom(const CLongLongNative& size) {
+    struct stat status = {};
+    if (::fstat(m_descriptor, &status) == -1 || size <= status.st_size)
+        return;
+    const int code = Allocate(m_descriptor, status.st_size, size.Value());
+    if (code != ENOSPC && code != EDQUOT && code != EFBIG)
+        return;
+    // Gives back what was allocated before the room ran out; a failure here changes nothing more.
+    [[maybe_unused]] const int ignored = ::ftruncate(m_descriptor, status.st_size);
+    ThrowFileError("CSysFile::ReserveRoom - failed reserve room for the file\n", m_name, code,
+                   WRITE_ERRORS);
+}
+
+void CSysFile::Lock(const CLongLongNative& from, const CLongLongNative& length, LOCK type) {
+    IMPL::PosixLockFile(m_descriptor, from.Value(), length.Value(),
+                        type == LOCK_SHARED ? F_RDLCK : F_WRLCK, true);
+}
+
+bool CSysFile::TryLock(const CLongLongNative& from, const CLongLongNative& length, LOCK type) {
+    return IMPL::PosixLockFile(m_descriptor, from.Value(), length.Value(),
+                               type == LOCK_SHARED ? F_RDLCK : F_WRLCK, false);
+}
+
+void CSysFile::UnLock(const CLongLongNative& from, const CLongLongNative& length) {
+    IMPL::PosixLockFile(m_descriptor, from.Value(), length.Value(), F_UNLCK, true);
+}
+
+CFileMapping CSysFile::MakeFileMapping(const CLongLongNative& size, CFileMapping::ACCESS access,
+                                       const char* name) const {
+    CFileMapping mapping(m_descriptor, stringEx(name));
+    if (access != CFileMapping::ACCESS_READ)
+        mapping.__Reserve(size);
+    return mapping;
+}
+
+CFileMapping CSysFile::MakeFileMapping(const CLongLongNative& size, CFileMapping::ACCESS access,
+                                       const wchar_t* name) const {
+    return MakeFileMapping(size, access, ConvStrSToT(wstringEx(name)).c_str());
+}
+
+} // namespace Quil
