@@ -1,0 +1,123 @@
+// The block between a stream and its file.
+
+#include "util/file/buffered_stream.h"
+
+#include <algorithm>
+#include <cstring>
+#include <cxxabi.h>
+#include <exception>
+
+namespace Quil {
+
+template <class T>
+bool CBufferedSeekableSource<T>::IsEOF() const {
+    return __Unread() == 0 && m_io.GetCurrentPos() >= m_io.GetSize();
+}
+
+/// The block's state changes only after the file has answered: a failed read loses nothing.
+template <class T>
+unsigned int CBufferedSeekableSource<T>::Read(void* buffer, unsigned int size) const {
+    auto* const target = static_cast<unsigned char*>(buffer);
+    const unsigned int ready = std::min(size, __Unread());
+    if (ready > 0)
+        std::memcpy(target, m_block.data() + m_position, ready);
+    const unsigned int wanted = size - ready;
+    if (wanted == 0) {
+        m_position += ready;
+        return size;
+    }
+    if (wanted >= m_bufferSize) {
+        const unsigned int count = m_io.Read(target + ready, wanted);
+        __Empty();
+        return ready + count;
+    }
+    m_block.reserve(m_bufferSize);
+    const unsigned int count = m_io.Read(&m_block.front(), m_bufferSize);
+    m_block.set_size(count);
+    m_position = std::min(wanted, count);
+    std::memcpy(target + ready, m_block.data(), m_position);
+    return ready + m_position;
+}
+
+template <class T>
+void CBufferedSeekableSource<T>::__Empty() const {
+    m_block.set_size(0);
+    m_position = 0;
+}
+
+template <class T>
+void CBufferedSeekableSource<T>::SeekBegin(const CLongLongNative& offset) const {
+    m_io.SeekBegin(offset);
+    __Empty();
+}
+
+template <class T>
+void CBufferedSeekableSource<T>::SeekCurrent(const CLongLongNative& offset) const {
+    if (offset == 0)
+        return;
+    m_io.SeekCurrent(offset);
+    __Empty();
+}
+
+template <class T>
+void CBufferedSeekableSource<T>::SeekEnd(const CLongLongNative& offset) const {
+    m_io.SeekEnd(offset);
+    __Empty();
+}
+
+template <class T>
+CBufferedSeekableSink<T>::~CBufferedSeekableSink() noexcept(false) {
+    try {
+        _FlushBuffer();
+    } catch (abi::__forced_unwind&) {
+        throw; // a thread's cancellation must not be caught
+    } catch (...) {
+        if (std::uncaught_exceptions() == 0)
+            throw;
+    }
+}
+
+template <class T>
+unsigned int CBufferedSeekableSink<T>::Write(const void* buffer, unsigned int size) {
+    if (size > 0)
+        m_block.append(static_cast<const unsigned char*>(buffer), size);
+    if (m_block.length() >= m_bufferSize)
+        _FlushBuffer();
+    return size;
+}
+
+template <class T>
+void CBufferedSeekableSink<T>::_FlushBuffer() const {
+    while (!m_block.empty())
+        m_block.erase(0, m_io.Write(m_block.data(), m_block.length()));
+}
+
+template <class T>
+void CBufferedSeekableSink<T>::Flush() {
+    _FlushBuffer();
+    m_io.Flush();
+}
+
+template <class T>
+void CBufferedSeekableSink<T>::SeekBegin(const CLongLongNative& offset) const {
+    _FlushBuffer();
+    m_io.SeekBegin(offset);
+}
+
+template <class T>
+void CBufferedSeekableSink<T>::SeekCurrent(const CLongLongNative& offset) const {
+    _FlushBuffer();
+    m_io.SeekCurrent(offset);
+}
+
+template <class T>
+void CBufferedSeekableSink<T>::SeekEnd(const CLongLongNative& offset) const {
+    _FlushBuffer();
+    m_io.SeekEnd(offset);
+}
+
+template class CBufferedSeekableSource<CSysFile>;
+template class CBufferedSeekableSink<CSysFile>;
+template class CBufferedSeekableSink<CPeriodFile>;
+
+} // namespace Quil

@@ -1,0 +1,24 @@
+// CPeriodFile: a file of which a new one is begun each period.
+
+#pragma once
+
+#include "util/file/sysfile.h"
+
+namespace Quil {
+
+/// A file with the name that its series goes by. When a new one begins is up to its user, who opens
+/// it anew; as a file it is a CSysFile.
+class CPeriodFile : public CSysFile {
+public:
+    CPeriodFile() = default;
+    explicit CPeriodFile(const CSysFile& file) : CSysFile(file), m_seriesName(file.GetFileName()) {}
+    CPeriodFile(const CSysFile& file, const stringEx& seriesName)
+        : CSysFile(file), m_seriesName(seriesName) {}
+
+    const stringEx& GetSeriesName() const { return m_seriesName; }
+
+private:
+    stringEx m_seriesName;
+};
+
+} // namespace Quil
