@@ -1,9 +1,127 @@
 #include "util/sys/errhdl.h"
 
+#include "util/conv/TextConv.h"
+#include "util/sys/cancel.h"
+#include "util/sys/log.h"
+#include "util/sys/sanitizer.h"
+#include "util/sys/sigcode.h"
+#include "util/sys/sigstack.h"
+#include "util/text/wstringEx.h"
+
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
+#include <exception>
+#include <initializer_list>
+#include <new>
+#include <pthread.h>
+#include <unistd.h>
 
 namespace Quil {
+
+namespace {
+
+constexpr int FATAL_STATUS = -1;
+constexpr char LOG_MODULE[] = "util.errhnd";
+/// What a handler may take: it runs code that isn't safe there, and a hang must end as well.
+constexpr unsigned int HANDLER_SECONDS = 5;
+
+constinit std::atomic<int> terminateEntries{0};
+constinit std::atomic<int> isInSignalHandler{0};
+static_assert(std::atomic<int>::is_always_lock_free);
+
+/// Runs one step of a handler; whatever it throws is dropped, since the process is about to end.
+template <class Step>
+void Guarded(Step step) noexcept {
+    const IMPL::CCancelHold hold;
+    try {
+        step();
+    } catch (...) {
+        return;
+    }
+}
+
+void SetHandler(std::initializer_list<int> signals, const struct sigaction& action) {
+    for (const int number : signals) {
+        sigaction(number, &action, nullptr);
+    }
+}
+
+void Ignore(std::initializer_list<int> signals) {
+    struct sigaction action {};
+    sigemptyset(&action.sa_mask);
+    action.sa_handler = SIG_IGN;
+    SetHandler(signals, action);
+}
+
+extern "C" void EndOnAlarm(int) {
+    _exit(FATAL_STATUS);
+}
+
+/// Ends the process in a few seconds even if the caller hangs.
+void BoundHandlerTime() {
+    struct sigaction action {};
+    sigemptyset(&action.sa_mask);
+    action.sa_handler = EndOnAlarm;
+    sigaction(SIGALRM, &action, nullptr);
+    sigset_t alarmOnly;
+    sigemptyset(&alarmOnly);
+    sigaddset(&alarmOnly, SIGALRM);
+    pthread_sigmask(SIG_UNBLOCK, &alarmOnly, nullptr);
+    alarm(HANDLER_SECONDS);
+}
+
+/// Takes the crash signals.
+class CSigActionsSentry {
+public:
+    static void Install() {
+        struct sigaction action {};
+        sigemptyset(&action.sa_mask);
+        action.sa_sigaction = __ErrSigHdl;
+        // Not deferred, so that a second fault arrives here; on a stack of its own, so that a full
+        // stack does.
+        action.sa_flags = SA_SIGINFO | SA_NODEFER | SA_ONSTACK;
+        SetHandler({SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP}, action);
+    }
+
+private:
+    static void __ErrSigHdl(int, siginfo_t* info, void* context) {
+        if (isInSignalHandler.exchange(1) != 0 || !CLog::HasAnyLogger()) {
+            _exit(FATAL_STATUS);
+        }
+        BoundHandlerTime();
+        Guarded([&] {
+            CLog::FatalMsg(stringEx(LOG_MODULE), "unrecoverable underlaying error ocurred: " +
+                                                     IMPL::ParseSigCode(info, context));
+        });
+        Guarded([] { CLog::Flush(); });
+        _exit(FATAL_STATUS);
+    }
+};
+
+/// Threads that start later inherit the block; who wants the signal opens it.
+void BlockRealTimeSignal() {
+    sigset_t first;
+    sigemptyset(&first);
+    sigaddset(&first, SIGRTMIN);
+    pthread_sigmask(SIG_BLOCK, &first, nullptr);
+}
+
+/// What the exception that is being handled says of itself.
+stringEx CurrentExceptionText() {
+    try {
+        throw;
+    } catch (const qlExp& failure) {
+        return failure.GetErrString();
+    } catch (const std::exception& failure) {
+        return stringEx(failure.what());
+    } catch (...) {
+        return stringEx("unknown system error");
+    }
+}
+
+} // namespace
 
 unsigned long GetSysLastError() {
     return static_cast<unsigned long>(errno);
@@ -18,5 +136,73 @@ stringEx GetSysErrString(unsigned long code) {
     }
     return text;
 }
+
+wstringEx GetSysErrStringW(unsigned long code) {
+    return ConvStrSToW(GetSysErrString(code));
+}
+
+void IgnoreSigUsr(bool usr1, bool usr2) {
+    if (usr1) {
+        Ignore({SIGUSR1});
+    }
+    if (usr2) {
+        Ignore({SIGUSR2});
+    }
+}
+
+void util_FatalExit(bool flushLog) {
+    if (flushLog) {
+        Guarded([] { CLog::Flush(); });
+    }
+    _exit(FATAL_STATUS);
+}
+
+void util_ResetOsErrHdl() {
+    Ignore({SIGPIPE, SIGURG, SIGTTIN, SIGTTOU, SIGXFSZ, SIGXCPU});
+    if constexpr (!QUIL_SANITIZED) {
+        static constinit unsigned char stack[IMPL::CSignalStack::SIZE] = {};
+        stack_t present{};
+        if (sigaltstack(nullptr, &present) == 0 && (present.ss_flags & SS_DISABLE) != 0) {
+            IMPL::CSignalStack::Install(stack, sizeof stack);
+        }
+        CSigActionsSentry::Install();
+    }
+    BlockRealTimeSignal();
+    std::set_new_handler(IMPL::NewHandler);
+    std::set_terminate(IMPL::TerminateHandler);
+}
+
+namespace IMPL {
+
+void NewHandler() {
+    std::set_new_handler(nullptr); // logging allocates, and would come here again
+    Guarded([] {
+        CLog::FatalMsg(stringEx(LOG_MODULE), stringEx("not enough memory, process aborted"));
+    });
+    Guarded([] { CLog::Flush(); });
+    _exit(FATAL_STATUS);
+}
+
+void TerminateHandler() {
+    if (terminateEntries.fetch_add(1) == 0) {
+        Guarded([] {
+            CLog::FatalMsg(stringEx(LOG_MODULE),
+                           stringEx("process has been terminated in an unexpected way"));
+        });
+        Guarded([] { CLog::Flush(); });
+    }
+    _exit(FATAL_STATUS);
+}
+
+void UnexpectHandler() {
+    Guarded([] {
+        CLog::FatalMsg(LOG_MODULE, "an unexpected exception has occured, process aborted\n@ %s",
+                       CurrentExceptionText().c_str());
+    });
+    Guarded([] { CLog::Flush(); });
+    util_FatalExit(false);
+}
+
+} // namespace IMPL
 
 } // namespace Quil

@@ -4,11 +4,18 @@
 // A message is a head line, "Class::Method - what failed", and detail lines: two blanks, a key, an
 // equal sign, the value. The classes exist to be caught by kind: `ioExp` takes all trouble with
 // files and folders, `qlExp` takes everything.
+//
+// Below that stands the net for what nobody can catch: an exhausted heap, an exception without a
+// handler, a crash signal. It is put up before `main` by the first source file that includes this
+// header, writes what it knows to the process-wide log, and ends the process with -1.
 #pragma once
 
+#include "util/sys/init_guard.h"
 #include "util/text/stringEx.h"
 
 namespace Quil {
+
+class wstringEx;
 
 /// Root of the family. Not derived from `std::exception`: what the library reports and what the
 /// language's runtime reports are caught apart.
@@ -77,5 +84,42 @@ unsigned long GetSysLastError();
 
 /// What the system says of an error number, without a line end.
 stringEx GetSysErrString(unsigned long code);
+/// The same as wide text.
+wstringEx GetSysErrStringW(unsigned long code);
+
+/// Ignores SIGUSR1, SIGUSR2, each on its flag.
+void IgnoreSigUsr(bool usr1, bool usr2);
+
+/// Ends the process with -1 at once: no destructors, nothing of `atexit`, no streams written out.
+/// With `flushLog` the log is flushed first.
+[[noreturn]] void util_FatalExit(bool flushLog);
+
+/// Puts up the signal dispositions and handlers again, for a program that has changed them. The
+/// calling thread gets the stack on which a crash is handled.
+void util_ResetOsErrHdl();
+
+namespace IMPL {
+
+/// The handlers of last resort. None of them returns or throws.
+/// @{
+
+/// No memory in `operator new`.
+[[noreturn]] void NewHandler();
+/// An exception that nobody may catch.
+[[noreturn]] void TerminateHandler();
+/// An exception against an exception specification, to be called while it is handled. The language
+/// has no such call any more, so nothing installs it.
+[[noreturn]] void UnexpectHandler();
+/// @}
+
+/// The net is up as soon as the first source file's statics are.
+class impInitGuardForQuilUtilErrHdlDepend : public TInitGuard<impInitGuardForQuilUtilErrHdlDepend> {
+    friend TInitGuard;
+    static void _Init() { util_ResetOsErrHdl(); }
+};
+
+static const impInitGuardForQuilUtilErrHdlDepend s_initGuardForErrHdl;
+
+} // namespace IMPL
 
 } // namespace Quil

@@ -1,10 +1,17 @@
 #include "util/sys/internal.h"
 
+#include "util/sys/immortal.h"
+#include "util/sys/lazysem.h"
+
 namespace Quil::IMPL {
 
 CFastMutex& GetStaticLocalVarInitLock() {
-    static constinit CFastMutex lock;
-    return lock;
+    static constinit CImmortal<CFastMutex> lock;
+    return lock.Get();
+}
+
+void impInitGuardForQuilUtilInternalDepend::_Init() {
+    FAST_LOCK_START::Init();
 }
 
 } // namespace Quil::IMPL

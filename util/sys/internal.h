@@ -2,6 +2,7 @@
 #pragma once
 
 #include "util/sys/advSync.h"
+#include "util/sys/init_guard.h"
 #include "util/sys/mutex.h"
 
 namespace Quil::IMPL {
@@ -9,5 +10,15 @@ namespace Quil::IMPL {
 /// The one recursive lock for building a static on first use, after an unlocked test. Ready before
 /// any constructor runs and never destroyed.
 CFastMutex& GetStaticLocalVarInitLock();
+
+/// The lock needs no building. What is built early is the description of the machine, by which the
+/// fast locks spin.
+class impInitGuardForQuilUtilInternalDepend
+    : public TInitGuard<impInitGuardForQuilUtilInternalDepend> {
+    friend TInitGuard;
+    static void _Init();
+};
+
+static const impInitGuardForQuilUtilInternalDepend s_initGuardForInternal;
 
 } // namespace Quil::IMPL

@@ -1,0 +1,219 @@
+#include "util/sys/event.h"
+
+#include "util/sys/errhdl.h"
+#include "util/sys/syserror.h"
+
+#include <cerrno>
+#include <exception>
+
+namespace Quil {
+
+namespace {
+
+using IMPL::ERROR_TEXT;
+
+constexpr ERROR_TEXT INIT_ERRORS[] = {{ENOMEM, "insufficient memory"},
+                                      {EAGAIN, "the system lacked the necessary resources"},
+                                      {EINVAL, "the value specified by event is invalid"}};
+constexpr ERROR_TEXT DESTROY_ERRORS[] = {{EBUSY, "attempt to destroy a waiting event"},
+                                         {EINVAL, "the value specified by event is invalid"}};
+constexpr ERROR_TEXT RAISE_ERRORS[] = {{EINVAL, "the value specified by cond is invalid"}};
+constexpr ERROR_TEXT WAIT_ERRORS[] = {
+    {EINVAL, "the value specified by cond or mutex is invalid"},
+    {EPERM, "the mutex was not owned by the current thread at the time of the call"}};
+constexpr ERROR_TEXT TIMED_ERRORS[] = {
+    {EINVAL, "the value specified by cond, mutex or timeout is invalid"},
+    {EPERM, "the mutex was not owned by the current thread at the time of the call"}};
+
+constexpr unsigned int LONG_KEY = 14; // "seconds offset"
+
+} // namespace
+
+// --- State
+// ----------------------------------------------------------------------------------------
+
+void IMPL::EVENT_STATE::Init(bool isShared) {
+    isRaised = false;
+    generation = 0;
+    pthread_condattr_t attributes;
+    int error = pthread_condattr_init(&attributes);
+    if (error == 0) {
+        pthread_condattr_setpshared(&attributes,
+                                    isShared ? PTHREAD_PROCESS_SHARED : PTHREAD_PROCESS_PRIVATE);
+        error = pthread_cond_init(&condition, &attributes);
+        pthread_condattr_destroy(&attributes);
+    }
+    if (error != 0) {
+        ThrowSysError<eventExp>("CEvent::CEvent - failed initialize event", error, INIT_ERRORS);
+    }
+}
+
+IMPL::EVENT_STATE::EVENT_STATE(bool isShared) {
+    Init(isShared);
+}
+
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): what is there must stay
+IMPL::EVENT_STATE::EVENT_STATE(FLAG_PREALLOCATE, bool initialize) {
+    if (initialize) {
+        Init(true);
+    }
+}
+
+// --- Operations of both
+// ---------------------------------------------------------------------------
+
+/// Holds the event's own lock; also while a cancelled thread unwinds.
+template <class Self>
+class TEventOps<Self>::COwnLock {
+public:
+    explicit COwnLock(Self& event) : __lock(event._Lock()) { __lock.Lock(); }
+    COwnLock(const COwnLock&) = delete;
+    COwnLock& operator=(const COwnLock&) = delete;
+    ~COwnLock() { pthread_mutex_unlock(__lock.ToSysHandle()); }
+
+private:
+    std::remove_reference_t<decltype(std::declval<Self&>()._Lock())>& __lock;
+};
+
+template <class Self>
+void TEventOps<Self>::Raise() {
+    const COwnLock own(__Self());
+    IMPL::EVENT_STATE& state = __Self()._State();
+    state.isRaised = true;
+    ++state.generation;
+    if (const int error = pthread_cond_broadcast(&state.condition)) {
+        stringEx head(Self::_Name());
+        IMPL::ThrowSysError<eventExp>(head.append("::Raise - failed raise event"), error,
+                                      RAISE_ERRORS, __Self()._Detail());
+    }
+}
+
+template <class Self>
+void TEventOps<Self>::Reset() {
+    const COwnLock own(__Self());
+    __Self()._State().isRaised = false;
+}
+
+template <class Self>
+bool TEventOps<Self>::TryWait() {
+    const COwnLock own(__Self());
+    return __Self()._State().isRaised;
+}
+
+template <class Self>
+bool TEventOps<Self>::__WaitFor(IMPL::IHeldLock* held, unsigned long milliseconds) {
+    if (milliseconds == 0) {
+        return TryWait();
+    }
+    if (IMPL::IsUnlimited(milliseconds)) {
+        return __Wait(held, nullptr);
+    }
+    const timespec offset = IMPL::ToTimespec(milliseconds);
+    return __Wait(held, &offset);
+}
+
+/// The event's own lock is taken before the caller's is let go, so no `Raise` falls in between.
+/// Afterwards the own one goes first: a thread that raises may hold the caller's.
+template <class Self>
+bool TEventOps<Self>::__Wait(IMPL::IHeldLock* held, const timespec* offset) {
+    struct REGAIN {
+        IMPL::IHeldLock* released;
+        ~REGAIN() noexcept(false) {
+            if (released != nullptr) {
+                released->Regain();
+            }
+        }
+    } regain{nullptr};
+    const COwnLock own(__Self());
+    if (__Self()._State().isRaised) {
+        return true;
+    }
+    if (held == nullptr) {
+        return __Sleep(offset);
+    }
+    held->Release();
+    regain.released = held;
+    return __Sleep(offset);
+}
+
+template <class Self>
+bool TEventOps<Self>::__Sleep(const timespec* offset) {
+    const IMPL::EVENT_STATE& state = __Self()._State();
+    const unsigned int generation = state.generation;
+    timespec until{};
+    if (offset != nullptr) {
+        until = IMPL::AfterNow(CLOCK_MONOTONIC, *offset);
+    }
+    int error = 0;
+    while (!state.isRaised && state.generation == generation && error == 0) {
+        error = __SleepOnce(offset != nullptr ? &until : nullptr);
+    }
+    if (error != 0 && error != ETIMEDOUT) {
+        stringEx detail = __Self()._Detail();
+        if (offset == nullptr) {
+            stringEx head(Self::_Name());
+            IMPL::ThrowSysError<eventExp>(head.append("::Wait - failed wait event"), error,
+                                          WAIT_ERRORS, detail);
+        }
+        detail.append(detail.empty() ? "" : "\n");
+        detail.append_format("  seconds offset = %ld.%09ld", offset->tv_sec, offset->tv_nsec);
+        IMPL::ThrowSysError<eventExp>("TimedWaitEvent - failed wait event", error, TIMED_ERRORS,
+                                      detail, LONG_KEY);
+    }
+    return state.isRaised || state.generation != generation;
+}
+
+template <class Self>
+int TEventOps<Self>::__SleepOnce(const timespec* until) {
+    pthread_cond_t* const condition = &__Self()._State().condition;
+    pthread_mutex_t* const mutex = __Self()._Lock().ToSysHandle();
+    const int error = until == nullptr
+                          ? pthread_cond_wait(condition, mutex)
+                          : pthread_cond_clockwait(condition, mutex, CLOCK_MONOTONIC, until);
+    return IMPL::TakeOverFromDeadOwner(mutex, error);
+}
+
+template class TEventOps<CEvent>;
+template class TEventOps<CProcEvent>;
+
+// --- CEvent, CProcEvent
+// ---------------------------------------------------------------------------
+
+CEvent::CEvent(bool isRaised) : __state(false) {
+    __state.isRaised = isRaised;
+}
+
+CEvent::~CEvent() noexcept(false) {
+    const int error = pthread_cond_destroy(&__state.condition);
+    if (error != 0 && std::uncaught_exceptions() == 0) {
+        IMPL::ThrowSysError<eventExp>("CEvent::~CEvent - failed destroy event", error,
+                                      DESTROY_ERRORS);
+    }
+}
+
+CProcEvent::CProcEvent(bool create, const stringEx& name)
+    : __shared(create, name), __mutex(create, name + ".lock") {
+    if (!__shared.WaitUntilReady()) {
+        IMPL::ThrowSysError<eventExp>("CProcEvent::CProcEvent - failed open event", EINVAL,
+                                      INIT_ERRORS, _Detail());
+    }
+}
+
+stringEx CProcEvent::_Detail() const {
+    return "  name = " + __shared.GetName();
+}
+
+/// The condition itself is not destroyed: that would wait for whoever sleeps in another process.
+CProcEvent::~CProcEvent() noexcept(false) {
+    try {
+        __shared.Close();
+    } catch (const qlExp& failure) {
+        if (std::uncaught_exceptions() == 0) {
+            throw eventExp(failure.GetErrCode(),
+                           "CProcEvent::~CProcEvent - failed close named event\n@ " +
+                               failure.GetErrString());
+        }
+    }
+}
+
+} // namespace Quil

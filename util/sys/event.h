@@ -1,0 +1,149 @@
+// Manual-reset events: the system's condition with a flag (`CEvent`, and `CProcEvent` between
+// processes).
+//
+// A waiter sleeps until it sees the flag, or sees that somebody raised the event since it came: a
+// `Raise` followed at once by a `Reset` lets all present waiters go, and a false wake-up none.
+//
+// Time-outs are in milliseconds: 0 is a try and returns at once, a value that is negative as a
+// signed number or above 2147483646 waits without limit. A wait answers true if the event was
+// raised.
+#pragma once
+
+#include "util/sys/mutex.h"
+
+namespace Quil {
+
+namespace IMPL {
+
+/// What an event is beside its lock.
+struct EVENT_STATE {
+    explicit EVENT_STATE(bool isShared);
+    EVENT_STATE(FLAG_PREALLOCATE, bool initialize);
+    EVENT_STATE(const EVENT_STATE&) = delete;
+    EVENT_STATE& operator=(const EVENT_STATE&) = delete;
+
+    void Init(bool isShared);
+
+    pthread_cond_t condition;
+    bool isRaised;
+    unsigned int generation; ///< counts the calls of `Raise`
+};
+
+/// A caller's lock, which a wait gives up while it sleeps.
+class IHeldLock {
+public:
+    virtual void Release() = 0;
+    virtual void Regain() = 0;
+
+protected:
+    ~IHeldLock() = default;
+};
+
+template <class Mutex>
+class CHeldLock final : public IHeldLock {
+public:
+    explicit CHeldLock(Mutex& mutex) : __mutex(mutex) {}
+    void Release() override { __mutex.UnLock(); }
+    void Regain() override { __mutex.Lock(); }
+
+private:
+    Mutex& __mutex;
+};
+
+} // namespace IMPL
+
+/// The operations of both events. `Self` supplies `_State()`, `_Lock()`, `_Name()` and `_Detail()`.
+/// Failures of the system are thrown as `eventExp`, those of a lock as `mutexExp`. Waits are
+/// cancellation points.
+///
+/// The forms with a caller's lock find it held and return with it held; it is free while the thread
+/// sleeps. (A recursive lock must be held once.)
+template <class Self>
+class TEventOps {
+public:
+    void Raise();
+    void Reset();
+    bool TryWait();
+    bool Wait() { return __Wait(nullptr, nullptr); }
+    bool Wait(unsigned long milliseconds) { return __WaitFor(nullptr, milliseconds); }
+    /// Waits up to `offset` from now.
+    bool Wait(const timespec& offset) { return __Wait(nullptr, &offset); }
+
+    template <class Mutex>
+    bool TryWait(Mutex&) {
+        return TryWait();
+    }
+    template <class Mutex>
+    bool Wait(Mutex& held) {
+        IMPL::CHeldLock<Mutex> lock(held);
+        return __Wait(&lock, nullptr);
+    }
+    template <class Mutex>
+    bool Wait(Mutex& held, unsigned long milliseconds) {
+        IMPL::CHeldLock<Mutex> lock(held);
+        return __WaitFor(&lock, milliseconds);
+    }
+    template <class Mutex>
+    bool Wait(Mutex& held, const timespec& offset) {
+        IMPL::CHeldLock<Mutex> lock(held);
+        return __Wait(&lock, &offset);
+    }
+
+protected:
+    TEventOps() = default;
+
+private:
+    class COwnLock;
+
+    Self& __Self() { return *static_cast<Self*>(this); }
+    bool __WaitFor(IMPL::IHeldLock* held, unsigned long milliseconds);
+    bool __Wait(IMPL::IHeldLock* held, const timespec* offset);
+    bool __Sleep(const timespec* offset);
+    int __SleepOnce(const timespec* until);
+};
+
+/// An event of this process. Owns a condition and a lock.
+class CEvent : public TEventOps<CEvent> {
+public:
+    explicit CEvent(bool isRaised = false);
+    CEvent(const CEvent&) = delete;
+    CEvent& operator=(const CEvent&) = delete;
+    ~CEvent() noexcept(false);
+
+private:
+    friend TEventOps;
+    IMPL::EVENT_STATE& _State() { return __state; }
+    CMutex& _Lock() { return __mutex; }
+    static const char* _Name() { return "CEvent"; }
+    static stringEx _Detail() { return stEMPTY; }
+
+    IMPL::EVENT_STATE __state;
+    CMutex __mutex;
+};
+
+/// An event between processes, found by its name; its lock is named with ".lock" behind. The
+/// creator takes both names away.
+class CProcEvent : public TEventOps<CProcEvent> {
+public:
+    /// With `create` the names must be free, else they must exist. Throws `eventExp`, `mutexExp` or
+    /// `shmemExp`.
+    CProcEvent(bool create, const stringEx& name);
+    CProcEvent(const CProcEvent&) = delete;
+    CProcEvent& operator=(const CProcEvent&) = delete;
+    ~CProcEvent() noexcept(false);
+
+private:
+    friend TEventOps;
+    IMPL::EVENT_STATE& _State() { return __shared.Get(); }
+    CProcMutex& _Lock() { return __mutex; }
+    static const char* _Name() { return "CProcEvent"; }
+    stringEx _Detail() const;
+
+    IMPL::CSharedObject<IMPL::EVENT_STATE> __shared;
+    CProcMutex __mutex;
+};
+
+extern template class TEventOps<CEvent>;
+extern template class TEventOps<CProcEvent>;
+
+} // namespace Quil

@@ -1,0 +1,10 @@
+// The tag for locks that lie in memory which another party has set up.
+#pragma once
+
+namespace Quil {
+
+/// Selects the constructors for objects in a block that several processes map. They are made by
+/// placement and never destroyed there, since the other processes may still use them.
+struct FLAG_PREALLOCATE {};
+
+} // namespace Quil

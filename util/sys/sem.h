@@ -1,0 +1,111 @@
+// Counting semaphores: the system's (`CSem`, and `CProcSem` between processes), and the fast one
+// (`CFastSem`), which makes no system call while units are free.
+//
+// Time-outs of all of them are in milliseconds: 0 is a try and returns at once, a value that is
+// negative as a signed number or above 2147483646 waits without limit. Results are true for
+// success.
+#pragma once
+
+#include "util/sys/lazysem.h"
+#include "util/sys/preallocate.h"
+#include "util/sys/timeout.h"
+#include "util/text/stringEx.h"
+
+#include <atomic>
+#include <cstdint>
+#include <semaphore.h>
+
+namespace Quil {
+
+/// The operations of both system semaphores. `Self` supplies `_Handle()` and the message texts'
+/// `_Name()`. Any thread may call them. Failures of the system are thrown as `semExp`.
+template <class Self>
+class TSemOps {
+public:
+    /// Takes a unit, waiting for it. Interrupted waits go on. A cancellation point.
+    bool P();
+    bool P(unsigned long milliseconds);
+    /// Waits up to `offset` from now.
+    bool P(const timespec& offset);
+    bool TryP();
+    /// Gives `n` units. Stops at the first failure and throws that.
+    void V(unsigned int n = 1);
+
+protected:
+    TSemOps() = default;
+
+private:
+    sem_t* __Handle() const { return static_cast<const Self*>(this)->_Handle(); }
+    stringEx __Head(const char* what) const;
+    [[noreturn]] void __Throw(const char* what, int error) const;
+};
+
+/// A semaphore of this process. Owns a `sem_t`.
+class CSem : public TSemOps<CSem> {
+public:
+    /// Throws `semExp` if `initial` is above `maximum` or the system's own limit.
+    explicit CSem(unsigned int initial = 0, unsigned int maximum = SEM_VALUE_MAX);
+    /// In a block that several processes map: for the one that sets it up.
+    CSem(FLAG_PREALLOCATE, unsigned int initial, unsigned int maximum);
+    CSem(const CSem&) = delete;
+    CSem& operator=(const CSem&) = delete;
+    ~CSem() noexcept(false);
+
+private:
+    friend TSemOps;
+    sem_t* _Handle() const { return &__sem; }
+    static stringEx _Detail() { return stEMPTY; }
+    static const char* _Name() { return "CSem"; }
+    void __Init(bool isShared, unsigned int initial, unsigned int maximum);
+
+    mutable sem_t __sem;
+};
+
+/// A semaphore between processes, found by its name. The creator takes the name away at the end.
+class CProcSem : public TSemOps<CProcSem> {
+public:
+    /// With `create` the name must be free, else it must exist. `initial` is the creator's. Throws
+    /// `semExp`.
+    CProcSem(bool create, const stringEx& name, unsigned int initial = 0);
+    CProcSem(const CProcSem&) = delete;
+    CProcSem& operator=(const CProcSem&) = delete;
+    ~CProcSem() noexcept(false);
+
+private:
+    friend TSemOps;
+    sem_t* _Handle() const { return __sem; }
+    stringEx _Detail() const;
+    static const char* _Name() { return "CProcSem"; }
+
+    sem_t* __sem;
+    stringEx __name;
+    bool __isCreator;
+};
+
+/// A semaphore that sleeps only when there is no unit. Any thread may call it.
+class CFastSem {
+public:
+    constexpr explicit CFastSem(std::int32_t initial = 0) : __word(-initial) {}
+    CFastSem(const CFastSem&) = delete;
+    CFastSem& operator=(const CFastSem&) = delete;
+
+    /// Takes a unit. A wait with a limit polls, in slices of 10 ms and at least one.
+    bool P(unsigned long milliseconds = IMPL::NO_LIMIT);
+    void V();
+
+    /// Whether the machine has several processors, so that spinning makes sense.
+    static bool IsMultiProcessor() { return sm_bMpFlag; }
+
+private:
+    friend struct IMPL::FAST_LOCK_START;
+    bool __TryTake();
+
+    std::atomic<std::int32_t> __word; ///< negative: free units; positive: sleepers
+    IMPL::CLazySem __sem;
+    static bool sm_bMpFlag;
+};
+
+extern template class TSemOps<CSem>;
+extern template class TSemOps<CProcSem>;
+
+} // namespace Quil
