@@ -272,6 +272,34 @@ std::wstring RandomWide(std::size_t length, std::mt19937& random) {
     return text;
 }
 
+/// Long texts in these go by tables.
+TEST(IConv, ConvertsByTablesAsTheLibraryDoes) {
+    std::mt19937 random(99);
+    for (const char* const name : {"GBK", "GB18030", "BIG5", "EUC-KR", "CP950", "EUC-TW",
+                                   "SHIFT_JIS", "CP932", "EUC-JP", "GB2312"}) {
+        const CTextLibIConv conv{stringEx(name)};
+        CTextLibIConv library{stringEx(name)};
+        library.UseLibraryOnly();
+        std::wstring wide;
+        for (std::uint32_t code = 0; code < 0x20000; ++code) {
+            wide += static_cast<wchar_t>(code);
+        }
+        while (wide.size() < 530000) {
+            wide += RandomWide(2000, random) + std::wstring(random() % 40, L'x');
+        }
+        const stringEx narrow = library.WCtoMB(Wide(wide));
+        EXPECT_TRUE(conv.WCtoMB(Wide(wide)) == narrow) << "encoding " << name;
+
+        std::string bytes = SpoiltText(Str(narrow), random);
+        for (unsigned int pair = 0; pair < 0x10000; ++pair) {
+            bytes += {static_cast<char>(pair >> 8), static_cast<char>(pair)};
+        }
+        bytes += '\x81'; // and the text ends in a lead byte
+        EXPECT_TRUE(conv.MBtoWC(Bytes(bytes)) == library.MBtoWC(Bytes(bytes)))
+            << "decoding " << name;
+    }
+}
+
 TEST(IConv, ConvertsLongTextsAsSmallBlocksDo) {
     std::mt19937 random(20260101);
     const std::wstring wide = RandomWide(70000, random);

@@ -8,6 +8,7 @@
 #include "util/conv/ConvOutput.h"
 #include "util/conv/IconvStepper.h"
 #include "util/conv/LazyStatic.h"
+#include "util/conv/TableCodec.h"
 #include "util/conv/Utf8Codec.h"
 #include "util/sys/dllloader.h"
 #include "util/sys/errhdl.h"
@@ -153,7 +154,7 @@ void* OpenWithWide(const INTERFACE& library, OpenByName open) {
 /// Lets `codec` convert as far as it goes.
 template <class Source, class String, class Codec>
 void RunCodec(IMPL::CIconvStepper<Source, String>& stepper, IMPL::CConvOutput<String>& output,
-              Codec codec) {
+              const Codec& codec) {
     IMPL::CODEC_STEP step{};
     do {
         const std::size_t rest = stepper.GetRestLength();
@@ -165,32 +166,52 @@ void RunCodec(IMPL::CIconvStepper<Source, String>& stepper, IMPL::CConvOutput<St
     } while (step.read != 0);
 }
 
-/// Converts a whole text. With a `codec` that takes the plain part of it, the library gets only
-/// what isn't plain: a sequence at a time, since UTF-8 has no state to keep. A libiconv that drops
-/// input by itself gets all the rest instead, since what it drops may depend on what it was handed.
-template <class String, class Source, class Codec>
+/// Converts a whole text by the library.
+template <class String, class Source>
 void Convert(const INTERFACE& library, void* descriptor, const IMPL::ICONV_PIECES& pieces,
-             Codec codec, String& dst, const Source* src, std::size_t length) {
+             String& dst, const Source* src, std::size_t length) {
     IMPL::CConvOutput<String> output(dst);
     if (length == 0) {
         return;
     }
     IMPL::CIconvStepper<Source, String> stepper(library.convert, descriptor, src, length, output);
-    if (codec != nullptr && !library.isLibiconv) {
-        RunCodec(stepper, output, codec);
-        while (!stepper.IsAtEnd()) {
-            stepper.Step(oneSequence);
+    while (!stepper.IsAtEnd()) {
+        stepper.Step(pieces);
+    }
+    output.Finish();
+}
+
+/// Converts a whole text by a codec that takes the plain part of it. The library gets only what
+/// isn't plain: a sequence at a time, since these charsets have no state to keep. A libiconv that
+/// drops input by itself gets all the rest instead, since what it drops may depend on what it was
+/// handed.
+template <class String, class Source, class Codec>
+void Convert(const INTERFACE& library, void* descriptor, const IMPL::ICONV_PIECES& pieces,
+             const Codec& codec, String& dst, const Source* src, std::size_t length) {
+    IMPL::CConvOutput<String> output(dst);
+    if (length == 0) {
+        return;
+    }
+    IMPL::CIconvStepper<Source, String> stepper(library.convert, descriptor, src, length, output);
+    RunCodec(stepper, output, codec);
+    while (!stepper.IsAtEnd()) {
+        stepper.Step(library.isLibiconv ? pieces : oneSequence);
+        if (!library.isLibiconv) {
             RunCodec(stepper, output, codec);
-        }
-    } else {
-        if (codec != nullptr) {
-            RunCodec(stepper, output, codec);
-        }
-        while (!stepper.IsAtEnd()) {
-            stepper.Step(pieces);
         }
     }
     output.Finish();
+}
+
+/// The table in `slot`, made if the text is long enough to repay that; null if it isn't. Tables are
+/// not for a libiconv, which may drop characters that it was asked for.
+template <class Table>
+const Table* TableFor(std::unique_ptr<const Table>& slot, const INTERFACE& library,
+                      void* descriptor, std::size_t length) {
+    if (slot == nullptr && length >= IMPL::tableThreshold && !library.isLibiconv) {
+        slot = std::make_unique<const Table>(library.convert, descriptor);
+    }
+    return slot.get();
 }
 
 } // namespace
@@ -270,8 +291,18 @@ bool CTextLibIConv::__OpenFromWide() {
         library.close(__toWide);
         return false;
     }
-    __isUtf8 = __enc.equal_no_case("UTF-8") || __enc.equal_no_case("UTF8");
+    UseLibraryOnly(false);
     return true;
+}
+
+void CTextLibIConv::UseLibraryOnly(bool only) {
+    if (only) {
+        __road = ROAD::LIBRARY;
+    } else if (__enc.equal_no_case("UTF-8") || __enc.equal_no_case("UTF8")) {
+        __road = ROAD::UTF8;
+    } else {
+        __road = IMPL::IsStatelessCharset(__enc) ? ROAD::TABLE : ROAD::LIBRARY;
+    }
 }
 
 CTextLibIConv::CTextLibIConv(const stringEx& enc) {
@@ -319,7 +350,7 @@ TTextConv* CTextLibIConv::New(const stringEx& enc) const {
 
 TTextConv* CTextLibIConv::Clone() const {
     auto clone = std::make_unique<CTextLibIConv>(__enc);
-    clone->UseLibraryOnly(__libraryOnly);
+    clone->__road = __road;
     return clone.release();
 }
 
@@ -332,8 +363,18 @@ wstringEx CTextLibIConv::MBtoWC(const stringEx& src) const {
 void CTextLibIConv::MBtoWC(wstringEx& dst, const stringEx& src) const {
     CFastSessionLock lock(__mutex);
     const INTERFACE& library = Global::If();
-    Convert(library, __toWide, library.isLibiconv ? libiconvDecoding : decodingPieces,
-            __HasOwnRoad() ? IMPL::DecodeUtf8 : nullptr, dst, src.c_str(), src.length());
+    const IMPL::ICONV_PIECES& pieces = library.isLibiconv ? libiconvDecoding : decodingPieces;
+    const char* const text = src.c_str();
+    const unsigned int length = src.length();
+    if (__road == ROAD::UTF8) {
+        Convert(library, __toWide, pieces, IMPL::DecodeUtf8, dst, text, length);
+    } else if (const auto* table = __road == ROAD::TABLE
+                                       ? TableFor(__decoder, library, __toWide, length)
+                                       : nullptr) {
+        Convert(library, __toWide, pieces, *table, dst, text, length);
+    } else {
+        Convert(library, __toWide, pieces, dst, text, length);
+    }
 }
 
 stringEx CTextLibIConv::WCtoMB(const wstringEx& src) const {
@@ -345,8 +386,18 @@ stringEx CTextLibIConv::WCtoMB(const wstringEx& src) const {
 void CTextLibIConv::WCtoMB(stringEx& dst, const wstringEx& src) const {
     CFastSessionLock lock(__mutex);
     const INTERFACE& library = Global::If();
-    Convert(library, __fromWide, library.isLibiconv ? libiconvEncoding : encodingPieces,
-            __HasOwnRoad() ? IMPL::EncodeUtf8 : nullptr, dst, src.c_str(), src.length());
+    const IMPL::ICONV_PIECES& pieces = library.isLibiconv ? libiconvEncoding : encodingPieces;
+    const wchar_t* const text = src.c_str();
+    const unsigned int length = src.length();
+    if (__road == ROAD::UTF8) {
+        Convert(library, __fromWide, pieces, IMPL::EncodeUtf8, dst, text, length);
+    } else if (const auto* table = __road == ROAD::TABLE
+                                       ? TableFor(__encoder, library, __fromWide, length)
+                                       : nullptr) {
+        Convert(library, __fromWide, pieces, *table, dst, text, length);
+    } else {
+        Convert(library, __fromWide, pieces, dst, text, length);
+    }
 }
 
 bool CTextLibIConv::IsExternalDependencyReady() {

@@ -9,7 +9,14 @@
 #include "util/conv/TextConv.h"
 #include "util/sys/mutex.h"
 
+#include <memory>
+
 namespace Quil {
+
+namespace IMPL {
+class CTableDecoder;
+class CTableEncoder;
+} // namespace IMPL
 
 /// A converter by iconv. It owns two conversion descriptors, which have state: each conversion
 /// resets its descriptor and holds the object's lock, so any thread may call.
@@ -47,7 +54,7 @@ public:
 
     /// Sends all text through the library, the valid too. The result is the same, only slower: a
     /// check of one road against the other. Not to be changed while another thread converts.
-    void UseLibraryOnly(bool only = true) { __libraryOnly = only; }
+    void UseLibraryOnly(bool only = true);
 
     /// True if a library is loaded or can be.
     static bool IsExternalDependencyReady();
@@ -58,19 +65,23 @@ public:
 private:
     class Global;
 
+    /// How the plain part of a text goes: through the library like the rest, by the codec for
+    /// UTF-8, or, if it is long, by tables that the library has filled.
+    enum class ROAD { LIBRARY, UTF8, TABLE };
+
     static void __AddRef();
 
     bool __OpenToWide(const stringEx& name);
     bool __OpenKnownAs(const stringEx& name);
     bool __OpenFromWide();
-    bool __HasOwnRoad() const { return __isUtf8 && !__libraryOnly; }
 
     void* __toWide;
     void* __fromWide;
     stringEx __enc; ///< The name that was really opened.
     mutable CFastMutex __mutex;
-    bool __isUtf8 = false;
-    bool __libraryOnly = false;
+    ROAD __road = ROAD::LIBRARY;
+    mutable std::unique_ptr<const IMPL::CTableDecoder> __decoder; ///< Made by the first long text.
+    mutable std::unique_ptr<const IMPL::CTableEncoder> __encoder;
 };
 
 } // namespace Quil
