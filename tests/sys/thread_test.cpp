@@ -1,0 +1,284 @@
+// Thread objects: states, ends of every kind, and slots.
+#include "util/sys/errhdl.h"
+#include "util/sys/mutex.h"
+#include "util/sys/thread.h"
+#include "util/sys/tls.h"
+
+#include <atomic>
+#include <bitset>
+#include <chrono>
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using namespace Quil;
+
+/// A thread that does what the test says.
+class CTestThread : public TThread {
+public:
+    explicit CTestThread(std::function<int(CTestThread&)> body) : __body(std::move(body)) {}
+    ~CTestThread() override {
+        if (!TryStop()) {
+            Wait();
+        }
+    }
+    using TThread::_ShouldStop;
+
+    std::atomic<int> uncaught{0};
+    std::atomic<int> killing{0};
+    std::atomic<int> killed{0};
+
+protected:
+    int _Entry() override { return __body(*this); }
+    void _OnUncaughtException() override { ++uncaught; }
+    void _OnKilling(int code) override { killing = code; }
+    void _OnKilled(int code) override { killed = code; }
+
+private:
+    std::function<int(CTestThread&)> __body;
+};
+
+int UntilStopped(CTestThread& thread) {
+    while (!thread._ShouldStop()) {
+        TThread::Sleep(1);
+    }
+    return 5;
+}
+
+template <class Exp, class Action>
+std::string MessageOf(Action action) {
+    try {
+        action();
+    } catch (const Exp& failure) {
+        return failure.GetErrString().c_str();
+    }
+    return "nothing thrown";
+}
+
+TEST(Thread, NeverCreatedThereIsNothingToWaitFor) {
+    CTestThread thread(UntilStopped);
+    EXPECT_TRUE(thread.TryWait());
+    EXPECT_TRUE(thread.Wait());
+    EXPECT_TRUE(thread.TryStop());
+    thread.Kill(3);
+    EXPECT_EQ(thread.killing, 0);
+    EXPECT_EQ(MessageOf<threadExp>([&] { thread.Resume(); }), "TThread::Resume - invalid state: 0");
+    EXPECT_EQ(MessageOf<threadExp>([&] { thread.HasPendingIo(); }),
+              "TThread::HasPendingIo - invalid thread object");
+}
+
+TEST(Thread, RunsAgainAfterItsEnd) {
+    std::atomic<int> runs{0};
+    CTestThread thread([&](CTestThread&) { return 10 + ++runs; });
+    for (int round = 1; round <= 3; ++round) {
+        thread.Create();
+        EXPECT_EQ(thread.GetState(), TThread::SUSPENDED);
+        EXPECT_FALSE(thread.Wait(1));
+        thread.Run();
+        EXPECT_TRUE(thread.Wait());
+        EXPECT_EQ(thread.GetState(), TThread::ENDED);
+        EXPECT_EQ(thread.GetExitCode(), 10 + round);
+    }
+}
+
+TEST(Thread, CreateWaitsForALivingThread) {
+    CTestThread thread([](CTestThread&) { return TThread::Sleep(30) ? 1 : 0; });
+    thread.Create();
+    thread.Run();
+    thread.Create();
+    EXPECT_EQ(thread.GetState(), TThread::SUSPENDED);
+    EXPECT_FALSE(thread.TryStop());
+}
+
+TEST(Thread, AStopBeforeTheStartSkipsTheEntry) {
+    std::atomic<bool> ran{false};
+    CTestThread thread([&](CTestThread&) { return ran = true, 0; });
+    thread.Create();
+    EXPECT_FALSE(thread.TryStop());
+    EXPECT_TRUE(thread.Wait());
+    EXPECT_FALSE(ran);
+    EXPECT_EQ(thread.GetState(), TThread::ENDED);
+}
+
+TEST(Thread, StopIsARequest) {
+    CTestThread thread(UntilStopped);
+    thread.Create();
+    thread.Run();
+    thread.Run(); // a running thread stays as it is
+    EXPECT_FALSE(thread.TryWait());
+    while (!thread.TryStop()) {
+        const std::string message = MessageOf<threadExp>([&] { thread.Resume(); });
+        EXPECT_TRUE(message == "TThread::Resume - invalid state: 3" ||
+                    message == "TThread::Resume - invalid state: 4");
+        thread.Wait(20);
+    }
+    EXPECT_TRUE(thread.Wait());
+}
+
+std::atomic<int> handlerCalls{0};
+
+TEST(Thread, AnExceptionEndsTheThreadAlone) {
+    TThread::SetUncaughtHandler([] { ++handlerCalls; });
+    CTestThread thread([](CTestThread&) -> int { throw 1; });
+    thread.Create();
+    thread.Run();
+    EXPECT_TRUE(thread.Wait());
+    TThread::SetUncaughtHandler(nullptr);
+    EXPECT_EQ(thread.uncaught, 1);
+    EXPECT_EQ(handlerCalls, 1);
+    EXPECT_EQ(thread.GetState(), TThread::ENDED);
+}
+
+TEST(Thread, ObjectMayGoAsSoonAsTheThreadHasEnded) {
+    for (int round = 0; round != 300; ++round) {
+        auto thread = std::make_unique<CTestThread>([](CTestThread&) { return 0; });
+        thread->Create();
+        thread->Run();
+        while (!thread->TryWait()) {
+            std::this_thread::yield();
+        }
+        thread.reset();
+    }
+}
+
+TEST(Thread, DestroysItsOwnObject) {
+    struct COUNTED {
+        explicit COUNTED(std::atomic<int>& count) : count(count) { ++count; }
+        ~COUNTED() { --count; }
+        std::atomic<int>& count;
+    };
+    std::atomic<int> alive{0};
+    auto content = std::make_shared<COUNTED>(alive);
+    auto* thread = new CTestThread([content](CTestThread&) { return 0; });
+    content.reset();
+    thread->Create(true);
+    thread->Run();
+    for (int i = 0; i != 2000 && alive != 0; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(alive, 0);
+}
+
+TEST(Thread, KillUnwindsEvenThroughACatchAll) {
+    std::atomic<bool> isInside{false};
+    std::atomic<bool> unwound{false};
+    CTestThread thread([&](CTestThread&) {
+        struct LOCAL {
+            std::atomic<bool>& flag;
+            ~LOCAL() { flag = true; }
+        } const local{unwound};
+        isInside = true;
+        TThread::Sleep(60000);
+        return 0;
+    });
+    thread.Create();
+    thread.Run();
+    while (!isInside) {
+        TThread::Sleep(1);
+    }
+    thread.Kill(42);
+    EXPECT_TRUE(unwound);
+    EXPECT_TRUE(thread.Wait());
+    EXPECT_EQ(thread.GetState(), TThread::KILLED);
+    EXPECT_EQ(thread.GetExitCode(), 42);
+    EXPECT_EQ(thread.killing, 42);
+    EXPECT_EQ(thread.killed, 42);
+    EXPECT_EQ(thread.uncaught, 0);
+    thread.Create(); // and a killed object can be used again, killed before its start too
+    thread.Kill(1);
+    EXPECT_EQ(thread.GetState(), TThread::KILLED);
+}
+
+TEST(Thread, SuspendedThreadStandsStill) {
+    std::atomic<long> steps{0};
+    CTestThread thread([&](CTestThread& self) {
+        while (!self._ShouldStop()) {
+            ++steps;
+        }
+        return 0;
+    });
+    thread.Create();
+    thread.Run();
+    for (int round = 0; round != 20; ++round) {
+        thread.Suspend();
+        thread.Suspend();
+        const long before = steps;
+        TThread::Sleep(2);
+        ASSERT_EQ(steps, before);
+        thread.Resume();
+        while (steps == before) {
+            std::this_thread::yield();
+        }
+    }
+}
+
+TEST(Thread, SystemRefusalsAreTold) {
+    CTestThread thread(UntilStopped);
+    EXPECT_EQ(MessageOf<threadExp>([&] { thread.Create(false, 1000); }),
+              "CThread_Imp::Create - failed set stack size attribute\n"
+              "  error code = 22\n"
+              "  error desc = invalid attr obj");
+    EXPECT_TRUE(thread.Wait());
+    thread.Create();
+    std::bitset<1024> none;
+    EXPECT_EQ(MessageOf<threadExp>([&] { thread.SetCpuAffinity(none, false); }).substr(0, 70),
+              "CThread_Imp::_SetCpuAffinity - failed set cpu affinity mask\n  error co");
+    std::bitset<1024> all;
+    all.set();
+    thread.SetCpuAffinity(all, true);
+    EXPECT_GE(all.count(), 1U);
+    EXPECT_LE(all.count(), TThread::GetCpuCount());
+    EXPECT_EQ(thread.GetPriority(), TThread::NORMAL);
+    EXPECT_EQ(thread.GetSchdPolicy(), TThread::SCHD_OTHER);
+}
+
+TEST(Thread, CpuMasks) {
+    const struct {
+        const char* text;
+        const char* bits; // of processors 0 to 7, or null if refused
+    } cases[] = {{"0", "10000000"}, {"0,2-4", "10111000"}, {"7,1", "01000001"}, {"", nullptr},
+                 {"1-", nullptr},   {"3,", nullptr},       {"a", nullptr},      {"-1", nullptr},
+                 {"1024", nullptr}, {"4-2", "00000000"},   {"1 ", nullptr}};
+    for (const auto& test : cases) {
+        std::bitset<1024> mask;
+        mask.set(9);
+        const bool isRead = TThread::StrToCpuMask(mask, test.text);
+        EXPECT_EQ(isRead, test.bits != nullptr) << test.text;
+        EXPECT_EQ(mask.test(9), !isRead) << test.text;
+        for (std::size_t cpu = 0; isRead && cpu != 8; ++cpu) {
+            EXPECT_EQ(mask.test(cpu), test.bits[cpu] == '1') << test.text << " cpu " << cpu;
+        }
+    }
+}
+
+TEST(TlsSlot, EachThreadHasItsOwnValue) {
+    CTlsSlot slot;
+    int mine = 0;
+    slot.SetValue(&mine);
+    std::thread([&] {
+        EXPECT_EQ(slot.GetValue(), nullptr);
+        int theirs = 0;
+        slot.SetValue(&theirs);
+    }).join();
+    EXPECT_EQ(slot.GetValue(), &mine);
+}
+
+TEST(TlsSlot, TheSystemHasOnlySoMany) {
+    std::vector<std::unique_ptr<CTlsSlot>> slots;
+    const std::string message = MessageOf<tlsExp>([&] {
+        for (int i = 0; i != 1025; ++i) {
+            slots.push_back(std::make_unique<CTlsSlot>());
+        }
+    });
+    EXPECT_EQ(message, "CTlsSlot::CTlsSlot - failed create tls slot\n"
+                       "  error code = 11\n"
+                       "  error desc = no necessary resources or process limit reached");
+}
+
+} // namespace
