@@ -34,6 +34,9 @@ public:
     bool IsValid() const { return m_data != nullptr; }
     bool operator!() const { return !IsValid(); }
 
+    /// The string looked at; null without one.
+    const byteEx* GetData() const { return m_data; }
+
 private:
     void __Seek(std::int64_t base, const CLongLongNative& offset) const;
 

@@ -1,0 +1,403 @@
+// ISXF: the bytes of each type of value, the way back, and streams that are cut off, of the wrong
+// type or plain rubbish.
+
+#include "util/file/generic_stream.h"
+#include "util/store/ISXFWriter.h"
+#include "util/store/MemoryBasedISXFReader.h"
+#include "util/sys/errhdl.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <random>
+#include <vector>
+
+namespace {
+
+using namespace Quil;
+
+byteEx Bytes(const stringEx& hex) {
+    return byteEx().from_hex_code(hex);
+}
+stringEx Hex(const byteEx& bytes) {
+    return bytes.to_hex_encode();
+}
+
+/// A source that can't seek and hands out at most `step` bytes a time.
+class TrickleSource : public TDataSource {
+public:
+    TrickleSource(byteEx data, unsigned int step) : m_data(std::move(data)), m_step(step) {}
+    bool IsValid() const override { return true; }
+    bool IsEOF() const override { return m_io.IsEOF(); }
+    unsigned int Read(void* buffer, unsigned int size) const override {
+        requests.push_back(size);
+        return m_io.Read(buffer, std::min(size, m_step));
+    }
+    mutable std::vector<unsigned int> requests;
+
+private:
+    byteEx m_data;
+    CByteIO m_io{&m_data};
+    unsigned int m_step;
+};
+
+// The two kinds of I/O object: written to by `sink`, and read again from the start by `source`.
+
+struct Memory {
+    using Writer = CISXFWriter<CByteIO>;
+    using Reader = CISXFReader<CByteIO>;
+    explicit Memory(byteEx bytes = byteEx()) : data(std::move(bytes)) {}
+    byteEx data;
+    CByteIO sink{&data};
+    CByteIO source{&data};
+};
+struct Stream {
+    using Writer = CISXFWriter<TDataSink>;
+    using Reader = CISXFReader<TDataSource>;
+    explicit Stream(const byteEx& bytes = byteEx()) : data(bytes), source(bytes, 2) {}
+    byteEx data;
+    CGenericSeekableSink<CByteIO> sink{CByteIO(&data)};
+    TrickleSource source;
+};
+
+template <class IO>
+struct VALUE {
+    stringEx bytes;
+    void (*append)(typename IO::Writer& to);
+    bool (*isRead)(const typename IO::Reader& from);
+    bool (*isNext)(const typename IO::Reader& from);
+    const char* voidMessage; ///< of a structure getter
+};
+
+#define VALUE_ROW(bytes, type, value, message)                                                     \
+    {                                                                                              \
+        bytes, [](auto& to) { to.Append##type(value); },                                           \
+            [](auto& from) { return from.Get##type() == (value); },                                \
+            [](auto& from) { return from.NextIs##type(); }, message                                \
+    }
+#define PLAIN_ROW(bytes, type, value) VALUE_ROW(bytes, type, value, nullptr)
+#define STRUCTURE_ROW(bytes, type, value, message)                                                 \
+    VALUE_ROW(bytes, type, value, "CISXFReader::Get" #type " - " message " can't be void")
+#define MARK_ROW(bytes, type, message)                                                             \
+    {                                                                                              \
+        bytes, [](auto& to) { to.Append##type(); },                                                \
+            [](auto& from) { return from.Get##type(), true; },                                     \
+            [](auto& from) { return from.NextIs##type(); },                                        \
+            "CISXFReader::" message " can't be void"                                               \
+    }
+
+const wchar_t WIDE[] = {L'A', wchar_t(0x1F600), 0};
+const unsigned char BLOB[] = {0, 255};
+
+template <class IO>
+const std::vector<VALUE<IO>>& Values() {
+    static const std::vector<VALUE<IO>> values = {
+        PLAIN_ROW("01FF", Byte, 255),
+        PLAIN_ROW("023412", Word, 0x1234),
+        PLAIN_ROW("0301000000", DWord, 1UL),
+        PLAIN_ROW("050000000001000000", QWord, CULongLongNative(1ULL << 32)),
+        PLAIN_ROW("06000020C0", Float32, -2.5F),
+        PLAIN_ROW("079A9999999999B93F", Float64, 0.1),
+        PLAIN_ROW("0800000000000000A000C00000", Float80, -2.5L),
+        PLAIN_ROW("080000000000000080FF3F0000", Float80, 1.0L),
+        PLAIN_ROW("09", Bool, true),
+        PLAIN_ROW("0A03000000616263", String, stringEx("abc")),
+        PLAIN_ROW("0A0100000000", TString, stringEx("\0", 1)),
+        PLAIN_ROW("0B080000004100000000F60100", WString, wstringEx(WIDE)),
+        {"0C0200000000FF", [](auto& to) { to.AppendBlob(byteEx(BLOB, 2)); },
+         [](auto& from) { return from.GetBlob() == byteEx(BLOB, 2); },
+         [](auto& from) { return from.NextIsBLOB(); }, nullptr},
+        STRUCTURE_ROW("8000", CtrlCode, 0, "control code"),
+        STRUCTURE_ROW("810201", SegNumber, 0x102, "segment number"),
+        STRUCTURE_ROW("8204030201", Enum, 0x1020304UL, "enumeration"),
+        STRUCTURE_ROW("8300000000", ID, 0UL, "identification"),
+        STRUCTURE_ROW("84FFFFFFFF", Size, 0xFFFFFFFFUL, "size"),
+        STRUCTURE_ROW("850000000000000080", BigSize, CULongLongNative(1ULL << 63), "big size"),
+        STRUCTURE_ROW("8600000080", Command, 0x80000000UL, "command code"),
+        STRUCTURE_ROW("87FFFFFFFFFFFFFFFF", BigID, CULongLongNative(-1), "identification"),
+        STRUCTURE_ROW("88FFFF", SmallID, 0xFFFF, "small identification"),
+        STRUCTURE_ROW("8907", TinyID, 7, "tiny identification"),
+        STRUCTURE_ROW("8A80", SmallEnum, 128, "small enumeration"),
+        STRUCTURE_ROW("8B01", SmallVersion, 1, "small version"),
+        STRUCTURE_ROW("8C0002", Version, 0x200, "version"),
+        MARK_ROW("8D", EofSeg, "GetEofSegNumber - segment ending number"),
+        STRUCTURE_ROW("8E01000000", BigSegNumber, 1UL, "big segment number"),
+        MARK_ROW("8F", EofBigSeg, "GetEofBigSegNumber - big segment ending number"),
+        STRUCTURE_ROW("900201", CompactCommand, 0x102, "compact command code"),
+    };
+    return values;
+}
+
+struct FAILURE {
+    unsigned int code; ///< 0 for none
+    stringEx text;
+};
+FAILURE FailureOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const isxfExp& e) {
+        return {e.GetErrCode(), e.GetErrString()};
+    }
+    return {0, ""};
+}
+stringEx Overrun(int expected, int rest) {
+    stringEx text("CISXFBasic::_CheckBound - buffer overflow\n");
+    return text << "  expected size = " << expected << "\n  check bound   = " << rest;
+}
+
+template <class IO>
+struct Isxf : testing::Test {};
+using Ios = testing::Types<Memory, Stream>;
+TYPED_TEST_SUITE(Isxf, Ios);
+#define USE_IO                                                                                     \
+    using IO = TypeParam;                                                                          \
+    using Writer [[maybe_unused]] = typename IO::Writer;                                           \
+    using Reader [[maybe_unused]] = typename IO::Reader
+
+TYPED_TEST(Isxf, EachTypeThereAndBack) {
+    USE_IO;
+    for (const auto& value : Values<IO>()) {
+        IO io;
+        Writer writer(io.sink);
+        value.append(writer);
+        EXPECT_EQ(Hex(io.data), value.bytes);
+        const IO written(io.data);
+        const Reader reader(written.source);
+        EXPECT_TRUE(value.isNext(reader)) << value.bytes;
+        EXPECT_TRUE(value.isRead(reader)) << value.bytes;
+        EXPECT_TRUE(reader.IsEOF()) << value.bytes;
+    }
+}
+
+TYPED_TEST(Isxf, EachGetterBeforeEachType) {
+    USE_IO;
+    std::vector<stringEx> streams = {"00"};
+    for (const auto& value : Values<IO>())
+        streams.push_back(value.bytes);
+    for (const stringEx& stream : streams)
+        for (const auto& value : Values<IO>()) {
+            const int real = Bytes(stream)[0];
+            const int expected = Bytes(value.bytes)[0];
+            const bool fits = real == expected || (real == 0 && value.voidMessage == nullptr);
+            const IO io(Bytes(stream));
+            const Reader reader(io.source);
+            EXPECT_EQ(value.isNext(reader), fits) << stream << " as " << value.bytes;
+            const FAILURE failure = FailureOf([&] { value.isRead(reader); });
+            EXPECT_EQ(failure.code, fits ? 0U : 1U) << stream << " as " << value.bytes;
+            stringEx text;
+            if (!fits && real != 0)
+                text << "CISXFReader::_GetAndVerifyType - wrong data type\n  expected = "
+                     << expected << "\n  real     = " << real;
+            else if (!fits)
+                text = value.voidMessage;
+            EXPECT_EQ(failure.text, text);
+        }
+}
+
+TYPED_TEST(Isxf, EachPrefixByIgnoreNextAndByEachGetter) {
+    USE_IO;
+    for (const auto& value : Values<IO>()) {
+        const byteEx whole = Bytes(value.bytes);
+        const bool isText = whole[0] >= 0x0A && whole[0] <= 0x0C;
+        for (unsigned int n = 0; n <= whole.length(); ++n) {
+            const IO io(byteEx(whole, 0, n));
+            const Reader reader(io.source);
+            EXPECT_EQ(FailureOf([&] { reader.IgnoreNext(); }).code, n < whole.length() ? 2U : 0U);
+            EXPECT_TRUE(reader.IsEOF());
+            for (const auto& getter : Values<IO>()) {
+                const IO again(byteEx(whole, 0, n));
+                const Reader other(again.source);
+                const unsigned int code = FailureOf([&] { getter.isRead(other); }).code;
+                const bool sameType = Bytes(getter.bytes)[0] == whole[0];
+                const bool enough = n == whole.length() || (isText && n >= 5);
+                EXPECT_EQ(code, n == 0 || (sameType && !enough) ? 2U
+                                : sameType                      ? 0U
+                                                                : 1U)
+                    << value.bytes << " cut to " << n << " by " << getter.bytes;
+            }
+        }
+    }
+}
+
+TYPED_TEST(Isxf, DefaultValuesTakeOneByte) {
+    USE_IO;
+    IO io;
+    Writer writer(io.sink);
+    writer.AppendDWord(0);
+    writer.AppendDWord(0x100000000UL);
+    writer.AppendFloat32(-0.0F);
+    writer.AppendFloat80(0);
+    writer.AppendBool(false);
+    writer.AppendString("");
+    writer.AppendString(nullptr, 5);
+    writer.AppendWString(L"x", 0);
+    writer.AppendBlob(byteEx());
+    EXPECT_EQ(Hex(io.data), "000000000000000000");
+}
+
+TYPED_TEST(Isxf, NothingPassesTheBound) {
+    USE_IO;
+    IO io;
+    Writer writer(io.sink, 4);
+    EXPECT_EQ(FailureOf([&] { writer.AppendDWord(1); }).text, Overrun(5, -1));
+    EXPECT_EQ(FailureOf([&] { writer.AppendVoid(); }).text, Overrun(1, -1));
+    Writer negative(io.sink, Writer::NO_BOUND + 1);
+    EXPECT_EQ(FailureOf([&] { negative.AppendString("ab"); }).code, 2U);
+    Writer unbound(io.sink);
+    EXPECT_EQ(FailureOf([&] { unbound.AppendString("", 0x100000000UL); }).code, 2U);
+    EXPECT_EQ(FailureOf([&] { unbound.AppendWString(L"", 0x40000000UL); }).code, 2U);
+    EXPECT_TRUE(io.data.empty());
+
+    const IO given(Bytes("03010000000A03000000616263"));
+    const Reader reader(given.source, 12);
+    EXPECT_EQ(reader.GetDWord(), 1U);
+    EXPECT_EQ(FailureOf([&] { (void)reader.GetString(); }).text, Overrun(3, -1));
+    EXPECT_TRUE(reader.IsEOF());
+    const Reader none(given.source, 0);
+    EXPECT_TRUE(none.IsEOF());
+    EXPECT_EQ(FailureOf([&] { (void)none.NextIsVoid(); }).code, 2U);
+}
+
+TYPED_TEST(Isxf, LengthsAreNotBelieved) {
+    USE_IO;
+    const IO cut(Bytes("0AFFFFFFFF616263"));
+    const stringEx text = Reader(cut.source).GetString();
+    EXPECT_EQ(text, "abc");
+    EXPECT_LE(text.capacity(), 65537U);
+    const IO odd(Bytes("0B070000004100000042000001FF"));
+    const Reader reader(odd.source);
+    EXPECT_TRUE(reader.GetWString() == L"A");
+    EXPECT_EQ(reader.GetByte(), 255);
+
+    const byteEx large(200000, 'x');
+    IO io;
+    Writer(io.sink).AppendBlob(large);
+    const IO written(io.data);
+    EXPECT_TRUE(Reader(written.source).GetBlob() == large);
+}
+
+TYPED_TEST(Isxf, StringsThatShareOrLookElsewhere) {
+    USE_IO;
+    const IO io(Bytes("0A03000000616263" // "abc", nothing, "x"
+                      "000A0100000078"));
+    const Reader reader(io.source);
+    const stringEx original("shared");
+    stringEx text = original;
+    reader.GetString(text);
+    EXPECT_EQ(text, "abc");
+    text = original;
+    reader.GetString(text);
+    EXPECT_EQ(text, "");
+    EXPECT_EQ(original, "shared");
+    const char foreign[] = "foreign";
+    text.assign(foreign, stringEx::NOT_OWNER());
+    reader.GetString(text);
+    EXPECT_EQ(text, "x");
+    EXPECT_STREQ(foreign, "foreign");
+}
+
+TYPED_TEST(Isxf, BuffersOfTheCaller) {
+    USE_IO;
+    const byteEx stream = Bytes("0B08000000410000004200000001FF");
+    wchar_t room[2] = {};
+    const IO fits(stream);
+    EXPECT_EQ(Reader(fits.source).GetWString(room, 2), 8U);
+    EXPECT_TRUE(room[0] == L'A' && room[1] == L'B');
+    const IO small(stream);
+    const FAILURE failure = FailureOf([&] { Reader(small.source).GetWString(room, 1); });
+    EXPECT_EQ(failure.code, 2U);
+    EXPECT_EQ(failure.text, "CISXFReader::GetWString - overflow: buffer too small\n"
+                            "  expected size = 8\n  buffer size = 1");
+    const IO skipped(stream);
+    const Reader reader(skipped.source);
+    EXPECT_EQ(reader.GetWString(static_cast<wchar_t*>(nullptr), 0), 0U);
+    EXPECT_EQ(reader.GetByte(), 255);
+}
+
+TYPED_TEST(Isxf, UnknownTagsStayInHand) {
+    USE_IO;
+    for (const char* const tag : {"04", "0D", "7F", "91", "FF"}) {
+        const IO io(Bytes(tag));
+        const Reader reader(io.source);
+        stringEx text("CISXFReader::IgnoreNext - unknown data type\n  type = ");
+        text << int{Bytes(tag)[0]};
+        for (int round = 0; round < 2; ++round) {
+            const FAILURE failure = FailureOf([&] { reader.IgnoreNext(); });
+            EXPECT_EQ(failure.code, 3U);
+            EXPECT_EQ(failure.text, text);
+        }
+    }
+}
+
+TEST(IsxfReader, SkipsBySmallReads) {
+    byteEx data = Bytes("0AE8030000");
+    data.append(1000, 'x');
+    const TrickleSource source(data, 384);
+    CISXFReader<TDataSource>(source).IgnoreNext();
+    EXPECT_EQ(source.requests, (std::vector<unsigned int>{1, 4, 384, 384, 232}));
+}
+
+// Whatever the bytes are: memory and a source that trickles give the same results, and both end.
+TEST(IsxfReader, RandomStreams) {
+    std::mt19937 random(7);
+    const auto below = [&](std::size_t n) { return static_cast<unsigned int>(random() % n); };
+    const std::size_t kinds = Values<Memory>().size();
+    const auto read = [&](const auto& values, const auto& reader, unsigned int kind, bool& isRead) {
+        return FailureOf([&] {
+            if (kind == kinds)
+                reader.IgnoreNext();
+            else
+                isRead = values[kind].isRead(reader);
+        });
+    };
+    for (int round = 0; round < 1500; ++round) {
+        byteEx data;
+        for (unsigned int left = below(12); left != 0; --left) {
+            if (below(4) != 0)
+                data.append(Bytes(Values<Memory>()[below(kinds)].bytes));
+            if (below(8) == 0)
+                data.push_back(static_cast<unsigned char>(random()));
+        }
+        const Memory memory(data);
+        const Stream stream(data);
+        const CISXFReader<CByteIO> first(memory.source);
+        const CISXFReader<TDataSource> second(stream.source);
+        for (unsigned int step = 0; step < 40; ++step) {
+            const unsigned int kind = below(kinds + 1);
+            bool isRead[2] = {};
+            const FAILURE a = read(Values<Memory>(), first, kind, isRead[0]);
+            const FAILURE b = read(Values<Stream>(), second, kind, isRead[1]);
+            ASSERT_EQ(a.text, b.text) << Hex(data);
+            ASSERT_EQ(isRead[0], isRead[1]) << Hex(data);
+        }
+    }
+}
+
+TEST(MemoryBasedIsxfReader, GivesViewsWithinTheBuffer) {
+    byteEx data = Bytes("000C0200000000FF0A0300000061626300");
+    CByteIO io(&data);
+    io.SeekBegin(1);
+    const CMemoryBasedISXFReader<CByteIO> reader(io);
+    const byteEx blob = reader.GetStaticBlob();
+    EXPECT_TRUE(blob == byteEx(BLOB, 2));
+    EXPECT_EQ(blob.data(), data.data() + 6);
+    stringEx text("old");
+    reader.GetStaticString(text);
+    EXPECT_EQ(text, "abc");
+    EXPECT_TRUE(text.is_static());
+    reader.GetStaticString(text);
+    EXPECT_EQ(text, "");
+    EXPECT_TRUE(reader.IsEOF());
+    EXPECT_EQ(FailureOf([&] { (void)reader.GetStaticBlob(); }).text, Overrun(1, -1));
+
+    byteEx cut = Bytes("0C05000000AABB");
+    for (const CLongLongNative& bound : {CISXFBasic::NO_BOUND, CLongLongNative(1000)}) {
+        const CByteIO cutIo(&cut);
+        const CMemoryBasedISXFReader<CByteIO> cutReader(cutIo, bound);
+        EXPECT_EQ(FailureOf([&] { (void)cutReader.GetStaticBlob(); }).text, Overrun(5, -3));
+        EXPECT_TRUE(cutReader.IsEOF());
+        cutIo.SeekBegin(100);
+        EXPECT_TRUE(CMemoryBasedISXFReader<CByteIO>(cutIo).IsEOF());
+    }
+}
+
+} // namespace

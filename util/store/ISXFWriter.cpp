@@ -1,0 +1,81 @@
+// The ISXF writer: the bound is charged for tag and payload at once, so that a value is written
+// whole or not at all.
+#include "util/store/ISXFWriter.h"
+
+#include "util/sys/errhdl.h"
+
+#include <bit>
+#include <cstring>
+
+namespace Quil {
+
+namespace {
+
+[[noreturn]] void ThrowTextTooLong(std::uint64_t bytes, std::uint64_t limit) {
+    stringEx message("CISXFWriter::__AppendText - overflow: text too long\n");
+    message << "  expected size = " << bytes << "\n  size limit    = " << limit;
+    throw isxfExp(CISXFBasic::ERROR_OVERRUN, message);
+}
+
+} // namespace
+
+template <class IO>
+void CISXFWriter<IO>::AppendFloat80(const long double& value) {
+    static_assert(std::numeric_limits<long double>::digits == 64, "long double must be x87's");
+    constexpr unsigned int significant = 10; // the type's padding behind it has no meaning
+    if (value == 0) {
+        AppendVoid();
+        return;
+    }
+    unsigned char field[12] = {};
+    std::memcpy(field, &value, significant);
+    __AppendValue(TYPE_FLOAT80, field, sizeof field);
+}
+
+template <class IO>
+void CISXFWriter<IO>::AppendWString(const wchar_t* text, unsigned long length) {
+    if constexpr (std::endian::native == std::endian::big) {
+        wstringEx ordered(text, static_cast<unsigned int>(length));
+        ordered.AdjustOnBE();
+        __AppendText(TYPE_WSTRING, ordered.data(), length);
+    } else {
+        __AppendText(TYPE_WSTRING, text, length);
+    }
+}
+
+template <class IO>
+template <class T>
+void CISXFWriter<IO>::__AppendText(DATATYPE type, const T* elements, std::uint64_t length) {
+    constexpr std::uint64_t limit = std::numeric_limits<std::uint32_t>::max();
+    if (elements == nullptr || length == 0) {
+        AppendVoid();
+        return;
+    }
+    if (length > limit / sizeof(T)) {
+        ThrowTextTooLong(length, limit / sizeof(T));
+    }
+    const auto size = static_cast<std::uint32_t>(length * sizeof(T));
+    _CheckBound(sizeof type + sizeof size + std::uint64_t{size});
+    __WriteTag(type);
+    __io->Write(&size, sizeof size);
+    __io->Write(elements, size);
+}
+
+template <class IO>
+void CISXFWriter<IO>::__AppendValue(DATATYPE type, const void* payload, unsigned int size) {
+    _CheckBound(sizeof type + std::uint64_t{size});
+    __WriteTag(type);
+    if (size != 0) {
+        __io->Write(payload, size);
+    }
+}
+
+template <class IO>
+void CISXFWriter<IO>::__WriteTag(DATATYPE type) {
+    __io->Write(&type, sizeof type);
+}
+
+template class CISXFWriter<TDataSink>;
+template class CISXFWriter<CByteIO>;
+
+} // namespace Quil
