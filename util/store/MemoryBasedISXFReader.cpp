@@ -45,8 +45,8 @@ byteEx CMemoryBasedISXFReader<IO>::__View(typename Reader::DATATYPE type) const 
     if (size > rest) {
         this->_ThrowShortage(size, static_cast<std::uint64_t>(rest));
     }
-    const byteEx view(*source.GetData(), static_cast<unsigned int>(source.GetCurrentPos().Value()),
-                      size, byteEx::NOT_OWNER());
+    byteEx view(*source.GetData(), static_cast<unsigned int>(source.GetCurrentPos().Value()), size,
+                byteEx::NOT_OWNER());
     source.SeekCurrent(size);
     return view;
 }
