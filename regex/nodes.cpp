@@ -83,7 +83,7 @@ bool TLookaheads<Chr>::holds(int number, std::size_t position) {
         return slot.holds;
     if (!scanners_[n]) {
         scanners_[n] = std::make_unique<TScanner<Chr>>(lacons_[n].cnfa, env_);
-        scanners_[n]->sharescans();
+        scanners_[n]->sharescans(true);
     }
     const bool matches = scanners_[n]->shortest(place, place, env_.stop) != nullptr;
     const bool result = matches == (lacons_[n].subno != 0);

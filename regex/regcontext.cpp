@@ -2,6 +2,8 @@
 // begins; the automaton of the whole tree then tells from which place on it goes, and how far.
 #include "regex/regcontext.h"
 
+#include "regex/literal.h"
+
 #include <algorithm>
 #include <limits>
 #include <new>
@@ -34,21 +36,25 @@ struct TRegexContext<Chr>::machine {
     TNodes<Chr> nodes;
     TDissector<Chr> dissector;
     TScanner<Chr> search;
-    TScanner<Chr>& whole; // the tree's root
-    const bool shorter;   // the root prefers the shortest match
+    const CLiteral literal; // the whole expression, if it is one long literal
+    TScanner<Chr>& whole;   // the tree's root
+    const bool shorter;     // the root prefers the shortest match
     const bool expect;
+    const bool fixed; // all matches are of one length, and nothing else has to be told of them
     std::vector<regmatch_t> work;
 };
 
 template <class Chr>
 TRegexContext<Chr>::machine::machine(const guts<Chr>& compiled)
     : g(compiled), lookaheads(env, g.lacons, g.nlacons), nodes(env, g.ntree),
-      dissector(g, env, nodes), search(g.search, env), whole(nodes.forward(*g.tree)),
-      shorter((g.tree->flags & SHORTER) != 0), expect((g.cflags & REG_EXPECT) != 0) {
+      dissector(g, env, nodes), search(g.search, env), literal(g.tree->cnfa),
+      whole(nodes.forward(*g.tree)), shorter((g.tree->flags & SHORTER) != 0),
+      expect((g.cflags & REG_EXPECT) != 0),
+      fixed(nodes.length(*g.tree) >= 0 && !expect && !(g.info & REG_ULOOKAHEAD)) {
     env.colors = g.cmap.table;
     env.lookahead = &lookaheads;
     if (!expect)
-        whole.sharescans();
+        whole.sharescans(false);
     if (!(g.search.flags & HASLACONS))
         search.allowskips();
 }
@@ -87,7 +93,9 @@ template <class Chr>
 int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
                                       rm_detail_t* details) {
     const Chr* cold = nullptr;
-    const Chr* const close = search.shortest(env.start, env.start, env.stop, &cold);
+    const Chr* const close = fixed && env.fastroads && !literal.empty()
+                                 ? literal.find(env.start, env.stop, env.colors, env.looked)
+                                 : search.shortest(env.start, env.start, env.stop, &cold);
     report(details, cold);
     if (!close)
         return REG_NOMATCH;
@@ -113,11 +121,9 @@ template <class Chr>
 const Chr* TRegexContext<Chr>::machine::findspan(const Chr* open, const Chr* close, const Chr*& end,
                                                  const Chr*& cold) {
     // Where all matches are of one length, the first that ends is the first that begins.
-    if (env.fastroads && !expect && !(g.info & REG_ULOOKAHEAD)) {
-        if (const int length = nodes.length(*g.tree); length >= 0 && length <= close - env.start) {
-            end = close;
-            return close - length;
-        }
+    if (fixed && env.fastroads) {
+        end = close;
+        return close - nodes.length(*g.tree);
     }
     for (const Chr* begin = open;; ++begin) {
         bool hitend = false;

@@ -134,7 +134,7 @@ const Chr* TScanner<Chr>::finish(const Chr* start, const Chr* cp, const Chr* end
         memo_.follow(dfa_.generation());
         memo_.settle(end ? static_cast<std::uint64_t>(env_.stop - end) : CRunMemo::NONE);
     } else if (shares_ && env_.fastroads && stop == env_.stop &&
-               cp - (end ? end : start) > CRunMemo::WASTE) {
+               cp - (end && !asks_ ? end : start) > CRunMemo::WASTE) {
         memo_.turnon();
     }
     return end;

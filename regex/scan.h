@@ -58,7 +58,12 @@ public:
 
     /// Lets scans up to the text's stop share what they found. The owner must ask this scanner
     /// either for longest or for shortest matches only.
-    void sharescans() { shares_ = true; }
+    /// `asks`: the caller wants to know whether there is a match and won't go on behind it, so all
+    /// of a scan is looking ahead.
+    void sharescans(bool asks) {
+        shares_ = true;
+        asks_ = asks;
+    }
     /// Lets `shortest` leap over characters on which the automaton stays where it is.
     void allowskips() { skips_ = true; }
     /// The text, or the meaning of its end, is another one than before.
@@ -109,6 +114,7 @@ private:
     std::uint32_t skipgeneration_ = ~std::uint32_t{0};
     int skiptries_ = 4;
     bool shares_ = false;
+    bool asks_ = false;
     bool skips_ = false;
 };
 
