@@ -1,7 +1,7 @@
 // The narrow string: 8-bit text, classed and folded as the C library does in its locale.
 #pragma once
 
-#include "util/text/string_replace.h"
+#include "util/text/string_regex.h"
 
 namespace Quil {
 
@@ -10,8 +10,8 @@ class wstringEx;
 
 /// A narrow text. A value type with no data beside its buffer; see `basic_buffer` for sharing,
 /// views and threads, and the layers below for what it can do.
-class stringEx : public string_replace<stringEx, char> {
-    using Layers = string_replace<stringEx, char>;
+class stringEx : public string_regex<stringEx, char> {
+    using Layers = string_regex<stringEx, char>;
 
 public:
     using Layers::Layers;
@@ -56,5 +56,9 @@ extern const stringEx stEMPTY;
 extern template class string_face<stringEx, char>;
 extern template class string_core<stringEx, char>;
 extern template class string_replace<stringEx, char>;
+extern template class string_field<stringEx, char>;
+extern template class string_escape<stringEx, char>;
+extern template class string_match<stringEx, char>;
+extern template class string_regex<stringEx, char>;
 
 } // namespace Quil

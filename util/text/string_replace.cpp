@@ -7,6 +7,7 @@
 
 #include "util/text/byteEx.h"
 #include "util/text/stringEx.h"
+#include "util/text/text_build.h"
 #include "util/text/text_search.h"
 #include "util/text/wstringEx.h"
 
@@ -80,70 +81,6 @@ void move_elements(T* to, const T* from, std::size_t n) {
 
 } // namespace
 
-/// An argument during a change of another string: a copy of it where that change could reach its
-/// elements, else the argument itself.
-template <class Self, class T>
-class string_replace<Self, T>::operand {
-public:
-    operand(const Buffer& changed, const Buffer& argument) : __text(argument) {
-        // A view has no end: what is written through it may go anywhere behind its start.
-        const std::less_equal<const T*> notAfter;
-        const T* const first = changed.data();
-        const bool isApart = notAfter(argument.data() + argument.length(), first) ||
-                             notAfter(first + changed.capacity(), argument.data());
-        // The change of a shared block is made on a copy, and the argument keeps the old one.
-        const bool keepsBlock =
-            &argument != &changed && !argument.is_static() && !changed.is_static();
-        if (!isApart && !keepsBlock) {
-            __copy = Buffer(argument.data(), argument.length());
-            __text = __copy;
-            __isCopied = true;
-        }
-    }
-    operand(const operand&) = delete;
-    operand& operator=(const operand&) = delete;
-
-    text_ref<T> text() const { return __text; }
-    bool is_copied() const { return __isCopied; }
-    const Buffer& copied() const { return __copy; }
-
-private:
-    Buffer __copy;
-    text_ref<T> __text;
-    bool __isCopied = false;
-};
-
-/// Appends to a string whose room was reserved, without a terminator and the length being written
-/// each time.
-template <class Self, class T>
-class string_replace<Self, T>::writer {
-public:
-    explicit writer(Self& to) : __to(to) { __Look(); }
-
-    void put(text_ref<T> text) {
-        if (text.length > __room) {
-            __to._eofonly(__used);
-            __to._grow(std::uint64_t{__used} + text.length + Buffer::sm_tail);
-            __Look();
-        }
-        copy_elements(__elements + __used, text.data, text.length);
-        __used += text.length;
-        __room -= text.length;
-    }
-    void finish() { __to._eofonly(__used); }
-
-private:
-    void __Look() {
-        __elements = __to.ref();
-        __room = __to.capacity() - __used - Buffer::sm_tail;
-    }
-
-    Self& __to;
-    T* __elements = nullptr;
-    unsigned int __used = 0;
-    unsigned int __room = 0;
-};
-
 template <class Self, class T>
 template <class Use>
 unsigned int string_replace<Self, T>::__WithMatcher(FORM form, text_ref<T> what,
@@ -184,8 +121,8 @@ unsigned int string_replace<Self, T>::__InPlace(FORM form, const Self& what, con
         this->insert(start, rep);
         return 1;
     }
-    const operand heldWhat(*this, what);
-    const operand heldRep(*this, rep);
+    const IMPL::kept_argument<T> heldWhat(*this, what);
+    const IMPL::kept_argument<T> heldRep(*this, rep);
     // The string itself as the replacement is taken as it grows, which ends the work.
     const bool repeats = all && &rep != static_cast<const Buffer*>(this);
     return __WithMatcher(form, heldWhat.text(), this->length(), [&](auto& matcher) {
@@ -279,9 +216,9 @@ unsigned int string_replace<Self, T>::__To(Self& to, FORM form, const Self& what
         to.clear();
         return 0;
     }
-    const operand source(to, *this);
-    const operand heldWhat(to, what);
-    const operand heldRep(to, rep);
+    const IMPL::kept_argument<T> source(to, *this);
+    const IMPL::kept_argument<T> heldWhat(to, what);
+    const IMPL::kept_argument<T> heldRep(to, rep);
     to.clear();
     if (start >= source.text().length || heldWhat.text().length == 0) {
         return 0;
@@ -317,7 +254,7 @@ unsigned int string_replace<Self, T>::__Build(Self& to, Matcher& matcher, text_r
         to._grow_no_expand(std::uint64_t{length} + 1);
     }
 
-    writer out(to);
+    IMPL::text_writer<T> out(to);
     unsigned int copied = 0;
     unsigned int count = 0;
     for (; more; more = matcher.next(elements, length, copied, found)) {

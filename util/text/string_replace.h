@@ -108,14 +108,14 @@ public:
         return __To(to, FORM::RUN_NO_CASE, set, rep, start);
     }
 
-private:
-    enum class FORM { TEXT, TEXT_NO_CASE, SET, SET_NO_CASE, RUN, RUN_NO_CASE };
-    class operand;
-    class writer;
-
+protected:
     // A long text without a match is shared with `to` instead of being copied. A short one isn't:
     // its copy costs less than the un-sharing that the next change of either would bring.
     static constexpr unsigned int sm_shareFrom = 1 << 16;
+
+private:
+    enum class FORM { TEXT, TEXT_NO_CASE, SET, SET_NO_CASE, RUN, RUN_NO_CASE };
+
     // One element in so many is assumed to be matched when room for a result is reserved.
     static constexpr double sm_matchRarity = 70.0;
 

@@ -2,14 +2,14 @@
 #pragma once
 
 #include "util/text/stringEx.h"
-#include "util/text/string_replace.h"
+#include "util/text/string_regex.h"
 
 namespace Quil {
 
 /// A wide text. A value type with no data beside its buffer; see `basic_buffer` for sharing, views
 /// and threads, and the layers below for what it can do.
-class wstringEx : public string_replace<wstringEx, wchar_t> {
-    using Layers = string_replace<wstringEx, wchar_t>;
+class wstringEx : public string_regex<wstringEx, wchar_t> {
+    using Layers = string_regex<wstringEx, wchar_t>;
 
 public:
     using Layers::Layers;
@@ -67,5 +67,9 @@ extern const wstringEx wstEMPTY;
 extern template class string_face<wstringEx, wchar_t>;
 extern template class string_core<wstringEx, wchar_t>;
 extern template class string_replace<wstringEx, wchar_t>;
+extern template class string_field<wstringEx, wchar_t>;
+extern template class string_escape<wstringEx, wchar_t>;
+extern template class string_match<wstringEx, wchar_t>;
+extern template class string_regex<wstringEx, wchar_t>;
 
 } // namespace Quil

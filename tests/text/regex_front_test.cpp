@@ -1,0 +1,233 @@
+// Regular expressions behind the string classes: the two replace-all forms against each other, the
+// replacement syntax, where a line begins, directors, and the pattern that a thread keeps.
+
+#include "util/text/stringEx.h"
+#include "util/text/wstringEx.h"
+
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+#include <thread>
+
+namespace Quil {
+namespace {
+
+template <class S>
+S make(const std::string& text) {
+    S s;
+    s << text.c_str();
+    return s;
+}
+
+template <class S>
+class RegexFront : public testing::Test {
+protected:
+    /// Both forms give the same text and count; answers them as "count:text".
+    static std::string All(const char* text, const char* pattern, const char* rep,
+                           bool newline = false, bool notBol = false, bool translate = true) {
+        const auto handle = S::regex_comp(make<S>(pattern), false, newline, true, translate);
+        S inPlace = make<S>(text);
+        S to = make<S>("old");
+        const unsigned int copied = inPlace.regex_find_replace_all_with_comp_to(
+            to, handle, make<S>(rep), notBol, false, translate);
+        const unsigned int count = inPlace.regex_find_replace_all_with_comp(
+            handle, make<S>(rep), notBol, false, translate);
+        EXPECT_EQ(copied, count) << pattern << " in " << text;
+        EXPECT_TRUE(to == inPlace) << pattern << " in " << text;
+        std::string plain;
+        for (const auto element : inPlace) {
+            plain += static_cast<char>(element);
+        }
+        return std::to_string(count) + ':' + plain;
+    }
+};
+using Widths = testing::Types<stringEx, wstringEx>;
+TYPED_TEST_SUITE(RegexFront, Widths);
+
+TYPED_TEST(RegexFront, ReplaceAll) {
+    const struct {
+        const char *text, *pattern, *rep;
+        bool newline, notBol;
+        const char* expected;
+    } rows[] = {
+        {"", "^", "x", false, false, "0:"},
+        {"abc", "x*", "-", false, false, "3:-a-b-c"},
+        {"abc", "$", "!", false, false, "1:abc!"},
+        {"abc", "^", "> ", false, false, "1:> abc"},
+        {"abc", "^", "> ", false, true, "0:abc"},
+        {"a\n\nb", "^", "> ", true, false, "3:> a\n> \n> b"},
+        {"xxa", "^x", "y\n", true, false, "2:y\ny\na"},
+        {"xxa", "^x", "y\n", false, false, "1:y\nxa"},
+        {"aaab", "^a", "", false, false, "3:b"},
+        {"ab-cd", "(.)(.)", "\\2\\1", false, false, "2:bac-d"},
+        {"ab", "(a)(b)", "[\\3]", false, false, "1:[]"},
+        {"ab", "(a)(b)(c)?", "[\\3\\0]", false, false, "1:[ab]"},
+        {"a", "a", "\\\\1\\x\\", false, false, "1:\\1x"},
+        {"a\\1b", "(.*)", "<\\1>", false, false, "1:<a\\1b>"},
+        {"1 22", "\\d+", "n\\t", false, false, "2:n\t n\t"},
+        {"d\\", "[\\\\]", "x", false, false, "1:dx"},
+        // Each search takes the rest of the text for a whole one.
+        {"abc", "***:[[:<:]].", "x", false, false, "3:xxx"},
+        {"aab", "***:\\Aa", "x", false, false, "2:xxb"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(this->All(row.text, row.pattern, row.rep, row.newline, row.notBol), row.expected)
+            << row.pattern << " in " << row.text;
+    }
+}
+
+TYPED_TEST(RegexFront, FormsAgree) {
+    const char* const patterns[] = {"a",  "^a", "a$", "^",     "$",     "a*",      "b|^",
+                                    "ab", "x*", "^$", "(a)b*", "[^a]+", "a|(b)|$", "\n"};
+    const char* const reps[] = {"-", "\n", "<\\0>", "[\\1]", "a\n"};
+    std::mt19937 random(11);
+    for (int round = 0; round < 3000; ++round) {
+        std::string text;
+        for (auto n = random() % 8; n > 0; --n) {
+            text += "aab\n"[random() % 4];
+        }
+        this->All(text.c_str(), patterns[random() % std::size(patterns)],
+                  reps[random() % std::size(reps)], random() % 2 == 0, random() % 2 == 0);
+    }
+}
+
+TYPED_TEST(RegexFront, CopyOutTriesBeginningAgainWhileEmpty) {
+    const auto handle = TypeParam::regex_comp(make<TypeParam>("^"), false, false, true, false);
+    TypeParam text = make<TypeParam>("ab");
+    TypeParam to;
+    EXPECT_EQ(
+        text.regex_find_replace_all_with_comp_to(to, handle, TypeParam(), false, false, false), 2U);
+    EXPECT_EQ(text.regex_find_replace_all_with_comp(handle, TypeParam(), false, false, false), 1U);
+    EXPECT_TRUE(to == text);
+}
+
+TYPED_TEST(RegexFront, Directors) {
+    const struct {
+        const char* pattern;
+        bool newline, matches;
+    } rows[] = {
+        {"***:(?i)A.B", false, true}, {"***:(?i)A.B", true, false}, {"***:(?n)a.b", false, false},
+        {"***:(?s)a.b", true, true},  {"***=a\nb", false, true},    {"***=a.b", false, false},
+        {"a.b", true, false},         {"a.b", false, true},
+    };
+    const TypeParam text = make<TypeParam>("a\nb");
+    for (const auto& row : rows) {
+        // By the directive alone `newline` says how the engine is called.
+        const auto handle =
+            TypeParam::regex_comp(make<TypeParam>(row.pattern), false, row.newline, true, true);
+        EXPECT_EQ(text.regex_match_with_comp(handle, false, false), row.matches) << row.pattern;
+    }
+    // The escapes of a directed pattern are the engine's own.
+    EXPECT_EQ(this->All("a1", "***:\\d", "x"), "1:ax");
+    // A line feed in the result begins a line where the director says so, whatever was asked for.
+    EXPECT_EQ(this->All("xx", "***:(?n)^x", "y\n"), "2:y\ny\n");
+    EXPECT_EQ(this->All("xx", "***:(?s)^x", "y\n", true), "1:y\nx");
+}
+
+TYPED_TEST(RegexFront, FindTellsMatchesAndGroups) {
+    using result = typename TypeParam::regex_result;
+    const TypeParam text = make<TypeParam>("ab1 cd22");
+    result groups;
+    const auto find = [&](const char* pattern, unsigned int index, unsigned int start,
+                          bool continued = true) {
+        return text.regex_find(groups, make<TypeParam>(pattern), index, start, false, false, true,
+                               false, false, true, continued);
+    };
+    EXPECT_TRUE(find("([a-z]+)(\\d+)", 1, 0));
+    EXPECT_EQ(groups, (result{{4, 4}, {4, 2}, {6, 2}}));
+    EXPECT_TRUE(find("(x)?c", 0, 2));
+    EXPECT_EQ(groups[0], (std::pair<unsigned int, unsigned int>(4, 1)));
+    EXPECT_EQ(groups[1].second, 0U);
+    EXPECT_FALSE(find("ab", 1, 0));
+    EXPECT_FALSE(find("$", 0, 8)) << "a start at the length finds nothing";
+    EXPECT_FALSE(find("^b", 0, 1));
+    EXPECT_TRUE(find("^b", 0, 1, false));
+    EXPECT_FALSE(find("(", 0, 0));
+    EXPECT_TRUE(groups.empty());
+    EXPECT_TRUE(find("d", 0, 0)) << "a failed compile must leave the thread's record usable";
+    EXPECT_TRUE(find("(a)(b)(1)( )(c)(d)(2)(2)()()()", 0, 0));
+    EXPECT_EQ(groups.size(), 12U);
+    EXPECT_EQ(groups[11], (std::pair<unsigned int, unsigned int>(TypeParam::npos, 0)));
+
+    // The same text with other flags is another pattern.
+    const auto match = [&](bool ignoreCase, bool translate) {
+        return text.regex_match(make<TypeParam>("B\\d"), 0, 0, ignoreCase, false, true, false,
+                                false, translate, false);
+    };
+    EXPECT_FALSE(match(false, true));
+    EXPECT_TRUE(match(true, true));
+    EXPECT_FALSE(match(true, false));
+    TypeParam::regex_free_tls();
+}
+
+TYPED_TEST(RegexFront, ReplacesOne) {
+    TypeParam text = make<TypeParam>("a1b2c3");
+    EXPECT_TRUE(text.regex_find_replace(make<TypeParam>("([a-z])\\d"), make<TypeParam>("<\\1\\n>"),
+                                        1, 0, false, false, true, false, false, true, true));
+    EXPECT_TRUE(text == make<TypeParam>("a1<b\n>c3"));
+    const auto handle = TypeParam::regex_comp(make<TypeParam>("c"), true, false, true, false);
+    EXPECT_FALSE(
+        text.regex_find_replace_with_comp(handle, TypeParam(), 1, 0, false, false, false, false));
+    EXPECT_TRUE(
+        text.regex_find_replace_with_comp(handle, TypeParam(), 0, 0, false, false, false, false));
+    EXPECT_TRUE(text == make<TypeParam>("a1<b\n>3"));
+    TypeParam::regex_free_tls();
+}
+
+TYPED_TEST(RegexFront, NullAndEmpty) {
+    const auto null = TypeParam::regex_comp(TypeParam(), false, false, true, true);
+    EXPECT_FALSE(null);
+    EXPECT_FALSE(TypeParam::regex_comp(make<TypeParam>("a("), false, false, true, true));
+    TypeParam text = make<TypeParam>("abc");
+    TypeParam to = text;
+    EXPECT_EQ(text.regex_find_replace_all_with_comp_to(to, null, text, false, false, true), 0U);
+    EXPECT_TRUE(to.empty());
+    EXPECT_EQ(text.regex_find_replace_all_with_comp(null, text, false, false, true), 0U);
+    const auto empty = TypeParam::regex_comp(make<TypeParam>("^$"), false, false, true, true);
+    EXPECT_TRUE(TypeParam().regex_match_with_comp(empty, false, false));
+    unsigned int begin = 9;
+    unsigned int end = 9;
+    const auto handle = TypeParam::regex_comp(make<TypeParam>("b."), false, false, true, true);
+    EXPECT_TRUE(text.regex_match_with_comp(handle, begin, end, false, false));
+    EXPECT_EQ(begin, 1U);
+    EXPECT_EQ(end, 3U);
+    // No match: a copy. The text itself as destination: nothing is left to search.
+    EXPECT_EQ(text.regex_find_replace_all_with_comp_to(to, empty, text, false, false, true), 0U);
+    EXPECT_TRUE(to == text);
+    EXPECT_EQ(text.regex_find_replace_all_with_comp_to(text, handle, to, false, false, true), 0U);
+    EXPECT_TRUE(text.empty());
+}
+
+TYPED_TEST(RegexFront, HandleServesThreads) {
+    const auto handle = TypeParam::regex_comp(make<TypeParam>("(a+)b"), false, false, true, true);
+    const auto work = [handle] {
+        TypeParam text;
+        for (int i = 0; i < 1000; ++i) {
+            text << "aab-";
+        }
+        unsigned int count = text.regex_find_replace_all_with_comp(handle, make<TypeParam>("\\1"),
+                                                                   false, false, true);
+        count += text.regex_match(make<TypeParam>("^(aa-){1,}$"), 0, 0, false, false, true, false,
+                                  false, true, false)
+                     ? 1
+                     : 0;
+        TypeParam::regex_free_tls();
+        EXPECT_EQ(count, 1001U);
+    };
+    std::thread other(work);
+    work();
+    other.join();
+}
+
+TYPED_TEST(RegexFront, ManyMatchesInLinearTime) {
+    // A search that cost the length of the rest would take hours here.
+    TypeParam text(300000, 'a');
+    const auto handle = TypeParam::regex_comp(make<TypeParam>("x*"), false, false, true, true);
+    EXPECT_EQ(
+        text.regex_find_replace_all_with_comp(handle, make<TypeParam>("-"), false, false, true),
+        300000U);
+    EXPECT_EQ(text.length(), 600000U);
+}
+
+} // namespace
+} // namespace Quil

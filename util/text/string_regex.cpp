@@ -1,0 +1,590 @@
+// Every search goes through `search`, which keeps the engine's context over all searches of one
+// text and decides for each whether it begins a line.
+
+#include "util/text/string_regex.h"
+
+#include "regex/regcontext.h"
+#include "regex/regex.h"
+#include "util/sys/internal.h"
+#include "util/sys/tls.h"
+#include "util/text/regex_template.h"
+#include "util/text/stringEx.h"
+#include "util/text/wstringEx.h"
+
+#include <array>
+#include <atomic>
+
+namespace Quil {
+
+namespace {
+
+constexpr unsigned int GROUPS_TOLD = 10; // \0 to \9
+constexpr double GROWTH_ESTIMATE = 1.17; // of a text in which all matches are replaced
+
+template <class T>
+struct engine;
+
+template <>
+struct engine<char> {
+    static constexpr auto comp = sre_comp;
+    static constexpr auto exec = sre_exec;
+    static constexpr auto free = sregfree;
+};
+
+template <>
+struct engine<wchar_t> {
+    static constexpr auto comp = wre_comp;
+    static constexpr auto exec = wre_exec;
+    static constexpr auto free = wregfree;
+};
+
+// The escapes that name an element, in patterns and replacements alike, and then those that
+// patterns have besides: value and key.
+constexpr std::array<std::array<const char*, 2>, 7> ELEMENT_ESCAPES{{
+    {"\r", "r"},
+    {"\n", "n"},
+    {"\b", "b"},
+    {"\t", "t"},
+    {"\v", "v"},
+    {"\"", "\""},
+    {"'", "'"},
+}};
+constexpr std::array<std::array<const char*, 2>, 20> CLASS_ESCAPES{{
+    {"[[:alpha:]]", "a"},   {"[[:lower:]]", "l"},  {"[[:upper:]]", "u"},   {"[[:space:]]", "s"},
+    {"[[:digit:]]", "d"},   {"[[:xdigit:]]", "x"}, {"[[:print:]]", "p"},   {"[0-7]", "o"},
+    {"[^0-7]", "O"},        {"[[:alnum:]_]", "w"}, {"[^[:alnum:]_]", "W"}, {"[^[:alpha:]]", "A"},
+    {"[^[:lower:]]", "L"},  {"[^[:upper:]]", "U"}, {"[^[:space:]]", "S"},  {"[^[:digit:]]", "D"},
+    {"[^[:xdigit:]]", "X"}, {"[^[:print:]]", "P"}, {"[^[:alpha:]_]", "<"}, {"[^[:alnum:]_]", ">"},
+}};
+
+/// A table for `escape_restore`; its last row is the two empty strings.
+template <class S>
+class escape_table {
+public:
+    template <class... Parts>
+    explicit escape_table(const Parts&... parts) {
+        unsigned int row = 0;
+        const auto add = [&](const auto& part) {
+            for (const auto& [value, key] : part) {
+                __rows[row][0] << value;
+                __rows[row][1] << key;
+                ++row;
+            }
+        };
+        (add(parts), ...);
+    }
+
+    void restore(S& text) const {
+        text.detach_if_static();
+        text.escape_restore('\\', __rows, false, true);
+    }
+
+private:
+    S __rows[CLASS_ESCAPES.size() + ELEMENT_ESCAPES.size() + 1][2];
+};
+
+template <class S>
+void translate_pattern(S& pattern) {
+    static const escape_table<S> table(CLASS_ESCAPES, ELEMENT_ESCAPES);
+    table.restore(pattern);
+}
+
+template <class S>
+void translate_replacement(S& rep) {
+    static const escape_table<S> table(ELEMENT_ESCAPES);
+    table.restore(rep);
+}
+
+template <class S>
+S text_of(const char* narrow) {
+    S text;
+    text << narrow;
+    return text;
+}
+
+/// True for a pattern that settles its syntax itself, which is then also settled for `newline`.
+template <class S>
+bool has_director(const S& pattern, bool& newline) {
+    if (!pattern.begin_with(text_of<S>("***"))) {
+        return false;
+    }
+    const S options = text_of<S>("***:(?");
+    if (!pattern.begin_with(options)) {
+        newline = false;
+        return true;
+    }
+    const S letters = pattern.get_delimited_field_static(options, text_of<S>(")"), 0);
+    if (letters.find_first_of(text_of<S>("nmw")) != S::npos) {
+        newline = true;
+    } else if (letters.find_first_of(text_of<S>("ps")) != S::npos) {
+        newline = false;
+    }
+    return true;
+}
+
+std::uint32_t compile_flags(bool ignoreCase, bool newline, bool extended) {
+    return static_cast<std::uint32_t>((ignoreCase ? REG_ICASE : 0) | (newline ? REG_NEWLINE : 0) |
+                                      (extended ? REG_EXTENDED : 0));
+}
+
+int execute_flags(bool notBol, bool notEol) {
+    return REG_STARTEND | (notBol ? REG_NOTBOL : 0) | (notEol ? REG_NOTEOL : 0);
+}
+
+} // namespace
+
+/// What a handle points to: the engine's record, and directly behind it the flags it was compiled
+/// with.
+template <class Self, class T>
+struct string_regex<Self, T>::COMPILED {
+    regex_t re;
+    std::uint32_t flags;
+
+    static COMPILED& Of(const regex_handle& handle) noexcept {
+        return *static_cast<COMPILED*>(static_cast<void*>(handle.get()));
+    }
+    bool is_newline_sensitive() const noexcept { return (flags & REG_NEWLINE) != 0; }
+};
+
+/// The last pattern that a thread has given as text.
+template <class Self, class T>
+struct string_regex<Self, T>::CACHE {
+    Self pattern; ///< before translation; empty while nothing is compiled
+    std::uint32_t flags = 0;
+    regex_t re{};
+    bool translate = false;
+
+    CACHE() = default;
+    CACHE(const CACHE&) = delete;
+    CACHE& operator=(const CACHE&) = delete;
+    ~CACHE() { Drop(); }
+
+    void Drop() noexcept {
+        if (!pattern.empty()) {
+            engine<T>::free(&re);
+            pattern = Self();
+        }
+    }
+    /// False if it doesn't compile; nothing is held then.
+    bool Hold(Self wanted, std::uint32_t wantedFlags, bool wantsTranslate) {
+        if (pattern == wanted && flags == wantedFlags && translate == wantsTranslate) {
+            return true;
+        }
+        Drop();
+        wanted.detach_if_static();
+        const Self untranslated = wanted;
+        if (wantsTranslate) {
+            translate_pattern(wanted);
+        }
+        if (engine<T>::comp(&re, wanted.c_str(), wanted.length(), static_cast<int>(wantedFlags)) !=
+            REG_OKAY) {
+            return false;
+        }
+        pattern = untranslated;
+        flags = wantedFlags;
+        translate = wantsTranslate;
+        return true;
+    }
+};
+
+/// The slot of the threads' records, made on first use and given back when the program ends.
+template <class Self, class T>
+class string_regex<Self, T>::tls_slot {
+public:
+    constexpr tls_slot() noexcept = default;
+    tls_slot(const tls_slot&) = delete;
+    tls_slot& operator=(const tls_slot&) = delete;
+    ~tls_slot() {
+        try {
+            delete __slot.load(std::memory_order_acquire);
+        } catch (...) { // the key goes with the process anyway
+            __slot = nullptr;
+        }
+    }
+
+    static CTlsSlot& Get() {
+        CTlsSlot* slot = sm_one.__slot.load(std::memory_order_acquire);
+        if (slot == nullptr) {
+            const CFastSessionLock lock(IMPL::GetStaticLocalVarInitLock());
+            slot = sm_one.__slot.load(std::memory_order_acquire);
+            if (slot == nullptr) {
+                slot = new CTlsSlot;
+                sm_one.__slot.store(slot, std::memory_order_release);
+            }
+        }
+        return *slot;
+    }
+
+private:
+    static tls_slot sm_one;
+
+    std::atomic<CTlsSlot*> __slot{nullptr};
+};
+
+template <class Self, class T>
+constinit typename string_regex<Self, T>::tls_slot string_regex<Self, T>::tls_slot::sm_one;
+
+/// The searches of one expression in one text.
+template <class Self, class T>
+class string_regex<Self, T>::search {
+public:
+    search(const regex_t& re, text_ref<T> text, bool notEol) : __context(&re), __text(text) {
+        __context.settext(text.data, text.length);
+        __eflags = execute_flags(false, notEol);
+    }
+
+    /// True if there is a match at or behind `pos`; `groups` groups are then told of.
+    bool find(unsigned int pos, bool notBol, unsigned int groups) {
+        __base = pos;
+        const int eflags = __eflags | (notBol ? REG_NOTBOL : 0);
+        return __context.exec(pos, groups, __matches.data(), eflags) == REG_OKAY;
+    }
+    /// The same for the match number `index`. `newlineSensitive` is asked when the first search
+    /// begins behind the text's start.
+    template <class Ask>
+    bool find_nth(unsigned int index, unsigned int pos, bool notBol, bool continued,
+                  Ask newlineSensitive) {
+        for (unsigned int seen = 0;; ++seen) {
+            if (pos != 0 && (continued || seen != 0)) {
+                notBol = !newlineSensitive() || __text.data[pos - 1] != T('\n');
+            }
+            if (!find(pos, notBol, GROUPS_TOLD)) {
+                return false;
+            }
+            if (seen == index) {
+                return true;
+            }
+            // An empty match further on doesn't count as empty here: it is found again.
+            const bool isEmpty = __matches[0].rm_eo == 0;
+            pos += static_cast<unsigned int>(__matches[0].rm_eo) + (isEmpty ? 1 : 0);
+            if (isEmpty && pos >= __text.length) {
+                return false;
+            }
+        }
+    }
+
+    unsigned int offset(unsigned int group) const {
+        return __base + static_cast<unsigned int>(__matches[group].rm_so);
+    }
+    unsigned int length(unsigned int group) const {
+        return static_cast<unsigned int>(__matches[group].rm_eo - __matches[group].rm_so);
+    }
+    text_ref<T> text(unsigned int group) const {
+        const unsigned int n = length(group);
+        return {n == 0 ? __text.data : __text.data + offset(group), n};
+    }
+    void tell(regex_result& out, std::size_t groupCount) const {
+        for (unsigned int i = 0; i < groupCount; ++i) {
+            if (i < GROUPS_TOLD) {
+                out.emplace_back(offset(i), length(i));
+            } else {
+                out.emplace_back(npos, 0U);
+            }
+        }
+    }
+
+private:
+    TRegexContext<T> __context;
+    text_ref<T> __text;
+    int __eflags;
+    unsigned int __base = 0;
+    std::array<regmatch_t, GROUPS_TOLD> __matches{};
+};
+
+template <class Self, class T>
+auto string_regex<Self, T>::regex_comp(Self pattern, bool ignoreCase, bool newline, bool extended,
+                                       bool translate) -> regex_handle {
+    if (pattern.empty()) {
+        return {};
+    }
+    if (!has_director(pattern, newline) && translate) {
+        translate_pattern(pattern);
+    }
+    const std::uint32_t flags = compile_flags(ignoreCase, newline, extended);
+    auto compiled = std::make_unique<COMPILED>(COMPILED{{}, flags});
+    if (engine<T>::comp(&compiled->re, pattern.c_str(), pattern.length(),
+                        static_cast<int>(flags)) != REG_OKAY) {
+        return {};
+    }
+    return regex_handle(static_cast<unsigned char*>(static_cast<void*>(compiled.release())));
+}
+
+template <class Self, class T>
+void string_regex<Self, T>::__regex_free(void* block) noexcept {
+    if (block != nullptr) {
+        auto* const compiled = static_cast<COMPILED*>(block);
+        engine<T>::free(&compiled->re);
+        delete compiled;
+    }
+}
+
+template <class Self, class T>
+void string_regex<Self, T>::regex_free_tls() {
+    regex_result none;
+    Self().regex_find(none, Self(), 0, 0, false, false, false, false, false, false, false);
+}
+
+template <class Self, class T>
+bool string_regex<Self, T>::regex_match_with_comp(const regex_handle& handle, bool notBol,
+                                                  bool notEol) const {
+    return handle &&
+           engine<T>::exec(&COMPILED::Of(handle).re, this->c_str(), this->length(), nullptr, 0,
+                           nullptr, execute_flags(notBol, notEol)) == REG_OKAY;
+}
+
+template <class Self, class T>
+bool string_regex<Self, T>::regex_match_with_comp(const regex_handle& handle, unsigned int& begin,
+                                                  unsigned int& end, bool notBol,
+                                                  bool notEol) const {
+    if (!handle) {
+        return false;
+    }
+    search one(COMPILED::Of(handle).re, *this, notEol);
+    if (!one.find(0, notBol, 1)) {
+        return false;
+    }
+    begin = one.offset(0);
+    end = begin + one.length(0);
+    return true;
+}
+
+template <class Self, class T>
+bool string_regex<Self, T>::regex_match(Self pattern, unsigned int index, unsigned int start,
+                                        bool ignoreCase, bool newline, bool extended, bool notBol,
+                                        bool notEol, bool translate, bool continued) const {
+    regex_result groups;
+    return regex_find(groups, std::move(pattern), index, start, ignoreCase, newline, extended,
+                      notBol, notEol, translate, continued);
+}
+
+template <class Self, class T>
+bool string_regex<Self, T>::regex_find(regex_result& out, Self pattern, unsigned int index,
+                                       unsigned int start, bool ignoreCase, bool newline,
+                                       bool extended, bool notBol, bool notEol, bool translate,
+                                       bool continued) const {
+    out.clear();
+    CTlsSlot& slot = tls_slot::Get();
+    auto* cache = static_cast<CACHE*>(slot.GetValue());
+    if (pattern.empty()) {
+        if (cache != nullptr) {
+            slot.SetValue(nullptr);
+            delete cache;
+        }
+        return false;
+    }
+    if (start >= this->length()) {
+        return false;
+    }
+    if (cache == nullptr) {
+        auto made = std::make_unique<CACHE>();
+        slot.SetValue(made.get());
+        cache = made.release();
+    }
+    const std::uint32_t flags = compile_flags(ignoreCase, newline, extended);
+    bool sensitive = newline;
+    const bool isDirected = has_director(pattern, sensitive);
+    if (!cache->Hold(std::move(pattern), flags, translate && !isDirected)) {
+        return false;
+    }
+    search searches(cache->re, *this, notEol);
+    if (!searches.find_nth(index, start, notBol, continued, [=] { return sensitive; })) {
+        return false;
+    }
+    searches.tell(out, cache->re.re_nsub + 1);
+    return true;
+}
+
+template <class Self, class T>
+bool string_regex<Self, T>::regex_find_with_comp(regex_result& out, const regex_handle& handle,
+                                                 unsigned int index, unsigned int start,
+                                                 bool notBol, bool notEol, bool continued) const {
+    out.clear();
+    if (!handle || start >= this->length()) {
+        return false;
+    }
+    const COMPILED& compiled = COMPILED::Of(handle);
+    search searches(compiled.re, *this, notEol);
+    if (!searches.find_nth(index, start, notBol, continued,
+                           [&] { return compiled.is_newline_sensitive(); })) {
+        return false;
+    }
+    searches.tell(out, compiled.re.re_nsub + 1);
+    return true;
+}
+
+/// Puts the replacement, filled in from the groups of a match in this text, in that match's place.
+template <class Self, class T>
+void string_regex<Self, T>::__ReplaceOne(const regex_result& groups, Self& rep, bool translate) {
+    rep.detach_if_static();
+    if (translate) {
+        translate_replacement(rep);
+    }
+    Self filled;
+    IMPL::text_writer<T> out(filled);
+    IMPL::regex_template<T>(rep, groups.size()).put(out, [&](unsigned int group) {
+        const auto [offset, n] = groups[group];
+        return n == 0 ? text_ref<T>(this->data(), 0) : text_ref<T>(this->data() + offset, n);
+    });
+    out.finish();
+    this->replace(groups[0].first, groups[0].second, filled);
+}
+
+template <class Self, class T>
+bool string_regex<Self, T>::regex_find_replace(Self pattern, Self rep, unsigned int index,
+                                               unsigned int start, bool ignoreCase, bool newline,
+                                               bool extended, bool notBol, bool notEol,
+                                               bool translate, bool continued) {
+    regex_result groups;
+    const bool found = regex_find(groups, std::move(pattern), index, start, ignoreCase, newline,
+                                  extended, notBol, notEol, translate, continued);
+    if (found) {
+        __ReplaceOne(groups, rep, translate);
+    }
+    return found;
+}
+
+template <class Self, class T>
+bool string_regex<Self, T>::regex_find_replace_with_comp(const regex_handle& handle, Self rep,
+                                                         unsigned int index, unsigned int start,
+                                                         bool notBol, bool notEol, bool translate,
+                                                         bool continued) {
+    regex_result groups;
+    const bool found =
+        regex_find_with_comp(groups, handle, index, start, notBol, notEol, continued);
+    if (found) {
+        __ReplaceOne(groups, rep, translate);
+    }
+    return found;
+}
+
+/// The one loop of both replace-all forms: appends the result to `to`, which is empty and apart
+/// from this text. `decide` tells, for a search at a position, whether it does not begin a line.
+template <class Self, class T>
+template <class Decide>
+unsigned int string_regex<Self, T>::__ReplaceAll(Self& to, const regex_handle& handle, Self rep,
+                                                 bool notBol, bool notEol, bool translate,
+                                                 Decide decide) const {
+    const COMPILED& compiled = COMPILED::Of(handle);
+    const bool sensitive = compiled.is_newline_sensitive();
+    rep.detach_if_static();
+    if (translate) {
+        translate_replacement(rep);
+    }
+    const IMPL::regex_template<T> filler(rep, compiled.re.re_nsub + 1);
+    const T* const source = this->data();
+    const unsigned int length = this->length();
+    search searches(compiled.re, *this, notEol);
+    if (length == 0 || !searches.find(0, notBol, filler.groups_used())) {
+        return 0;
+    }
+
+    try {
+        to.reserve(static_cast<std::uint64_t>(std::min<double>(length * GROWTH_ESTIMATE,
+                                                               basic_buffer<T>::max_size() - 1)) +
+                   1);
+    } catch (const std::bad_alloc&) {
+        to.reserve(std::uint64_t{length} + 1);
+    }
+    IMPL::text_writer<T> out(to);
+    unsigned int copied = 0;
+    unsigned int count = 0;
+    unsigned int pos = 0;
+    bool more = true;
+    while (more) {
+        const unsigned int offset = searches.offset(0);
+        const unsigned int n = searches.length(0);
+        out.put({source + copied, offset - copied});
+        filler.put(out, [&](unsigned int group) { return searches.text(group); });
+        ++count;
+        copied = offset + n;
+        pos = copied + (n == 0 ? 1 : 0);
+        if (pos >= length) {
+            break;
+        }
+        // What stands before `pos` in the result, if anything does.
+        const bool isStepped = pos > copied;
+        const bool isAtStart = out.length() == 0;
+        const bool isLineStart = sensitive && (isStepped   ? source[pos - 1]
+                                               : isAtStart ? T('\n')
+                                                           : out.last()) == T('\n');
+        more = searches.find(pos, decide(isAtStart, isStepped, isLineStart), filler.groups_used());
+    }
+    out.put({source + copied, length - copied});
+    out.finish();
+    return count;
+}
+
+template <class Self, class T>
+unsigned int string_regex<Self, T>::regex_find_replace_all(Self pattern, Self rep, bool ignoreCase,
+                                                           bool newline, bool extended, bool notBol,
+                                                           bool notEol, bool translate) {
+    return regex_find_replace_all_with_comp(
+        regex_comp(std::move(pattern), ignoreCase, newline, extended, translate), std::move(rep),
+        notBol, notEol, translate);
+}
+
+template <class Self, class T>
+unsigned int string_regex<Self, T>::regex_find_replace_all_with_comp(const regex_handle& handle,
+                                                                     Self rep, bool notBol,
+                                                                     bool notEol, bool translate) {
+    if (!handle) {
+        return 0;
+    }
+    Self result;
+    const unsigned int count =
+        __ReplaceAll(result, handle, std::move(rep), notBol, notEol, translate,
+                     [=](bool isAtStart, bool isStepped, bool isLineStart) {
+                         return isAtStart && !isStepped ? notBol : !isLineStart;
+                     });
+    if (count != 0) {
+        if (this->is_static()) {
+            this->assign(result.data(), result.length()); // a view is written through
+        } else {
+            this->swap(result);
+        }
+    }
+    return count;
+}
+
+template <class Self, class T>
+unsigned int string_regex<Self, T>::regex_find_replace_all_to(Self& to, Self pattern, Self rep,
+                                                              bool ignoreCase, bool newline,
+                                                              bool extended, bool notBol,
+                                                              bool notEol, bool translate) const {
+    pattern.detach_if_static();
+    return regex_find_replace_all_with_comp_to(
+        to, regex_comp(std::move(pattern), ignoreCase, newline, extended, translate),
+        std::move(rep), notBol, notEol, translate);
+}
+
+template <class Self, class T>
+unsigned int
+string_regex<Self, T>::regex_find_replace_all_with_comp_to(Self& to, const regex_handle& handle,
+                                                           Self rep, bool notBol, bool notEol,
+                                                           bool translate) const {
+    if (!handle || &to == static_cast<const basic_buffer<T>*>(this)) {
+        to.clear();
+        return 0;
+    }
+    rep.detach_if_static(); // it may look at what is cleared now
+    const IMPL::kept_argument<T> kept(to, *this);
+    const Self copy(kept.copied());
+    const string_regex& source = kept.is_copied() ? copy : *this;
+    to.clear();
+    const unsigned int count = source.__ReplaceAll(
+        to, handle, std::move(rep), notBol, notEol, translate,
+        [](bool isAtStart, bool, bool isLineStart) { return !isAtStart && !isLineStart; });
+    if (count == 0) {
+        if (source.length() >= Matches::sm_shareFrom && !source.is_static()) {
+            to.assign(source);
+        } else {
+            to.append(source);
+        }
+    }
+    return count;
+}
+
+template class string_regex<stringEx, char>;
+template class string_regex<wstringEx, wchar_t>;
+
+} // namespace Quil

@@ -1,0 +1,87 @@
+// What the operations share that build one string from others: arguments that may look into the
+// string being changed, and appending without ceremony.
+#pragma once
+
+#include "util/text/string_face.h"
+
+namespace Quil::IMPL {
+
+/// An argument during a change of another buffer: a copy of it where that change could reach its
+/// elements, else the argument itself.
+template <class T>
+class kept_argument {
+public:
+    kept_argument(const basic_buffer<T>& changed, const basic_buffer<T>& argument)
+        : __text(argument) {
+        // A view has no end: what is written through it may go anywhere behind its start.
+        const std::less_equal<const T*> notAfter;
+        const T* const first = changed.data();
+        const bool isApart = notAfter(argument.data() + argument.length(), first) ||
+                             notAfter(first + changed.capacity(), argument.data());
+        // The change of a shared block is made on a copy, and the argument keeps the old one.
+        const bool keepsBlock =
+            &argument != &changed && !argument.is_static() && !changed.is_static();
+        if (!isApart && !keepsBlock) {
+            __copy = basic_buffer<T>(argument.data(), argument.length());
+            __text = __copy;
+            __isCopied = true;
+        }
+    }
+    kept_argument(const kept_argument&) = delete;
+    kept_argument& operator=(const kept_argument&) = delete;
+
+    text_ref<T> text() const noexcept { return __text; }
+    bool is_copied() const noexcept { return __isCopied; }
+    const basic_buffer<T>& copied() const noexcept { return __copy; }
+
+private:
+    basic_buffer<T> __copy;
+    text_ref<T> __text;
+    bool __isCopied = false;
+};
+
+/// Fills a buffer from its start, without the terminator and the length being written each time:
+/// `finish` does that. What is put must not look into the buffer.
+template <class T>
+class text_writer {
+public:
+    explicit text_writer(basic_buffer<T>& to) : __to(to) { __Look(); }
+
+    void put(text_ref<T> text) {
+        if (text.length > __room) {
+            if (__used > 0) {
+                finish();
+            }
+            __to._grow(std::uint64_t{__used} + text.length + basic_buffer<T>::sm_tail);
+            __Look();
+        }
+        if (text.length > 0) {
+            std::memcpy(__elements + __used, text.data, text.length * sizeof(T));
+        }
+        __used += text.length;
+        __room -= text.length;
+    }
+    void finish() {
+        if (__elements != nullptr) {
+            __to._eofonly(__used);
+        }
+    }
+
+    unsigned int length() const noexcept { return __used; }
+    /// The element put last. Not before there is one.
+    T last() const noexcept { return __elements[__used - 1]; }
+
+private:
+    void __Look() noexcept {
+        constexpr unsigned int tail = basic_buffer<T>::sm_tail;
+        __elements = __to.ref();
+        __room = __to.capacity() >= __used + tail ? __to.capacity() - __used - tail : 0;
+    }
+
+    basic_buffer<T>& __to;
+    T* __elements = nullptr;
+    unsigned int __used = 0;
+    unsigned int __room = 0;
+};
+
+} // namespace Quil::IMPL
