@@ -27,9 +27,6 @@ struct DirCkDeletor {
     void operator()(void* cookie) const noexcept(false) { Dir::__ReleaseCookie(cookie); }
 };
 
-template <class S>
-struct RegexDeletor;
-
 struct DIR_ENTRY;
 
 } // namespace IMPL
@@ -46,7 +43,7 @@ public:
     /// An enumeration in progress. The directory is closed with its last handle.
     using COOKIE = CHandle<void, IMPL::DirCkDeletor<CDir>, CAtomicINT32, 0>;
     /// A compiled narrow expression.
-    using REGEX = CHandle<unsigned char, IMPL::RegexDeletor<stringEx>, CAtomicINT32, 0>;
+    using REGEX = stringEx::regex_handle;
 
     /// Whether a search by expression looks at case.
     enum CASE_SET { CASE_SENSITIVE, CASE_INSENSITIVE };
