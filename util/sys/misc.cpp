@@ -1,0 +1,80 @@
+#include "util/sys/misc.h"
+
+#include "util/conv/TextConv.h"
+#include "util/file/sysfile.h"
+
+#include <cstdlib>
+
+namespace Quil {
+
+namespace {
+
+/// As much of a command line as is looked at: arguments of a system at its usual limit, and no
+/// more.
+constexpr unsigned int CMD_LINE_LIMIT = 4 * 1024 * 1024;
+
+/// Turns NUL-terminated arguments into one line.
+stringEx JoinArguments(const stringEx& arguments) {
+    stringEx line;
+    for (unsigned int pos = 0; pos < arguments.length();) {
+        const unsigned int end = std::min(arguments.find('\0', pos), arguments.length());
+        const stringEx argument = arguments.substr_static(pos, end - pos);
+        const bool quoted =
+            argument.empty() || argument.find_first_of(" \t\v\r\n", 0) != stringEx::npos;
+        if (pos != 0) {
+            line.push_back(' ');
+        }
+        line.append(quoted ? "\"" : "").append(argument).append(quoted ? "\"" : "");
+        pos = end + 1;
+    }
+    return line;
+}
+
+} // namespace
+
+stringEx GetEnvString(const stringEx& name) {
+    stringEx terminated(name);
+    const char* value = std::getenv(terminated.make_tail());
+    return value != nullptr ? stringEx(value) : stringEx();
+}
+
+stringEx GetTxtFileEL() {
+    return "\n";
+}
+
+void GetCmdLine(stringEx& line) {
+    line.clear();
+    try {
+        line = JoinArguments(IMPL::ReadProcFile("/proc/self/cmdline", CMD_LINE_LIMIT));
+    } catch (...) {
+        line.clear();
+    }
+}
+
+void GetCmdLine(wstringEx& line) {
+    stringEx narrow;
+    GetCmdLine(narrow);
+    ConvStrSToW(line, narrow);
+}
+
+namespace IMPL {
+
+stringEx ReadProcFile(const stringEx& path, unsigned int limit) {
+    constexpr unsigned int BLOCK = 4096;
+    CSysFile file;
+    file.Open(path, 0, static_cast<CSysFile::MODE>(0), 1, 0, 0);
+    stringEx content;
+    while (content.length() < limit) {
+        const unsigned int room = std::min(BLOCK, limit - content.length());
+        content._grow(content.length() + room + 1);
+        const unsigned int got = file.Read(content.ref() + content.length(), room);
+        content._eofonly(content.length() + got);
+        if (got == 0) {
+            break;
+        }
+    }
+    return content;
+}
+
+} // namespace IMPL
+} // namespace Quil
