@@ -1,0 +1,243 @@
+// Calendar, arithmetic and texts of times and spans, against worked values and the C library.
+#include "util/sys/errhdl.h"
+#include "util/sys/time.h"
+
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+
+namespace {
+
+using namespace Quil;
+
+std::string Text(const stringEx& text) {
+    return {text.c_str(), text.length()};
+}
+
+CTime At(long year, int month, int day, int hour = 0, int minute = 0, int second = 0,
+         unsigned int microsecond = 0, short tz = 0) {
+    CTime time;
+    time.Set(year, static_cast<CTime::MONTH>(month), static_cast<unsigned short>(day),
+             static_cast<unsigned short>(hour), static_cast<unsigned short>(minute),
+             static_cast<unsigned short>(second), microsecond, tz);
+    return time;
+}
+
+const char* const FULL = "%Y-%M-%d %H:%T:%S.%us %B %D UTC%Z";
+
+TEST(Time, CalendarToTheEndsOfTheRange) {
+    const struct {
+        long long count;
+        short tz;
+        const char* text;
+    } rows[] = {
+        {1260664205000123, 480, "2009-12-13 08:30:05.000123 Sun 347 UTC+0800"},
+        {-1, 480, "1970-01-01 07:59:59.999999 Thu 001 UTC+0800"},
+        {-1, 0, "1969-12-31 23:59:59.999999 Wed 365 UTC+0000"},
+        {-62167219200000000, 0, "0-01-01 00:00:00.000000 Sat 001 UTC+0000"},
+        {tmMIN.GetMicroseconds(), 0, "-290308-12-21 19:59:05.224193 Sun 356 UTC+0000"},
+        {tmMAX.GetMicroseconds(), 0, "294247-01-10 04:00:54.775807 Sun 010 UTC+0000"},
+        {tmMAX.GetMicroseconds(), 840, "294247-01-10 18:00:54.775807 Sun 010 UTC+1400"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Text(CTime(row.count).Format(FULL, row.tz)), row.text);
+    }
+    EXPECT_EQ(Text(At(0, 2, 29).Format("%B %D", 0)), "Tue 060");
+    EXPECT_EQ(Text(At(-4, 2, 29).Format("%B", 0)), "Thu");
+    EXPECT_EQ(Text(At(1600, 12, 31).Format("%B %D", 0)), "Sun 366");
+    EXPECT_EQ(At(2009, 12, 13, 8, 30, 5, 123, 480).GetMicroseconds(), 1260664205000123);
+    EXPECT_EQ(At(-1, 12, 31).GetMicroseconds(), -62167219200000000 - 86400000000);
+}
+
+TEST(Time, AgreesWithTheCLibrary) {
+    std::mt19937_64 random(7);
+    for (int round = 0; round < 10000; ++round) {
+        const auto count = static_cast<long long>(random()) / 4;
+        const CTime time(count);
+        tm mine;
+        tm theirs;
+        time.GetTm(mine, 0);
+        const time_t seconds = time.GetTime_T();
+        ASSERT_NE(gmtime_r(&seconds, &theirs), nullptr);
+        ASSERT_EQ(mine.tm_year, theirs.tm_year) << count;
+        ASSERT_EQ(mine.tm_yday, theirs.tm_yday) << count;
+        ASSERT_EQ(mine.tm_mon, theirs.tm_mon) << count;
+        ASSERT_EQ(mine.tm_mday, theirs.tm_mday) << count;
+        ASSERT_EQ(mine.tm_wday, theirs.tm_wday) << count;
+        ASSERT_EQ(mine.tm_hour * 3600 + mine.tm_min * 60 + mine.tm_sec,
+                  theirs.tm_hour * 3600 + theirs.tm_min * 60 + theirs.tm_sec);
+        CTime::TIME f;
+        time.GetTime(f, 345);
+        ASSERT_EQ(At(f.year, f.month, f.dayOfMonth, f.hour, f.minute, f.second, f.microsecond, 345),
+                  time);
+    }
+}
+
+TEST(Time, FormatKeys) {
+    const struct {
+        CTime time;
+        short tz;
+        const char* format;
+        const char* text;
+    } rows[] = {
+        {At(1969, 1, 1), 0, "%y", "1969"},
+        {At(1970, 1, 1), 0, "%y", "70"},
+        {At(2005, 1, 1), 0, "%y", "05"},
+        {At(2038, 1, 1), 0, "%y", "38"},
+        {At(2039, 1, 1), 0, "%y", "2039"},
+        {At(2000, 1, 1), 0, "%C", "21"},
+        {At(1999, 1, 1), 0, "%C", "20"},
+        {At(0, 1, 1), 0, "%C", "1"},
+        {At(-1, 1, 1), 0, "%C", "-1"},
+        {At(-100, 1, 1), 0, "%C", "-2"},
+        {At(2009, 12, 13), 0, "%W %B", "7 Sun"},
+        {At(2009, 12, 13), 0, "%wm/%ws", "49/50"},
+        {At(2024, 12, 30), 0, "%wm/%ws", "53/52"},
+        {At(2023, 1, 1), 0, "%wm/%ws", "00/01"},
+        {At(2023, 1, 1, 0), 0, "%h%P", "12AM"},
+        {At(2023, 1, 1, 12), 0, "%h%p", "12pm"},
+        {At(2023, 1, 1, 13), 0, "%h %A", "1 Jan"},
+        {tmZERO, -300, "%Z %z", "-0500 -300"},
+        {tmZERO, 345, "%Z", "+0545"},
+        {tmZERO, -210, "%Z", "-0330"},
+        {tmZERO, 0, "100%% %Q%", "100% Q"},
+        {CTime(1234567), 0, "%ms %us", "234 234567"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Text(row.time.Format(row.format, row.tz)), row.text);
+        wstringEx wide;
+        row.time.Format(wide, stringEx(row.format).to_wstr(), row.tz);
+        EXPECT_EQ(Text(wide.to_str()), row.text);
+    }
+}
+
+TEST(Time, SpanKeys) {
+    const struct {
+        long long count;
+        const char* format;
+        const char* text;
+    } rows[] = {
+        {694861002003, "%W %TD %PD %TH %PH %TM %TS %Tms %Pms %Pus",
+         "1 8 1 193 01 11581 694861 694861002 002 003"},
+        {90LL * 60000000, "%TH %sTH %PM %TM", "01 1 30 90"},
+        {-90LL * 60000000, "%TH %TM %PM", "-1 -90 30"},
+        {-8LL * 86400000000, "%W %PD %TD", "-1 1 -8"},
+        {tsINF.GetMicroseconds(), "%Tus", "9223372036854775807"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Text(CTimeSpan(row.count).Format(row.format)), row.text);
+    }
+}
+
+TEST(Time, MonthsKeepAValidDay) {
+    const struct {
+        CTime time;
+        long months;
+        CTime result;
+    } rows[] = {
+        {At(2024, 1, 31, 5), 1, At(2024, 2, 29, 5)},
+        {At(2023, 1, 31), 1, At(2023, 2, 28)},
+        {At(2024, 3, 31), -1, At(2024, 2, 29)},
+        {At(2024, 1, 31), -13, At(2022, 12, 31)},
+        {At(0, 1, 31), -1, At(-1, 12, 31)},
+        {At(293640, 12, 1), 1, tmINV},
+        {tmZERO, std::numeric_limits<long>::min(), tmINV},
+    };
+    for (const auto& row : rows) {
+        CTime time(row.time);
+        time.AddMonth(row.months, 0);
+        EXPECT_EQ(time, row.result) << row.months;
+    }
+    CTime leap = At(2024, 2, 29);
+    leap.AddYears(1, 0);
+    EXPECT_EQ(leap, At(2025, 2, 28));
+    leap.AddYears(std::numeric_limits<long>::max(), 0);
+    EXPECT_EQ(leap, tmINV);
+    EXPECT_EQ(At(2024, 13, 1), tmINV);
+    EXPECT_EQ(At(293641, 1, 1), tmINV);
+}
+
+TEST(Time, WeekHelpers) {
+    const CTime sunday = At(2009, 12, 13, 7);
+    EXPECT_EQ(sunday.GetBeginOfWeek(CTime::MONDAY, 0), At(2009, 12, 7));
+    EXPECT_EQ(sunday.GetBeginOfWeek(CTime::SUNDAY, 0), At(2009, 12, 13));
+    EXPECT_EQ(sunday.GetNearestWeekDay(CTime::WEDNESDAY, 0), At(2009, 12, 16, 7));
+    EXPECT_EQ(sunday.GetNearestWeekDay(CTime::THURSDAY, 0), At(2009, 12, 10, 7));
+    EXPECT_EQ(sunday.GetNthWeekDayInMonth(CTime::TUESDAY, 5, 0), At(2009, 12, 29, 7));
+    EXPECT_EQ(sunday.GetNthWeekDayInMonth(CTime::FRIDAY, 5, 0), tmINV);
+    EXPECT_EQ(sunday.GetLastWeekDayInMonth(CTime::FRIDAY, 0), At(2009, 12, 25, 7));
+    EXPECT_TRUE(CTime::IsLeapYear(2000) && CTime::IsLeapYear(2008) && !CTime::IsLeapYear(1900));
+}
+
+TEST(Time, NamesAndZonesReadBack) {
+    for (unsigned short month = 1; month <= 12; ++month) {
+        const auto value = static_cast<CTime::MONTH>(month);
+        EXPECT_EQ(CTime::StrToMonth(CTime::MonthToStr(value)), value);
+    }
+    EXPECT_EQ(CTime::StrToMonth("september"), CTime::SEPTEMBER);
+    EXPECT_EQ(CTime::StrToWeekDay("WEDNESDAY"), CTime::WEDNESDAY);
+    EXPECT_THROW(CTime::StrToMonth("sept"), timeExp);
+    EXPECT_THROW(CTime::MonthToStr(static_cast<CTime::MONTH>(0)), timeExp);
+    const struct {
+        const char* text;
+        short zone;
+    } rows[] = {{"UTC", 0},    {"UTC+0800", 480},           {"-0330", -210}, {"5", 300},
+                {"-11", -660}, {"notz", CTime::LOCAL_ZONE}, {"gmt-1", -60}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(CTime::StrToTz(row.text), row.zone) << row.text;
+    }
+    for (const char* wrong : {"", "+", "0860", "12345", "EST", "UTC+x"}) {
+        EXPECT_THROW(CTime::StrToTz(wrong), timeExp) << wrong;
+    }
+    for (const short tz : {short{345}, short{-300}, short{-1}}) {
+        EXPECT_EQ(CTime::StrToTz(CTime::TzToStr(tz)), tz);
+    }
+}
+
+TEST(Time, ArithmeticSaturatesAndFloors) {
+    EXPECT_EQ(tmMAX + CTimeSpan(1), tmMAX);
+    EXPECT_EQ(tmMIN - CTimeSpan(5), tmINV);
+    EXPECT_EQ(tmMAX - tmMIN, tsINF);
+    timespec spec;
+    CTimeSpan(-1500000).ToTimespec(spec);
+    EXPECT_EQ(spec.tv_sec, -2);
+    EXPECT_EQ(spec.tv_nsec, 500000000);
+    CTimeSpan back;
+    back.FromTimespec(spec);
+    EXPECT_EQ(back, CTimeSpan(-1500000));
+    back.Set(CLongLongNative(200000000), CLongLongNative(0), CLongLongNative(0), CLongLongNative(0),
+             CLongLongNative(0), CLongLongNative(0));
+    EXPECT_EQ(back, tsINF);
+    EXPECT_EQ(CTime::FromWinFILETIME(CTime(77).ToWinFILETIME()), CTime(77));
+}
+
+TEST(Time, ADayThatTheYearLacksIsRefused) {
+    CTime time = At(2023, 3, 1, 6);
+    time.SetDayOfYear(365, 0);
+    EXPECT_EQ(time, At(2023, 12, 31, 6));
+    try {
+        time.SetDayOfYear(366, 0);
+        FAIL();
+    } catch (timeExp& cause) {
+        EXPECT_NE(Text(cause.GetErrString())
+                      .find("\n             may be out of range\n"
+                            "  current obj's year          = 2023\n"
+                            "  current timezone in minutes = 0\n"
+                            "  the day of year value       = 366"),
+                  std::string::npos);
+    }
+    EXPECT_EQ(time, At(2023, 12, 31, 6));
+}
+
+TEST(Time, TheLocalZoneIsTheSystems) {
+    setenv("TZ", "XYZ-5:30", 1);
+    CTime::RefreshLocalTimeZone();
+    EXPECT_EQ(CTime::GetLocalTimeZone(), 330);
+    EXPECT_EQ(Text(tmZERO.Format("%H:%T %z")), "05:30 330");
+    CTime::SetLocalTimeZone_(-60);
+    EXPECT_EQ(tmZERO.GetHour(), 23);
+    unsetenv("TZ");
+    CTime::RefreshLocalTimeZone();
+}
+
+} // namespace
