@@ -1,0 +1,18 @@
+// The two listings of the encoding catalogue, and the gate that refuses a conversion outside it.
+#pragma once
+
+#include "util/text/stringEx.h"
+
+namespace Quil {
+
+/// Prints every accepted encoding with its code page and description on standard output.
+void PrintEncodings();
+
+/// Prints, group by group, which conversions are held to lose nothing, on standard output.
+void PrintCompatibleConversions();
+
+/// Whether the catalogue holds a conversion between the two named encodings to lose nothing. Says
+/// why on standard output when it does not.
+bool PassCompatibilityGate(const stringEx& from, const stringEx& to);
+
+} // namespace Quil

@@ -1,0 +1,114 @@
+// Reading the inputs and writing the results; what lies between is the road's.
+#include "tool/pass.h"
+
+#include "tool/road.h"
+#include "util/file/dir.h"
+#include "util/sys/errhdl.h"
+
+#include <cerrno>
+#include <iostream>
+#include <new>
+#include <string>
+#include <unistd.h>
+
+namespace Quil {
+
+namespace {
+
+/// All of descriptor 0, and behind it the one element that the end of a character stream reads as.
+void ReadNarrowInput(byteEx& raw) {
+    constexpr unsigned int BLOCK = 1024 * 1024;
+    for (;;) {
+        if (raw.length() > byteEx::max_size() - BLOCK) {
+            throw std::bad_alloc();
+        }
+        raw._grow(raw.length() + BLOCK);
+        const ssize_t got = read(STDIN_FILENO, raw.ref() + raw.length(), BLOCK);
+        if (got > 0) {
+            raw.set_size(raw.length() + static_cast<unsigned int>(got));
+        } else if (got == 0 || errno != EINTR) {
+            break;
+        }
+    }
+    raw.push_back(static_cast<unsigned char>(std::char_traits<char>::eof()));
+}
+
+/// All of the wide stream; the read that meets its end is kept like the others.
+void ReadWideInput(byteEx& raw) {
+    wstringEx text;
+    do {
+        text.push_back(static_cast<wchar_t>(std::wcin.get()));
+    } while (std::wcin.good());
+    raw = static_cast<byteEx>(text);
+}
+
+/// Says which file failed and why. The run ends there only if it was asked to.
+PASS ReportFileFailure(const Run& run, const char* what, const stringEx& path, const qlExp& cause) {
+    std::cerr << "[ERROR] " << what << path << "\n@ " << cause.GetErrString() << "\n";
+    return run.errStop ? PASS::stop : PASS::done;
+}
+
+/// Writes the result over the file, if there is one, and reports it.
+PASS RewriteFile(Run& run, IRoad& road, const stringEx& path, unsigned long replCount) {
+    if (replCount == 0 && run.findFunc != FIND::any) {
+        return PASS::done;
+    }
+    const byteEx& bytes = road.Encode();
+    try {
+        CDir::WriteFile(path, bytes, false, false);
+        if (run.showFileCount && replCount != 0) {
+            std::cout << "\n## " << replCount << " replacements in file: " << path << "\n";
+        }
+    } catch (qlExp& cause) {
+        return ReportFileFailure(run, "can't write to file: ", path, cause);
+    }
+    run.totalCount += replCount;
+    return PASS::done;
+}
+
+/// One input: a file of the list, or standard input for a null path. `raw` lends its block.
+PASS Pass(Run& run, IRoad& road, const stringEx* path, byteEx& raw) {
+    raw.clear();
+    if (path == nullptr) {
+        run.inWide ? ReadWideInput(raw) : ReadNarrowInput(raw);
+    } else {
+        try {
+            CDir::ReadFile(*path, raw);
+        } catch (qlExp& cause) {
+            return ReportFileFailure(run, "failed reading file: ", *path, cause);
+        }
+    }
+    if (run.findFunc == FIND::none) {
+        std::cerr << "[FATAL ERROR] unknown func!" << std::endl;
+        return PASS::stop;
+    }
+    const std::optional<unsigned long> replCount = road.Replace(raw);
+    if (!replCount) {
+        return PASS::done;
+    }
+    run.foundAny = run.foundAny || *replCount != 0;
+    if (path == nullptr || run.toStdout) {
+        road.Print();
+        run.totalCount += *replCount;
+        return PASS::done;
+    }
+    return RewriteFile(run, road, *path, *replCount);
+}
+
+} // namespace
+
+PASS PassOverInputs(Run& run) {
+    const std::unique_ptr<IRoad> road = ChooseRoad(run);
+    byteEx raw;
+    if (run.stdioMode) {
+        return Pass(run, *road, nullptr, raw);
+    }
+    for (const stringEx& path : run.fileList) {
+        if (Pass(run, *road, &path, raw) == PASS::stop) {
+            return PASS::stop;
+        }
+    }
+    return PASS::done;
+}
+
+} // namespace Quil

@@ -1,0 +1,67 @@
+// What one run of the command is: all that its switches decide, and what its passes add up.
+#pragma once
+
+#include "util/conv/TextConv.h"
+#include "util/text/byteEx.h"
+#include "util/text/stringEx.h"
+#include "util/text/wstringEx.h"
+
+#include <set>
+#include <vector>
+
+namespace Quil {
+
+using ENC_SET = std::set<stringEx, less_no_case<stringEx>>;
+
+/// The names under which text is held as raw wide characters, and those of them with swapped bytes.
+struct Constants {
+    const ENC_SET UnicodeEncs{"UTF-16",  "CP1200",   "UTF-16LE", "UCS-2",
+                              "UCS-2LE", "UTF-16BE", "UCS-2BE",  "CP1201"};
+    const ENC_SET BigEndianEncs{"UTF-16BE", "UCS-2BE", "CP1201"};
+    const wstringEx wsUniSign = wstringEx::get_bom();
+    const byteEx btUtf8Sign = byteEx(reinterpret_cast<const unsigned char*>("\xEF\xBB\xBF"), 3);
+};
+
+enum class FIND { none, literal, literalNoCase, regex, any };
+
+/// All that the switches decide, and what the passes add up.
+struct Run {
+    const Constants constants;
+
+    wstringEx findText;
+    wstringEx replaceText;
+    FIND findFunc = FIND::none;
+    bool regexNoCase = false;
+    bool regexNoNewline = false;
+    bool useExpand = true;
+    bool hasReplace = false;
+    bool withSubDirs = false;
+    bool stdioMode = false;
+    bool toStdout = false;
+    bool showFileCount = false;
+    bool showTotalCount = false;
+    bool addSign = false;
+    bool errStop = false;
+
+    CTextConvHandle argConv;
+    CTextConvHandle inConv;
+    CTextConvHandle outConv;
+    stringEx inEnc;
+    stringEx outEnc;
+    bool inWide = false;
+    bool inBigEndian = false;
+    bool outWide = false;
+    bool outBigEndian = false;
+
+    std::vector<stringEx> fileList;
+    wstringEx::regex_handle regexComp;
+
+    unsigned long totalCount = 0;
+    bool foundAny = false;
+
+    /// Whether a file that is written gets a byte-order mark in UTF-8: only under this one name of
+    /// it.
+    bool MarksUtf8() const { return addSign && !outWide && outEnc.equal_no_case("utf-8"); }
+};
+
+} // namespace Quil

@@ -1,0 +1,191 @@
+#include "tool/utf8_road.h"
+
+#include "regex/uni_data.h"
+#include "util/conv/TextLibIConv.h"
+#include "util/conv/Utf8Codec.h"
+#include "util/text/text_search.h"
+
+#include <cstring>
+#include <iostream>
+#include <new>
+
+namespace Quil {
+
+namespace {
+
+/// The end of a pipe reads as this byte, which is never part of UTF-8.
+constexpr unsigned char END_OF_PIPE = 0xFF;
+
+/// Compares ASCII letters without regard to case and all else as it stands.
+struct ascii_fold {
+    static constexpr bool is_plain = false;
+
+    template <class T>
+    static T apply(T element) {
+        return element >= 'A' && element <= 'Z' ? static_cast<T>(element + ('a' - 'A')) : element;
+    }
+};
+
+bool IsUtf8(const CTextConvHandle& converter, const stringEx& name) {
+    return (name.equal_no_case("UTF-8") || name.equal_no_case("UTF8")) &&
+           dynamic_cast<const CTextLibIConv*>(converter.get()) != nullptr;
+}
+
+/// The bytes of a text, or none if it holds an element that isn't a Unicode character.
+std::optional<byteEx> EncodeStrictly(const wstringEx& text) {
+    stringEx bytes;
+    bytes.resize(text.length() * static_cast<unsigned int>(IMPL::utf8MaxSequence) +
+                 static_cast<unsigned int>(IMPL::utf8MaxSequence));
+    const IMPL::CODEC_STEP step =
+        IMPL::EncodeUtf8(bytes.ref(), bytes.length(), text.data(), text.length());
+    if (step.read != text.length()) {
+        return std::nullopt;
+    }
+    bytes._eofonly(static_cast<unsigned int>(step.written));
+    return static_cast<byteEx>(bytes);
+}
+
+bool IsAscii(const wstringEx& text) {
+    for (unsigned int i = 0; i < text.length(); ++i) {
+        if (text[i] < 0 || text[i] > 0x7F) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Characters outside ASCII that count as one of `text`'s when case doesn't count.
+std::vector<byteEx> ForeignPartners(const wstringEx& text) {
+    bool isWanted[0x80] = {};
+    for (unsigned int i = 0; i < text.length(); ++i) {
+        isWanted[UniCharToLower(text[i])] = true;
+    }
+    std::vector<byteEx> partners;
+    for (wchar_t c = 0x80; c <= 0xFFFF; ++c) {
+        const wchar_t lower = UniCharToLower(c);
+        if (lower >= 0 && lower < 0x80 && isWanted[lower]) {
+            partners.push_back(*EncodeStrictly(wstringEx(1, c)));
+        }
+    }
+    return partners;
+}
+
+} // namespace
+
+bool CUtf8Road::CanServe(const Run& run) {
+    const bool isLiteral = run.findFunc == FIND::literal ||
+                           (run.findFunc == FIND::literalNoCase && IsAscii(run.findText));
+    return isLiteral && !run.inWide && !run.outWide && IsUtf8(run.inConv, run.inEnc) &&
+           IsUtf8(run.outConv, run.outEnc) && EncodeStrictly(run.findText) &&
+           EncodeStrictly(run.replaceText);
+}
+
+CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain)
+    : __run(run), __plain(std::move(plain)), __find(*EncodeStrictly(run.findText)),
+      __replacement(*EncodeStrictly(run.replaceText)) {
+    if (run.findFunc == FIND::literalNoCase) {
+        __foreign = ForeignPartners(run.findText);
+    }
+}
+
+/// A pipe's end, the one byte behind a valid text that isn't valid itself, becomes the "?" that it
+/// decodes to.
+bool CUtf8Road::__Takes(byteEx& raw) const {
+    const std::size_t valid = IMPL::ValidUtf8Length(
+        static_cast<const char*>(static_cast<const void*>(raw.data())), raw.length());
+    if (valid + 1 == raw.length() && raw.back() == END_OF_PIPE) {
+        raw.at(raw.length() - 1) = '?';
+    } else if (valid != raw.length()) {
+        return false;
+    }
+    for (const byteEx& letter : __foreign) {
+        if (raw.find(letter, 0) != byteEx::npos) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::optional<unsigned long> CUtf8Road::Replace(byteEx& raw) {
+    __isPlain = !__Takes(raw);
+    if (__isPlain) {
+        return __plain->Replace(raw);
+    }
+    if (raw.empty()) {
+        return std::nullopt;
+    }
+    __raw = raw;
+    __begin =
+        __raw.begin_with(__run.constants.btUtf8Sign) ? __run.constants.btUtf8Sign.length() : 0;
+    if (__run.findFunc == FIND::literal) {
+        __Find<IMPL::plain_fold>();
+    } else {
+        __Find<ascii_fold>();
+    }
+    return __matches.size();
+}
+
+template <class Fold>
+void CUtf8Road::__Find() {
+    __matches.clear();
+    IMPL::text_search<unsigned char, Fold> search(__find.data(), __find.length(), __raw.length());
+    for (unsigned int pos = __begin;;) {
+        pos = search.find(__raw.data(), __raw.length(), pos);
+        if (pos == search.npos) {
+            return;
+        }
+        __matches.push_back(pos);
+        pos += __find.length();
+    }
+}
+
+/// The result behind `sign`, if there is one: stretches of the input with replacements in between.
+void CUtf8Road::__Build(const byteEx* sign) {
+    const std::uint64_t removed = std::uint64_t{__matches.size()} * __find.length() + __begin;
+    const std::uint64_t added = std::uint64_t{__matches.size()} * __replacement.length() +
+                                (sign != nullptr ? sign->length() : 0);
+    const std::uint64_t size = __raw.length() - removed + added;
+    if (size > byteEx::max_size()) {
+        throw std::bad_alloc();
+    }
+    __result.clear();
+    __result.reserve(size);
+    unsigned char* to = __result.ref();
+    const auto put = [&to](const unsigned char* from, std::size_t length) {
+        if (length != 0) {
+            std::memcpy(to, from, length);
+            to += length;
+        }
+    };
+    if (sign != nullptr) {
+        put(sign->data(), sign->length());
+    }
+    unsigned int last = __begin;
+    for (const unsigned int match : __matches) {
+        put(__raw.data() + last, match - last);
+        put(__replacement.data(), __replacement.length());
+        last = match + __find.length();
+    }
+    put(__raw.data() + last, __raw.length() - last);
+    __result.set_size(static_cast<unsigned int>(size));
+}
+
+const byteEx& CUtf8Road::Encode() {
+    if (__isPlain) {
+        return __plain->Encode();
+    }
+    __Build(__run.MarksUtf8() ? &__run.constants.btUtf8Sign : nullptr);
+    return __result;
+}
+
+void CUtf8Road::Print() {
+    if (__isPlain) {
+        __plain->Print();
+        return;
+    }
+    __Build(nullptr);
+    std::cout.write(static_cast<const char*>(static_cast<const void*>(__result.data())),
+                    __result.length());
+}
+
+} // namespace Quil
