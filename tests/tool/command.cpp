@@ -1,0 +1,85 @@
+#include "tests/tool/command.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <iterator>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string Slurp(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+void Spill(const fs::path& path, const std::string& content) {
+    std::ofstream file(path, std::ios::binary);
+    file << content;
+    ASSERT_TRUE(file.good()) << path;
+}
+
+void Redirect(const fs::path& path, int flags, int to) {
+    const int fd = open(path.c_str(), flags | O_CREAT, 0666);
+    if (fd < 0 || dup2(fd, to) < 0) {
+        _exit(126);
+    }
+    close(fd);
+}
+
+} // namespace
+
+void CommandTest::SetUp() {
+    std::string pattern = (fs::temp_directory_path() / "tsub-test-XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    // The three streams stand beside the folder that the command works in, not inside it.
+    folder = fs::path(pattern) / "in";
+    fs::create_directory(folder);
+}
+
+void CommandTest::TearDown() {
+    fs::remove_all(folder.parent_path());
+}
+
+Outcome CommandTest::Tsub(const std::vector<std::string>& arguments, const std::string& input,
+                          const char* locale) const {
+    const fs::path around = folder.parent_path();
+    Spill(around / "stdin", input);
+    const pid_t child = fork();
+    if (child == 0) {
+        Redirect(around / "stdin", O_RDONLY, STDIN_FILENO);
+        Redirect(around / "stdout", O_WRONLY | O_TRUNC, STDOUT_FILENO);
+        Redirect(around / "stderr", O_WRONLY | O_TRUNC, STDERR_FILENO);
+        setenv("LC_ALL", locale, 1);
+        if (chdir(folder.c_str()) != 0) {
+            _exit(126);
+        }
+        if (const rlimit limit{fileLimit, fileLimit}; fileLimit != 0) {
+            setrlimit(RLIMIT_FSIZE, &limit);
+        }
+        std::vector<char*> argv{const_cast<char*>(TSUB_PATH)};
+        for (const std::string& argument : arguments) {
+            argv.push_back(const_cast<char*>(argument.c_str()));
+        }
+        argv.push_back(nullptr);
+        execv(TSUB_PATH, argv.data());
+        _exit(127);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 256 + WTERMSIG(status),
+            Slurp(around / "stdout"), Slurp(around / "stderr")};
+}
+
+void CommandTest::Write(const std::string& name, const std::string& content) const {
+    fs::create_directories((folder / name).parent_path());
+    Spill(folder / name, content);
+}
+
+std::string CommandTest::Read(const std::string& name) const {
+    return Slurp(folder / name);
+}

@@ -1,0 +1,30 @@
+// Runs the built command as a user would: in a folder of its own, with real files, arguments passed
+// as bytes, a given standard input, and its output, diagnostics and exit status caught.
+#pragma once
+
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+struct Outcome {
+    int status; ///< as a shell sees it, or 256 plus the signal that ended the command
+    std::string out;
+    std::string err;
+};
+
+class CommandTest : public testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    /// Runs the command in the test's folder; `locale` is the value of LC_ALL.
+    Outcome Tsub(const std::vector<std::string>& arguments, const std::string& input = "",
+                 const char* locale = "C.UTF-8") const;
+
+    void Write(const std::string& name, const std::string& content) const;
+    std::string Read(const std::string& name) const;
+
+    std::filesystem::path folder;
+    unsigned long fileLimit = 0; ///< bytes that the command may write to one file; 0: no limit
+};
