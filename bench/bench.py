@@ -1,0 +1,188 @@
+"""Measures tsub against what people use today, and prints one row a workload.
+
+For each workload every contender gets a fresh copy of the same text before each run, the contenders
+take turns (A B A B), their results are compared byte for byte with tsub's, and the median of the wall
+times decides. A peer whose result differs is named and left out of the comparison.
+"""
+import argparse
+import hashlib
+import math
+import os
+import random
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+import plot
+import texts
+from workloads import MB, WORKLOADS
+
+TREE_FILES = 5000
+
+
+class Runner:
+    """Runs one command at a time in a folder of its own and measures it."""
+
+    def __init__(self, folder, tsub):
+        self.folder = folder
+        self.tsub = tsub
+        self.work = os.path.join(folder, "work")
+
+    def prepare(self, workload, source):
+        shutil.rmtree(self.work, ignore_errors=True)
+        if workload.mode == "tree":
+            shutil.copytree(source, self.work)
+        else:
+            os.mkdir(self.work)
+            shutil.copyfile(source, os.path.join(self.work, "text"))
+        os.sync()
+
+    def command(self, workload, contender):
+        out = os.path.join(self.folder, "out")
+        if contender == "tsub":
+            arguments = list(workload.tsub)
+            if workload.mode in ("file", "stdout"):
+                arguments.insert(0, "text")
+            if workload.mode == "stdout":
+                arguments.append("-stdout")
+            return [self.tsub, *arguments], out
+        shell = workload.peers[contender].format(f="text", o=out)
+        return ["bash", "-c", shell], out
+
+    def run(self, workload, contender, source):
+        """(wall seconds, CPU seconds, peak bytes, digest of the result)."""
+        self.prepare(workload, source)
+        command, out = self.command(workload, contender)
+        stdin = subprocess.DEVNULL
+        to_file = workload.mode == "pipe" or (workload.mode == "stdout" and contender == "tsub")
+        if os.path.exists(out):
+            os.unlink(out)
+        sink = open(out, "wb") if to_file else open(os.devnull, "wb")
+        feeder = None
+        if workload.mode == "pipe":
+            feeder = subprocess.Popen(["cat", source], stdout=subprocess.PIPE)
+            stdin = feeder.stdout
+        environment = dict(os.environ, LC_ALL="C.UTF-8")
+        begin = time.perf_counter()
+        process = subprocess.Popen(command, cwd=self.work, stdin=stdin, stdout=sink,
+                                   stderr=subprocess.DEVNULL, env=environment)
+        _, _, usage = os.wait4(process.pid, 0)
+        wall = time.perf_counter() - begin
+        process.returncode = 0
+        sink.close()
+        if feeder is not None:
+            feeder.stdout.close()
+            feeder.wait()
+        return wall, usage.ru_utime + usage.ru_stime, usage.ru_maxrss * 1024, self.digest(workload, contender, out)
+
+    def digest(self, workload, contender, out):
+        result = hashlib.sha256()
+        if workload.mode == "tree":
+            for folder, _, names in sorted(os.walk(self.work)):
+                for name in sorted(names):
+                    with open(os.path.join(folder, name), "rb") as file:
+                        result.update(name.encode() + file.read())
+            return result.hexdigest()
+        wrote = os.path.exists(out) and (workload.mode != "file" or contender != "tsub")
+        with open(out if wrote else os.path.join(self.work, "text"), "rb") as file:
+            data = file.read()
+        if workload.mode == "pipe" and contender == "tsub":
+            # A pipe's end is one more element: "?" in UTF-8.
+            data = data[:-1] if data.endswith(b"?") else data
+        return hashlib.sha256(data).hexdigest()
+
+
+def make_source(workload, folder, scale):
+    """The path of the workload's text (or tree), made once."""
+    if workload.mode == "tree":
+        path = os.path.join(folder, "tree")
+        if not os.path.exists(path):
+            rng = random.Random(texts.SEED)
+            for number in range(TREE_FILES):
+                sub = os.path.join(path, f"d{number % 50}")
+                os.makedirs(sub, exist_ok=True)
+                with open(os.path.join(sub, f"f{number}.c"), "wb") as file:
+                    file.write(texts.c_file(rng, number % 10 == 0))
+        return path
+    size = workload.size // scale if workload.size >= MB else workload.size
+    path = os.path.join(folder, f"{workload.text.__name__}-{workload.charset}-{size}")
+    if not os.path.exists(path):
+        data = workload.text(size)
+        if workload.charset != "utf-8":
+            data = data.decode().encode(workload.charset, "ignore")
+        with open(path, "wb") as file:
+            file.write(data)
+    return path
+
+
+def measure(workload, runner, source, rounds):
+    contenders = ["tsub", *workload.peers]
+    samples = {name: [] for name in contenders}
+    for number in range(rounds):
+        for name in contenders:
+            # One run of a contender that takes very long is enough.
+            if number > 0 and samples[name][0][0] > 15:
+                continue
+            samples[name].append(runner.run(workload, name, source))
+    row = {"workload": workload, "size": 0 if workload.mode == "tree" else os.path.getsize(source)}
+    row["differs"] = [n for n in contenders if samples[n][0][3] != samples["tsub"][0][3]]
+    row["medians"] = {n: [statistics.median(s[k] for s in samples[n]) for k in range(3)]
+                      for n in contenders if n not in row["differs"]}
+    return row
+
+
+def judge(row):
+    """(best peer's name, ratio of tsub's rate to its)."""
+    peers = {n: m[0] for n, m in row["medians"].items() if n != "tsub"}
+    if not peers:
+        return None, math.nan
+    best = min(peers, key=peers.get)
+    return best, peers[best] / row["medians"]["tsub"][0]
+
+
+def print_row(row):
+    workload = row["workload"]
+    best, ratio = judge(row)
+    wall, cpu, peak = row["medians"]["tsub"]
+    peer = f"{best} {row['medians'][best][0] * 1000:.0f}" if best else "none"
+    note = f" (differ: {', '.join(row['differs'])})" if row["differs"] else ""
+    print(f"| {workload.name} | {wall * 1000:.1f} | {cpu * 1000:.1f} | {peak / MB:.0f} | {peer} | "
+          f"{ratio:.2f} | {workload.must} | {workload.goal} |{note}", flush=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--tsub", required=True)
+    parser.add_argument("--quick", action="store_true", help="texts of a tenth of the size, fewer rounds")
+    parser.add_argument("--plot", metavar="FILE", help="write the ratios as an SVG")
+    parser.add_argument("--only", default="", help="workloads whose name contains this")
+    parser.add_argument("--rounds", type=int)
+    options = parser.parse_args()
+
+    rounds = options.rounds or (3 if options.quick else 5)
+    rows = []
+    with tempfile.TemporaryDirectory(prefix="tsub-bench-") as folder:
+        runner = Runner(folder, os.path.abspath(options.tsub))
+        print("| workload | tsub ms | CPU ms | peak MB | best peer ms | ratio | must | goal |")
+        print("|---|---|---|---|---|---|---|---|")
+        for workload in WORKLOADS:
+            if options.only not in workload.name:
+                continue
+            source = make_source(workload, folder, 10 if options.quick else 1)
+            count = 15 if workload.size < MB and workload.mode != "tree" else rounds
+            rows.append(measure(workload, runner, source, count))
+            print_row(rows[-1])
+    ratios = [r for r in (judge(row)[1] for row in rows) if not math.isnan(r)]
+    if ratios:
+        mean = math.exp(sum(map(math.log, ratios)) / len(ratios))
+        print(f"| geometric mean | | | | | {mean:.2f} | 1.0 | 1.5 |")
+    if options.plot:
+        plot.write(options.plot, [(row["workload"].name, judge(row)[1]) for row in rows])
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

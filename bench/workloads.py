@@ -1,0 +1,144 @@
+"""What is measured: each workload names its text, tsub's arguments and what its peers do for the same
+bytes.
+
+A peer is a shell command; `{f}` is the file that it works on (a fresh copy for every run), `{o}` a
+file that it may write, which then is its result. A peer without `{o}` changes `{f}` in place.
+"""
+from dataclasses import dataclass, field
+
+import texts
+
+MB = 1_000_000
+
+
+@dataclass
+class Workload:
+    name: str
+    text: object  # a maker of texts.py
+    tsub: list
+    peers: dict
+    size: int = 100 * MB
+    charset: str = "utf-8"  # of the file; the makers give UTF-8
+    mode: str = "file"  # file, stdout, pipe or tree
+    must: float = 1.0  # tsub's rate over the best peer's
+    goal: float = 1.0
+    extra: dict = field(default_factory=dict)
+
+
+def sed(script, flags=""):
+    return {"sed": f"LC_ALL=C sed -i -E {flags} '{script}' {{f}}"}
+
+
+def perl(code, flags=""):
+    return {"perl": f"perl {flags} -i -pe '{code}' {{f}}"}
+
+
+def sd(find, replace, flags=""):
+    return {"sd": f"sd {flags} '{find}' '{replace}' {{f}}"}
+
+
+def rg(find, replace, flags=""):
+    return {"rg": f"rg {flags} --no-config --passthru -N -r '{replace}' '{find}' {{f}} > {{o}}"}
+
+
+def mawk(find, replace):
+    return {"mawk": f"mawk '{{{{gsub(/{find}/, \"{replace}\"); print}}}}' {{f}} > {{o}}"}
+
+
+def literal(find, replace):
+    return {**sed(f"s/{find}/{replace}/g"), **perl(f"s/{find}/{replace}/g"), **sd(find, replace, "-s"),
+            **rg(find, replace, "-F"), **mawk(find, replace)}
+
+
+def utf8_perl(code):
+    return {"perl": f"perl -CSD -Mutf8 -i -pe '{code}' {{f}}"}
+
+
+def through(charset, script):
+    """What one does today for a file in another charset: to UTF-8, replace there, and back."""
+    to, back = f"iconv -f {charset} -t utf-8 {{f}}", f"iconv -f utf-8 -t {charset} > {{o}}"
+    return {"iconv|sed|iconv": f"{to} | LC_ALL=C sed '{script}' | {back}",
+            "iconv|perl|iconv": f"{to} | perl -pe '{script}' | {back}"}
+
+
+def convert(source, target):
+    recode = {"recode": f"recode {source}..{target} < {{f}} > {{o}}"}
+    return {"iconv": f"iconv -f {source} -t {target} {{f}} > {{o}}",
+            "uconv": f"uconv -f {source} -t {target} {{f}} > {{o}}", **recode}
+
+
+TEN = "wheelbarrow|needle|banana|quagmire|zenith|oubliette|tesseract|vivid|dithering|poxy"
+TREE = "find . -name '*.c' -print0 | xargs -0"
+
+
+def expression(find, replace, flags="", peers="sed perl sd rg"):
+    back = replace.replace("\\", "$")
+    table = {"sed": sed(f"s/{find}/{replace}/g"), "perl": perl(f"s/{find}/{back}/g"),
+             "sd": sd(find, back), "rg": rg(find, back)}
+    chosen = {}
+    for name in peers.split():
+        chosen.update(table[name])
+    return chosen
+
+
+WORKLOADS = [
+    Workload("literal, few matches", texts.english, ["-f:wheelbarrow", "-t:pushcart"], literal("wheelbarrow", "pushcart"), must=1.0, goal=1.3),
+    Workload("literal, many matches", texts.english, ["-f:e", "-t:EE"], literal("e", "EE"), must=1.0, goal=1.3),
+    Workload("literal, common first character", texts.english, ["-f:ean", "-t:EAN"], literal("ean", "EAN"), must=1.1, goal=1.5),
+    Workload("literal that isn't there", texts.english, ["-f:Quetzalcoatl", "-t:x"], literal("Quetzalcoatl", "x"), must=1.5, goal=3.0),
+    Workload("literal, no case", texts.english, ["-fic:needle", "-t:pin"],
+             {**sed("s/needle/pin/Ig"), **perl("s/needle/pin/gi"), **sd("needle", "pin", "-f i"), **rg("needle", "pin", "-i")}, must=0.8, goal=1.2),
+    Workload("literal, mixed UTF-8", texts.mixed, ["-f:слово", "-t:дело"], literal("слово", "дело"), must=1.0, goal=1.3),
+    Workload("literal, Chinese UTF-8", texts.chinese, ["-f:中国", "-t:中華"], literal("中国", "中華"), must=1.0, goal=1.3),
+    Workload("literal in GBK", texts.chinese, ["-f:中国", "-t:中华", "-encin:gbk"], through("gbk", "s/中国/中华/g"), charset="gbk"),
+    Workload("literal in Shift_JIS", texts.japanese, ["-f:東京", "-t:京都", "-encin:shift_jis", "-force"], through("shift_jis", "s/東京/京都/g"), charset="shift_jis"),
+    Workload("[0-9]+", texts.english, ["-r:[0-9]+", "-t:#"], expression("[0-9]+", "#"), must=1.2, goal=2.0),
+    Workload("[a-z]+", texts.english, ["-r:[a-z]+", "-t:w"], expression("[a-z]+", "w"), must=1.5, goal=3.0),
+    Workload("literal with a class", texts.english, ["-r:wheel[a-z]+", "-t:cart"], expression("wheel[a-z]+", "cart"), must=0.7, goal=1.1),
+    Workload("capture swap", texts.english, [r"-r:([a-z]+) ([0-9]+)", r"-t:\2 \1"],
+             {**sed(r"s/([a-z]+) ([0-9]+)/\2 \1/g"), **perl(r"s/([a-z]+) ([0-9]+)/$2 $1/g"), **sd("([a-z]+) ([0-9]+)", "$2 $1"), **rg("([a-z]+) ([0-9]+)", "$2 $1")}, must=0.8, goal=1.3),
+    Workload("lazy between literals", texts.english, [r"-r:***:the .*? of", "-t:X"],
+             {**perl("s/the .*? of/X/g"), **sd("the .*? of", "X"), **rg("the .*? of", "X")}, must=0.8, goal=1.5),
+    Workload("back reference", texts.english, [r"-r:***:([a-z][a-z])\1", r"-t:<\1>"],
+             {**sed(r"s/([a-z][a-z])\1/<\1>/g"), **perl(r"s/([a-z][a-z])\1/<$1>/g")}, must=0.7, goal=2.0),
+    Workload("line anchor", texts.english, ["-r:^the", "-t:THE"], {**expression("^the", "THE", peers="sed perl rg"), **sd("(?m)^the", "THE")}, must=0.7, goal=1.1),
+    Workload("whole line around a literal", texts.english, ["-r:^.*wheelbarrow.*$", "-t:-"],
+             {**expression("^.*wheelbarrow.*$", "-", peers="sed perl rg"), **sd("(?m)^.*wheelbarrow.*$", "-")}, must=0.7, goal=1.1),
+    Workload("expression that isn't there", texts.english, ["-r:[A-Z][a-z]+Quetzal[0-9]", "-t:x"], expression("[A-Z][a-z]+Quetzal[0-9]", "x"), must=0.7, goal=1.1),
+    Workload("ten words", texts.english, [f"-r:({TEN})", "-t:x"], expression(f"({TEN})", "x"), must=0.6, goal=1.0),
+    Workload("word without case", texts.english, ["-ric:needle", "-t:pin"],
+             {**sed("s/needle/pin/Ig"), **perl("s/needle/pin/gi"), **sd("needle", "pin", "-f i"), **rg("needle", "pin", "-i")}, must=0.6, goal=1.0),
+    Workload("(a*)*b on one line", texts.run_of_a, ["-r:(a*)*b", "-t:x"], expression("(a*)*b", "x", peers="sd rg"), size=10 * MB, must=0.7, goal=1.0),
+    Workload("Chinese class", texts.chinese, ["-r:[一-龥]+", "-t:x"],
+             {**utf8_perl("s/[一-龥]+/x/g"), **sd("[一-龥]+", "x"), **rg("[一-龥]+", "x")}, must=1.3, goal=2.0),
+    Workload("set of Chinese characters", texts.chinese, ["-r:[你我他她它]们", "-t:朋友们"],
+             {**utf8_perl("s/[你我他她它]们/朋友们/g"), **sd("[你我他她它]们", "朋友们"), **rg("[你我他她它]们", "朋友们")}, must=0.8, goal=1.2),
+    Workload("GBK to UTF-8", texts.chinese, ["-any", "-encin:gbk", "-encout:utf-8"], convert("gbk", "utf-8"), charset="gbk", must=1.2, goal=2.0),
+    Workload("UTF-8 to GB18030", texts.chinese, ["-any", "-encin:utf-8", "-encout:gb18030"], convert("utf-8", "gb18030"), must=0.7, goal=1.0),
+    Workload("GB18030 to UTF-8", texts.chinese, ["-any", "-encin:gb18030", "-encout:utf-8"], convert("gb18030", "utf-8"), charset="gb18030", must=0.7, goal=1.0),
+    Workload("Shift_JIS to UTF-8", texts.japanese, ["-any", "-encin:shift_jis", "-encout:utf-8"], convert("shift_jis", "utf-8"), charset="shift_jis", must=1.0, goal=1.5),
+    Workload("Latin 1 to UTF-8", texts.english, ["-any", "-encin:iso-8859-1", "-encout:utf-8"], convert("iso-8859-1", "utf-8"), must=1.0, goal=1.5),
+    Workload("UTF-8 to UTF-16", texts.english, ["-any", "-encin:utf-8", "-encout:utf16le", "-force"], convert("utf-8", "utf-16le"), must=1.0, goal=1.5),
+    Workload("tree: convert all", None, ["*.c", "-s", "-any", "-encin:iso-8859-1", "-encout:utf-8"],
+             {"iconv": "for f in $(find . -name '*.c'); do iconv -f iso-8859-1 -t utf-8 $f > {o} && cat {o} > $f; done",
+              "recode": f"{TREE} recode iso-8859-1..utf-8"}, mode="tree", must=1.5, goal=3.0),
+    Workload("tree: replace in all", None, ["*.c", "-s", "-f:return", "-t:give back"],
+             {"sed": f"{TREE} sed -i s/return/give\\ back/g", "perl": f"{TREE} perl -i -pe 's/return/give back/g'",
+              "sd": f"{TREE} sd -s return 'give back'"}, mode="tree", must=1.3, goal=2.0),
+    Workload("tree: replace in a tenth", None, ["*.c", "-s", "-f:obsolete_name", "-t:new_name"],
+             {"sed": f"{TREE} sed -i s/obsolete_name/new_name/g", "rg|sed": "rg -l -0 obsolete_name | xargs -0 sed -i s/obsolete_name/new_name/g",
+              "rg|sd": "rg -l -0 obsolete_name | xargs -0 sd -s obsolete_name new_name"}, mode="tree", must=0.7, goal=1.0),
+    Workload("to standard output", texts.english, ["-f:wheelbarrow", "-t:pushcart"],
+             {"sed": "LC_ALL=C sed s/wheelbarrow/pushcart/g {f} > {o}", "perl": "perl -pe s/wheelbarrow/pushcart/g {f} > {o}", **rg("wheelbarrow", "pushcart", "-F"), **mawk("wheelbarrow", "pushcart")},
+             mode="stdout", must=1.2, goal=1.7),
+    Workload("pipe, literal", texts.english, ["-f:wheelbarrow", "-t:pushcart"],
+             {"sed": "LC_ALL=C sed s/wheelbarrow/pushcart/g", "perl": "perl -pe s/wheelbarrow/pushcart/g", "mawk": "mawk '{{gsub(/wheelbarrow/, \"pushcart\"); print}}'", "rg": "rg --passthru -N -F -r pushcart wheelbarrow"},
+             mode="pipe", must=0.7, goal=1.0),
+    Workload("pipe, expression", texts.english, ["-r:[0-9]+", "-t:#"],
+             {"sed": "LC_ALL=C sed -E 's/[0-9]+/#/g'", "perl": "perl -pe 's/[0-9]+/#/g'", "rg": "rg --passthru -N -r '#' '[0-9]+'"}, mode="pipe", must=1.0, goal=1.8),
+    Workload("pipe, conversion", texts.chinese, ["-any", "-encin:gbk", "-encout:utf-8"],
+             {"iconv": "iconv -f gbk -t utf-8", "recode": "recode gbk..utf-8", "uconv": "uconv -f gbk -t utf-8"}, charset="gbk", mode="pipe", must=1.0, goal=1.5),
+    Workload("one 20 MB line, literal", texts.one_line, ["-f:wheelbarrow", "-t:pushcart"], literal("wheelbarrow", "pushcart"), size=20 * MB, must=1.0, goal=1.3),
+    Workload("one 20 MB line, expression", texts.one_line, ["-r:[0-9]+", "-t:#"], expression("[0-9]+", "#"), size=20 * MB, must=0.7, goal=1.0),
+    Workload("start-up on 1 KB", texts.english, ["-f:the", "-t:THE"], {**sed("s/the/THE/g"), **mawk("the", "THE")}, size=1000, must=0.9, goal=1.2),
+]
