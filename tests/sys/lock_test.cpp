@@ -3,6 +3,7 @@
 #include "util/sys/errhdl.h"
 #include "util/sys/event.h"
 #include "util/sys/mutex.h"
+#include "util/sys/sanitizer.h"
 #include "util/sys/sem.h"
 
 #include <atomic>
@@ -343,7 +344,7 @@ TEST(Named, MutexSurvivesItsDeadOwner) {
         _exit(0);
     }
     waitpid(child, nullptr, 0);
-    EXPECT_TRUE(mutex.Lock(1000));
+    EXPECT_TRUE(mutex.Lock());
     mutex.UnLock();
     EXPECT_TRUE(mutex.TryLock());
     mutex.UnLock();
@@ -397,18 +398,20 @@ std::string MessageOf(Action action) {
 }
 
 TEST(LockMessages, AreInTheHouseStyle) {
-    CMutex mutex;
-    EXPECT_EQ(MessageOf<mutexExp>([&] { mutex.UnLock(); }),
-              "CMutex::UnLock - failed unlock mutex\n"
-              "  error code = 1\n"
-              "  error desc = the current thread does not own the mutex");
-    EXPECT_EQ(MessageOf<mutexExp>([] {
-                  CMutex held;
-                  held.Lock();
-              }),
-              "CMutex::~CMutex - failed destroy mutex\n"
-              "  error code = 16\n"
-              "  error desc = attempt to destroy a locked mutex");
+    if (!QUIL_SANITIZED) { // which reports what these two do
+        CMutex mutex;
+        EXPECT_EQ(MessageOf<mutexExp>([&] { mutex.UnLock(); }),
+                  "CMutex::UnLock - failed unlock mutex\n"
+                  "  error code = 1\n"
+                  "  error desc = the current thread does not own the mutex");
+        EXPECT_EQ(MessageOf<mutexExp>([] {
+                      CMutex held;
+                      held.Lock();
+                  }),
+                  "CMutex::~CMutex - failed destroy mutex\n"
+                  "  error code = 16\n"
+                  "  error desc = attempt to destroy a locked mutex");
+    }
     EXPECT_EQ(MessageOf<semExp>([] { CSem sem(0x80000000U); }),
               "CSem::CSem - failed initialize semaphore\n"
               "  error code = 22\n"

@@ -387,7 +387,7 @@ bool TThread::StrToCpuMask(std::bitset<1024>& mask, const stringEx& text) {
             return false;
         }
         unsigned long last = first;
-        if (take('-') && !number(last)) {
+        if (take('-') && (!number(last) || last < first)) {
             return false;
         }
         for (unsigned long cpu = first; cpu <= last; ++cpu) {

@@ -150,7 +150,9 @@ public:
 protected:
     /// True once the thread has been asked to stop.
     bool _ShouldStop() const;
+    /// Whether the object goes with its thread; it may still be decided while `_Entry` runs.
     bool _ShouldDestroy() const;
+    void _SetShouldDestroy(bool shouldDestroy) { __autoDestroy = shouldDestroy; }
 
 private:
     friend class IMPL::CThread_Imp;

@@ -52,6 +52,8 @@ public:
 
 /// Frees what the library keeps for the calling thread.
 void ClearTls() {
+    stringEx::regex_free_tls();
+    wstringEx::regex_free_tls();
     ConvStrFreeTls();
 }
 

@@ -1,0 +1,352 @@
+// The exception family and the net below it. Handlers end the process, so they are met in children.
+#include "util/file/sysfile.h"
+#include "util/sys/errhdl.h"
+#include "util/sys/log.h"
+#include "util/sys/sanitizer.h"
+#include "util/sys/sigcode.h"
+#include "util/sys/thread.h"
+#include "util/sys/time.h"
+
+#include <csignal>
+#include <cstring>
+#include <functional>
+#include <gtest/gtest.h>
+#include <new>
+#include <string>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace Quil;
+
+template <class Caught, class Thrown>
+bool Catches() {
+    try {
+        throw Thrown(7, "text");
+    } catch (const Caught& failure) {
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+TEST(ErrorFamily, IsCaughtByKind) {
+    EXPECT_TRUE((Catches<ioExp, dirExp>()));
+    EXPECT_TRUE((Catches<ioExp, pipeExp>()));
+    EXPECT_TRUE((Catches<ioExp, fmppExp>()));
+    EXPECT_TRUE((Catches<sysfileExp, pipeExp>()));
+    EXPECT_TRUE((Catches<syssrvExp, libiconvExp>()));
+    EXPECT_TRUE((Catches<tconvExp, libicuExp>()));
+    EXPECT_TRUE((Catches<syncExp, semExp>()));
+    EXPECT_TRUE((Catches<auxExp, csvExp>()));
+    EXPECT_TRUE((Catches<qlExp, tlsExp>()));
+    EXPECT_FALSE((Catches<ioExp, tconvExp>()));
+    EXPECT_FALSE((Catches<fileExp, dirExp>()));
+    EXPECT_FALSE((Catches<syssrvExp, mutexExp>()));
+    EXPECT_FALSE((Catches<std::exception, qlExp>()));
+}
+
+TEST(ErrorFamily, MessageOutlivesWhatItWasAViewOf) {
+    char text[] = "message";
+    const dirExp failure(19, stringEx(text, stringEx::NOT_OWNER()));
+    std::memset(text, 'x', sizeof text - 1);
+    EXPECT_EQ(failure.GetErrString(), "message");
+    EXPECT_EQ(failure.GetErrCode(), 19U);
+}
+
+TEST(SysError, HasTheSystemsWords) {
+    for (const int code : {ENOENT, 9999}) {
+        EXPECT_EQ(GetSysErrString(static_cast<unsigned long>(code)), std::strerror(code));
+    }
+    errno = EDOM;
+    EXPECT_EQ(GetSysLastError(), static_cast<unsigned long>(EDOM));
+}
+
+TEST(Guards, CountSourceFilesAndInstallOnce) {
+    using Guard = IMPL::impInitGuardForQuilUtilErrHdlDepend;
+    const unsigned int before = Guard::CompilationUnitRefCount();
+    EXPECT_GE(before, 2U);
+    const auto previous = std::signal(SIGPIPE, SIG_DFL);
+    EXPECT_EQ(previous, SIG_IGN);
+    {
+        const Guard another;
+        EXPECT_EQ(Guard::CompilationUnitRefCount(), before + 1);
+        EXPECT_EQ(std::signal(SIGPIPE, SIG_DFL), SIG_DFL);
+    }
+    util_ResetOsErrHdl();
+    EXPECT_EQ(std::signal(SIGPIPE, SIG_IGN), SIG_IGN);
+}
+
+TEST(SignalText, ByRecord) {
+    const struct {
+        int number;
+        int code;
+        const char* lines;
+    } cases[] = {
+        {SIGSEGV, 1,
+         "invalid memory reference\n  signal number   = 0xB\n"
+         "  reason code     = Address not mapped to object (1)\n"},
+        {SIGSEGV, 128,
+         "invalid memory reference\n  signal number   = 0xB\n"
+         "  reason code     = Unknown Reason (128)\n"},
+        {SIGFPE, 3,
+         "arithmetic exception\n  signal number   = 0x8\n"
+         "  reason code     = Unknown Reason (3)\n"},
+        {SIGFPE, 8,
+         "arithmetic exception\n  signal number   = 0x8\n"
+         "  reason code     = Subscript out of range (8)\n"},
+        {SIGTRAP, 1,
+         "a breakpoint has reached\n  signal number   = 0x5\n  reason code     = none (1)\n"},
+        {SIGSYS, 1, "invalid system call\n  signal number   = 0x1F\n  reason code     =  (1)\n"},
+        {SIGTERM, -6,
+         "unknown system error\n  signal number   = 0xF\n  reason code     = unknown (-6)\n"},
+    };
+    for (const auto& test : cases) {
+        siginfo_t info{};
+        info.si_signo = test.number;
+        info.si_code = test.code;
+        EXPECT_EQ(IMPL::ParseSigCode(&info, nullptr),
+                  (std::string(test.lines) + "  error number    = Success (0)\n"
+                                             "  roughly address = (nil)\n"
+                                             "  thread context  = (nil)")
+                      .c_str());
+    }
+}
+
+// --- Children
+// -------------------------------------------------------------------------------------
+
+/// Writes the message to a descriptor, and then does what the test says.
+class CPipeLogger : public ILogger {
+public:
+    CPipeLogger(int descriptor, std::function<void()> then)
+        : __descriptor(descriptor), __then(std::move(then)) {}
+    void OnLogMsg(const CTime&, CLog::LEVEL, const stringEx& module,
+                  const stringEx& message) override {
+        const stringEx text = module + ": " + message + "\n";
+        if (write(__descriptor, text.data(), text.length()) < 0) {
+            _exit(99);
+        }
+        if (__then) {
+            __then();
+        }
+    }
+
+private:
+    int __descriptor;
+    std::function<void()> __then;
+};
+
+struct ENDING {
+    int status;
+    std::string log;
+};
+
+/// What becomes of a child that does `deed` with a log whose logger then does `then`.
+ENDING InChild(const std::function<void()>& deed, const std::function<void()>& then = nullptr) {
+    int ends[2];
+    if (pipe(ends) != 0) {
+        return {-1, "no pipe"};
+    }
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20); // a hang fails the test instead of stopping it
+        const CLog::LogHandle log(new CLog);
+        log->PushLogger(CLog::LoggerHandle(new CPipeLogger(ends[1], then)));
+        CLog::SetGlobal(log);
+        deed();
+        _exit(0);
+    }
+    close(ends[1]);
+    ENDING ending{};
+    char block[4096];
+    for (ssize_t n = 0; (n = read(ends[0], block, sizeof block)) > 0;) {
+        ending.log.append(block, static_cast<std::size_t>(n));
+    }
+    close(ends[0]);
+    waitpid(child, &ending.status, 0);
+    ending.status =
+        WIFEXITED(ending.status) ? WEXITSTATUS(ending.status) : -WTERMSIG(ending.status);
+    return ending;
+}
+
+constexpr int FATAL = 255;
+
+void Crash() {
+    volatile int* volatile nowhere = nullptr;
+    *nowhere = 1;
+}
+
+std::size_t Count(const std::string& text, const char* part) {
+    std::size_t count = 0;
+    for (std::size_t pos = text.find(part); pos != std::string::npos;
+         pos = text.find(part, pos + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+volatile char sink;
+
+// NOLINTNEXTLINE(misc-no-recursion): it is here to fill the stack
+int FillStack(int depth) {
+    char room[4096];
+    std::memset(room, depth, sizeof room);
+    sink = room[depth % 4096];
+    return depth < 0 ? 0 : FillStack(depth + 1) + sink;
+}
+
+TEST(FatalHandlers, CrashSignalsAreLoggedAndEndWithMinusOne) {
+    if (QUIL_SANITIZED) {
+        GTEST_SKIP() << "the sanitizer takes the signals";
+    }
+    const ENDING crash = InChild(Crash);
+    EXPECT_EQ(crash.status, FATAL);
+    EXPECT_EQ(crash.log.find("util.errhnd: unrecoverable underlaying error ocurred: invalid memory "
+                             "reference\n  signal number   = 0xB\n  reason code     = Address not "
+                             "mapped to object (1)\n"),
+              0U);
+    const ENDING division = InChild([] {
+        volatile int zero = 0;
+        volatile int one = 1;
+        sink = static_cast<char>(one / zero);
+    });
+    EXPECT_EQ(division.status, FATAL);
+    EXPECT_NE(division.log.find("Integer divide by zero (1)"), std::string::npos);
+    const ENDING overflow = InChild([] { FillStack(0); });
+    EXPECT_EQ(overflow.status, FATAL);
+    EXPECT_EQ(Count(overflow.log, "invalid memory reference"), 1U);
+}
+
+TEST(FatalHandlers, ASecondFaultEndsAtOnce) {
+    if (QUIL_SANITIZED) {
+        GTEST_SKIP() << "the sanitizer takes the signals";
+    }
+    const ENDING ending = InChild(Crash, Crash);
+    EXPECT_EQ(ending.status, FATAL);
+    EXPECT_EQ(Count(ending.log, "unrecoverable"), 1U);
+    // A crash inside a logger, in either mode: its own log takes the report.
+    for (const bool isBlocking : {true, false}) {
+        const ENDING inLogger = InChild(
+            [isBlocking] {
+                CLog::GetGlobal()->EnableNoneBlockingMode(!isBlocking, 1);
+                CLog::InfoMsg(stringEx("m"), stringEx("first"));
+                TThread::Sleep(5000);
+            },
+            [] {
+                static bool isFirst = true;
+                if (isFirst) {
+                    isFirst = false;
+                    Crash();
+                }
+            });
+        EXPECT_EQ(inLogger.status, FATAL);
+        EXPECT_EQ(Count(inLogger.log, "unrecoverable"), 1U);
+    }
+}
+
+TEST(FatalHandlers, OverflowOfAThreadsStack) {
+    if (QUIL_SANITIZED) {
+        GTEST_SKIP() << "the sanitizer takes the signals";
+    }
+    class CDeepThread : public TThread {
+    public:
+        ~CDeepThread() override { Wait(); }
+
+    protected:
+        int _Entry() override { return FillStack(0); }
+    };
+    const ENDING ending = InChild([] {
+        CDeepThread thread;
+        thread.Create();
+        thread.Run();
+        thread.Wait();
+    });
+    EXPECT_EQ(ending.status, FATAL);
+    EXPECT_EQ(Count(ending.log, "invalid memory reference"), 1U);
+}
+
+TEST(FatalHandlers, WithoutALoggerTheEndIsSilent) {
+    if (QUIL_SANITIZED) {
+        GTEST_SKIP() << "the sanitizer takes the signals";
+    }
+    const ENDING ending = InChild([] {
+        CLog::SetGlobal(CLog::LogHandle());
+        Crash();
+    });
+    EXPECT_EQ(ending.status, FATAL);
+    EXPECT_EQ(ending.log, "");
+}
+
+void Throw() {
+    throw dirExp(1, "lost");
+}
+
+TEST(FatalHandlers, AnExceptionThatNobodyCatches) {
+    const ENDING ending = InChild([]() noexcept { Throw(); });
+    EXPECT_EQ(ending.status, FATAL);
+    EXPECT_EQ(ending.log, "util.errhnd: process has been terminated in an unexpected way\n");
+    const ENDING again = InChild(std::terminate, std::terminate);
+    EXPECT_EQ(again.status, FATAL);
+    EXPECT_EQ(Count(again.log, "terminated"), 1U);
+}
+
+TEST(FatalHandlers, UnexpectedExceptionsAreTold) {
+    const struct {
+        std::function<void()> raise;
+        const char* text;
+    } cases[] = {{[] { throw dirExp(1, "100% lost"); }, "100% lost"},
+                 {[] { throw std::runtime_error("what"); }, "what"},
+                 {[] { throw 1; }, "unknown system error"}};
+    for (const auto& test : cases) {
+        const ENDING ending = InChild([&] {
+            try {
+                test.raise();
+            } catch (...) {
+                IMPL::UnexpectHandler();
+            }
+        });
+        EXPECT_EQ(ending.status, FATAL);
+        EXPECT_EQ(ending.log, std::string("util.errhnd: an unexpected exception has occured, "
+                                          "process aborted\n@ ") +
+                                  test.text + "\n");
+    }
+}
+
+TEST(FatalHandlers, NoMemoryForNew) {
+    if (QUIL_SANITIZED) {
+        GTEST_SKIP() << "the sanitizer's own allocation doesn't call the handler";
+    }
+    const ENDING ending = InChild([] {
+        constexpr rlim_t room = 256UL << 20;
+        const rlimit limit{room, room};
+        setrlimit(RLIMIT_AS, &limit);
+        for (;;) {
+            auto* const block = new (std::nothrow) char[1 << 20];
+            sink = block[0] = 1;
+        }
+    });
+    EXPECT_EQ(ending.status, FATAL);
+    EXPECT_EQ(ending.log, "util.errhnd: not enough memory, process aborted\n");
+}
+
+TEST(FatalHandlers, FatalExitRunsNothing) {
+    const ENDING ending = InChild([] {
+        std::atexit([] { _exit(3); });
+        util_FatalExit(true);
+    });
+    EXPECT_EQ(ending.status, FATAL);
+}
+
+TEST(FatalHandlers, AClosedPipeIsAnOrdinaryError) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    EXPECT_EQ(write(ends[1], "x", 1), -1);
+    EXPECT_EQ(errno, EPIPE);
+    close(ends[1]);
+}
+
+} // namespace

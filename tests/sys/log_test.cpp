@@ -1,0 +1,301 @@
+// The log: layout, threshold, loggers that misbehave, and the mode with a thread of its own.
+#include "util/file/filelogger.h"
+#include "util/file/sysfile.h"
+#include "util/sys/errhdl.h"
+#include "util/sys/log.h"
+#include "util/sys/thread.h"
+#include "util/sys/time.h"
+
+#include <atomic>
+#include <chrono>
+#include <fstream>
+#include <functional>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using namespace Quil;
+
+/// Keeps what it gets, and then does what the test says.
+class CKeepingLogger : public ILogger {
+public:
+    explicit CKeepingLogger(std::function<void(const std::string&)> then = nullptr)
+        : __then(std::move(then)) {}
+
+    void OnLogMsg(const CTime&, CLog::LEVEL, const stringEx&, const stringEx& message) override {
+        std::string text(message.data(), message.length());
+        {
+            const std::lock_guard lock(__mutex);
+            __messages.push_back(text);
+        }
+        if (__then) {
+            __then(text);
+        }
+    }
+    std::vector<std::string> Messages() const {
+        const std::lock_guard lock(__mutex);
+        return __messages;
+    }
+
+private:
+    std::function<void(const std::string&)> __then;
+    mutable std::mutex __mutex;
+    std::vector<std::string> __messages;
+};
+
+using Texts = std::vector<std::string>;
+
+/// Pushes a logger and keeps looking at it.
+CKeepingLogger& Push(CLog& log, std::function<void(const std::string&)> then = nullptr) {
+    auto* const logger = new CKeepingLogger(std::move(then));
+    log.PushLogger(CLog::LoggerHandle(logger));
+    return *logger;
+}
+
+class CFilter : public ILogFilter {
+public:
+    explicit CFilter(std::function<bool(const stringEx&)> isPassed)
+        : __isPassed(std::move(isPassed)) {}
+    bool IsPassed(const CTime&, CLog::LEVEL, const stringEx&, const stringEx& message) override {
+        return __isPassed(message);
+    }
+
+private:
+    std::function<bool(const stringEx&)> __isPassed;
+};
+
+TEST(Log, StreamAndFileShareTheLayout) {
+    CTime::SetLocalTimeZone_(480);
+    const CTime time(1260664205000123);
+    std::ostringstream stream;
+    CStreamLogger(stream).OnLogMsg(time, CLog::LEVEL_INFO, "mod", "100% of\ntwo lines");
+    CStreamLogger(stream).OnLogMsg(time, CLog::LEVEL_DISABLED, "mod", "");
+    const std::string expected = "[2009-12-13 08:30:05.000123 UTC+0800][Info]    (mod)\n"
+                                 "100% of\ntwo lines\n\n"
+                                 "[2009-12-13 08:30:05.000123 UTC+0800][Unknown] (mod)\n\n\n";
+    EXPECT_EQ(stream.str(), expected);
+
+    const std::string path = testing::TempDir() + "quil-log-" + std::to_string(getpid());
+    {
+        CSysFile file;
+        file.Open(stringEx(path.c_str()), CSysFile::ACCESS_WRITE, CSysFile::CREATE, 0, 0600, 0);
+        CFileLogger<CSysFile> logger(file);
+        logger.OnLogMsg(time, CLog::LEVEL_INFO, "mod", "100% of\ntwo lines");
+        logger.OnLogMsg(time, CLog::LEVEL_DISABLED, "mod", "");
+        logger.Flush();
+    }
+    std::ifstream written(path);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), expected);
+    unlink(path.c_str());
+    CTime::RefreshLocalTimeZone();
+}
+
+TEST(Log, ThresholdLetsEqualLevelsPass) {
+    const struct {
+        CLog::LEVEL threshold;
+        Texts passed;
+    } cases[] = {{CLog::LEVEL_DEBUG, {"1", "2", "5%"}},
+                 {CLog::LEVEL_WARNING, {"2", "5%"}},
+                 {CLog::LEVEL_FATAL, {"5%"}},
+                 {CLog::LEVEL_DISABLED, {}}};
+    for (const auto& test : cases) {
+        CLog log(test.threshold);
+        const CKeepingLogger& logger = Push(log);
+        log.LogInfoMsg("m", "%d", 1);
+        log.LogWarningMsg(stringEx("m"), stringEx("2"));
+        log.LogMsg(CLog::LEVEL_FATAL, "m", "%d%%", 5);
+        log.LogMsg(CLog::LEVEL_DISABLED, stringEx("m"), stringEx("6"));
+        Texts passed = test.passed;
+        if (test.threshold != CLog::LEVEL_DISABLED) {
+            passed.push_back("6");
+        }
+        EXPECT_EQ(logger.Messages(), passed) << test.threshold;
+    }
+}
+
+TEST(Log, FailuresOfLoggersAndFiltersStayThere) {
+    CLog log;
+    Push(log, [](const std::string&) { throw 1; });
+    const CKeepingLogger& after = Push(log);
+    log.SetFilter(CLog::FilterHandle(new CFilter([](const stringEx& message) -> bool {
+        return message == "throw" ? throw 2 : message != "drop";
+    })));
+    for (const char* text : {"keep", "drop", "throw"}) {
+        log.LogInfoMsg(stringEx("m"), stringEx(text));
+    }
+    EXPECT_EQ(after.Messages(), (Texts{"keep", "throw"}));
+}
+
+TEST(Log, PushAndPopRefuse) {
+    CLog log;
+    EXPECT_THROW(log.PushLogger(CLog::LoggerHandle()), logExp);
+    try {
+        log.PopLogger();
+        FAIL();
+    } catch (const auxExp& failure) {
+        EXPECT_EQ(failure.GetErrString(), "CLog::PopLogger - nothing to pop");
+    }
+    Push(log);
+    const CLog::LoggerHandle last = log.PopLogger();
+    EXPECT_FALSE(log.HasLogger());
+    EXPECT_FALSE(log.RemoveLogger(last));
+    log.ResetAllLoggers({last, last});
+    EXPECT_EQ(log.GetLoggerCount(), 2U);
+    EXPECT_TRUE(log.RemoveLogger(last));
+    EXPECT_TRUE(log.IsLoggerExist(last));
+}
+
+TEST(Log, ALoggerMayPopItself) {
+    CLog log;
+    Push(log, [&](const std::string&) { log.PopLogger(); });
+    log.LogInfoMsg(stringEx("m"), stringEx("once"));
+    log.LogInfoMsg(stringEx("m"), stringEx("twice"));
+    EXPECT_FALSE(log.HasLogger());
+}
+
+class CModes : public testing::TestWithParam<bool> {};
+
+TEST_P(CModes, ManyThreadsNestedLoggingAndModeSwitchesLoseNothing) {
+    constexpr int perThread = 500;
+    constexpr int threadCount = 4;
+    CLog log(CLog::LEVEL_DEBUG, 3);
+    CKeepingLogger& logger = Push(log, [&](const std::string& text) {
+        if (text.front() == 'm') {
+            log.LogInfoMsg(stringEx("m"), stringEx(("n" + text).c_str()));
+        }
+        log.LogFlush();
+    });
+    log.EnableNoneBlockingMode(GetParam());
+    std::atomic<int> running{threadCount};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread != threadCount; ++thread) {
+        threads.emplace_back([&, thread] {
+            for (int i = 0; i != perThread; ++i) {
+                log.LogInfoMsg("m", "m%d:%d", thread, i);
+            }
+            log.LogFlush();
+            --running;
+        });
+    }
+    for (bool enable = false; running != 0; enable = !enable) {
+        log.EnableNoneBlockingMode(enable);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    log.EnableNoneBlockingMode(false);
+    EXPECT_EQ(logger.Messages().size(), 2U * perThread * threadCount);
+    // Each thread's own messages are in order.
+    std::vector<int> next(threadCount);
+    for (const std::string& text : logger.Messages()) {
+        if (text.front() == 'm') {
+            const auto thread = static_cast<std::size_t>(text[1] - '0');
+            ASSERT_EQ(std::stoi(text.substr(3)), next[thread]++);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Log, CModes, testing::Bool());
+
+TEST(Log, LeavingTheModeWritesAllThatIsQueued) {
+    for (int round = 0; round != 200; ++round) {
+        CLog log;
+        const CKeepingLogger& logger = Push(log);
+        log.EnableNoneBlockingMode(true, 5);
+        log.LogInfoMsg(stringEx("m"), stringEx("one"));
+        log.EnableNoneBlockingMode(false);
+        ASSERT_EQ(logger.Messages().size(), 1U) << "round " << round;
+        log.LogInfoMsg(stringEx("m"), stringEx("two"));
+        ASSERT_EQ(logger.Messages().size(), 2U);
+    }
+}
+
+TEST(Log, ABurstThroughAQueueOfOne) {
+    CLog log;
+    const CKeepingLogger& logger = Push(log);
+    log.EnableNoneBlockingMode(true, 1);
+    log.LogFlush(); // nothing was ever queued
+    for (int i = 0; i != 3000; ++i) {
+        log.LogInfoMsg("m", "%d", i);
+    }
+    log.LogFlush();
+    EXPECT_EQ(logger.Messages().size(), 3000U);
+}
+
+TEST(Log, APauseHoldsTheOutputBack) {
+    CLog log;
+    const CKeepingLogger& logger = Push(log);
+    log.EnableNoneBlockingMode(true, 10);
+    log.Pause();
+    for (const char* text : {"1", "2", "3"}) {
+        log.LogInfoMsg(stringEx("m"), stringEx(text));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_TRUE(logger.Messages().empty());
+    log.Continue();
+    log.LogFlush();
+    EXPECT_EQ(logger.Messages(), (Texts{"1", "2", "3"}));
+    log.Pause();
+    log.LogInfoMsg(stringEx("m"), stringEx("4"));
+    log.EnableNoneBlockingMode(false); // ends the pause
+    EXPECT_EQ(logger.Messages().size(), 4U);
+}
+
+TEST(Log, GlobalMayBeReplacedUnderLoad) {
+    std::atomic<int> written{0};
+    const auto make = [&] {
+        const CLog::LogHandle log(new CLog(CLog::LEVEL_DEBUG, 2));
+        Push(*log, [&](const std::string&) { ++written; });
+        log->EnableNoneBlockingMode(true);
+        return log;
+    };
+    CLog::SetGlobal(make());
+    std::thread writer([] {
+        for (int i = 0; i != 2000; ++i) {
+            CLog::InfoMsg("m", "%d", i);
+        }
+    });
+    for (int i = 0; i != 50; ++i) {
+        CLog::SetGlobal(make());
+    }
+    writer.join();
+    CLog::SetGlobal(CLog::LogHandle());
+    EXPECT_EQ(written, 2000);
+    CLog::Msg(CLog::LEVEL_FATAL, stringEx("m"), stringEx("to nobody"));
+    EXPECT_EQ(written, 2000);
+}
+
+TEST(Log, MayGoWhileItsOwnThreadIsInALogger) {
+    std::atomic<int> written{0};
+    auto log = std::make_unique<CLog>(CLog::LEVEL_DEBUG, 10);
+    CLog* const raw = log.get();
+    std::atomic<bool> mayGo{false};
+    Push(*raw, [&](const std::string& text) {
+        while (!mayGo) {
+            std::this_thread::yield();
+        }
+        if (text == "0") {
+            log.reset();
+        }
+        ++written;
+    });
+    raw->EnableNoneBlockingMode(true);
+    for (int i = 0; i != 5; ++i) {
+        raw->LogInfoMsg("m", "%d", i);
+    }
+    mayGo = true;
+    for (int i = 0; i != 5000 && written != 5; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(written, 5);
+}
+
+} // namespace

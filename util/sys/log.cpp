@@ -1,0 +1,296 @@
+#include "util/sys/log.h"
+
+#include "util/sys/advSync.h"
+#include "util/sys/cancel.h"
+#include "util/sys/errhdl.h"
+#include "util/sys/immortal.h"
+#include "util/sys/log_body.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cxxabi.h>
+#include <exception>
+#include <ostream>
+
+namespace Quil {
+
+namespace {
+
+using LoggerVector = std::vector<CLog::LoggerHandle>;
+
+/// The process-wide log. Its lock is never held while a log is called or released.
+struct GLOBAL_LOG {
+    CFastMutex lock;
+    CLog::LogHandle handle;
+};
+
+constinit IMPL::CImmortal<GLOBAL_LOG> globalLog;
+
+/// What a global log has queued is written when the program ends.
+void ReleaseGlobalAtExit() {
+    static constinit std::atomic<bool> isRegistered{false};
+    if (!isRegistered.exchange(true)) {
+        std::atexit([] {
+            try {
+                CLog::SetGlobal(CLog::LogHandle());
+            } catch (...) {
+                return; // there is nobody left to tell
+            }
+        });
+    }
+}
+
+stringEx Formatted(const char* format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    if (length <= 0) {
+        return stringEx();
+    }
+    stringEx text(static_cast<unsigned int>(length), ' ');
+    std::vsnprintf(text.ref(), static_cast<std::size_t>(length) + 1, format, arguments);
+    return text;
+}
+
+} // namespace
+
+// --- The object
+// -----------------------------------------------------------------------------------
+
+CLog::CLog(LEVEL level, unsigned int queueLen) : __body(new IMPL::CLogBody(level, queueLen)) {}
+
+CLog::~CLog() noexcept(false) {
+    const IMPL::CCancelHold hold;
+    try {
+        __body->Shut();
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        if (std::uncaught_exceptions() == 0) {
+            throw;
+        }
+    }
+}
+
+void CLog::PushLogger(const LoggerHandle& logger) {
+    if (!logger) {
+        throw logExp(0, "CLog::PushLogger - invalid logger handle");
+    }
+    __body->WithLoggers([&](LoggerVector& loggers) { loggers.push_back(logger); });
+}
+
+CLog::LoggerHandle CLog::PopLogger() {
+    return __body->WithLoggers([](LoggerVector& loggers) {
+        if (loggers.empty()) {
+            throw logExp(0, "CLog::PopLogger - nothing to pop");
+        }
+        LoggerHandle last = loggers.back();
+        loggers.pop_back();
+        return last;
+    });
+}
+
+bool CLog::RemoveLogger(const LoggerHandle& logger) {
+    LoggerHandle removed; // released after the lock
+    return __body->WithLoggers([&](LoggerVector& loggers) {
+        const auto found = std::ranges::find(loggers, logger);
+        if (found == loggers.end()) {
+            return false;
+        }
+        removed = *found;
+        loggers.erase(found);
+        return true;
+    });
+}
+
+bool CLog::IsLoggerExist(const LoggerHandle& logger) const {
+    return __body->WithLoggers([&](const LoggerVector& loggers) {
+        return std::ranges::find(loggers, logger) != loggers.end();
+    });
+}
+
+void CLog::GetAllLoggers(LoggerVector& loggers) const {
+    __body->WithLoggers([&](const LoggerVector& present) { loggers = present; });
+}
+
+void CLog::ResetAllLoggers(const LoggerVector& loggers) {
+    if (std::ranges::any_of(loggers, [](const LoggerHandle& logger) { return !logger; })) {
+        throw logExp(0, "CLog::PushLogger - invalid logger handle");
+    }
+    LoggerVector exchanged(loggers); // afterwards the old ones, released after the lock
+    __body->WithLoggers([&](LoggerVector& present) { present.swap(exchanged); });
+}
+
+unsigned int CLog::GetLoggerCount() const {
+    return __body->WithLoggers(
+        [](const LoggerVector& loggers) { return static_cast<unsigned int>(loggers.size()); });
+}
+
+void CLog::SetFilter(const FilterHandle& filter) {
+    __body->SetFilter(filter);
+}
+
+CLog::FilterHandle CLog::GetFilter() const {
+    return __body->GetFilter();
+}
+
+bool CLog::HasFilter() const {
+    return static_cast<bool>(__body->GetFilter());
+}
+
+CLog::LEVEL CLog::GetLevel() const {
+    return __body->GetLevel();
+}
+
+void CLog::SetLevel(LEVEL level) {
+    __body->SetLevel(level);
+}
+
+void CLog::EnableNoneBlockingMode(bool enable, unsigned int queueLen) {
+    const CHandle body = __body;
+    if (enable) {
+        body->EnterMode(body, queueLen);
+    } else {
+        body->LeaveMode();
+    }
+}
+
+bool CLog::IsInNoneBlockingMode() const {
+    return __body->IsInMode();
+}
+
+void CLog::Pause() {
+    __body->Pause();
+}
+
+void CLog::Continue() {
+    __body->Continue();
+}
+
+void CLog::LogMsg(LEVEL level, const stringEx& module, const stringEx& message) {
+    if (__body->IsPassing(level)) {
+        const CHandle body = __body; // a logger may destroy this object
+        body->Log(level, module, message);
+    }
+}
+
+void CLog::LogMsg(LEVEL level, const char* module, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    _VLogMsg(level, module, format, arguments);
+    va_end(arguments);
+}
+
+void CLog::_VLogMsg(LEVEL level, const char* module, const char* format, va_list arguments) {
+    if (__body->IsPassing(level)) {
+        LogMsg(level, stringEx(module), Formatted(format, arguments));
+    }
+}
+
+void CLog::LogFlush() {
+    const CHandle body = __body;
+    body->Flush();
+}
+
+// --- The process-wide log
+// -------------------------------------------------------------------------
+
+CLog::LogHandle CLog::GetGlobal() {
+    GLOBAL_LOG& global = globalLog.Get();
+    const CFastSessionLock lock(global.lock);
+    return global.handle;
+}
+
+void CLog::SetGlobal(const LogHandle& log) {
+    ReleaseGlobalAtExit();
+    LogHandle exchanged(log); // afterwards the old one, released after the lock
+    GLOBAL_LOG& global = globalLog.Get();
+    const CFastSessionLock lock(global.lock);
+    global.handle.swap(exchanged);
+}
+
+void CLog::Msg(LEVEL level, const stringEx& module, const stringEx& message) {
+    if (!HasAnyLogger()) {
+        return;
+    }
+    if (const LogHandle log = GetGlobal()) {
+        log->LogMsg(level, module, message);
+    }
+}
+
+void CLog::Msg(LEVEL level, const char* module, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    _VMsg(level, module, format, arguments);
+    va_end(arguments);
+}
+
+void CLog::_VMsg(LEVEL level, const char* module, const char* format, va_list arguments) {
+    if (!HasAnyLogger()) {
+        return;
+    }
+    if (const LogHandle log = GetGlobal()) {
+        log->_VLogMsg(level, module, format, arguments);
+    }
+}
+
+void CLog::Flush() {
+    if (const LogHandle log = GetGlobal()) {
+        log->LogFlush();
+    }
+}
+
+bool CLog::HasAnyLogger() {
+    return IMPL::CLogBody::HasAnyLogger();
+}
+
+// --- Texts
+// ----------------------------------------------------------------------------------------
+
+stringEx CLog::LevelToStr(LEVEL level) {
+    switch (level) {
+    case LEVEL_DEBUG:
+        return "debug only";
+    case LEVEL_INFO:
+        return "info";
+    case LEVEL_WARNING:
+        return "warning";
+    case LEVEL_ERROR:
+        return "error";
+    case LEVEL_NOTE:
+        return "important notes";
+    case LEVEL_FATAL:
+        return "fatal error";
+    case LEVEL_DISABLED:
+        return "disabled";
+    }
+    return "unknown";
+}
+
+stringEx IMPL::LogRecordHead(const CTime& time, CLog::LEVEL level, const stringEx& module) {
+    constexpr const char* tags[] = {"Debug]   ", "Info]    ", "Warning] ",
+                                    "Error]   ", "Note]    ", "Fatal]   "};
+    const bool isKnown = level >= CLog::LEVEL_DEBUG && level <= CLog::LEVEL_FATAL;
+    stringEx head("[");
+    head << time.Format("%Y-%M-%d %H:%T:%S.%us UTC%Z") << "]["
+         << (isKnown ? tags[level] : "Unknown] ") << '(' << module << ")\n";
+    return head;
+}
+
+void CStreamLogger::OnLogMsg(const CTime& time, CLog::LEVEL level, const stringEx& module,
+                             const stringEx& message) {
+    __stream << IMPL::LogRecordHead(time, level, module) << message << "\n\n";
+}
+
+void CStreamLogger::Flush() {
+    try {
+        __stream.flush();
+    } catch (const std::ios_base::failure&) {
+        return; // its state tells those who ask
+    }
+}
+
+} // namespace Quil
