@@ -108,19 +108,6 @@ void BlockRealTimeSignal() {
     pthread_sigmask(SIG_BLOCK, &first, nullptr);
 }
 
-/// What the exception that is being handled says of itself.
-stringEx CurrentExceptionText() {
-    try {
-        throw;
-    } catch (const qlExp& failure) {
-        return failure.GetErrString();
-    } catch (const std::exception& failure) {
-        return stringEx(failure.what());
-    } catch (...) {
-        return stringEx("unknown system error");
-    }
-}
-
 } // namespace
 
 unsigned long GetSysLastError() {
@@ -139,6 +126,18 @@ stringEx GetSysErrString(unsigned long code) {
 
 wstringEx GetSysErrStringW(unsigned long code) {
     return ConvStrSToW(GetSysErrString(code));
+}
+
+stringEx IMPL::CurrentExceptionText() {
+    try {
+        throw;
+    } catch (const qlExp& failure) {
+        return failure.GetErrString();
+    } catch (const std::exception& failure) {
+        return stringEx(failure.what());
+    } catch (...) {
+        return stringEx("unknown system error");
+    }
 }
 
 void IgnoreSigUsr(bool usr1, bool usr2) {

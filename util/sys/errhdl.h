@@ -112,6 +112,9 @@ namespace IMPL {
 [[noreturn]] void UnexpectHandler();
 /// @}
 
+/// What the exception that is being handled says of itself. To be called from a catch clause.
+stringEx CurrentExceptionText();
+
 /// The net is up as soon as the first source file's statics are.
 class impInitGuardForQuilUtilErrHdlDepend : public TInitGuard<impInitGuardForQuilUtilErrHdlDepend> {
     friend TInitGuard;
