@@ -275,6 +275,25 @@ public:
         return TryRemoveFile(m_path + sub, force);
     }
 
+    // -- Temporary names and backups ---------------------------------------------------------
+
+    /// A path in this directory that no file has at the moment. Nothing is created, so another
+    /// process may take the name first: open it with O_EXCL. Throws if the directory is gone.
+    stringEx GenTempFileName() const;
+    /// The same in `GetTempDir()`.
+    static stringEx GenTempFileNameInSysTempDir();
+
+    // Dated copies of a file beside it, "name@YYYYMMDD_HHMMSS.ext" in local time. `file` is taken
+    // from this directory. Nothing is thrown: what went wrong goes to the log, at debug level.
+
+    /// Copies the file, then removes the oldest copies until `maxVersions` are left; 0 copies
+    /// nothing and removes all. A second call within one second makes no further copy. False if
+    /// something failed; a copy that could not be finished is taken away again.
+    bool VersionBackup(const stringEx& file, unsigned int maxVersions, bool flush) const;
+    /// Puts the newest copy in the place of the file; that copy is then gone. False without one, or
+    /// if something failed.
+    bool TryRestoreLastVersion(const stringEx& file) const;
+
     // -- Whole directories -------------------------------------------------------------------
 
     /// Creates a directory, with `recursive` its parents too; one that exists is no error.
