@@ -3,6 +3,7 @@
 
 #include "tests/file/temp_tree.h"
 #include "util/file/sysfile.h"
+#include "util/sys/time.h"
 
 #include <cstring>
 #include <fcntl.h>
@@ -157,6 +158,23 @@ TEST_F(SysFile, FailedCloseIsReported) {
     ExpectParts(Failure<sysfileExp>([&] { file.Close(); }),
                 {"9 ", "  sys error  = 9\n  error desc = invalid file descriptor"});
     EXPECT_FALSE(file.IsOpen());
+}
+
+TEST_F(SysFile, TimesAreSetAndReadInMicroseconds) {
+    CSysFile file = Opened("f");
+    const CTime early(-1500001);
+    const CTime late(1260664205000123);
+    file.SetTime(nullptr, &late, &early);
+    file.SetTime(nullptr, nullptr, nullptr);
+    CTime created;
+    CTime accessed;
+    CTime modified;
+    file.GetTime(&created, &accessed, nullptr);
+    file.GetTime(nullptr, nullptr, &modified);
+    EXPECT_TRUE(created == tmINV && accessed == late && modified == early);
+    file.Close();
+    ExpectParts(Failure<sysfileExp>([&] { file.GetTime(nullptr, nullptr, nullptr); }),
+                {"9 CSysFile::GetTime - failed retrive the file status\n  file path  = \n"});
 }
 
 TEST_F(SysFile, StandardStreamsAreNeverClosed) {

@@ -11,16 +11,16 @@
 namespace Quil {
 
 using IMPL::ComposeError;
-using IMPL::DescribeErrno;
+using IMPL::DescribeSysError;
 using IMPL::DIR_ENTRY;
-using IMPL::ERRNO_TEXT;
+using IMPL::ERROR_TEXT;
 
 namespace {
 
 constexpr unsigned int EMPTY_ARGUMENT = 2;
 constexpr mode_t ATTRIBUTE_BITS = 07777;
 
-constexpr ERRNO_TEXT CHANGE_ERRORS[] = {
+constexpr ERROR_TEXT CHANGE_ERRORS[] = {
     {ENOENT, "path does not exists"},
     {EACCES, "permission denied"},
     {EPERM, "only the owner may change the attributes"},
@@ -36,7 +36,7 @@ void CheckChange(int result, const char* head, const stringEx& path) {
     throw dirExp(static_cast<unsigned int>(code),
                  ComposeError(head, {{"  path       = ", path},
                                      {"  error code = ", code},
-                                     {"  error desc = ", DescribeErrno(code, CHANGE_ERRORS)}}));
+                                     {"  error desc = ", DescribeSysError(code, CHANGE_ERRORS)}}));
 }
 
 /// Whether the path leads to something, and that is a directory or not as wanted.

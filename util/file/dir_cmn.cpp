@@ -4,9 +4,9 @@
 #include "util/file/errtext.h"
 #include "util/file/posixdir.h"
 #include "util/sys/errhdl.h"
+#include "util/sys/misc.h"
 
 #include <climits>
-#include <cstdlib>
 #include <unistd.h>
 
 namespace Quil {
@@ -22,11 +22,6 @@ constexpr unsigned int npos = stringEx::npos;
 void RefuseEmpty(const stringEx& path, const char* message) {
     if (path.empty())
         throw dirExp(EMPTY_ARGUMENT, stringEx(message));
-}
-
-stringEx Environment(const char* name) {
-    const char* const value = std::getenv(name);
-    return value != nullptr ? stringEx(value) : stringEx();
 }
 
 void CloseByDelimiter(stringEx& path) {
@@ -210,7 +205,7 @@ stringEx CDir::GetPwd() {
 }
 
 stringEx CDir::GetHomeDir() {
-    stringEx home = Environment("HOME");
+    stringEx home = GetEnvString("HOME");
     if (home.empty())
         throw dirExp(0, stringEx("CDir::GetHomeDir - the environment has no HOME"));
     CloseByDelimiter(home);
@@ -218,7 +213,7 @@ stringEx CDir::GetHomeDir() {
 }
 
 stringEx CDir::GetTempDir() {
-    stringEx temp = Environment("TMPDIR");
+    stringEx temp = GetEnvString("TMPDIR");
     if (temp.empty()) {
         for (const char* candidate : {"/tmp", "/var/tmp", "/usr/tmp"}) {
             if (IsDirExist(candidate)) {
@@ -246,7 +241,7 @@ stringEx CDir::FindInPath(const stringEx& name) {
     GetPathDir(directory);
     if (directory != "./" && IsFileExist(name))
         return name;
-    const stringEx searched = Environment("PATH");
+    const stringEx searched = GetEnvString("PATH");
     if (directory == "./") {
         stringEx filename(name);
         GetPathFilename(filename);

@@ -17,8 +17,8 @@
 namespace Quil {
 
 using IMPL::ComposeError;
-using IMPL::DescribeErrno;
-using IMPL::ERRNO_TEXT;
+using IMPL::DescribeSysError;
+using IMPL::ERROR_TEXT;
 using IMPL::NormalizePathName;
 
 namespace {
@@ -30,7 +30,7 @@ constexpr unsigned long SHARE_READ = 1;
 constexpr unsigned long SHARE_WRITE = 2;
 constexpr unsigned int COPY_BLOCK = 262144;
 
-constexpr ERRNO_TEXT REMOVE_ERRORS[] = {
+constexpr ERROR_TEXT REMOVE_ERRORS[] = {
     {EBUSY, "file is in use"},
     {ENAMETOOLONG, "pathname is too long"},
     {EACCES, "write permission is denied for the directory of the file"},
@@ -40,7 +40,7 @@ constexpr ERRNO_TEXT REMOVE_ERRORS[] = {
     {ENOTDIR, "a component of the path is not a directory"},
 };
 
-constexpr ERRNO_TEXT MOVE_ERRORS[] = {
+constexpr ERROR_TEXT MOVE_ERRORS[] = {
     {ENOENT, "source file does not exist"},
     {EEXIST, "the target has been exist"},
     {EACCES, "permission is denied for a directory of one of the paths"},
@@ -58,7 +58,7 @@ constexpr ERRNO_TEXT MOVE_ERRORS[] = {
                  ComposeError(head, {{"  from       = ", from},
                                      {"  to         = ", to},
                                      {"  error code = ", code},
-                                     {"  error desc = ", DescribeErrno(code, MOVE_ERRORS)}}));
+                                     {"  error desc = ", DescribeSysError(code, MOVE_ERRORS)}}));
 }
 
 /// Reads until `size` bytes have come or the file ends; answers the count.
@@ -285,7 +285,7 @@ void CDir::RemoveFile(const stringEx& path) {
                  ComposeError("CDir::RemoveFile - failed remove file\n",
                               {{"  file       = ", path},
                                {"  error code = ", code},
-                               {"  error desc = ", DescribeErrno(code, REMOVE_ERRORS)}}));
+                               {"  error desc = ", DescribeSysError(code, REMOVE_ERRORS)}}));
 }
 
 bool CDir::TryRemoveFile(const stringEx& path, bool force) {

@@ -3,27 +3,27 @@
 #include "util/file/dir.h"
 #include "util/file/errtext.h"
 #include "util/sys/errhdl.h"
+#include "util/sys/misc.h"
 
 #include <unistd.h>
 
 namespace Quil {
 
 using IMPL::ComposeError;
-using IMPL::DescribeErrno;
-using IMPL::ERRNO_TEXT;
+using IMPL::DescribeSysError;
+using IMPL::ERROR_TEXT;
 
 namespace {
 
 constexpr unsigned long EXECUTABLE_FOR_ALL = 511;
-constexpr char LINE_END[] = "\n";
 
-constexpr ERRNO_TEXT SHORTCUT_ERRORS[] = {
+constexpr ERROR_TEXT SHORTCUT_ERRORS[] = {
     {EEXIST, "shortcut file already exists"},
     {ENOENT, "invalid shortcut path"},
     {ENOTDIR, "invalid shortcut path"},
 };
 
-constexpr ERRNO_TEXT LINK_ERRORS[] = {
+constexpr ERROR_TEXT LINK_ERRORS[] = {
     {EEXIST, "the new path already exists"},
     {EXDEV, "the new path would reside on a different file system"},
     {EMLINK, "the max number of links to the old path would exceed"},
@@ -51,16 +51,17 @@ stringEx ShellWord(const stringEx& text) {
 
 stringEx ComposeScript(const stringEx& target, const stringEx& arguments,
                        const stringEx& extraLines, const stringEx& workDir) {
+    const stringEx lineEnd = GetTxtFileEL();
     stringEx script("#!/bin/sh");
-    script += LINE_END;
+    script += lineEnd;
     if (!extraLines.empty()) {
         script += extraLines;
-        script += LINE_END;
+        script += lineEnd;
     }
     if (!workDir.empty()) {
         script += "cd ";
         script += ShellWord(workDir);
-        script += LINE_END;
+        script += lineEnd;
     }
     script += ShellWord(target);
     if (!arguments.empty()) {
@@ -68,7 +69,7 @@ stringEx ComposeScript(const stringEx& target, const stringEx& arguments,
         script += arguments;
     }
     script += " \"$@\"";
-    script += LINE_END;
+    script += lineEnd;
     return script;
 }
 
@@ -89,17 +90,17 @@ void CDir::MakeSymbolicLink(const stringEx& target, const stringEx& link, const 
             return;
         const int code = errno;
         fail("CDir::MakeSymbolicLink - failed create symbolic link\n",
-             static_cast<unsigned int>(code), DescribeErrno(code, SHORTCUT_ERRORS));
+             static_cast<unsigned int>(code), DescribeSysError(code, SHORTCUT_ERRORS));
     }
     constexpr const char* scriptFailed = "CDir::MakeSymbolicLink - failed create shell script\n";
     if (IsFileExist(link))
-        fail(scriptFailed, EEXIST, DescribeErrno(EEXIST, SHORTCUT_ERRORS));
+        fail(scriptFailed, EEXIST, DescribeSysError(EEXIST, SHORTCUT_ERRORS));
     try {
         WriteFile(link, ComposeScript(target, arguments, extraLines, workDir));
         SetAttributes(link, EXECUTABLE_FOR_ALL);
     } catch (const qlExp& cause) {
         fail(scriptFailed, cause.GetErrCode(),
-             DescribeErrno(static_cast<int>(cause.GetErrCode()), SHORTCUT_ERRORS));
+             DescribeSysError(static_cast<int>(cause.GetErrCode()), SHORTCUT_ERRORS));
     }
 }
 
@@ -112,7 +113,7 @@ void CDir::MakeHardLink(const stringEx& oldPath, const stringEx& newPath) {
                               {{"  old path     = ", oldPath},
                                {"  new path     = ", newPath},
                                {"  error number = ", code},
-                               {"  error desc   = ", DescribeErrno(code, LINK_ERRORS)}}));
+                               {"  error desc   = ", DescribeSysError(code, LINK_ERRORS)}}));
 }
 
 } // namespace Quil

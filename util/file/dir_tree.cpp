@@ -17,8 +17,8 @@
 namespace Quil {
 
 using IMPL::ComposeError;
-using IMPL::DescribeErrno;
-using IMPL::ERRNO_TEXT;
+using IMPL::DescribeSysError;
+using IMPL::ERROR_TEXT;
 using IMPL::FILE_ID;
 using IMPL::NormalizePathName;
 
@@ -27,7 +27,7 @@ namespace {
 constexpr unsigned int EMPTY_ARGUMENT = 2;
 constexpr mode_t ALL_FOR_ALL = 0777;
 
-constexpr ERRNO_TEXT MAKE_ERRORS[] = {
+constexpr ERROR_TEXT MAKE_ERRORS[] = {
     {EACCES, "write permission is denied for the parent directory"},
     {ELOOP, "a loop exists in symbolic links, or links level too deep"},
     {EMLINK, "The link count of the parent directory would exceed"},
@@ -38,7 +38,7 @@ constexpr ERRNO_TEXT MAKE_ERRORS[] = {
     {EROFS, "the parent directory resides on a read-only file system"},
 };
 
-constexpr ERRNO_TEXT REMOVE_ERRORS[] = {
+constexpr ERROR_TEXT REMOVE_ERRORS[] = {
     {ENOTEMPTY, "not an empty directory"},
     {EEXIST, "not an empty directory"},
     {EBUSY, "the directory to be removed is currently in use"},
@@ -104,7 +104,7 @@ void RefuseEmpty(const stringEx& path, const char* message) {
                                {"  remove sub dirs   = ", subDirs},
                                {"  remove sub files  = ", subFiles},
                                {"  error code        = ", code},
-                               {"  error desc        = ", DescribeErrno(code, REMOVE_ERRORS)}}));
+                               {"  error desc        = ", DescribeSysError(code, REMOVE_ERRORS)}}));
 }
 
 /// `path` ends in "/". What can't be removed inside shows in that the directory is not empty.
@@ -218,7 +218,7 @@ void CDir::MakeDir(const stringEx& path, bool recursive) {
                               {{"  dir to create = ", normal},
                                {"  is recursive  = ", recursive},
                                {"  error code    = ", code},
-                               {"  error desc    = ", DescribeErrno(code, MAKE_ERRORS)}}));
+                               {"  error desc    = ", DescribeSysError(code, MAKE_ERRORS)}}));
 }
 
 void CDir::RemoveDir(const stringEx& path, bool subDirs, bool subFiles) {

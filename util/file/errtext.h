@@ -1,27 +1,18 @@
 // How the file classes word their failures: one mechanism for all call sites.
 //
-// A call site owns a table of the error numbers that it can explain; a message is a head and detail
-// lines. Putting them together, and the wording of any other error number, is done here.
+// A call site owns a table of the error numbers that it can explain, and the order and keys of its
+// detail lines; putting a message together is done here.
 
 #pragma once
 
+#include "util/sys/syserror.h"
 #include "util/text/stringEx.h"
 
 #include <cerrno>
 #include <concepts>
 #include <initializer_list>
-#include <span>
 
 namespace Quil::IMPL {
-
-/// One row of a call site's table: what an error number means for that call.
-struct ERRNO_TEXT {
-    int code;
-    const char* text;
-};
-
-/// The table's text for `code`, or "unexpect system error: " and the system's own.
-stringEx DescribeErrno(int code, std::span<const ERRNO_TEXT> table);
 
 /// One detail line of a message. The key is the whole text in front of the value, "  key = ",
 /// padded by the caller so that the equal signs of a message stand in one column.

@@ -16,13 +16,13 @@
 namespace Quil {
 
 using IMPL::ComposeError;
-using IMPL::DescribeErrno;
-using IMPL::ERRNO_TEXT;
+using IMPL::DescribeSysError;
+using IMPL::ERROR_TEXT;
 using IMPL::RetryInterrupted;
 
 namespace {
 
-constexpr ERRNO_TEXT MAP_ERRORS[] = {
+constexpr ERROR_TEXT MAP_ERRORS[] = {
     {EACCES, "access denied"},
     {EINVAL, "invalid size, address, or flags argument"},
     {EMFILE, "too many mapped regions"},
@@ -32,18 +32,18 @@ constexpr ERRNO_TEXT MAP_ERRORS[] = {
     {EBADF, "invalid file descriptor"},
 };
 
-constexpr ERRNO_TEXT UNMAP_ERRORS[] = {
+constexpr ERROR_TEXT UNMAP_ERRORS[] = {
     {EINVAL, "invalid size or address"},
 };
 
-constexpr ERRNO_TEXT SYNC_ERRORS[] = {
+constexpr ERROR_TEXT SYNC_ERRORS[] = {
     {EBUSY, "a part of the view is locked"},
     {EINVAL, "invalid size or address"},
     {ENOMEM, "a part of the view is not mapped"},
     {EIO, "io error occurred"},
 };
 
-constexpr ERRNO_TEXT RESERVE_ERRORS[] = {
+constexpr ERROR_TEXT RESERVE_ERRORS[] = {
     {EBADF, "invalid file descriptor"},
     {EINVAL, "the file is not open for writing, or its size can't be set"},
     {EFBIG, "file too big"},
@@ -80,7 +80,7 @@ void* SetupMapView(int descriptor, std::int64_t offset, unsigned long size, int 
                           {"  protection  = ", Hex(static_cast<unsigned long>(protection))},
                           {"  flags       = ", Hex(static_cast<unsigned long>(allFlags))},
                           {"  error code  = ", code},
-                          {"  error desc  = ", DescribeErrno(code, MAP_ERRORS)}}));
+                          {"  error desc  = ", DescribeSysError(code, MAP_ERRORS)}}));
     }
     return view;
 }
@@ -138,7 +138,7 @@ void CFileMapping::__Reserve(const CLongLongNative& size) {
                                {{"  file path  = ", m_name},
                                 {"  size       = ", size.Value()},
                                 {"  error code = ", code},
-                                {"  error desc = ", DescribeErrno(code, RESERVE_ERRORS)}}));
+                                {"  error desc = ", DescribeSysError(code, RESERVE_ERRORS)}}));
 }
 
 CFileMapping::CView CFileMapping::CreateMapView(const CLongLongNative& offset, unsigned long size,
@@ -173,7 +173,7 @@ void CFileMapping::CView::_Release(const MAPPED& mapped) {
                                {{"  address    = ", Hex(mapped.address)},
                                 {"  size       = ", Hex(mapped.size)},
                                 {"  error code = ", code},
-                                {"  error desc = ", DescribeErrno(code, UNMAP_ERRORS)}}));
+                                {"  error desc = ", DescribeSysError(code, UNMAP_ERRORS)}}));
 }
 
 void CFileMapping::CView::Flush() {
@@ -185,7 +185,7 @@ void CFileMapping::CView::Flush() {
                                {{"  view addr      = ", Hex(m_shared->address)},
                                 {"  view size      = ", Hex(m_shared->size)},
                                 {"  sys error code = ", code},
-                                {"  sys error desc = ", DescribeErrno(code, SYNC_ERRORS)}}));
+                                {"  sys error desc = ", DescribeSysError(code, SYNC_ERRORS)}}));
 }
 
 } // namespace Quil

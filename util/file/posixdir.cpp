@@ -15,7 +15,7 @@ namespace {
 
 constexpr unsigned int READ_DIR_FAILED = 18;
 
-constexpr ERRNO_TEXT STAT_ERRORS[] = {
+constexpr ERROR_TEXT STAT_ERRORS[] = {
     {ENOENT, "path does not exists"},
     {EACCES, "search permission is denied for a component of the path prefix"},
     {EIO, "an error occurred while reading from the file system"},
@@ -24,7 +24,7 @@ constexpr ERRNO_TEXT STAT_ERRORS[] = {
     {EOVERFLOW, "file size out-of-range"},
 };
 
-constexpr ERRNO_TEXT READ_DIR_ERRORS[] = {
+constexpr ERROR_TEXT READ_DIR_ERRORS[] = {
     {EBADF, "the argument does not refer to an open directory stream"},
     {EOVERFLOW,
      "one of the values in the structure to be returned cannot be represented correctly"},
@@ -37,7 +37,7 @@ void ThrowStatError(const stringEx& path, int code) {
     throw dirExp(static_cast<unsigned int>(code),
                  ComposeError("PosixStat - failed retrive the status of giving path\n",
                               {{"  error code = ", code},
-                               {"  error desc = ", DescribeErrno(code, STAT_ERRORS)},
+                               {"  error desc = ", DescribeSysError(code, STAT_ERRORS)},
                                {"  path       = ", path}}));
 }
 
@@ -54,7 +54,7 @@ dirent* PosixReadDir(DIR* directory) {
         throw dirExp(READ_DIR_FAILED,
                      ComposeError("PosixReadDir - error enum entries in the directory\n",
                                   {{"  error code = ", code},
-                                   {"  error desc = ", DescribeErrno(code, READ_DIR_ERRORS)}}));
+                                   {"  error desc = ", DescribeSysError(code, READ_DIR_ERRORS)}}));
     }
     return entry;
 }
@@ -93,7 +93,7 @@ void PosixStatVfs(const char* head, const stringEx& path, struct statvfs* status
     const int code = errno;
     throw dirExp(static_cast<unsigned int>(code),
                  ComposeError(head, {{"  error code = ", code},
-                                     {"  error desc = ", DescribeErrno(code, STAT_ERRORS)},
+                                     {"  error desc = ", DescribeSysError(code, STAT_ERRORS)},
                                      {"  path       = ", path}}));
 }
 

@@ -13,7 +13,7 @@ namespace Quil::IMPL {
 
 namespace {
 
-constexpr ERRNO_TEXT OPEN_ERRORS[] = {
+constexpr ERROR_TEXT OPEN_ERRORS[] = {
     {ENOENT, "file dose not exists or can't be created"},
     {EACCES, "permission denied or confilct flags compination"},
     {EISDIR, "the file is a directory and write permission is specified"},
@@ -29,24 +29,24 @@ constexpr ERRNO_TEXT OPEN_ERRORS[] = {
     {ENOSPC, "no room for a new file on the device"},
 };
 
-constexpr ERRNO_TEXT CLOSE_ERRORS[] = {
+constexpr ERROR_TEXT CLOSE_ERRORS[] = {
     {EBADF, "invalid file descriptor"},
     {EIO, "io error occurred"},
 };
 
-constexpr ERRNO_TEXT DUPLICATE_ERRORS[] = {
+constexpr ERROR_TEXT DUPLICATE_ERRORS[] = {
     {EBADF, "invalid file descriptor"},
     {EMFILE, "the maximum file descriptors are currently open in the calling process"},
 };
 
-constexpr ERRNO_TEXT SEEK_ERRORS[] = {
+constexpr ERROR_TEXT SEEK_ERRORS[] = {
     {EBADF, "invalid file descriptor"},
     {EINVAL, "invalide argument, or the resulting file offset would be negative for the file"},
     {ESPIPE, "the fildes argument is associated with a pipe, fifo, or socket"},
     {EOVERFLOW, "the new file offset is too big"},
 };
 
-constexpr ERRNO_TEXT LOCK_ERRORS[] = {
+constexpr ERROR_TEXT LOCK_ERRORS[] = {
     {EBADF, "invalid file descriptor or wrong access mode, or the open mode does not match the "
             "lock type"},
     {EINVAL, "invalid arguments or file does not support locking"},
@@ -57,19 +57,19 @@ constexpr ERRNO_TEXT LOCK_ERRORS[] = {
 
 template <class Exp>
 [[noreturn]] void ThrowPathError(const char* head, const stringEx& path, int code,
-                                 std::span<const ERRNO_TEXT> table) {
+                                 std::span<const ERROR_TEXT> table) {
     throw Exp(static_cast<unsigned int>(code),
               ComposeError(head, {{"  file path  = ", path},
                                   {"  error code = ", code},
-                                  {"  error desc = ", DescribeErrno(code, table)}}));
+                                  {"  error desc = ", DescribeSysError(code, table)}}));
 }
 
 template <class Exp>
 [[noreturn]] void ThrowDescriptorError(const char* head, int code,
-                                       std::span<const ERRNO_TEXT> table) {
+                                       std::span<const ERROR_TEXT> table) {
     throw Exp(static_cast<unsigned int>(code),
               ComposeError(head, {{"  sys error  = ", code},
-                                  {"  error desc = ", DescribeErrno(code, table)}}));
+                                  {"  error desc = ", DescribeSysError(code, table)}}));
 }
 
 /// The platform's flags for `open`. The word's CREATE is not the platform's own bit, and its other
@@ -133,7 +133,7 @@ std::int64_t PosixSeekFile(int descriptor, std::int64_t offset, int whence) {
                                       {{"  offset     = ", offset},
                                        {"  whence     = ", whence},
                                        {"  error code = ", code},
-                                       {"  error desc = ", DescribeErrno(code, SEEK_ERRORS)}}));
+                                       {"  error desc = ", DescribeSysError(code, SEEK_ERRORS)}}));
     }
     return position;
 }
@@ -155,7 +155,7 @@ bool PosixLockFile(int descriptor, std::int64_t from, std::int64_t length, short
                                   {{"  from       = ", from},
                                    {"  length     = ", length},
                                    {"  error code = ", code},
-                                   {"  error desc = ", DescribeErrno(code, LOCK_ERRORS)}}));
+                                   {"  error desc = ", DescribeSysError(code, LOCK_ERRORS)}}));
 }
 
 template int PosixOpenFile<sysfileExp>(const stringEx&, unsigned long, unsigned long, unsigned long,

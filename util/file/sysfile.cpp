@@ -6,6 +6,7 @@
 #include "util/file/errtext.h"
 #include "util/file/posixfile.h"
 #include "util/sys/errhdl.h"
+#include "util/sys/time.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -15,20 +16,20 @@
 namespace Quil {
 
 using IMPL::ComposeError;
-using IMPL::DescribeErrno;
-using IMPL::ERRNO_TEXT;
+using IMPL::DescribeSysError;
+using IMPL::ERROR_TEXT;
 using IMPL::RetryInterrupted;
 
 namespace {
 
-constexpr ERRNO_TEXT READ_ERRORS[] = {
+constexpr ERROR_TEXT READ_ERRORS[] = {
     {EBADF, "invalid file descriptor, or the file is not open for reading"},
     {EAGAIN, "no data is there yet, and waiting for it was not asked for"},
     {EIO, "io error occurred"},
     {EISDIR, "the file is a directory"},
 };
 
-constexpr ERRNO_TEXT WRITE_ERRORS[] = {
+constexpr ERROR_TEXT WRITE_ERRORS[] = {
     {EBADF, "invalid file descriptor, or the file is not open for writing"},
     {EFBIG, "file too big"},
     {ENOSPC, "no space left on the device"},
@@ -37,13 +38,13 @@ constexpr ERRNO_TEXT WRITE_ERRORS[] = {
     {EIO, "io error occurred"},
 };
 
-constexpr ERRNO_TEXT FLUSH_ERRORS[] = {
+constexpr ERROR_TEXT FLUSH_ERRORS[] = {
     {EBADF, "invalid file descriptor"},
     {EINVAL, "the file does not support synchronization"},
     {EIO, "io error occurred"},
 };
 
-constexpr ERRNO_TEXT RESIZE_ERRORS[] = {
+constexpr ERROR_TEXT RESIZE_ERRORS[] = {
     {EBADF, "invalid file descriptor"},
     {EINVAL, "the file is not open for writing, or its size can't be set"},
     {EFBIG, "file too big"},
@@ -51,11 +52,29 @@ constexpr ERRNO_TEXT RESIZE_ERRORS[] = {
 };
 
 [[noreturn]] void ThrowFileError(const char* head, const stringEx& name, int code,
-                                 std::span<const ERRNO_TEXT> table) {
+                                 std::span<const ERROR_TEXT> table) {
     throw sysfileExp(static_cast<unsigned int>(code),
                      ComposeError(head, {{"  file path  = ", name},
                                          {"  error code = ", code},
-                                         {"  error desc = ", DescribeErrno(code, table)}}));
+                                         {"  error desc = ", DescribeSysError(code, table)}}));
+}
+
+constexpr ERROR_TEXT STATUS_ERRORS[] = {
+    {EBADF, "invalid file descriptor"},
+    {EIO, "io error occurred"},
+    {EINVAL, "the time is out of what the file system can keep"},
+};
+
+CTime ToTime(const timespec& time) {
+    return CTime(time.tv_sec * 1000000LL + time.tv_nsec / 1000);
+}
+
+/// A null pointer gives the mark that leaves a time as it is.
+timespec FromTime(const CTime* time) {
+    timespec result = {0, UTIME_OMIT};
+    if (time != nullptr)
+        CTimeSpan(time->GetMicroseconds()).ToTimespec(result);
+    return result;
 }
 
 /// Asks the device for room beyond the file's end without moving that; answers 0 or the error
@@ -189,7 +208,7 @@ void CSysFile::ResizeToCurrentPos() {
         ComposeError("CSysFile::ResizeToCurrentPos - failed set the size of shared memory object\n",
                      {{"  resize to  = ", position},
                       {"  error code = ", code},
-                      {"  error desc = ", DescribeErrno(code, RESIZE_ERRORS)}}));
+                      {"  error desc = ", DescribeSysError(code, RESIZE_ERRORS)}}));
 }
 
 void CSysFile::ReserveRoom(const CLongLongNative& size) {
@@ -217,6 +236,26 @@ bool CSysFile::TryLock(const CLongLongNative& from, const CLongLongNative& lengt
 
 void CSysFile::UnLock(const CLongLongNative& from, const CLongLongNative& length) {
     IMPL::PosixLockFile(m_descriptor, from.Value(), length.Value(), F_UNLCK, true);
+}
+
+void CSysFile::GetTime(CTime* created, CTime* accessed, CTime* modified) const {
+    struct stat status = {};
+    if (::fstat(m_descriptor, &status) == -1)
+        ThrowFileError("CSysFile::GetTime - failed retrive the file status\n", m_name, errno,
+                       STATUS_ERRORS);
+    if (created != nullptr)
+        *created = tmINV;
+    if (accessed != nullptr)
+        *accessed = ToTime(status.st_atim);
+    if (modified != nullptr)
+        *modified = ToTime(status.st_mtim);
+}
+
+void CSysFile::SetTime(const CTime* /*created*/, const CTime* accessed, const CTime* modified) {
+    const timespec times[2] = {FromTime(accessed), FromTime(modified)};
+    if (::futimens(m_descriptor, times) == -1)
+        ThrowFileError("CSysFile::SetTime - failed set the file times\n", m_name, errno,
+                       STATUS_ERRORS);
 }
 
 CFileMapping CSysFile::MakeFileMapping(const CLongLongNative& size, CFileMapping::ACCESS access,
