@@ -7,6 +7,8 @@
 
 #pragma once
 
+#include "util/sys/init_guard.h"
+
 #include <compare>
 #include <concepts>
 #include <cstdint>
@@ -167,13 +169,9 @@ namespace IMPL {
 
 /// Start-up guard of the integers. They are constant-initialised, so there is nothing to build; the
 /// guard counts the source files that use them, like the guards of the other areas.
-class impInitGuardForInt64 {
+class impInitGuardForInt64 : public TInitGuard<impInitGuardForInt64> {
 public:
-    impInitGuardForInt64() noexcept { ++sm_count; }
-    static unsigned int CompilationUnitRefCount() noexcept { return sm_count; }
-
-private:
-    static inline constinit unsigned int sm_count = 0;
+    static void _Init() {}
 };
 
 static const impInitGuardForInt64 s_initGuardForInt64;
