@@ -3,15 +3,15 @@
 
 #include "util/text/byte_buffer.h"
 #include "util/text/stringEx.h"
-#include "util/text/string_match.h"
+#include "util/text/string_escape.h"
 #include "util/text/wstringEx.h"
 
 namespace Quil {
 
 /// Raw bytes. A value type with no data beside its buffer; it re-types to and from the text strings
 /// without touching an element.
-class byteEx : public string_match<byteEx, unsigned char> {
-    using Layers = string_match<byteEx, unsigned char>;
+class byteEx : public string_escape<byteEx, unsigned char> {
+    using Layers = string_escape<byteEx, unsigned char>;
 
 public:
     using Layers::Layers;
@@ -56,6 +56,5 @@ extern template class string_core<byteEx, unsigned char>;
 extern template class string_replace<byteEx, unsigned char>;
 extern template class string_field<byteEx, unsigned char>;
 extern template class string_escape<byteEx, unsigned char>;
-extern template class string_match<byteEx, unsigned char>;
 
 } // namespace Quil

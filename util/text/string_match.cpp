@@ -1,6 +1,5 @@
 #include "util/text/string_match.h"
 
-#include "util/text/byteEx.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
@@ -18,10 +17,7 @@ bool string_match<Self, T>::__Wildcard(text_ref<T> pattern, unsigned int* wildSt
         return i < elements.length ? elements.data[i] : T(0);
     };
     const auto same = [&](T a, T b) {
-        if constexpr (sm_isText) {
-            return a == b || (signs.noCase && Self::to_lower(a) == Self::to_lower(b));
-        }
-        return a == b;
+        return a == b || (signs.noCase && Self::to_lower(a) == Self::to_lower(b));
     };
     struct PLACE {
         unsigned int pattern;
@@ -68,6 +64,5 @@ bool string_match<Self, T>::__Wildcard(text_ref<T> pattern, unsigned int* wildSt
 
 template class string_match<stringEx, char>;
 template class string_match<wstringEx, wchar_t>;
-template class string_match<byteEx, unsigned char>;
 
 } // namespace Quil

@@ -20,7 +20,6 @@ namespace Quil {
 template <class Self, class T>
 class string_match : public string_escape<Self, T> {
     using Escapes = string_escape<Self, T>;
-    static constexpr bool sm_isText = !std::is_same_v<T, unsigned char>;
 
 public:
     using Escapes::Escapes;
@@ -28,19 +27,19 @@ public:
     constexpr string_match() noexcept = default;
 
     bool wildcard_match(text_ref<T> pattern, unsigned int start, T one, T many,
-                        bool noCase = false) const requires sm_isText {
+                        bool noCase = false) const {
         return wildcard_match(pattern, nullptr, start, one, many, noCase);
     }
     bool wildcard_match(text_ref<T> pattern, unsigned int* wildStart, unsigned int start, T one,
-                        T many, bool noCase = false) const requires sm_isText {
+                        T many, bool noCase = false) const {
         return __Wildcard(pattern, wildStart, start, {one, many, T(), false, noCase});
     }
     bool wildcard_esc_match(text_ref<T> pattern, unsigned int start, T one, T many, T esc,
-                            bool noCase = false) const requires sm_isText {
+                            bool noCase = false) const {
         return wildcard_esc_match(pattern, nullptr, start, one, many, esc, noCase);
     }
     bool wildcard_esc_match(text_ref<T> pattern, unsigned int* wildStart, unsigned int start, T one,
-                            T many, T esc, bool noCase = false) const requires sm_isText {
+                            T many, T esc, bool noCase = false) const {
         return __Wildcard(pattern, wildStart, start, {one, many, esc, true, noCase});
     }
 
