@@ -39,17 +39,16 @@ public:
     constexpr string_replace() noexcept = default;
 
     /// The text `find`. Of bytes only: an empty `find` is found once, at `start`.
-    unsigned int find_replace(const Self& find, const Self& rep, unsigned int start = 0,
-                              bool all = true) requires sm_isText {
+    unsigned int find_replace(const Self& find, const Self& rep, unsigned int start, bool all) {
         return __InPlace(FORM::TEXT, find, rep, start, all);
+    }
+    unsigned int find_replace(const Self& find, const Self& rep,
+                              unsigned int start = 0) requires sm_isText {
+        return __InPlace(FORM::TEXT, find, rep, start, true);
     }
     unsigned int find_replace(const Self& find, const Self& rep,
                               bool all = true) requires(!sm_isText) {
         return __InPlace(FORM::TEXT, find, rep, 0, all);
-    }
-    unsigned int find_replace(const Self& find, const Self& rep, unsigned int start,
-                              bool all) requires(!sm_isText) {
-        return __InPlace(FORM::TEXT, find, rep, start, all);
     }
     unsigned int find_replace_to(Self& to, const Self& find, const Self& rep,
                                  unsigned int start = 0) const {
@@ -65,17 +64,16 @@ public:
     }
 
     /// Any one element of `set`.
-    unsigned int find_replace_set(const Self& set, const Self& rep, unsigned int start = 0,
-                                  bool all = true) requires sm_isText {
+    unsigned int find_replace_set(const Self& set, const Self& rep, unsigned int start, bool all) {
         return __InPlace(FORM::SET, set, rep, start, all);
+    }
+    unsigned int find_replace_set(const Self& set, const Self& rep,
+                                  unsigned int start = 0) requires sm_isText {
+        return __InPlace(FORM::SET, set, rep, start, true);
     }
     unsigned int find_replace_set(const Self& set, const Self& rep,
                                   bool all = true) requires(!sm_isText) {
         return __InPlace(FORM::SET, set, rep, 0, all);
-    }
-    unsigned int find_replace_set(const Self& set, const Self& rep, unsigned int start,
-                                  bool all) requires(!sm_isText) {
-        return __InPlace(FORM::SET, set, rep, start, all);
     }
     unsigned int find_replace_set_to(Self& to, const Self& set, const Self& rep,
                                      unsigned int start = 0) const {
