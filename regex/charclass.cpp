@@ -354,5 +354,7 @@ template const cvec<wchar_t>* allcases(vars<wchar_t>*, wchar_t);
 template wchar_t element(vars<wchar_t>*, const wchar_t*, const wchar_t*);
 template int cmp(const wchar_t*, const wchar_t*, std::size_t);
 template int casecmp(const wchar_t*, const wchar_t*, std::size_t);
+template int cmp(const unsigned char*, const unsigned char*, std::size_t);
+template int casecmp(const unsigned char*, const unsigned char*, std::size_t);
 
 } // namespace Quil::IMPL::engine

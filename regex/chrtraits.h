@@ -19,6 +19,7 @@ struct chrtraits;
 
 template <>
 struct chrtraits<char> {
+    using pattern = char;                     ///< characters of the expressions that run on these
     static constexpr int CSIZE = 1;           ///< `re_csize`
     static constexpr std::size_t NCHRS = 256; ///< character values that the color map tells apart
     static constexpr bool HASTITLE = false;   ///< title case is a case of its own
@@ -32,6 +33,7 @@ struct chrtraits<char> {
 
 template <>
 struct chrtraits<wchar_t> {
+    using pattern = wchar_t;
     static constexpr int CSIZE = 4;
     static constexpr std::size_t NCHRS = 0x10000;
     static constexpr bool HASTITLE = true;
@@ -41,6 +43,19 @@ struct chrtraits<wchar_t> {
     static wchar_t tolower(wchar_t c) { return UniCharToLower(c); }
     static wchar_t toupper(wchar_t c) { return UniCharToUpper(c); }
     static wchar_t totitle(wchar_t c) { return UniCharToTitle(c); }
+};
+
+/// Bytes that are characters of the same value, ASCII or Latin 1: a text, not a pattern.
+/// Expressions of the wide engine run on it as they would on its wide form, without that being
+/// made.
+template <>
+struct chrtraits<unsigned char> {
+    using pattern = wchar_t;
+    static constexpr int CSIZE = chrtraits<wchar_t>::CSIZE;
+    static constexpr std::size_t NCHRS = 256;
+
+    static std::size_t index(unsigned char c) { return c; }
+    static wchar_t tolower(unsigned char c) { return UniCharToLower(static_cast<wchar_t>(c)); }
 };
 
 } // namespace Quil::IMPL::engine

@@ -1,6 +1,10 @@
 // Division of a match along the tree, without and with back references.
 #include "regex/dissect.h"
 
+#include "regex/charclass.h"
+
+#include <type_traits>
+
 namespace Quil::IMPL::engine {
 
 namespace {
@@ -301,9 +305,18 @@ int TDissector<Chr>::refer(const subre& node, const Chr* begin, const Chr* end) 
     const Chr* p = begin;
     std::ptrdiff_t times = 0;
     for (; end - p >= length && !(bounded && times >= node.max); p += length, ++times)
-        if (guts_.compare(env_.start + group.rm_so, p, static_cast<std::size_t>(length)) != 0)
+        if (compare(env_.start + group.rm_so, p, static_cast<std::size_t>(length)) != 0)
             break;
     return p == end && times >= node.min ? REG_OKAY : REG_NOMATCH;
+}
+
+/// Two runs of the text, as the expression compares characters; zero if they are equal.
+template <class Chr>
+int TDissector<Chr>::compare(const Chr* a, const Chr* b, std::size_t length) const {
+    if constexpr (std::is_same_v<Chr, pattern>)
+        return guts_.compare(a, b, length);
+    else
+        return guts_.compare == &casecmp<pattern> ? casecmp(a, b, length) : cmp(a, b, length);
 }
 
 /// The groups below `root` take no part, as long as nothing else is found.
@@ -323,5 +336,6 @@ void TDissector<Chr>::zap(const subre* root) {
 
 template class TDissector<char>;
 template class TDissector<wchar_t>;
+template class TDissector<unsigned char>;
 
 } // namespace Quil::IMPL::engine

@@ -15,8 +15,10 @@ namespace Quil::IMPL::engine {
 /// Divides matches. Borrows all it works on. One per context.
 template <class Chr>
 class TDissector {
+    using pattern = typename chrtraits<Chr>::pattern;
+
 public:
-    TDissector(const guts<Chr>& g, scanenv<Chr>& env, TNodes<Chr>& nodes)
+    TDissector(const guts<pattern>& g, scanenv<Chr>& env, TNodes<Chr>& nodes)
         : guts_(g), env_(env), nodes_(nodes) {}
 
     /// The match vector in force. Groups at or above `nmatch` are not reported.
@@ -67,8 +69,9 @@ private:
     int nextmid();
     int alternate(int er);
     int refer(const subre& node, const Chr* begin, const Chr* end) const;
+    int compare(const Chr* a, const Chr* b, std::size_t length) const;
 
-    const guts<Chr>& guts_;
+    const guts<pattern>& guts_;
     scanenv<Chr>& env_;
     TNodes<Chr>& nodes_;
     regmatch_t* pmatch_ = nullptr; // borrowed
@@ -81,5 +84,6 @@ private:
 
 extern template class TDissector<char>;
 extern template class TDissector<wchar_t>;
+extern template class TDissector<unsigned char>;
 
 } // namespace Quil::IMPL::engine

@@ -72,6 +72,8 @@ const Chr* CLiteral::find(const Chr* start, const Chr* stop, const color* colors
 }
 
 template const char* CLiteral::find(const char*, const char*, const color*, std::uint64_t&) const;
+template const unsigned char* CLiteral::find(const unsigned char*, const unsigned char*,
+                                             const color*, std::uint64_t&) const;
 template const wchar_t* CLiteral::find(const wchar_t*, const wchar_t*, const color*,
                                        std::uint64_t&) const;
 

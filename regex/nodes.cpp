@@ -102,7 +102,9 @@ void TLookaheads<Chr>::newtext() {
 
 template class TNodes<char>;
 template class TNodes<wchar_t>;
+template class TNodes<unsigned char>;
 template class TLookaheads<char>;
 template class TLookaheads<wchar_t>;
+template class TLookaheads<unsigned char>;
 
 } // namespace Quil::IMPL::engine

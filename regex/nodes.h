@@ -82,7 +82,9 @@ private:
 
 extern template class TNodes<char>;
 extern template class TNodes<wchar_t>;
+extern template class TNodes<unsigned char>;
 extern template class TLookaheads<char>;
 extern template class TLookaheads<wchar_t>;
+extern template class TLookaheads<unsigned char>;
 
 } // namespace Quil::IMPL::engine

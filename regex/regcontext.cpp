@@ -17,7 +17,9 @@ template <class Chr>
 struct TRegexContext<Chr>::machine {
     static constexpr int PASSED = -1; // no result yet
 
-    explicit machine(const guts<Chr>& compiled);
+    using compiled_form = guts<typename chrtraits<Chr>::pattern>;
+
+    explicit machine(const compiled_form& compiled);
 
     void settext(const Chr* start, const Chr* stop, int eflags);
     int run(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
@@ -30,7 +32,7 @@ struct TRegexContext<Chr>::machine {
     const Chr* candidate(const Chr* begin, const Chr* limit, bool* hitstop);
     void report(rm_detail_t* details, const Chr* cold) const;
 
-    const guts<Chr>& g;
+    const compiled_form& g;
     scanenv<Chr> env;
     TLookaheads<Chr> lookaheads;
     TNodes<Chr> nodes;
@@ -45,7 +47,7 @@ struct TRegexContext<Chr>::machine {
 };
 
 template <class Chr>
-TRegexContext<Chr>::machine::machine(const guts<Chr>& compiled)
+TRegexContext<Chr>::machine::machine(const compiled_form& compiled)
     : g(compiled), lookaheads(env, g.lacons, g.nlacons), nodes(env, g.ntree),
       dissector(g, env, nodes), search(g.search, env), literal(g.tree->cnfa),
       whole(nodes.forward(*g.tree)), shorter((g.tree->flags & SHORTER) != 0),
@@ -226,7 +228,7 @@ int TRegexContext<Chr>::check(std::size_t from, const rm_detail_t* details) cons
         return REG_INVARG;
     if (re_->re_csize != chrtraits<Chr>::CSIZE)
         return REG_MIXED;
-    const auto* const g = static_cast<const guts<Chr>*>(re_->re_guts);
+    const auto* const g = static_cast<const machine::compiled_form*>(re_->re_guts);
     if (((g->cflags & REG_EXPECT) && !details) || length_ > MOSTLENGTH || from > length_)
         return REG_INVARG;
     return (g->info & REG_UIMPOSSIBLE) ? REG_NOMATCH : REG_OKAY;
@@ -239,7 +241,8 @@ int TRegexContext<Chr>::exec(std::size_t from, std::size_t nmatch, regmatch_t pm
         return result;
     try {
         if (!machine_)
-            machine_ = std::make_unique<machine>(*static_cast<const guts<Chr>*>(re_->re_guts));
+            machine_ = std::make_unique<machine>(
+                *static_cast<const machine::compiled_form*>(re_->re_guts));
         machine_->env.fastroads = fastroads_;
         machine_->settext(text_ + from, text_ + length_, eflags);
         return machine_->run(nmatch, pmatch, details);
@@ -263,5 +266,6 @@ void TRegexContext<Chr>::setfastroads(bool on) {
 
 template class TRegexContext<char>;
 template class TRegexContext<wchar_t>;
+template class TRegexContext<unsigned char>;
 
 } // namespace Quil

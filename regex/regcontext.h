@@ -13,8 +13,10 @@
 
 namespace Quil {
 
-/// The execution of one compiled expression over any number of texts. Holds the DFA states found so
-/// far, which depend on the expression alone, and the scratch of a match.
+/// The execution of one compiled expression over any number of texts. With `Chr` `unsigned char`
+/// the expression is one of the wide engine and each byte of the text the character of its value.
+/// Holds the DFA states found so far, which depend on the expression alone, and the scratch of a
+/// match.
 ///
 /// Borrows the expression, which must outlive it, and the text set last. Belongs to one thread at a
 /// time; any number of contexts may run one expression at once. Memory is bounded, whatever the
@@ -67,5 +69,6 @@ private:
 
 extern template class TRegexContext<char>;
 extern template class TRegexContext<wchar_t>;
+extern template class TRegexContext<unsigned char>;
 
 } // namespace Quil

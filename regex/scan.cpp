@@ -298,5 +298,6 @@ bool TScanner<Chr>::findskip(transition first, std::size_t length) {
 
 template class TScanner<char>;
 template class TScanner<wchar_t>;
+template class TScanner<unsigned char>;
 
 } // namespace Quil::IMPL::engine

@@ -120,5 +120,6 @@ private:
 
 extern template class TScanner<char>;
 extern template class TScanner<wchar_t>;
+extern template class TScanner<unsigned char>;
 
 } // namespace Quil::IMPL::engine

@@ -20,6 +20,9 @@ struct lanes<char> {
 };
 
 template <>
+struct lanes<unsigned char> : lanes<char> {};
+
+template <>
 struct lanes<wchar_t> {
     using value = std::uint32_t;
     typedef value vector __attribute__((vector_size(16)));
@@ -107,5 +110,6 @@ const Chr* TSkip<Chr>::findmany(const Chr* cp, const Chr* limit) const {
 
 template class TSkip<char>;
 template class TSkip<wchar_t>;
+template class TSkip<unsigned char>;
 
 } // namespace Quil::IMPL::engine

@@ -33,5 +33,6 @@ private:
 
 extern template class TSkip<char>;
 extern template class TSkip<wchar_t>;
+extern template class TSkip<unsigned char>;
 
 } // namespace Quil::IMPL::engine

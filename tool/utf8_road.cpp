@@ -73,9 +73,9 @@ std::vector<byteEx> ForeignPartners(const wstringEx& text) {
 } // namespace
 
 bool CUtf8Road::CanServe(const Run& run) {
-    const bool isLiteral = run.findFunc == FIND::literal ||
-                           (run.findFunc == FIND::literalNoCase && IsAscii(run.findText));
-    return isLiteral && !run.inWide && !run.outWide && IsUtf8(run.inConv, run.inEnc) &&
+    const bool isServed = run.findFunc == FIND::literal || run.findFunc == FIND::regex ||
+                          (run.findFunc == FIND::literalNoCase && IsAscii(run.findText));
+    return isServed && !run.inWide && !run.outWide && IsUtf8(run.inConv, run.inEnc) &&
            IsUtf8(run.outConv, run.outEnc) && EncodeStrictly(run.findText) &&
            EncodeStrictly(run.replaceText);
 }
@@ -91,8 +91,10 @@ CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain)
 /// A pipe's end, the one byte behind a valid text that isn't valid itself, becomes the "?" that it
 /// decodes to.
 bool CUtf8Road::__Takes(byteEx& raw) const {
-    const std::size_t valid = IMPL::ValidUtf8Length(
-        static_cast<const char*>(static_cast<const void*>(raw.data())), raw.length());
+    const char* const text = static_cast<const char*>(static_cast<const void*>(raw.data()));
+    const std::size_t valid = __run.findFunc == FIND::regex
+                                  ? IMPL::AsciiLength(text, raw.length())
+                                  : IMPL::ValidUtf8Length(text, raw.length());
     if (valid + 1 == raw.length() && raw.back() == END_OF_PIPE) {
         raw.at(raw.length() - 1) = '?';
     } else if (valid != raw.length()) {
@@ -114,15 +116,18 @@ std::optional<unsigned long> CUtf8Road::Replace(byteEx& raw) {
     if (raw.empty()) {
         return std::nullopt;
     }
-    __raw = raw;
-    __begin =
-        __raw.begin_with(__run.constants.btUtf8Sign) ? __run.constants.btUtf8Sign.length() : 0;
+    __raw.swap(raw);
+    __isBuilt = false;
+    const byteEx& sign = __run.constants.btUtf8Sign;
+    __begin = __raw.begin_with(sign) ? sign.length() : 0;
     if (__run.findFunc == FIND::literal) {
         __Find<IMPL::plain_fold>();
-    } else {
+    } else if (__run.findFunc == FIND::literalNoCase) {
         __Find<ascii_fold>();
+    } else {
+        __ReplaceExpression();
     }
-    return __matches.size();
+    return __count;
 }
 
 template <class Fold>
@@ -132,19 +137,29 @@ void CUtf8Road::__Find() {
     for (unsigned int pos = __begin;;) {
         pos = search.find(__raw.data(), __raw.length(), pos);
         if (pos == search.npos) {
-            return;
+            break;
         }
         __matches.push_back(pos);
         pos += __find.length();
     }
+    __count = __matches.size();
 }
 
-/// The result behind `sign`, if there is one: stretches of the input with replacements in between.
-void CUtf8Road::__Build(const byteEx* sign) {
-    const std::uint64_t removed = std::uint64_t{__matches.size()} * __find.length() + __begin;
-    const std::uint64_t added = std::uint64_t{__matches.size()} * __replacement.length() +
-                                (sign != nullptr ? sign->length() : 0);
-    const std::uint64_t size = __raw.length() - removed + added;
+void CUtf8Road::__ReplaceExpression() {
+    __count = wstringEx::regex_find_replace_all_in_bytes(__result, __raw, __run.regexComp,
+                                                         static_cast<stringEx>(__replacement), true,
+                                                         __run.useExpand);
+    if (__count == 0) {
+        __result = __raw;
+    }
+    __isBuilt = true;
+}
+
+/// Stretches of the input with the literal's replacement in between.
+void CUtf8Road::__Build() {
+    const std::uint64_t removed = std::uint64_t{__count} * __find.length() + __begin;
+    const std::uint64_t size =
+        __raw.length() - removed + std::uint64_t{__count} * __replacement.length();
     if (size > byteEx::max_size()) {
         throw std::bad_alloc();
     }
@@ -157,9 +172,6 @@ void CUtf8Road::__Build(const byteEx* sign) {
             to += length;
         }
     };
-    if (sign != nullptr) {
-        put(sign->data(), sign->length());
-    }
     unsigned int last = __begin;
     for (const unsigned int match : __matches) {
         put(__raw.data() + last, match - last);
@@ -168,13 +180,24 @@ void CUtf8Road::__Build(const byteEx* sign) {
     }
     put(__raw.data() + last, __raw.length() - last);
     __result.set_size(static_cast<unsigned int>(size));
+    __isBuilt = true;
+}
+
+const byteEx& CUtf8Road::__Result() {
+    if (!__isBuilt) {
+        __Build();
+    }
+    return __result;
 }
 
 const byteEx& CUtf8Road::Encode() {
     if (__isPlain) {
         return __plain->Encode();
     }
-    __Build(__run.MarksUtf8() ? &__run.constants.btUtf8Sign : nullptr);
+    __Result();
+    if (__run.MarksUtf8()) {
+        __result.insert(0, __run.constants.btUtf8Sign);
+    }
     return __result;
 }
 
@@ -183,9 +206,9 @@ void CUtf8Road::Print() {
         __plain->Print();
         return;
     }
-    __Build(nullptr);
-    std::cout.write(static_cast<const char*>(static_cast<const void*>(__result.data())),
-                    __result.length());
+    const byteEx& result = __Result();
+    std::cout.write(static_cast<const char*>(static_cast<const void*>(result.data())),
+                    result.length());
 }
 
 } // namespace Quil

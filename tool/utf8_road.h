@@ -11,7 +11,7 @@
 
 namespace Quil {
 
-/// Serves runs that look for a literal in UTF-8 and write UTF-8.
+/// Serves runs that look for a literal or an expression in UTF-8 and write UTF-8.
 class CUtf8Road final : public IRoad {
 public:
     /// Whether the road's results are those of the plain road on valid inputs of this run.
@@ -28,7 +28,9 @@ private:
     bool __Takes(byteEx& raw) const;
     template <class Fold>
     void __Find();
-    void __Build(const byteEx* sign);
+    void __ReplaceExpression();
+    void __Build();
+    const byteEx& __Result();
 
     const Run& __run;
     std::unique_ptr<IRoad> __plain;
@@ -38,8 +40,10 @@ private:
 
     bool __isPlain = false; ///< the last input went the plain road
     byteEx __raw;
-    unsigned int __begin = 0; ///< of the text in `__raw`, behind its byte-order mark
-    std::vector<unsigned int> __matches;
+    unsigned int __begin = 0;            ///< of the text in `__raw`, behind its byte-order mark
+    std::vector<unsigned int> __matches; ///< where the literal was found
+    unsigned long __count = 0;
+    bool __isBuilt = false;
     byteEx __result;
 };
 

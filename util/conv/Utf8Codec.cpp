@@ -201,6 +201,13 @@ std::size_t ValidUtf8Length(const char* src, std::size_t length) {
     return static_cast<std::size_t>(validator.src - start);
 }
 
+std::size_t AsciiLength(const char* src, std::size_t length) {
+    const auto* const start = reinterpret_cast<const unsigned char*>(src);
+    VALIDATOR validator{start, start + length};
+    validator.AsciiRun();
+    return static_cast<std::size_t>(validator.src - start);
+}
+
 CODEC_STEP DecodeUtf8(wchar_t* dst, std::size_t room, const char* src, std::size_t length) {
     const auto* const start = reinterpret_cast<const unsigned char*>(src);
     DECODER decoder{start, start + length, dst, dst + room};

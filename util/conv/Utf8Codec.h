@@ -30,4 +30,7 @@ CODEC_STEP EncodeUtf8(char* dst, std::size_t room, const wchar_t* src, std::size
 /// first sequence that is cut or not valid.
 std::size_t ValidUtf8Length(const char* src, std::size_t length);
 
+/// The number of bytes at the start of `src` that are ASCII.
+std::size_t AsciiLength(const char* src, std::size_t length);
+
 } // namespace Quil::IMPL

@@ -1,13 +1,13 @@
-// Every search goes through `search`, which keeps the engine's context over all searches of one
-// text and decides for each whether it begins a line.
+// Every search goes through `regex_search`, which keeps the engine's context over all searches of
+// one text and decides for each whether it begins a line.
 
 #include "util/text/string_regex.h"
 
-#include "regex/regcontext.h"
 #include "regex/regex.h"
 #include "util/sys/internal.h"
 #include "util/sys/tls.h"
-#include "util/text/regex_template.h"
+#include "util/text/byteEx.h"
+#include "util/text/regex_replace.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
@@ -17,9 +17,6 @@
 namespace Quil {
 
 namespace {
-
-constexpr unsigned int GROUPS_TOLD = 10; // \0 to \9
-constexpr double GROWTH_ESTIMATE = 1.17; // of a text in which all matches are replaced
 
 template <class T>
 struct engine;
@@ -127,10 +124,6 @@ std::uint32_t compile_flags(bool ignoreCase, bool newline, bool extended) {
                                       (extended ? REG_EXTENDED : 0));
 }
 
-int execute_flags(bool notBol, bool notEol) {
-    return REG_STARTEND | (notBol ? REG_NOTBOL : 0) | (notEol ? REG_NOTEOL : 0);
-}
-
 } // namespace
 
 /// What a handle points to: the engine's record, and directly behind it the flags it was compiled
@@ -224,73 +217,6 @@ private:
 template <class Self, class T>
 constinit typename string_regex<Self, T>::tls_slot string_regex<Self, T>::tls_slot::sm_one;
 
-/// The searches of one expression in one text.
-template <class Self, class T>
-class string_regex<Self, T>::search {
-public:
-    search(const regex_t& re, text_ref<T> text, bool notEol) : __context(&re), __text(text) {
-        __context.settext(text.data, text.length);
-        __eflags = execute_flags(false, notEol);
-    }
-
-    /// True if there is a match at or behind `pos`; `groups` groups are then told of.
-    bool find(unsigned int pos, bool notBol, unsigned int groups) {
-        __base = pos;
-        const int eflags = __eflags | (notBol ? REG_NOTBOL : 0);
-        return __context.exec(pos, groups, __matches.data(), eflags) == REG_OKAY;
-    }
-    /// The same for the match number `index`. `newlineSensitive` is asked when the first search
-    /// begins behind the text's start.
-    template <class Ask>
-    bool find_nth(unsigned int index, unsigned int pos, bool notBol, bool continued,
-                  Ask newlineSensitive) {
-        for (unsigned int seen = 0;; ++seen) {
-            if (pos != 0 && (continued || seen != 0)) {
-                notBol = !newlineSensitive() || __text.data[pos - 1] != T('\n');
-            }
-            if (!find(pos, notBol, GROUPS_TOLD)) {
-                return false;
-            }
-            if (seen == index) {
-                return true;
-            }
-            // An empty match further on doesn't count as empty here: it is found again.
-            const bool isEmpty = __matches[0].rm_eo == 0;
-            pos += static_cast<unsigned int>(__matches[0].rm_eo) + (isEmpty ? 1 : 0);
-            if (isEmpty && pos >= __text.length) {
-                return false;
-            }
-        }
-    }
-
-    unsigned int offset(unsigned int group) const {
-        return __base + static_cast<unsigned int>(__matches[group].rm_so);
-    }
-    unsigned int length(unsigned int group) const {
-        return static_cast<unsigned int>(__matches[group].rm_eo - __matches[group].rm_so);
-    }
-    text_ref<T> text(unsigned int group) const {
-        const unsigned int n = length(group);
-        return {n == 0 ? __text.data : __text.data + offset(group), n};
-    }
-    void tell(regex_result& out, std::size_t groupCount) const {
-        for (unsigned int i = 0; i < groupCount; ++i) {
-            if (i < GROUPS_TOLD) {
-                out.emplace_back(offset(i), length(i));
-            } else {
-                out.emplace_back(npos, 0U);
-            }
-        }
-    }
-
-private:
-    TRegexContext<T> __context;
-    text_ref<T> __text;
-    int __eflags;
-    unsigned int __base = 0;
-    std::array<regmatch_t, GROUPS_TOLD> __matches{};
-};
-
 template <class Self, class T>
 auto string_regex<Self, T>::regex_comp(Self pattern, bool ignoreCase, bool newline, bool extended,
                                        bool translate) -> regex_handle {
@@ -329,7 +255,7 @@ bool string_regex<Self, T>::regex_match_with_comp(const regex_handle& handle, bo
                                                   bool notEol) const {
     return handle &&
            engine<T>::exec(&COMPILED::Of(handle).re, this->c_str(), this->length(), nullptr, 0,
-                           nullptr, execute_flags(notBol, notEol)) == REG_OKAY;
+                           nullptr, IMPL::regex_execute_flags(notBol, notEol)) == REG_OKAY;
 }
 
 template <class Self, class T>
@@ -339,7 +265,7 @@ bool string_regex<Self, T>::regex_match_with_comp(const regex_handle& handle, un
     if (!handle) {
         return false;
     }
-    search one(COMPILED::Of(handle).re, *this, notEol);
+    IMPL::regex_search<T> one(COMPILED::Of(handle).re, *this, notEol);
     if (!one.find(0, notBol, 1)) {
         return false;
     }
@@ -386,7 +312,7 @@ bool string_regex<Self, T>::regex_find(regex_result& out, Self pattern, unsigned
     if (!cache->Hold(std::move(pattern), flags, translate && !isDirected)) {
         return false;
     }
-    search searches(cache->re, *this, notEol);
+    IMPL::regex_search<T> searches(cache->re, *this, notEol);
     if (!searches.find_nth(index, start, notBol, continued, [=] { return sensitive; })) {
         return false;
     }
@@ -403,7 +329,7 @@ bool string_regex<Self, T>::regex_find_with_comp(regex_result& out, const regex_
         return false;
     }
     const COMPILED& compiled = COMPILED::Of(handle);
-    search searches(compiled.re, *this, notEol);
+    IMPL::regex_search<T> searches(compiled.re, *this, notEol);
     if (!searches.find_nth(index, start, notBol, continued,
                            [&] { return compiled.is_newline_sensitive(); })) {
         return false;
@@ -457,61 +383,19 @@ bool string_regex<Self, T>::regex_find_replace_with_comp(const regex_handle& han
     return found;
 }
 
-/// The one loop of both replace-all forms: appends the result to `to`, which is empty and apart
-/// from this text. `decide` tells, for a search at a position, whether it does not begin a line.
+/// Appends the result to `to`, which is empty and apart from this text.
 template <class Self, class T>
 template <class Decide>
 unsigned int string_regex<Self, T>::__ReplaceAll(Self& to, const regex_handle& handle, Self rep,
                                                  bool notBol, bool notEol, bool translate,
                                                  Decide decide) const {
     const COMPILED& compiled = COMPILED::Of(handle);
-    const bool sensitive = compiled.is_newline_sensitive();
     rep.detach_if_static();
     if (translate) {
         translate_replacement(rep);
     }
-    const IMPL::regex_template<T> filler(rep, compiled.re.re_nsub + 1);
-    const T* const source = this->data();
-    const unsigned int length = this->length();
-    search searches(compiled.re, *this, notEol);
-    if (length == 0 || !searches.find(0, notBol, filler.groups_used())) {
-        return 0;
-    }
-
-    try {
-        to.reserve(static_cast<std::uint64_t>(std::min<double>(length * GROWTH_ESTIMATE,
-                                                               basic_buffer<T>::max_size() - 1)) +
-                   1);
-    } catch (const std::bad_alloc&) {
-        to.reserve(std::uint64_t{length} + 1);
-    }
-    IMPL::text_writer<T> out(to);
-    unsigned int copied = 0;
-    unsigned int count = 0;
-    unsigned int pos = 0;
-    bool more = true;
-    while (more) {
-        const unsigned int offset = searches.offset(0);
-        const unsigned int n = searches.length(0);
-        out.put({source + copied, offset - copied});
-        filler.put(out, [&](unsigned int group) { return searches.text(group); });
-        ++count;
-        copied = offset + n;
-        pos = copied + (n == 0 ? 1 : 0);
-        if (pos >= length) {
-            break;
-        }
-        // What stands before `pos` in the result, if anything does.
-        const bool isStepped = pos > copied;
-        const bool isAtStart = out.length() == 0;
-        const bool isLineStart = sensitive && (isStepped   ? source[pos - 1]
-                                               : isAtStart ? T('\n')
-                                                           : out.last()) == T('\n');
-        more = searches.find(pos, decide(isAtStart, isStepped, isLineStart), filler.groups_used());
-    }
-    out.put({source + copied, length - copied});
-    out.finish();
-    return count;
+    return IMPL::regex_replace_all<T>(to, *this, compiled.re, compiled.is_newline_sensitive(), rep,
+                                      notBol, notEol, decide);
 }
 
 template <class Self, class T>
@@ -531,11 +415,8 @@ unsigned int string_regex<Self, T>::regex_find_replace_all_with_comp(const regex
         return 0;
     }
     Self result;
-    const unsigned int count =
-        __ReplaceAll(result, handle, std::move(rep), notBol, notEol, translate,
-                     [=](bool isAtStart, bool isStepped, bool isLineStart) {
-                         return isAtStart && !isStepped ? notBol : !isLineStart;
-                     });
+    const unsigned int count = __ReplaceAll(result, handle, std::move(rep), notBol, notEol,
+                                            translate, IMPL::in_place_beginning{notBol});
     if (count != 0) {
         if (this->is_static()) {
             this->assign(result.data(), result.length()); // a view is written through
@@ -571,9 +452,8 @@ string_regex<Self, T>::regex_find_replace_all_with_comp_to(Self& to, const regex
     const Self copy(kept.copied());
     const string_regex& source = kept.is_copied() ? copy : *this;
     to.clear();
-    const unsigned int count = source.__ReplaceAll(
-        to, handle, std::move(rep), notBol, notEol, translate,
-        [](bool isAtStart, bool, bool isLineStart) { return !isAtStart && !isLineStart; });
+    const unsigned int count = source.__ReplaceAll(to, handle, std::move(rep), notBol, notEol,
+                                                   translate, IMPL::copy_out_beginning());
     if (count == 0) {
         if (source.length() >= Matches::sm_shareFrom && !source.is_static()) {
             to.assign(source);
@@ -582,6 +462,29 @@ string_regex<Self, T>::regex_find_replace_all_with_comp_to(Self& to, const regex
         }
     }
     return count;
+}
+
+template <class Self, class T>
+unsigned int string_regex<Self, T>::regex_find_replace_all_in_bytes(
+    basic_buffer<unsigned char>& to, text_ref<unsigned char> text, const regex_handle& handle,
+    stringEx rep, bool translate, bool copyOut) requires(std::is_same_v<T, wchar_t>) {
+    to.clear();
+    if (!handle) {
+        return 0;
+    }
+    const COMPILED& compiled = COMPILED::Of(handle);
+    const bool sensitive = compiled.is_newline_sensitive();
+    rep.detach_if_static();
+    if (translate) {
+        translate_replacement(rep);
+    }
+    const byteEx bytes = static_cast<byteEx>(rep);
+    return copyOut
+               ? IMPL::regex_replace_all<unsigned char>(to, text, compiled.re, sensitive, bytes,
+                                                        false, false, IMPL::copy_out_beginning())
+               : IMPL::regex_replace_all<unsigned char>(to, text, compiled.re, sensitive, bytes,
+                                                        false, false,
+                                                        IMPL::in_place_beginning{false});
 }
 
 template class string_regex<stringEx, char>;
