@@ -261,8 +261,8 @@ void okcolors(nfa* n, colormap* cm) {
         desc(cm, co).sub = NOSUB;
         desc(cm, sco).sub = NOSUB;
         if (desc(cm, co).nchrs == 0) {
-            // All of its characters went over, so its arcs go too. Each counts as work: a class that
-            // stands in the pattern again and again moves all its arcs every time.
+            // All of its characters went over, so its arcs go too. Each counts as work: a class
+            // that stands in the pattern again and again moves all its arcs every time.
             while (desc(cm, co).arcs != nullptr && !iserr(cm->v)) {
                 recolor(n, desc(cm, co).arcs, sco);
                 if (++cm->v->work > REG_MAXWORK)

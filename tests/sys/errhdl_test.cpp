@@ -58,7 +58,9 @@ TEST(ErrorFamily, MessageOutlivesWhatItWasAViewOf) {
 
 TEST(SysError, HasTheSystemsWords) {
     for (const int code : {ENOENT, 9999}) {
-        EXPECT_EQ(GetSysErrString(static_cast<unsigned long>(code)), std::strerror(code));
+        // A copy: the C library keeps the words of an unknown number only until it is asked again.
+        const stringEx words(std::strerror(code));
+        EXPECT_EQ(GetSysErrString(static_cast<unsigned long>(code)), words);
     }
     errno = EDOM;
     EXPECT_EQ(GetSysLastError(), static_cast<unsigned long>(EDOM));

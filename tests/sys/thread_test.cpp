@@ -169,6 +169,9 @@ TEST(Thread, DestroysItsOwnObject) {
 }
 
 TEST(Thread, KillUnwindsEvenThroughACatchAll) {
+    if (QUIL_ADDRESS_SANITIZED) {
+        GTEST_SKIP() << "it doesn't see that a cancelled thread's frames are gone";
+    }
     std::atomic<bool> isInside{false};
     std::atomic<bool> unwound{false};
     CTestThread thread([&](CTestThread&) {
@@ -227,6 +230,9 @@ TEST(Thread, SuspendedThreadStandsStill) {
 TEST(Thread, TakesItsCachesAlong) {
     // What stayed behind would be reported by the leak checker.
     for (const bool isKilled : {false, true}) {
+        if (isKilled && QUIL_ADDRESS_SANITIZED) {
+            continue; // it doesn't see that a cancelled thread's frames are gone
+        }
         std::atomic<bool> isDone{false};
         CTestThread thread([&](CTestThread&) {
             EXPECT_TRUE(stringEx("xay").regex_match("a", 0, 0, false, false, true, false, false,
