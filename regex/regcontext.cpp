@@ -228,7 +228,7 @@ int TRegexContext<Chr>::check(std::size_t from, const rm_detail_t* details) cons
         return REG_INVARG;
     if (re_->re_csize != chrtraits<Chr>::CSIZE)
         return REG_MIXED;
-    const auto* const g = static_cast<const machine::compiled_form*>(re_->re_guts);
+    const auto* const g = static_cast<const typename machine::compiled_form*>(re_->re_guts);
     if (((g->cflags & REG_EXPECT) && !details) || length_ > MOSTLENGTH || from > length_)
         return REG_INVARG;
     return (g->info & REG_UIMPOSSIBLE) ? REG_NOMATCH : REG_OKAY;
@@ -242,7 +242,7 @@ int TRegexContext<Chr>::exec(std::size_t from, std::size_t nmatch, regmatch_t pm
     try {
         if (!machine_)
             machine_ = std::make_unique<machine>(
-                *static_cast<const machine::compiled_form*>(re_->re_guts));
+                *static_cast<const typename machine::compiled_form*>(re_->re_guts));
         machine_->env.fastroads = fastroads_;
         machine_->settext(text_ + from, text_ + length_, eflags);
         return machine_->run(nmatch, pmatch, details);

@@ -26,7 +26,7 @@ enum class FIND { none, literal, literalNoCase, regex, any };
 
 /// All that the switches decide, and what the passes add up.
 struct Run {
-    const Constants constants;
+    const Constants constants{};
 
     wstringEx findText;
     wstringEx replaceText;

@@ -325,9 +325,10 @@ TEST(FatalHandlers, NoMemoryForNew) {
         constexpr rlim_t room = 256UL << 20;
         const rlimit limit{room, room};
         setrlimit(RLIMIT_AS, &limit);
+        char* volatile kept = nullptr; // or a compiler may leave the allocations out
         for (;;) {
-            auto* const block = new (std::nothrow) char[1 << 20];
-            sink = block[0] = 1;
+            kept = new (std::nothrow) char[1 << 20];
+            kept[0] = 1;
         }
     });
     EXPECT_EQ(ending.status, FATAL);

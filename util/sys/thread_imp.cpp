@@ -116,7 +116,7 @@ CThread_Imp::CThread_Imp(TThread* thread, const THREAD_RECORD_HANDLE& record,
         Check(pthread_attr_setstacksize(&attributes.value, stackSize),
               "CThread_Imp::Create - failed set stack size attribute", CREATE_ERRORS);
     }
-    auto start = std::make_unique<START>(thread, record);
+    auto start = std::make_unique<START>(START{thread, record});
     Check(pthread_create(&__handle, &attributes.value, __EntryPoint, start.get()),
           "CThread_Imp::Create - failed create thread", CREATE_ERRORS);
     static_cast<void>(start.release()); // the thread's now
