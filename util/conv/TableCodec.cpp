@@ -55,6 +55,17 @@ std::uint32_t PairAt(const unsigned char* bytes) {
     return static_cast<std::uint32_t>(bytes[0] | bytes[1] << 8);
 }
 
+/// Stores the four bytes of a sequence, the lowest one first.
+void StoreLowestFirst(unsigned char* dst, std::uint32_t sequence) {
+    if constexpr (std::endian::native == std::endian::little) {
+        std::memcpy(dst, &sequence, sizeof sequence);
+    } else {
+        for (std::size_t i = 0; i < sizeof sequence; ++i) {
+            dst[i] = static_cast<unsigned char>(sequence >> 8 * i);
+        }
+    }
+}
+
 /// A run of ASCII by blocks.
 struct ASCII_RUN {
     std::size_t length;
@@ -103,19 +114,23 @@ CODEC_STEP CTableDecoder::__ConvertPairs(wchar_t* dst, std::size_t room, const u
     constexpr std::size_t together = 4;
     const std::size_t limit = std::min(room, length / 2);
     std::size_t count = 0;
+    const char16_t* const pairs = __pairs.data();
     for (; limit - count >= together; count += together) {
-        char16_t found[together];
-        bool isWhole = true;
-        for (std::size_t i = 0; i < together; ++i) {
-            found[i] = __pairs[PairAt(src + 2 * (count + i))];
-            isWhole = isWhole & (found[i] != 0);
-        }
-        if (!isWhole) {
+        // Kept apart, not in an array, so that they stay in registers.
+        const unsigned char* const at = src + 2 * count;
+        const char16_t first = pairs[PairAt(at)];
+        const char16_t second = pairs[PairAt(at + 2)];
+        const char16_t third = pairs[PairAt(at + 4)];
+        const char16_t fourth = pairs[PairAt(at + 6)];
+        if (static_cast<int>(first != 0) + static_cast<int>(second != 0) +
+                static_cast<int>(third != 0) + static_cast<int>(fourth != 0) !=
+            static_cast<int>(together)) {
             break;
         }
-        for (std::size_t i = 0; i < together; ++i) {
-            dst[count + i] = static_cast<wchar_t>(found[i]);
-        }
+        dst[count] = static_cast<wchar_t>(first);
+        dst[count + 1] = static_cast<wchar_t>(second);
+        dst[count + 2] = static_cast<wchar_t>(third);
+        dst[count + 3] = static_cast<wchar_t>(fourth);
     }
     for (; count < limit; ++count) {
         const char16_t found = __pairs[PairAt(src + 2 * count)];
@@ -196,9 +211,7 @@ CODEC_STEP CTableEncoder::Convert(char* dst, std::size_t room, const wchar_t* sr
             break;
         }
         // The bytes behind a shorter one are written over by the next; there is room for all.
-        for (std::size_t i = 0; i < sizeof sequence; ++i) {
-            bytes[written + i] = static_cast<unsigned char>(sequence >> 8 * i);
-        }
+        StoreLowestFirst(bytes + written, sequence);
         written += static_cast<std::size_t>(std::bit_width(sequence) + 7) / 8;
         ++read;
     }

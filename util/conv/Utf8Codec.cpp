@@ -4,6 +4,7 @@
 #include "util/conv/Utf8Codec.h"
 
 #include "util/conv/AsciiBlock.h"
+#include "util/conv/Utf8Runs.h"
 
 #include <cstdint>
 #include <cstring>
@@ -69,6 +70,11 @@ struct DECODER {
     template <unsigned Length>
     bool SequenceRun() {
         const unsigned char* const start = src;
+        if constexpr (Length == 3) {
+            const CODEC_STEP run = DecodeTriples(dst, Room(), src, SrcLeft());
+            src += run.read;
+            dst += run.written;
+        }
         while (SrcLeft() >= Length && dst != dstEnd) {
             const std::uint32_t c = DecodeSequence<Length>(src);
             if (c == 0) {
@@ -111,6 +117,13 @@ struct ENCODER {
         }
     }
 
+    bool TripleRun() {
+        const CODEC_STEP run = EncodeTriples(dst, Room(), src, SrcLeft());
+        src += run.read;
+        dst += run.written;
+        return run.read != 0;
+    }
+
     static unsigned char Continuation(std::uint32_t bits) {
         return static_cast<unsigned char>(0x80U | (bits & 0x3FU));
     }
@@ -122,6 +135,9 @@ struct ENCODER {
             const std::uint32_t c = Current();
             if (c < 0x80) {
                 return true;
+            }
+            if (c >= 0x800 && TripleRun()) {
+                continue;
             }
             if (c < 0x800) {
                 *dst++ = static_cast<unsigned char>(0xC0U | c >> 6);
@@ -176,6 +192,9 @@ struct VALIDATOR {
     template <unsigned Length>
     bool SequenceRun() {
         const unsigned char* const start = src;
+        if constexpr (Length == 3) {
+            src += PassTriples(src, SrcLeft());
+        }
         while (SrcLeft() >= Length && DecodeSequence<Length>(src) != 0) {
             src += Length;
         }
