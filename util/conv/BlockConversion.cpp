@@ -5,25 +5,16 @@
 
 namespace Quil {
 
-namespace {
-
-std::unique_ptr<const CTextLibIConv> CloneOf(const TTextConv& converter) {
-    return std::unique_ptr<const CTextLibIConv>(
-        static_cast<const CTextLibIConv*>(dynamic_cast<const CTextLibIConv&>(converter).Clone()));
-}
-
-} // namespace
-
 void CWideWindow::Drop(std::size_t count) {
     __length -= count;
     if (__length != 0 && count != 0) {
-        std::memmove(__characters.data(), __characters.data() + count, __length * sizeof(wchar_t));
+        std::memmove(__characters.get(), __characters.get() + count, __length * sizeof(wchar_t));
     }
 }
 
 std::size_t CWideWindow::Put(const wchar_t* characters, std::size_t count) {
     const std::size_t taken = std::min(count, GetRoom());
-    std::copy_n(characters, taken, __characters.data() + __length);
+    std::copy_n(characters, taken, __characters.get() + __length);
     __length += taken;
     return taken;
 }
@@ -33,12 +24,19 @@ bool CanGoByBlocks(const TTextConv& converter) {
     return byIconv != nullptr && !byIconv->__WayToWide(0).mayDrop;
 }
 
-CBlockDecoder::CBlockDecoder(const TTextConv& converter) : __converter(CloneOf(converter)) {}
+const CTextLibIConv& CLazyClone::Get() {
+    if (__clone == nullptr) {
+        __clone.reset(__original.Clone());
+    }
+    return static_cast<const CTextLibIConv&>(*__clone);
+}
+
+CBlockDecoder::CBlockDecoder(const TTextConv& converter) : __converter(converter) {}
 
 void CBlockDecoder::Start(CWideWindow& window, const char* text, std::size_t length) {
     __window = &window;
     window.Clear();
-    __way = __converter->__WayToWide(length);
+    __way = __converter.Get().__WayToWide(length);
     __stepper.emplace(__way->convert, __way->descriptor, text, length, window);
 }
 
@@ -46,12 +44,12 @@ void CBlockDecoder::Fill() {
     IMPL::RunWay(*__way, *__stepper, *__window, 1);
 }
 
-CBlockEncoder::CBlockEncoder(const TTextConv& converter) : __converter(CloneOf(converter)) {}
+CBlockEncoder::CBlockEncoder(const TTextConv& converter) : __converter(converter) {}
 
 void CBlockEncoder::Start(std::size_t length) {
     __stepper.reset();
     __output.emplace(__result);
-    __way = __converter->__WayFromWide(length);
+    __way = __converter.Get().__WayFromWide(length);
     __stepper.emplace(__way->convert, __way->descriptor, nullptr, 0, *__output);
 }
 

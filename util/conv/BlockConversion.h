@@ -13,7 +13,6 @@
 
 #include <memory>
 #include <optional>
-#include <vector>
 
 namespace Quil {
 
@@ -26,9 +25,10 @@ public:
     /// Characters in a window unless more are asked for: twice what an encoder wants to see.
     static constexpr std::size_t sm_usualSize = std::size_t{32} << 10;
 
-    explicit CWideWindow(std::size_t size = sm_usualSize) : __characters(size) {}
+    explicit CWideWindow(std::size_t size = sm_usualSize)
+        : __characters(std::make_unique_for_overwrite<wchar_t[]>(size)), __size(size) {}
 
-    const wchar_t* Data() const { return __characters.data(); }
+    const wchar_t* Data() const { return __characters.get(); }
     std::size_t Length() const { return __length; }
     void Clear() { __length = 0; }
 
@@ -41,9 +41,9 @@ public:
     // The output of a converter.
 
     wchar_t* Reserve(std::size_t /*room*/, std::size_t /*done*/, std::size_t /*total*/) {
-        return __characters.data() + __length;
+        return __characters.get() + __length;
     }
-    std::size_t GetRoom() const { return __characters.size() - __length; }
+    std::size_t GetRoom() const { return __size - __length; }
     bool IsFull() const { return GetRoom() < sm_leastRoom; }
     void Advance(std::size_t count) { __length += count; }
     void Append(wchar_t character) { __characters[__length++] = character; }
@@ -52,7 +52,8 @@ private:
     /// What one call on a library may need at least.
     static constexpr std::size_t sm_leastRoom = 64;
 
-    std::vector<wchar_t> __characters;
+    std::unique_ptr<wchar_t[]> __characters;
+    std::size_t __size;
     std::size_t __length = 0;
 };
 
@@ -60,10 +61,24 @@ private:
 /// they can.
 bool CanGoByBlocks(const TTextConv& converter);
 
+/// A converter like another one, made when it is first needed.
+class CLazyClone {
+public:
+    /// `original` goes by iconv. It must stay as long as this.
+    explicit CLazyClone(const TTextConv& original)
+        : __original(dynamic_cast<const CTextLibIConv&>(original)) {}
+
+    const CTextLibIConv& Get();
+
+private:
+    const CTextLibIConv& __original;
+    std::unique_ptr<const TTextConv> __clone;
+};
+
 /// Decodes texts by blocks, by a converter of its own. For one thread.
 class CBlockDecoder {
 public:
-    /// A decoder for the charset of `converter`, which CanGoByBlocks.
+    /// A decoder for the charset of `converter`, which CanGoByBlocks and stays as long as this.
     explicit CBlockDecoder(const TTextConv& converter);
 
     /// Begins with a text, which must stay until it is decoded. From now on the characters are put
@@ -80,7 +95,7 @@ public:
     std::size_t GetLength() const { return __stepper->GetLength(); }
 
 private:
-    const std::unique_ptr<const CTextLibIConv> __converter;
+    CLazyClone __converter;
     CWideWindow* __window = nullptr;
     std::optional<IMPL::DECODING_WAY> __way;
     std::optional<IMPL::CIconvStepper<char, CWideWindow>> __stepper;
@@ -89,7 +104,7 @@ private:
 /// Encodes texts by blocks, by a converter and into a string of its own. For one thread.
 class CBlockEncoder {
 public:
-    /// An encoder for the charset of `converter`, which CanGoByBlocks.
+    /// An encoder for the charset of `converter`, which CanGoByBlocks and stays as long as this.
     explicit CBlockEncoder(const TTextConv& converter);
 
     /// Begins with a text, of which about `length` characters are expected. The string's block is
@@ -129,7 +144,7 @@ private:
         std::size_t __total = 0;
     };
 
-    const std::unique_ptr<const CTextLibIConv> __converter;
+    CLazyClone __converter;
     std::optional<IMPL::ENCODING_WAY> __way;
     stringEx __result;
     std::optional<COutput> __output; ///< to the string above
