@@ -162,4 +162,15 @@ TEST_F(CommandTest, ReplacesLiteralsByBlocksAsInAWholeText) {
     }
 }
 
+TEST_F(CommandTest, FindsTheOnlyMatchAcrossABlocksEnd) {
+    constexpr std::size_t window = 32768; // a block ends a little before it
+    for (std::size_t pos = window - 80; pos < window + 10; ++pos) {
+        const std::string before(pos, 'x');
+        const std::string behind(50000, 'y');
+        Write("x.txt", before + "\xD6\xD0lit" + behind);
+        EXPECT_EQ(Tsub({"x.txt", "-f:\xE4\xB8\xADlit", "-t:!", "-encin:gbk"}).status, 0) << pos;
+        EXPECT_TRUE(Read("x.txt") == before + "!" + behind) << pos;
+    }
+}
+
 } // namespace
