@@ -27,10 +27,8 @@ public:
 private:
     bool __Takes(byteEx& raw) const;
     template <class Fold>
-    void __Find();
-    void __ReplaceExpression();
-    void __Build();
-    const byteEx& __Result();
+    unsigned long __ReplaceLiteral();
+    unsigned long __ReplaceExpression();
 
     const Run& __run;
     std::unique_ptr<IRoad> __plain;
@@ -39,12 +37,8 @@ private:
     std::vector<byteEx> __foreign; ///< letters outside ASCII that fold to one of the literal's
 
     bool __isPlain = false; ///< the last input went the plain road
-    byteEx __raw;
-    unsigned int __begin = 0;            ///< of the text in `__raw`, behind its byte-order mark
-    std::vector<unsigned int> __matches; ///< where the literal was found
-    unsigned long __count = 0;
-    bool __isBuilt = false;
-    byteEx __result;
+    byteEx __result;        ///< the last input with its matches replaced
+    byteEx __room;          ///< where the next result is built that is longer than its input
 };
 
 } // namespace Quil
