@@ -3,6 +3,7 @@
 #include "regex/uni_data.h"
 #include "util/conv/TextLibIConv.h"
 #include "util/conv/Utf8Codec.h"
+#include "util/conv/Utf8Validation.h"
 #include "util/text/match_replace.h"
 
 #include <iostream>
