@@ -43,8 +43,7 @@ bool islinelocal(const regex_t* re, bool begins) {
     const auto& g = *static_cast<const guts<wchar_t>*>(re->re_guts);
     const cnfa& automaton = g.tree->cnfa;
     // A lookahead sees beyond the line.
-    if (automaton.empty() || (automaton.flags & HASLACONS) || g.nlacons > 1 ||
-        automaton.minlen < 1)
+    if (automaton.empty() || (automaton.flags & HASLACONS) || g.nlacons > 1 || automaton.minlen < 1)
         return false;
     const int linefeed = g.cmap.table[wide::index(L'\n')];
     const std::set<int> first = behind(automaton, linefeed);

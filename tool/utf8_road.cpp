@@ -81,7 +81,10 @@ bool CUtf8Road::CanServe(const Run& run) {
 
 CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain)
     : __run(run), __plain(std::move(plain)), __find(*EncodeStrictly(run.findText)),
-      __replacement(*EncodeStrictly(run.replaceText)) {
+      __replacement(*EncodeStrictly(run.replaceText)),
+      __replacer(run.regexComp, run.replaceText, static_cast<stringEx>(__replacement),
+                 run.useExpand ? CRegexReplacer::FORM::copyOut : CRegexReplacer::FORM::inPlace),
+      __lines(__replacer), __takesLines(__replacer.IsLocalToLines()) {
     if (run.findFunc == FIND::literalNoCase) {
         __foreign = ForeignPartners(run.findText);
     }
@@ -89,20 +92,26 @@ CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain)
 
 /// A pipe's end, the one byte behind a valid text that isn't valid itself, becomes the "?" that it
 /// decodes to.
-bool CUtf8Road::__Takes(byteEx& raw) const {
+bool CUtf8Road::__Takes(byteEx& raw) {
     const char* const text = static_cast<const char*>(static_cast<const void*>(raw.data()));
-    const std::size_t valid = __run.findFunc == FIND::regex
-                                  ? IMPL::AsciiLength(text, raw.length())
-                                  : IMPL::ValidUtf8Length(text, raw.length());
-    if (valid + 1 == raw.length() && raw.back() == END_OF_PIPE) {
-        raw.at(raw.length() - 1) = '?';
-    } else if (valid != raw.length()) {
+    const bool hasPipesEnd = !raw.empty() && raw.back() == END_OF_PIPE;
+    const unsigned int length = raw.length() - (hasPipesEnd ? 1 : 0);
+    if (__run.findFunc == FIND::regex) {
+        __isAscii = IMPL::AsciiLength(text, length) == length;
+        if (!__isAscii && !__takesLines) {
+            return false;
+        }
+    }
+    if (IMPL::ValidUtf8Length(text, length) != length) {
         return false;
     }
     for (const byteEx& letter : __foreign) {
         if (raw.find(letter, 0) != byteEx::npos) {
             return false;
         }
+    }
+    if (hasPipesEnd) {
+        raw.at(length) = '?';
     }
     return true;
 }
@@ -116,6 +125,10 @@ std::optional<unsigned long> CUtf8Road::Replace(byteEx& raw) {
         return std::nullopt;
     }
     __result.swap(raw);
+    const byteEx& sign = __run.constants.btUtf8Sign;
+    if (__result.begin_with(sign)) {
+        __result.erase(0, sign.length());
+    }
     switch (__run.findFunc) {
     case FIND::literal:
         return __ReplaceLiteral<IMPL::plain_fold>();
@@ -129,10 +142,6 @@ std::optional<unsigned long> CUtf8Road::Replace(byteEx& raw) {
 /// A replacement that isn't longer is written over what it replaces, which takes no memory at all.
 template <class Fold>
 unsigned long CUtf8Road::__ReplaceLiteral() {
-    const byteEx& sign = __run.constants.btUtf8Sign;
-    if (__result.begin_with(sign)) {
-        __result.erase(0, sign.length());
-    }
     IMPL::text_matcher<unsigned char, Fold> matcher(__find, __result.length());
     if (__replacement.length() <= __find.length()) {
         const IMPL::REPLACED done = IMPL::overwrite_matches<unsigned char>(
@@ -148,11 +157,9 @@ unsigned long CUtf8Road::__ReplaceLiteral() {
     return count;
 }
 
-/// An input that is taken is of ASCII, so it has no byte-order mark.
 unsigned long CUtf8Road::__ReplaceExpression() {
-    const unsigned long count = wstringEx::regex_find_replace_all_in_bytes(
-        __room, __result, __run.regexComp, static_cast<stringEx>(__replacement), true,
-        __run.useExpand);
+    const unsigned long count =
+        __isAscii ? __replacer.Replace(__room, __result) : __lines.Replace(__room, __result);
     if (count != 0) {
         __result.swap(__room);
     }

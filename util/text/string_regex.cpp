@@ -16,6 +16,8 @@
 
 namespace Quil {
 
+using record = IMPL::regex_record;
+
 namespace {
 
 template <class T>
@@ -87,12 +89,6 @@ void translate_pattern(S& pattern) {
 }
 
 template <class S>
-void translate_replacement(S& rep) {
-    static const escape_table<S> table(ELEMENT_ESCAPES);
-    table.restore(rep);
-}
-
-template <class S>
 S text_of(const char* narrow) {
     S text;
     text << narrow;
@@ -126,18 +122,11 @@ std::uint32_t compile_flags(bool ignoreCase, bool newline, bool extended) {
 
 } // namespace
 
-/// What a handle points to: the engine's record, and directly behind it the flags it was compiled
-/// with.
-template <class Self, class T>
-struct string_regex<Self, T>::COMPILED {
-    regex_t re;
-    std::uint32_t flags;
-
-    static COMPILED& Of(const regex_handle& handle) noexcept {
-        return *static_cast<COMPILED*>(static_cast<void*>(handle.get()));
-    }
-    bool is_newline_sensitive() const noexcept { return (flags & REG_NEWLINE) != 0; }
-};
+template <class S>
+void IMPL::translate_replacement(S& rep) {
+    static const escape_table<S> table(ELEMENT_ESCAPES);
+    table.restore(rep);
+}
 
 /// The last pattern that a thread has given as text.
 template <class Self, class T>
@@ -227,7 +216,7 @@ auto string_regex<Self, T>::regex_comp(Self pattern, bool ignoreCase, bool newli
         translate_pattern(pattern);
     }
     const std::uint32_t flags = compile_flags(ignoreCase, newline, extended);
-    auto compiled = std::make_unique<COMPILED>(COMPILED{{}, flags});
+    auto compiled = std::make_unique<record>(record{{}, flags});
     if (engine<T>::comp(&compiled->re, pattern.c_str(), pattern.length(),
                         static_cast<int>(flags)) != REG_OKAY) {
         return {};
@@ -238,7 +227,7 @@ auto string_regex<Self, T>::regex_comp(Self pattern, bool ignoreCase, bool newli
 template <class Self, class T>
 void string_regex<Self, T>::__regex_free(void* block) noexcept {
     if (block != nullptr) {
-        auto* const compiled = static_cast<COMPILED*>(block);
+        auto* const compiled = static_cast<record*>(block);
         engine<T>::free(&compiled->re);
         delete compiled;
     }
@@ -254,7 +243,7 @@ template <class Self, class T>
 bool string_regex<Self, T>::regex_match_with_comp(const regex_handle& handle, bool notBol,
                                                   bool notEol) const {
     return handle &&
-           engine<T>::exec(&COMPILED::Of(handle).re, this->c_str(), this->length(), nullptr, 0,
+           engine<T>::exec(&record::Of(handle.get()).re, this->c_str(), this->length(), nullptr, 0,
                            nullptr, IMPL::regex_execute_flags(notBol, notEol)) == REG_OKAY;
 }
 
@@ -265,7 +254,7 @@ bool string_regex<Self, T>::regex_match_with_comp(const regex_handle& handle, un
     if (!handle) {
         return false;
     }
-    IMPL::regex_search<T> one(COMPILED::Of(handle).re, *this, notEol);
+    IMPL::regex_search<T> one(record::Of(handle.get()).re, *this, notEol);
     if (!one.find(0, notBol, 1)) {
         return false;
     }
@@ -328,7 +317,7 @@ bool string_regex<Self, T>::regex_find_with_comp(regex_result& out, const regex_
     if (!handle || start >= this->length()) {
         return false;
     }
-    const COMPILED& compiled = COMPILED::Of(handle);
+    const record& compiled = record::Of(handle.get());
     IMPL::regex_search<T> searches(compiled.re, *this, notEol);
     if (!searches.find_nth(index, start, notBol, continued,
                            [&] { return compiled.is_newline_sensitive(); })) {
@@ -343,7 +332,7 @@ template <class Self, class T>
 void string_regex<Self, T>::__ReplaceOne(const regex_result& groups, Self& rep, bool translate) {
     rep.detach_if_static();
     if (translate) {
-        translate_replacement(rep);
+        IMPL::translate_replacement(rep);
     }
     Self filled;
     IMPL::text_writer<T> out(filled);
@@ -389,13 +378,15 @@ template <class Decide>
 unsigned int string_regex<Self, T>::__ReplaceAll(Self& to, const regex_handle& handle, Self rep,
                                                  bool notBol, bool notEol, bool translate,
                                                  Decide decide) const {
-    const COMPILED& compiled = COMPILED::Of(handle);
+    const record& compiled = record::Of(handle.get());
     rep.detach_if_static();
     if (translate) {
-        translate_replacement(rep);
+        IMPL::translate_replacement(rep);
     }
-    return IMPL::regex_replace_all<T>(to, *this, compiled.re, compiled.is_newline_sensitive(), rep,
-                                      notBol, notEol, decide);
+    const IMPL::regex_template<T> filler(rep, compiled.re.re_nsub + 1);
+    IMPL::regex_search<T> searches(compiled.re, *this, notEol);
+    return IMPL::regex_replace_all<T>(to, *this, searches, compiled.is_newline_sensitive(), filler,
+                                      notBol, decide);
 }
 
 template <class Self, class T>
@@ -464,29 +455,8 @@ string_regex<Self, T>::regex_find_replace_all_with_comp_to(Self& to, const regex
     return count;
 }
 
-template <class Self, class T>
-unsigned int string_regex<Self, T>::regex_find_replace_all_in_bytes(
-    basic_buffer<unsigned char>& to, text_ref<unsigned char> text, const regex_handle& handle,
-    stringEx rep, bool translate, bool copyOut) requires(std::is_same_v<T, wchar_t>) {
-    to.clear();
-    if (!handle) {
-        return 0;
-    }
-    const COMPILED& compiled = COMPILED::Of(handle);
-    const bool sensitive = compiled.is_newline_sensitive();
-    rep.detach_if_static();
-    if (translate) {
-        translate_replacement(rep);
-    }
-    const byteEx bytes = static_cast<byteEx>(rep);
-    return copyOut
-               ? IMPL::regex_replace_all<unsigned char>(to, text, compiled.re, sensitive, bytes,
-                                                        false, false, IMPL::copy_out_beginning())
-               : IMPL::regex_replace_all<unsigned char>(to, text, compiled.re, sensitive, bytes,
-                                                        false, false,
-                                                        IMPL::in_place_beginning{false});
-}
-
+template void IMPL::translate_replacement(stringEx&);
+template void IMPL::translate_replacement(wstringEx&);
 template class string_regex<stringEx, char>;
 template class string_regex<wstringEx, wchar_t>;
 
