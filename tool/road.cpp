@@ -1,11 +1,16 @@
 #include "tool/road.h"
 
+#include "tool/block_road.h"
 #include "tool/plain_road.h"
 #include "tool/utf8_road.h"
 
 namespace Quil {
 
 std::unique_ptr<IRoad> ChooseRoad(Run& run) {
+    // Where nothing is searched no more of the text is needed at a time than a block of it.
+    if (CBlockRoad::CanServe(run)) {
+        return std::make_unique<CBlockRoad>(run);
+    }
     auto plain = std::make_unique<CPlainRoad>(run);
     // In UTF-8 no character's bytes begin inside another's, so a literal that is found on the bytes
     // of a valid text is one that would be found on its characters, and what is decoded and not

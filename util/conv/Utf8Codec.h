@@ -5,18 +5,14 @@
 // it: they stop there and leave that place to the library.
 #pragma once
 
+#include "util/conv/Codec.h"
+
 #include <cstddef>
 
 namespace Quil::IMPL {
 
-/// How far a step came, in elements of the source and of the target.
-struct CODEC_STEP {
-    std::size_t read;
-    std::size_t written;
-};
-
 /// The room that the encoder wants to have left before it writes a character.
-constexpr std::size_t utf8MaxSequence = 4;
+constexpr std::size_t utf8MaxSequence = longestCharacter;
 
 /// Decodes from the start of `src` until the source ends, `room` wide characters are written, or a
 /// sequence comes that is cut or not strictly valid.
