@@ -3,6 +3,7 @@
 #include "regex/regcontext.h"
 
 #include "regex/literal.h"
+#include "regex/refskip.h"
 
 #include <algorithm>
 #include <limits>
@@ -28,6 +29,7 @@ struct TRegexContext<Chr>::machine {
     const Chr* findspan(const Chr* open, const Chr* close, const Chr*& end, const Chr*& cold);
     int cfind(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
     int cfindloop(const Chr*& cold);
+    int cfindleaping();
     int confirm(const Chr* begin, const Chr*& cold);
     const Chr* candidate(const Chr* begin, const Chr* limit, bool* hitstop);
     void report(rm_detail_t* details, const Chr* cold) const;
@@ -37,21 +39,24 @@ struct TRegexContext<Chr>::machine {
     TLookaheads<Chr> lookaheads;
     TNodes<Chr> nodes;
     TDissector<Chr> dissector;
+    const TReferenceSkip<Chr> references;
     TScanner<Chr> search;
     const CLiteral literal; // the whole expression, if it is one long literal
     TScanner<Chr>& whole;   // the tree's root
     const bool shorter;     // the root prefers the shortest match
     const bool expect;
-    const bool fixed; // all matches are of one length, and nothing else has to be told of them
+    const bool mayleap; // begins that can't match may be left out: none makes the search give up
+    const bool fixed;   // all matches are of one length, and nothing else has to be told of them
     std::vector<regmatch_t> work;
 };
 
 template <class Chr>
 TRegexContext<Chr>::machine::machine(const compiled_form& compiled)
     : g(compiled), lookaheads(env, g.lacons, g.nlacons), nodes(env, g.ntree),
-      dissector(g, env, nodes), search(g.search, env), literal(g.tree->cnfa),
+      dissector(g, env, nodes), references(g), search(g.search, env), literal(g.tree->cnfa),
       whole(nodes.forward(*g.tree)), shorter((g.tree->flags & SHORTER) != 0),
       expect((g.cflags & REG_EXPECT) != 0),
+      mayleap(!expect && g.tree->cnfa.minlen > 0 && (!shorter || nodes.length(*g.tree) >= 0)),
       fixed(nodes.length(*g.tree) >= 0 && !expect && !(g.info & REG_ULOOKAHEAD)) {
     env.colors = g.cmap.table;
     env.lookahead = &lookaheads;
@@ -164,6 +169,8 @@ int TRegexContext<Chr>::machine::cfind(std::size_t nmatch, regmatch_t* pmatch,
 
 template <class Chr>
 int TRegexContext<Chr>::machine::cfindloop(const Chr*& cold) {
+    if (!references.empty() && env.fastroads && mayleap)
+        return cfindleaping();
     const Chr* close = env.start;
     const Chr* least = close;
     do {
@@ -180,6 +187,29 @@ int TRegexContext<Chr>::machine::cfindloop(const Chr*& cold) {
         // A search that began where the last one closed would close there again, for ever.
         least = close + 1;
     } while (close < env.stop);
+    return REG_NOMATCH;
+}
+
+/// The same, but only at the begins that `references` lets through.
+template <class Chr>
+int TRegexContext<Chr>::machine::cfindleaping() {
+    const bool one = nodes.length(*g.tree) >= 0; // one end for each begin: no search is needed
+    const Chr* close = nullptr;                  // begins up to here may match, for all one knows
+    const Chr* begin = references.find(env.start, env.stop);
+    for (; begin; begin = references.find(begin + 1, env.stop)) {
+        if (!one && (!close || begin > close)) {
+            const Chr* open = nullptr;
+            close = search.shortest(begin, begin, env.stop, &open);
+            if (!close)
+                return REG_NOMATCH;
+            if (open > begin && !(begin = references.find(open, env.stop)))
+                return REG_NOMATCH;
+        }
+        const Chr* cold = nullptr;
+        const int result = confirm(begin, cold);
+        if (result != PASSED)
+            return result;
+    }
     return REG_NOMATCH;
 }
 
@@ -203,6 +233,8 @@ int TRegexContext<Chr>::machine::confirm(const Chr* begin, const Chr*& cold) {
             return result;
         if (end == (shorter ? env.stop : begin))
             return REG_NOMATCH; // with no candidate left here, the whole search gives up
+        if (!shorter && !expect && end - begin == g.tree->cnfa.minlen)
+            return PASSED;
         limit = shorter ? end + 1 : end - 1;
     }
 }

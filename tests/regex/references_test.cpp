@@ -1,0 +1,158 @@
+// The short cuts for back references against the plain way, on texts long enough for vectors: every
+// match of a sweep with all its groups, on the three kinds of text.
+#include "tests/regex/engine.h"
+
+#include <random>
+
+namespace Quil {
+namespace {
+
+using test::expression;
+
+/// Every match of a text, one after the other as a replace-all finds them.
+template <class Chr>
+std::string sweep(TRegexContext<Chr>& context, const std::basic_string<Chr>& text,
+                  std::size_t slots) {
+    std::vector<regmatch_t> m(slots);
+    context.settext(text.data(), text.size());
+    std::string all;
+    for (std::size_t from = 0; from < text.size();) {
+        const int flags = from ? REG_NOTBOL : 0;
+        if (context.exec(from, slots, m.data(), flags) != REG_OKAY)
+            break;
+        all += std::to_string(from) + ": " + test::print(m) + "\n";
+        from += static_cast<std::size_t>(m[0].rm_eo) + (m[0].rm_so == m[0].rm_eo ? 1 : 0);
+    }
+    return all;
+}
+
+template <class Chr>
+std::basic_string<Chr> converted(const std::wstring& text) {
+    std::basic_string<Chr> out;
+    for (const wchar_t c : text)
+        out += static_cast<Chr>(c);
+    return out;
+}
+
+/// Compares the ways on one text; says whether there was a match at all.
+bool compare(const std::wstring& pattern, int flags, const std::wstring& text) {
+    expression<wchar_t> e(pattern, flags);
+    if (e.error() != REG_OKAY)
+        return false;
+    const std::size_t slots = e.handle()->re_nsub + 1;
+    TRegexContext<wchar_t> plain(e.handle()), fast(e.handle());
+    plain.setfastroads(false);
+    const std::string expected = sweep(plain, text, slots);
+    const std::string name = test::narrow(pattern) + " on '" + test::narrow(text) + "'";
+    EXPECT_EQ(sweep(fast, text, slots), expected) << name;
+    if (text.find_first_of(L"\x4e00\x10041") != std::wstring::npos)
+        return !expected.empty();
+    TRegexContext<unsigned char> bytes(e.handle());
+    EXPECT_EQ(sweep(bytes, converted<unsigned char>(text), slots), expected) << name;
+    expression<char> narrow(converted<char>(pattern), flags);
+    TRegexContext<char> chars(narrow.handle());
+    EXPECT_EQ(sweep(chars, converted<char>(text), slots), expected) << name;
+    return !expected.empty();
+}
+
+/// A text in which runs are often alike.
+std::wstring texture(std::mt19937& seed, std::size_t length, const std::wstring& alphabet) {
+    std::wstring text;
+    while (text.size() < length) {
+        if (text.size() > 4 && seed() % 3 == 0)
+            text += text.substr(text.size() - 1 - seed() % 4, 1 + seed() % 4);
+        else
+            text += alphabet[seed() % alphabet.size()];
+    }
+    text.resize(length);
+    return text;
+}
+
+TEST(References, ShapesOnTextsOfEveryLength) {
+    const wchar_t* const patterns[] = {
+        L"(..)\\1",
+        L"([a-c][a-c])\\1",
+        L"(.)\\1",
+        L"(.)\\1+",
+        L"(.)\\1{2}",
+        L"(a.)x?\\1",
+        L"b(.)(.)\\2\\1",
+        L"(.)(.)\\1\\2",
+        L"(..)\\1.*?",
+        L"(.)\\1.*?c",
+        L"(.)\\1?b",
+        L"(.)\\1*",
+        L"(a|b)\\1",
+        L"(ab|bc)\\1",
+        L"(?:(.)|b)\\1",
+        L"((.).)\\2\\1",
+        L"^(.)\\1",
+        L"(.)\\1$",
+        L"\\y(.)\\1",
+        L"(?=a)(.)\\1",
+        L"(.)(?!b)\\1",
+        L"(.)\\1(?=c)",
+        L"(a+)b\\1",
+        L"([a-c]+) \\1",
+        L"(.*)\\1",
+        L"(.+)\\1\\1",
+        L"(.*?) (\\1|b)x",
+        L"(?:(a*)b|c?)\\1",
+        L"(a+)(b+)\\2\\1",
+        L"(.)(.*)\\1",
+        L"(.)\\1.*x",
+        L"(?:(a*)c\\1x|a*bc?)\\1",
+        L"(?:(a+)b|a(b)).\\1",
+        L"(.{17})\\1",
+        L"(.)(?:.\\1)+",
+        L"(.)\\1|(.).\\2",
+    };
+    std::mt19937 seed(4242);
+    std::size_t found = 0;
+    for (const wchar_t* const pattern : patterns)
+        for (const int flags : {REG_ADVANCED, REG_ADVANCED | REG_ICASE, REG_ADVANCED | REG_NEWLINE})
+            for (std::size_t length = 0; length < 44; length += 1 + seed() % 3)
+                for (const wchar_t* const alphabet : {L"abcA \n", L"ab", L"abc\x4e00\x10041"})
+                    found += compare(pattern, flags, texture(seed, length, alphabet)) ? 1 : 0;
+    EXPECT_GT(found, 2000u);
+}
+
+/// An expression by chance, of a few parts that often refer to earlier ones.
+std::wstring random(std::mt19937& seed) {
+    const auto pick = [&](std::size_t n) { return static_cast<unsigned int>(seed() % n); };
+    const wchar_t* const atoms[] = {L"a", L"b", L"[ab]", L".", L"(?:a|bc)", L"\\y", L"^", L" "};
+    const wchar_t* const groups[] = {L"(a|b)", L"(.)", L"(..)", L"(a+)", L"(.*?)", L"([ab]{2})"};
+    const wchar_t* const repeats[] = {L"*", L"+", L"?", L"{2}", L"*?", L"+?", L"{1,2}"};
+    std::wstring pattern;
+    unsigned int opened = 0;
+    for (unsigned int i = 0, parts = 2 + pick(5); i < parts; ++i) {
+        const unsigned int kind = pick(4);
+        if (kind == 0 || opened == 0) {
+            pattern += groups[pick(std::size(groups))];
+            ++opened;
+        } else if (kind < 3) {
+            pattern += L"\\" + std::to_wstring(1 + pick(opened));
+        } else {
+            pattern += atoms[pick(std::size(atoms))];
+        }
+        if (pick(4) == 0)
+            pattern += repeats[pick(std::size(repeats))];
+        if (pick(9) == 0)
+            pattern += L"|";
+    }
+    return pattern;
+}
+
+TEST(References, ExpressionsByChance) {
+    std::mt19937 seed(77);
+    std::size_t found = 0;
+    for (int i = 0; i < 4000; ++i) {
+        const std::wstring pattern = random(seed);
+        const int flags = REG_ADVANCED | (seed() % 4 ? 0 : REG_ICASE);
+        found += compare(pattern, flags, texture(seed, seed() % 50, L"aabbcB ")) ? 1 : 0;
+    }
+    EXPECT_GT(found, 1500u);
+}
+
+} // namespace
+} // namespace Quil
