@@ -102,6 +102,7 @@ TEST(References, ShapesOnTextsOfEveryLength) {
         L"(.)(.*)\\1",
         L"(.)\\1.*x",
         L"(?:(a*)c\\1x|a*bc?)\\1",
+        L"(?:([ab])(a*)\\1|[ab]*)\\2",
         L"(?:(a+)b|a(b)).\\1",
         L"(.{17})\\1",
         L"(.)(?:.\\1)+",
