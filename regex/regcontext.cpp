@@ -2,6 +2,7 @@
 // begins; the automaton of the whole tree then tells from which place on it goes, and how far.
 #include "regex/regcontext.h"
 
+#include "regex/classrun.h"
 #include "regex/literal.h"
 #include "regex/refskip.h"
 
@@ -26,6 +27,8 @@ struct TRegexContext<Chr>::machine {
     int run(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
 
     int find(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
+    int findrun(std::size_t nmatch, regmatch_t* pmatch);
+    int tell(std::size_t nmatch, regmatch_t* pmatch, const Chr* begin, const Chr* end);
     const Chr* findspan(const Chr* open, const Chr* close, const Chr*& end, const Chr*& cold);
     int cfind(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
     int cfindloop(const Chr*& cold);
@@ -45,8 +48,10 @@ struct TRegexContext<Chr>::machine {
     TScanner<Chr>& whole;   // the tree's root
     const bool shorter;     // the root prefers the shortest match
     const bool expect;
-    const bool mayleap; // begins that can't match may be left out: none makes the search give up
-    const bool fixed;   // all matches are of one length, and nothing else has to be told of them
+    const bool mayleap;   // begins that can't match may be left out: none makes the search give up
+    const bool fixed;     // all matches are of one length, and nothing else has to be told of them
+    TClassRun<Chr> runs;  // the whole expression, if it is a run of one set
+    const bool takesruns; // ... and the longest one is asked for
     std::vector<regmatch_t> work;
 };
 
@@ -57,7 +62,8 @@ TRegexContext<Chr>::machine::machine(const compiled_form& compiled)
       whole(nodes.forward(*g.tree)), shorter((g.tree->flags & SHORTER) != 0),
       expect((g.cflags & REG_EXPECT) != 0),
       mayleap(!expect && g.tree->cnfa.minlen > 0 && (!shorter || nodes.length(*g.tree) >= 0)),
-      fixed(nodes.length(*g.tree) >= 0 && !expect && !(g.info & REG_ULOOKAHEAD)) {
+      fixed(nodes.length(*g.tree) >= 0 && !expect && !(g.info & REG_ULOOKAHEAD)),
+      runs(g.tree->cnfa, g.cmap.table), takesruns(!runs.empty() && !shorter && !expect) {
     env.colors = g.cmap.table;
     env.lookahead = &lookaheads;
     if (!expect)
@@ -72,6 +78,7 @@ void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int
     if (env.stop != stop || ((env.eflags ^ eflags) & REG_NOTEOL)) {
         nodes.newtext();
         lookaheads.newtext();
+        runs.newtext();
     }
     env.start = start;
     env.stop = stop;
@@ -99,6 +106,8 @@ void TRegexContext<Chr>::machine::report(rm_detail_t* details, const Chr* cold) 
 template <class Chr>
 int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
                                       rm_detail_t* details) {
+    if (takesruns && env.fastroads && runs.worthwhile(env.stop - env.start))
+        return findrun(nmatch, pmatch);
     const Chr* cold = nullptr;
     const Chr* const close = fixed && env.fastroads && !literal.empty()
                                  ? literal.find(env.start, env.stop, env.colors, env.looked)
@@ -114,8 +123,25 @@ int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
     const Chr* const begin = findspan(cold, close, end, late);
     if (!begin)
         return REG_ASSERT;
-    pmatch[0] = regmatch_t{static_cast<int>(begin - env.start), static_cast<int>(end - env.start)};
     report(details, late);
+    return tell(nmatch, pmatch, begin, end);
+}
+
+/// The same for an expression that is a run of one set.
+template <class Chr>
+int TRegexContext<Chr>::machine::findrun(std::size_t nmatch, regmatch_t* pmatch) {
+    const Chr* end = nullptr;
+    const Chr* const begin = runs.find(env.start, env.stop, end, env.looked);
+    if (!begin)
+        return REG_NOMATCH;
+    return nmatch == 0 ? REG_OKAY : tell(nmatch, pmatch, begin, end);
+}
+
+/// Reports a match, and its groups if they are asked for.
+template <class Chr>
+int TRegexContext<Chr>::machine::tell(std::size_t nmatch, regmatch_t* pmatch, const Chr* begin,
+                                      const Chr* end) {
+    pmatch[0] = regmatch_t{static_cast<int>(begin - env.start), static_cast<int>(end - env.start)};
     if (nmatch == 1)
         return REG_OKAY;
     dissector.setmatches(pmatch, nmatch);

@@ -1,72 +1,9 @@
 // The short cuts for back references against the plain way, on texts long enough for vectors: every
 // match of a sweep with all its groups, on the three kinds of text.
-#include "tests/regex/engine.h"
-
-#include <random>
+#include "tests/regex/sweep.h"
 
 namespace Quil {
 namespace {
-
-using test::expression;
-
-/// Every match of a text, one after the other as a replace-all finds them.
-template <class Chr>
-std::string sweep(TRegexContext<Chr>& context, const std::basic_string<Chr>& text,
-                  std::size_t slots) {
-    std::vector<regmatch_t> m(slots);
-    context.settext(text.data(), text.size());
-    std::string all;
-    for (std::size_t from = 0; from < text.size();) {
-        const int flags = from ? REG_NOTBOL : 0;
-        if (context.exec(from, slots, m.data(), flags) != REG_OKAY)
-            break;
-        all += std::to_string(from) + ": " + test::print(m) + "\n";
-        from += static_cast<std::size_t>(m[0].rm_eo) + (m[0].rm_so == m[0].rm_eo ? 1 : 0);
-    }
-    return all;
-}
-
-template <class Chr>
-std::basic_string<Chr> converted(const std::wstring& text) {
-    std::basic_string<Chr> out;
-    for (const wchar_t c : text)
-        out += static_cast<Chr>(c);
-    return out;
-}
-
-/// Compares the ways on one text; says whether there was a match at all.
-bool compare(const std::wstring& pattern, int flags, const std::wstring& text) {
-    expression<wchar_t> e(pattern, flags);
-    if (e.error() != REG_OKAY)
-        return false;
-    const std::size_t slots = e.handle()->re_nsub + 1;
-    TRegexContext<wchar_t> plain(e.handle()), fast(e.handle());
-    plain.setfastroads(false);
-    const std::string expected = sweep(plain, text, slots);
-    const std::string name = test::narrow(pattern) + " on '" + test::narrow(text) + "'";
-    EXPECT_EQ(sweep(fast, text, slots), expected) << name;
-    if (text.find_first_of(L"\x4e00\x10041") != std::wstring::npos)
-        return !expected.empty();
-    TRegexContext<unsigned char> bytes(e.handle());
-    EXPECT_EQ(sweep(bytes, converted<unsigned char>(text), slots), expected) << name;
-    expression<char> narrow(converted<char>(pattern), flags);
-    TRegexContext<char> chars(narrow.handle());
-    EXPECT_EQ(sweep(chars, converted<char>(text), slots), expected) << name;
-    return !expected.empty();
-}
-
-/// A text in which runs are often alike.
-std::wstring texture(std::mt19937& seed, std::size_t length, const std::wstring& alphabet) {
-    std::wstring text;
-    while (text.size() < length) {
-        if (text.size() > 4 && seed() % 3 == 0)
-            text += text.substr(text.size() - 1 - seed() % 4, 1 + seed() % 4);
-        else
-            text += alphabet[seed() % alphabet.size()];
-    }
-    text.resize(length);
-    return text;
-}
 
 TEST(References, ShapesOnTextsOfEveryLength) {
     const wchar_t* const patterns[] = {
@@ -114,7 +51,10 @@ TEST(References, ShapesOnTextsOfEveryLength) {
         for (const int flags : {REG_ADVANCED, REG_ADVANCED | REG_ICASE, REG_ADVANCED | REG_NEWLINE})
             for (std::size_t length = 0; length < 44; length += 1 + seed() % 3)
                 for (const wchar_t* const alphabet : {L"abcA \n", L"ab", L"abc\x4e00\x10041"})
-                    found += compare(pattern, flags, texture(seed, length, alphabet)) ? 1 : 0;
+                    found +=
+                        test::comparesweeps(pattern, flags, test::texture(seed, length, alphabet))
+                            ? 1
+                            : 0;
     EXPECT_GT(found, 2000u);
 }
 
@@ -150,7 +90,9 @@ TEST(References, ExpressionsByChance) {
     for (int i = 0; i < 4000; ++i) {
         const std::wstring pattern = random(seed);
         const int flags = REG_ADVANCED | (seed() % 4 ? 0 : REG_ICASE);
-        found += compare(pattern, flags, texture(seed, seed() % 50, L"aabbcB ")) ? 1 : 0;
+        found += test::comparesweeps(pattern, flags, test::texture(seed, seed() % 50, L"aabbcB "))
+                     ? 1
+                     : 0;
     }
     EXPECT_GT(found, 1500u);
 }
