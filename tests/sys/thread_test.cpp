@@ -1,4 +1,5 @@
 // Thread objects: states, ends of every kind, and slots.
+#include "tests/sys/message_of.h"
 #include "util/conv/TextConv.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/mutex.h"
@@ -10,6 +11,7 @@
 #include <atomic>
 #include <bitset>
 #include <chrono>
+#include <cstdlib>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
@@ -21,6 +23,7 @@
 namespace {
 
 using namespace Quil;
+using TEST::MessageOf;
 
 /// A thread that does what the test says.
 class CTestThread : public TThread {
@@ -52,16 +55,6 @@ int UntilStopped(CTestThread& thread) {
         TThread::Sleep(1);
     }
     return 5;
-}
-
-template <class Exp, class Action>
-std::string MessageOf(Action action) {
-    try {
-        action();
-    } catch (const Exp& failure) {
-        return failure.GetErrString().c_str();
-    }
-    return "nothing thrown";
 }
 
 TEST(Thread, NeverCreatedThereIsNothingToWaitFor) {
@@ -127,6 +120,7 @@ TEST(Thread, StopIsARequest) {
 std::atomic<int> handlerCalls{0};
 
 TEST(Thread, AnExceptionEndsTheThreadAlone) {
+    handlerCalls = 0;
     TThread::SetUncaughtHandler([] { ++handlerCalls; });
     CTestThread thread([](CTestThread&) -> int { throw 1; });
     thread.Create();
@@ -250,6 +244,28 @@ TEST(Thread, TakesItsCachesAlong) {
         }
         thread.Wait();
     }
+}
+
+TEST(Thread, MayOutlastTheStaticsOfTheProgram) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto exitBesideAThread = [] {
+        static std::atomic<bool> isWorking{false};
+        auto* const thread = new CTestThread([](CTestThread&) -> int {
+            for (;;) {
+                stringEx("xay").regex_match("\\a", 0, 0, false, false, true, false, false, true,
+                                            false);
+                ConvStrSToW("text");
+                isWorking = true;
+            }
+        });
+        thread->Create(true);
+        thread->Run();
+        while (!isWorking) {
+            TThread::Sleep(1);
+        }
+        std::exit(7);
+    };
+    EXPECT_EXIT(exitBesideAThread(), testing::ExitedWithCode(7), "");
 }
 
 TEST(Thread, TimesAndUSleep) {

@@ -7,9 +7,9 @@
 
 #include "util/conv/ConvOutput.h"
 #include "util/conv/IconvStepper.h"
-#include "util/conv/LazyStatic.h"
 #include "util/conv/TableCodec.h"
 #include "util/conv/Utf8Codec.h"
+#include "util/sys/LazyStatic.h"
 #include "util/sys/dllloader.h"
 #include "util/sys/errhdl.h"
 

@@ -4,7 +4,7 @@
 #include "util/text/string_regex.h"
 
 #include "regex/regex.h"
-#include "util/sys/internal.h"
+#include "util/sys/LazyStatic.h"
 #include "util/sys/tls.h"
 #include "util/text/byteEx.h"
 #include "util/text/regex_replace.h"
@@ -12,7 +12,6 @@
 #include "util/text/wstringEx.h"
 
 #include <array>
-#include <atomic>
 
 namespace Quil {
 
@@ -80,16 +79,29 @@ private:
     S __rows[CLASS_ESCAPES.size() + ELEMENT_ESCAPES.size() + 1][2];
 };
 
+// What all threads use is never destroyed: threads may outlast the statics of the program.
+
+template <class S>
+constinit IMPL::CLazyStatic<const escape_table<S>> patternEscapes;
+template <class S>
+constinit IMPL::CLazyStatic<const escape_table<S>> replacementEscapes;
+template <class S>
+constinit IMPL::CLazyStatic<CTlsSlot> threadSlot;
+
 template <class S>
 void translate_pattern(S& pattern) {
-    static const escape_table<S> table(CLASS_ESCAPES, ELEMENT_ESCAPES);
-    table.restore(pattern);
+    patternEscapes<S>.Get([] { return new const escape_table<S>(CLASS_ESCAPES, ELEMENT_ESCAPES); }).restore(pattern);
 }
 
 template <class S>
 void translate_replacement(S& rep) {
-    static const escape_table<S> table(ELEMENT_ESCAPES);
-    table.restore(rep);
+    replacementEscapes<S>.Get([] { return new const escape_table<S>(ELEMENT_ESCAPES); }).restore(rep);
+}
+
+/// The slot of the threads' records.
+template <class S>
+CTlsSlot& thread_slot() {
+    return threadSlot<S>.Get([] { return new CTlsSlot; });
 }
 
 template <class S>
@@ -180,43 +192,6 @@ struct string_regex<Self, T>::CACHE {
     }
 };
 
-/// The slot of the threads' records, made on first use and given back when the program ends.
-template <class Self, class T>
-class string_regex<Self, T>::tls_slot {
-public:
-    constexpr tls_slot() noexcept = default;
-    tls_slot(const tls_slot&) = delete;
-    tls_slot& operator=(const tls_slot&) = delete;
-    ~tls_slot() {
-        try {
-            delete __slot.load(std::memory_order_acquire);
-        } catch (...) { // the key goes with the process anyway
-            __slot = nullptr;
-        }
-    }
-
-    static CTlsSlot& Get() {
-        CTlsSlot* slot = sm_one.__slot.load(std::memory_order_acquire);
-        if (slot == nullptr) {
-            const CFastSessionLock lock(IMPL::GetStaticLocalVarInitLock());
-            slot = sm_one.__slot.load(std::memory_order_acquire);
-            if (slot == nullptr) {
-                slot = new CTlsSlot;
-                sm_one.__slot.store(slot, std::memory_order_release);
-            }
-        }
-        return *slot;
-    }
-
-private:
-    static tls_slot sm_one;
-
-    std::atomic<CTlsSlot*> __slot{nullptr};
-};
-
-template <class Self, class T>
-constinit typename string_regex<Self, T>::tls_slot string_regex<Self, T>::tls_slot::sm_one;
-
 template <class Self, class T>
 auto string_regex<Self, T>::regex_comp(Self pattern, bool ignoreCase, bool newline, bool extended,
                                        bool translate) -> regex_handle {
@@ -289,7 +264,7 @@ bool string_regex<Self, T>::regex_find(regex_result& out, Self pattern, unsigned
                                        bool extended, bool notBol, bool notEol, bool translate,
                                        bool continued) const {
     out.clear();
-    CTlsSlot& slot = tls_slot::Get();
+    CTlsSlot& slot = thread_slot<Self>();
     auto* cache = static_cast<CACHE*>(slot.GetValue());
     if (pattern.empty()) {
         if (cache != nullptr) {
