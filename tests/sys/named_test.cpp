@@ -9,6 +9,8 @@
 #include "util/sys/sem.h"
 #include "util/sys/shmem.h"
 
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <fcntl.h>
 #include <functional>
@@ -103,62 +105,66 @@ TEST(Named, MemoryIsOneForAllWhoOpenIt) {
     EXPECT_THROW(CShMem(false, name.c_str(), 100), shmemExp);
 }
 
-/// Opens again and again until the creator has come so far; a half-made object must not get out.
-template <class T>
-void ExpectOpenersSeeWholeObjects(const char* what, void (*use)(T&)) {
-    const std::string name = UniqueName(what);
-    for (int round = 0; round != 60; ++round) {
-        std::thread opener([&] {
-            for (;;) {
-                try {
-                    T opened(false, name.c_str());
-                    use(opened);
-                    return;
-                } catch (const qlExp& failure) {
-                    ASSERT_EQ(failure.GetErrCode(), static_cast<unsigned int>(ENOENT))
-                        << failure.GetErrString();
-                    std::this_thread::yield();
-                }
-            }
-        });
-        T created(true, name.c_str());
-        use(created);
-        opener.join();
-    }
-}
-
-TEST(Named, OpenersMayComeFirst) {
-    ExpectOpenersSeeWholeObjects<CProcMutex>("late-mutex", [](CProcMutex& mutex) {
-        mutex.Lock();
-        mutex.UnLock();
-    });
-    ExpectOpenersSeeWholeObjects<CProcEvent>("late-event", [](CProcEvent& event) {
-        event.Raise();
-        EXPECT_TRUE(event.Wait());
-    });
-    ExpectOpenersSeeWholeObjects<CProcReaderWriterState>("late-rw",
-                                                         [](CProcReaderWriterState& state) {
-                                                             CProcWriterLock writer(state);
-                                                             EXPECT_TRUE(writer.IsLocked());
-                                                         });
-}
-
-/// A block that somebody has begun to make, and then died.
+/// A block that somebody has begun to make, of zeros, and won't go on with.
 class CAbandoned {
 public:
-    CAbandoned(const std::string& name, off_t size) : __name(name) {
-        const int descriptor = shm_open(name.c_str(), O_CREAT | O_EXCL | O_RDWR, 0600);
-        EXPECT_GE(descriptor, 0);
-        EXPECT_EQ(ftruncate(descriptor, size), 0);
-        close(descriptor);
+    CAbandoned(const std::string& name, off_t size)
+        : __name(name), __descriptor(shm_open(name.c_str(), O_CREAT | O_EXCL | O_RDWR, 0600)) {
+        EXPECT_GE(__descriptor, 0);
+        EXPECT_EQ(ftruncate(__descriptor, size), 0);
     }
     CAbandoned(const CAbandoned&) = delete;
     CAbandoned& operator=(const CAbandoned&) = delete;
-    ~CAbandoned() { shm_unlink(__name.c_str()); }
+    ~CAbandoned() {
+        close(__descriptor);
+        shm_unlink(__name.c_str());
+    }
+
+    int GetDescriptor() const { return __descriptor; }
 
 private:
     std::string __name;
+    int __descriptor;
 };
+
+std::string BlockOf(const std::string& name) {
+    std::string block(4096, '\0');
+    const int descriptor = shm_open(name.c_str(), O_RDONLY, 0);
+    const ssize_t size = read(descriptor, block.data(), block.size());
+    close(descriptor);
+    block.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+    return block;
+}
+
+// The steps of a creator that is slow: the name, the size, the content, and at last the word in
+// front that says so.
+TEST(Named, AnOpenerWaitsForALateCreator) {
+    const std::string name = UniqueName("late");
+    const CProcMutex pattern(true, (name + "-pattern").c_str());
+    const std::string block = BlockOf(name + "-pattern");
+    ASSERT_GT(block.size(), sizeof(pthread_mutex_t));
+    const CAbandoned slow(name, 0);
+    std::atomic<bool> isOpen{false};
+    std::thread opener([&] {
+        CProcMutex mutex(false, name.c_str());
+        isOpen = true;
+        mutex.Lock();
+        mutex.UnLock();
+    });
+    const auto give = [&](std::size_t offset, std::size_t length) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        EXPECT_FALSE(isOpen) << "before the bytes at " << offset;
+        EXPECT_EQ(
+            pwrite(slow.GetDescriptor(), block.data() + offset, length, static_cast<off_t>(offset)),
+            static_cast<ssize_t>(length));
+    };
+    constexpr std::size_t word = 4;
+    give(block.size() - 1, 1);
+    give(word, block.size() - word);
+    give(0, word);
+    opener.join();
+    EXPECT_TRUE(isOpen);
+}
 
 TEST(Named, ADeadCreatorIsNotWaitedForForever) {
     const std::string name = UniqueName("dead");
