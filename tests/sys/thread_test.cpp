@@ -250,14 +250,14 @@ TEST(Thread, KillUnwindsEvenThroughACatchAll) {
 }
 
 TEST(Thread, SuspendedThreadStandsStill) {
+    if (QUIL_SANITIZED) {
+        GTEST_SKIP() << "the thread sanitizer holds signals back, and forgets the thread's signal "
+                        "mask when one comes inside another's handler";
+    }
     std::atomic<long> steps{0};
     CTestThread thread([&](CTestThread& self) {
         while (!self._ShouldStop()) {
             ++steps;
-            if (QUIL_SANITIZED) { // the thread sanitizer holds signals back until a call of this
-                                  // kind
-                TThread::Sleep(0);
-            }
         }
         return 0;
     });
