@@ -4,7 +4,7 @@
 #include "util/text/string_regex.h"
 
 #include "regex/regex.h"
-#include "util/sys/internal.h"
+#include "util/sys/LazyStatic.h"
 #include "util/sys/tls.h"
 #include "util/text/byteEx.h"
 #include "util/text/regex_replace.h"
@@ -12,7 +12,6 @@
 #include "util/text/wstringEx.h"
 
 #include <array>
-#include <atomic>
 
 namespace Quil {
 
@@ -82,10 +81,24 @@ private:
     S __rows[CLASS_ESCAPES.size() + ELEMENT_ESCAPES.size() + 1][2];
 };
 
+// What all threads use is never destroyed: threads may outlast the statics of the program.
+
+template <class S>
+constinit IMPL::CLazyStatic<const escape_table<S>> patternEscapes;
+template <class S>
+constinit IMPL::CLazyStatic<const escape_table<S>> replacementEscapes;
+template <class S>
+constinit IMPL::CLazyStatic<CTlsSlot> threadSlot;
+
 template <class S>
 void translate_pattern(S& pattern) {
-    static const escape_table<S> table(CLASS_ESCAPES, ELEMENT_ESCAPES);
-    table.restore(pattern);
+    patternEscapes<S>.Get([] { return new const escape_table<S>(CLASS_ESCAPES, ELEMENT_ESCAPES); }).restore(pattern);
+}
+
+/// The slot of the threads' records.
+template <class S>
+CTlsSlot& thread_slot() {
+    return threadSlot<S>.Get([] { return new CTlsSlot; });
 }
 
 template <class S>
@@ -124,8 +137,7 @@ std::uint32_t compile_flags(bool ignoreCase, bool newline, bool extended) {
 
 template <class S>
 void IMPL::translate_replacement(S& rep) {
-    static const escape_table<S> table(ELEMENT_ESCAPES);
-    table.restore(rep);
+    replacementEscapes<S>.Get([] { return new const escape_table<S>(ELEMENT_ESCAPES); }).restore(rep);
 }
 
 /// The last pattern that a thread has given as text.
@@ -168,43 +180,6 @@ struct string_regex<Self, T>::CACHE {
         return true;
     }
 };
-
-/// The slot of the threads' records, made on first use and given back when the program ends.
-template <class Self, class T>
-class string_regex<Self, T>::tls_slot {
-public:
-    constexpr tls_slot() noexcept = default;
-    tls_slot(const tls_slot&) = delete;
-    tls_slot& operator=(const tls_slot&) = delete;
-    ~tls_slot() {
-        try {
-            delete __slot.load(std::memory_order_acquire);
-        } catch (...) { // the key goes with the process anyway
-            __slot = nullptr;
-        }
-    }
-
-    static CTlsSlot& Get() {
-        CTlsSlot* slot = sm_one.__slot.load(std::memory_order_acquire);
-        if (slot == nullptr) {
-            const CFastSessionLock lock(IMPL::GetStaticLocalVarInitLock());
-            slot = sm_one.__slot.load(std::memory_order_acquire);
-            if (slot == nullptr) {
-                slot = new CTlsSlot;
-                sm_one.__slot.store(slot, std::memory_order_release);
-            }
-        }
-        return *slot;
-    }
-
-private:
-    static tls_slot sm_one;
-
-    std::atomic<CTlsSlot*> __slot{nullptr};
-};
-
-template <class Self, class T>
-constinit typename string_regex<Self, T>::tls_slot string_regex<Self, T>::tls_slot::sm_one;
 
 template <class Self, class T>
 auto string_regex<Self, T>::regex_comp(Self pattern, bool ignoreCase, bool newline, bool extended,
@@ -278,7 +253,7 @@ bool string_regex<Self, T>::regex_find(regex_result& out, Self pattern, unsigned
                                        bool extended, bool notBol, bool notEol, bool translate,
                                        bool continued) const {
     out.clear();
-    CTlsSlot& slot = tls_slot::Get();
+    CTlsSlot& slot = thread_slot<Self>();
     auto* cache = static_cast<CACHE*>(slot.GetValue());
     if (pattern.empty()) {
         if (cache != nullptr) {

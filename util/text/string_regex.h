@@ -112,7 +112,6 @@ public:
 
 private:
     struct CACHE;
-    class tls_slot;
 
     template <class Decide>
     unsigned int __ReplaceAll(Self& to, const regex_handle& handle, Self rep, bool notBol,
