@@ -2,7 +2,9 @@
 // begins; the automaton of the whole tree then tells from which place on it goes, and how far.
 #include "regex/regcontext.h"
 
+#include "regex/classrun.h"
 #include "regex/literal.h"
+#include "regex/refskip.h"
 
 #include <algorithm>
 #include <limits>
@@ -25,9 +27,12 @@ struct TRegexContext<Chr>::machine {
     int run(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
 
     int find(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
+    int findrun(std::size_t nmatch, regmatch_t* pmatch);
+    int tell(std::size_t nmatch, regmatch_t* pmatch, const Chr* begin, const Chr* end);
     const Chr* findspan(const Chr* open, const Chr* close, const Chr*& end, const Chr*& cold);
     int cfind(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
     int cfindloop(const Chr*& cold);
+    int cfindleaping();
     int confirm(const Chr* begin, const Chr*& cold);
     const Chr* candidate(const Chr* begin, const Chr* limit, bool* hitstop);
     void report(rm_detail_t* details, const Chr* cold) const;
@@ -37,22 +42,28 @@ struct TRegexContext<Chr>::machine {
     TLookaheads<Chr> lookaheads;
     TNodes<Chr> nodes;
     TDissector<Chr> dissector;
+    const TReferenceSkip<Chr> references;
     TScanner<Chr> search;
     const CLiteral literal; // the whole expression, if it is one long literal
     TScanner<Chr>& whole;   // the tree's root
     const bool shorter;     // the root prefers the shortest match
     const bool expect;
-    const bool fixed; // all matches are of one length, and nothing else has to be told of them
+    const bool mayleap;   // begins that can't match may be left out: none makes the search give up
+    const bool fixed;     // all matches are of one length, and nothing else has to be told of them
+    TClassRun<Chr> runs;  // the whole expression, if it is a run of one set
+    const bool takesruns; // ... and the longest one is asked for
     std::vector<regmatch_t> work;
 };
 
 template <class Chr>
 TRegexContext<Chr>::machine::machine(const compiled_form& compiled)
     : g(compiled), lookaheads(env, g.lacons, g.nlacons), nodes(env, g.ntree),
-      dissector(g, env, nodes), search(g.search, env), literal(g.tree->cnfa),
+      dissector(g, env, nodes), references(g), search(g.search, env), literal(g.tree->cnfa),
       whole(nodes.forward(*g.tree)), shorter((g.tree->flags & SHORTER) != 0),
       expect((g.cflags & REG_EXPECT) != 0),
-      fixed(nodes.length(*g.tree) >= 0 && !expect && !(g.info & REG_ULOOKAHEAD)) {
+      mayleap(!expect && g.tree->cnfa.minlen > 0 && (!shorter || nodes.length(*g.tree) >= 0)),
+      fixed(nodes.length(*g.tree) >= 0 && !expect && !(g.info & REG_ULOOKAHEAD)),
+      runs(g.tree->cnfa, g.cmap.table), takesruns(!runs.empty() && !shorter && !expect) {
     env.colors = g.cmap.table;
     env.lookahead = &lookaheads;
     if (!expect)
@@ -67,6 +78,7 @@ void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int
     if (env.stop != stop || ((env.eflags ^ eflags) & REG_NOTEOL)) {
         nodes.newtext();
         lookaheads.newtext();
+        runs.newtext();
     }
     env.start = start;
     env.stop = stop;
@@ -94,6 +106,8 @@ void TRegexContext<Chr>::machine::report(rm_detail_t* details, const Chr* cold) 
 template <class Chr>
 int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
                                       rm_detail_t* details) {
+    if (takesruns && env.fastroads && runs.worthwhile(env.stop - env.start))
+        return findrun(nmatch, pmatch);
     const Chr* cold = nullptr;
     const Chr* const close = fixed && env.fastroads && !literal.empty()
                                  ? literal.find(env.start, env.stop, env.colors, env.looked)
@@ -109,8 +123,25 @@ int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
     const Chr* const begin = findspan(cold, close, end, late);
     if (!begin)
         return REG_ASSERT;
-    pmatch[0] = regmatch_t{static_cast<int>(begin - env.start), static_cast<int>(end - env.start)};
     report(details, late);
+    return tell(nmatch, pmatch, begin, end);
+}
+
+/// The same for an expression that is a run of one set.
+template <class Chr>
+int TRegexContext<Chr>::machine::findrun(std::size_t nmatch, regmatch_t* pmatch) {
+    const Chr* end = nullptr;
+    const Chr* const begin = runs.find(env.start, env.stop, end, env.looked);
+    if (!begin)
+        return REG_NOMATCH;
+    return nmatch == 0 ? REG_OKAY : tell(nmatch, pmatch, begin, end);
+}
+
+/// Reports a match, and its groups if they are asked for.
+template <class Chr>
+int TRegexContext<Chr>::machine::tell(std::size_t nmatch, regmatch_t* pmatch, const Chr* begin,
+                                      const Chr* end) {
+    pmatch[0] = regmatch_t{static_cast<int>(begin - env.start), static_cast<int>(end - env.start)};
     if (nmatch == 1)
         return REG_OKAY;
     dissector.setmatches(pmatch, nmatch);
@@ -164,6 +195,8 @@ int TRegexContext<Chr>::machine::cfind(std::size_t nmatch, regmatch_t* pmatch,
 
 template <class Chr>
 int TRegexContext<Chr>::machine::cfindloop(const Chr*& cold) {
+    if (!references.empty() && env.fastroads && mayleap)
+        return cfindleaping();
     const Chr* close = env.start;
     const Chr* least = close;
     do {
@@ -180,6 +213,29 @@ int TRegexContext<Chr>::machine::cfindloop(const Chr*& cold) {
         // A search that began where the last one closed would close there again, for ever.
         least = close + 1;
     } while (close < env.stop);
+    return REG_NOMATCH;
+}
+
+/// The same, but only at the begins that `references` lets through.
+template <class Chr>
+int TRegexContext<Chr>::machine::cfindleaping() {
+    const bool one = nodes.length(*g.tree) >= 0; // one end for each begin: no search is needed
+    const Chr* close = nullptr;                  // begins up to here may match, for all one knows
+    const Chr* begin = references.find(env.start, env.stop);
+    for (; begin; begin = references.find(begin + 1, env.stop)) {
+        if (!one && (!close || begin > close)) {
+            const Chr* open = nullptr;
+            close = search.shortest(begin, begin, env.stop, &open);
+            if (!close)
+                return REG_NOMATCH;
+            if (open > begin && !(begin = references.find(open, env.stop)))
+                return REG_NOMATCH;
+        }
+        const Chr* cold = nullptr;
+        const int result = confirm(begin, cold);
+        if (result != PASSED)
+            return result;
+    }
     return REG_NOMATCH;
 }
 
@@ -203,6 +259,8 @@ int TRegexContext<Chr>::machine::confirm(const Chr* begin, const Chr*& cold) {
             return result;
         if (end == (shorter ? env.stop : begin))
             return REG_NOMATCH; // with no candidate left here, the whole search gives up
+        if (!shorter && !expect && end - begin == g.tree->cnfa.minlen)
+            return PASSED;
         limit = shorter ? end + 1 : end - 1;
     }
 }

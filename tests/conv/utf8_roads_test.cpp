@@ -3,6 +3,7 @@
 #include "util/conv/TextLibIConv.h"
 #include "util/conv/Utf8Codec.h"
 #include "util/conv/Utf8Runs.h"
+#include "util/conv/Utf8Validation.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

@@ -5,7 +5,7 @@
 
 #include "util/conv/TextLibIConv.h"
 
-#include "util/conv/LazyStatic.h"
+#include "util/sys/LazyStatic.h"
 #include "util/sys/dllloader.h"
 #include "util/sys/errhdl.h"
 

@@ -7,7 +7,6 @@
 #include "util/conv/Utf8Runs.h"
 
 #include <cstdint>
-#include <cstring>
 
 namespace Quil::IMPL {
 
@@ -161,71 +160,7 @@ struct ENCODER {
     }
 };
 
-/// The state of a validation.
-struct VALIDATOR {
-    const unsigned char* src;
-    const unsigned char* srcEnd;
-
-    std::size_t SrcLeft() const { return static_cast<std::size_t>(srcEnd - src); }
-
-    /// Passes over ASCII, a word's width of eight bytes at a time and eight of those together.
-    void AsciiRun() {
-        constexpr std::uint64_t beyondAscii = 0x8080808080808080U;
-        constexpr std::size_t words = 8;
-        std::uint64_t block[words];
-        while (SrcLeft() >= sizeof block) {
-            std::memcpy(block, src, sizeof block);
-            std::uint64_t all = 0;
-            for (const std::uint64_t word : block) {
-                all |= word;
-            }
-            if ((all & beyondAscii) != 0) {
-                break;
-            }
-            src += sizeof block;
-        }
-        while (src != srcEnd && *src < 0x80) {
-            ++src;
-        }
-    }
-
-    template <unsigned Length>
-    bool SequenceRun() {
-        const unsigned char* const start = src;
-        if constexpr (Length == 3) {
-            src += PassTriples(src, SrcLeft());
-        }
-        while (SrcLeft() >= Length && DecodeSequence<Length>(src) != 0) {
-            src += Length;
-        }
-        return src != start;
-    }
-
-    bool MultiByteRun() {
-        if (*src < 0xE0) {
-            return SequenceRun<2>();
-        }
-        return *src < 0xF0 ? SequenceRun<3>() : SequenceRun<4>();
-    }
-};
-
 } // namespace
-
-std::size_t ValidUtf8Length(const char* src, std::size_t length) {
-    const auto* const start = reinterpret_cast<const unsigned char*>(src);
-    VALIDATOR validator{start, start + length};
-    do {
-        validator.AsciiRun();
-    } while (validator.src != validator.srcEnd && validator.MultiByteRun());
-    return static_cast<std::size_t>(validator.src - start);
-}
-
-std::size_t AsciiLength(const char* src, std::size_t length) {
-    const auto* const start = reinterpret_cast<const unsigned char*>(src);
-    VALIDATOR validator{start, start + length};
-    validator.AsciiRun();
-    return static_cast<std::size_t>(validator.src - start);
-}
 
 CODEC_STEP DecodeUtf8(wchar_t* dst, std::size_t room, const char* src, std::size_t length) {
     const auto* const start = reinterpret_cast<const unsigned char*>(src);

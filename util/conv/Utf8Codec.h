@@ -22,11 +22,4 @@ CODEC_STEP DecodeUtf8(wchar_t* dst, std::size_t room, const char* src, std::size
 /// are left, or an element comes that is no Unicode scalar value.
 CODEC_STEP EncodeUtf8(char* dst, std::size_t room, const wchar_t* src, std::size_t length);
 
-/// The length in bytes of the strictly valid text at the start of `src`: all of it, or up to the
-/// first sequence that is cut or not valid.
-std::size_t ValidUtf8Length(const char* src, std::size_t length);
-
-/// The number of bytes at the start of `src` that are ASCII.
-std::size_t AsciiLength(const char* src, std::size_t length);
-
 } // namespace Quil::IMPL

@@ -74,21 +74,6 @@ DecodeByVectors(wchar_t* dst, std::size_t room, const unsigned char* src, std::s
     return {tripleSize * count, count};
 }
 
-__attribute__((target("avx2"))) std::size_t PassByVectors(const unsigned char* src,
-                                                          std::size_t length) {
-    std::size_t passed = 0;
-    while (length - passed >= bytesTouched) {
-        __m256i characters;
-        const unsigned int good = LoadTriples(src + passed, characters);
-        if (good != together) {
-            passed += tripleSize * good;
-            break;
-        }
-        passed += tripleSize * together;
-    }
-    return passed;
-}
-
 __attribute__((target("avx2"))) CODEC_STEP EncodeByVectors(unsigned char* dst, std::size_t room,
                                                            const wchar_t* src, std::size_t length) {
     const __m256i order = _mm256_broadcastsi128_si256(
@@ -132,10 +117,6 @@ CODEC_STEP EncodeTriples(unsigned char* dst, std::size_t room, const wchar_t* sr
     return mayUseVectors ? EncodeByVectors(dst, room, src, length) : CODEC_STEP{0, 0};
 }
 
-std::size_t PassTriples(const unsigned char* src, std::size_t length) {
-    return mayUseVectors ? PassByVectors(src, length) : 0;
-}
-
 void UseVectorRuns(bool use) {
     mayUseVectors = use && HasAvx2();
 }
@@ -148,10 +129,6 @@ CODEC_STEP DecodeTriples(wchar_t*, std::size_t, const unsigned char*, std::size_
 
 CODEC_STEP EncodeTriples(unsigned char*, std::size_t, const wchar_t*, std::size_t) {
     return {0, 0};
-}
-
-std::size_t PassTriples(const unsigned char*, std::size_t) {
-    return 0;
 }
 
 void UseVectorRuns(bool) {}

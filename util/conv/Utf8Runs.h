@@ -15,9 +15,6 @@ CODEC_STEP DecodeTriples(wchar_t* dst, std::size_t room, const unsigned char* sr
 CODEC_STEP EncodeTriples(unsigned char* dst, std::size_t room, const wchar_t* src,
                          std::size_t length);
 
-/// The number of bytes that such a run takes.
-std::size_t PassTriples(const unsigned char* src, std::size_t length);
-
 /// Whether the instructions are used where the machine has them: they are, unless a check of the
 /// plain loops wants them off. Not to be changed while another thread converts.
 void UseVectorRuns(bool use);

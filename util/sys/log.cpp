@@ -288,8 +288,10 @@ void CStreamLogger::OnLogMsg(const CTime& time, CLog::LEVEL level, const stringE
 void CStreamLogger::Flush() {
     try {
         __stream.flush();
-    } catch (const std::ios_base::failure&) {
-        return; // its state tells those who ask
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (...) { // its buffer's own failure, too
+        return;     // its state tells those who ask
     }
 }
 

@@ -52,9 +52,14 @@ void GetCmdLine(stringEx& line) {
 }
 
 void GetCmdLine(wstringEx& line) {
-    stringEx narrow;
-    GetCmdLine(narrow);
-    ConvStrSToW(line, narrow);
+    line.clear();
+    try {
+        stringEx narrow;
+        GetCmdLine(narrow);
+        ConvStrSToW(line, narrow);
+    } catch (...) {
+        line.clear();
+    }
 }
 
 namespace IMPL {
