@@ -45,7 +45,7 @@ CLoggingThread::CLoggingThread(const LogBodyHandle& body, unsigned int queueLeng
     : __queue(new LogQueue(queueLength)), __body(body) {}
 
 CLoggingThread::~CLoggingThread() noexcept(false) {
-    if (!TryStop()) {
+    if (!CLoggingThread::TryStop()) {
         Wait();
     }
 }
