@@ -1,6 +1,7 @@
 // Thread objects: states, ends of every kind, and slots.
 #include "tests/sys/message_of.h"
 #include "util/conv/TextConv.h"
+#include "util/file/buffered_stream.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/mutex.h"
 #include "util/sys/sanitizer.h"
@@ -247,6 +248,36 @@ TEST(Thread, KillUnwindsEvenThroughACatchAll) {
     thread.Create(); // and a killed object can be used again, killed before its start too
     thread.Kill(1);
     EXPECT_EQ(thread.GetState(), TThread::KILLED);
+}
+
+TEST(Thread, KilledThreadStillWritesItsBlocks) {
+    if (QUIL_ADDRESS_SANITIZED) {
+        GTEST_SKIP() << "it doesn't see that a cancelled thread's frames are gone";
+    }
+    const std::string path = testing::TempDir() + "quil-killed-" + std::to_string(getpid());
+    std::atomic<bool> isHolding{false};
+    CTestThread thread([&](CTestThread& self) {
+        CSysFile file;
+        file.Open(path.c_str(), CSysFile::ACCESS_WRITE, CSysFile::CREATE, 0, 0600, 0);
+        CBufferedSeekableSink<CSysFile> sink(file, 100);
+        file.Close(); // the sink is the only one to hold it
+        sink.Write("kept", 4);
+        isHolding = true;
+        while (self.killed == 0) {
+            TThread::SwitchToOther();
+        }
+        return 0; // through destructors that make system calls
+    });
+    thread.Create();
+    thread.Run();
+    while (!isHolding) {
+        TThread::Sleep(1);
+    }
+    thread.Kill(6);
+    CSysFile file;
+    file.Open(path.c_str(), CSysFile::ACCESS_READ, 0, 0, 0, 0);
+    unlink(path.c_str());
+    EXPECT_EQ(file.GetSize(), 4);
 }
 
 TEST(Thread, SuspendedThreadStandsStill) {

@@ -1,3 +1,5 @@
+// The log as its users see it. Each operation goes to the body, and whatever is taken out under a
+// lock is released after it, since a release may run foreign code.
 #include "util/sys/log.h"
 
 #include "util/sys/advSync.h"

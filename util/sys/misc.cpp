@@ -1,3 +1,4 @@
+// Answers from the process's environment and its files under /proc.
 #include "util/sys/misc.h"
 
 #include "util/conv/TextConv.h"

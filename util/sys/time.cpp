@@ -217,7 +217,7 @@ void CTime::GetTime(TIME& out, short tz) const {
     const long long year = YearOfDay(day);
     const auto dayOfYear = static_cast<unsigned int>(day - DayOfYearStart(year));
     unsigned int month = dayOfYear / 32 + 1;
-    while (DaysBefore(year, month) <= dayOfYear) {
+    while (month < DECEMBER && DaysBefore(year, month) <= dayOfYear) {
         ++month;
     }
     out.year = static_cast<long>(year);

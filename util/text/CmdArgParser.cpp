@@ -74,11 +74,11 @@ int CCmdArgParser::Parse(const std::vector<wstringEx>& arguments) {
                        [&](std::size_t i) -> const wstringEx& { return arguments[i]; });
 }
 
-int CCmdArgParser::Parse(stringEx line) {
+int CCmdArgParser::Parse(const stringEx& line) {
     return _Parse(ConvStrSToT(line));
 }
 
-int CCmdArgParser::Parse(wstringEx line) {
+int CCmdArgParser::Parse(const wstringEx& line) {
     return _Parse(ConvStrSToT(line));
 }
 
