@@ -83,8 +83,9 @@ private:
     static bool divided(const subre* t) { return (t->flags & (CAP | BACKR)) != 0; }
 
     void ask(subre* t, const stretch& of) {
+        constexpr int FRAME = 4; // arcs of a new automaton, besides two for each color
         t->flags |= ASKED;
-        asked_ += of.arcs;
+        asked_ += of.arcs + FRAME;
     }
 
     /// Plans what lies below `top`, whose stretch it gives. A node in which there is nothing to be
@@ -113,6 +114,8 @@ private:
 
     stretch merge(const subre* t, const stretch& left, const stretch* right) {
         stretch whole = left;
+        if (t->op != '.')
+            whole.arcs += 2; // lead into the part and out of it
         if (t->op == '|')
             ask(t->left, left);
         if (!right)
