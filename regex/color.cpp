@@ -1,3 +1,5 @@
+// The moves of characters between colors. What a color is asked for is counted in `nchrs`, which
+// must stay exact: by it a color that has given all its characters away is known to be free.
 #include "regex/color.h"
 
 #include "regex/nfa.h"

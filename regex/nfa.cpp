@@ -1,3 +1,6 @@
+// Arcs and states: making, finding, moving and copying them. An arc that is there already is not
+// made again, so each new one is looked for first: along the shorter chain, or, where both are
+// long, in a hash of those states that have many.
 #include "regex/nfa.h"
 
 #include "regex/regguts.h"
