@@ -3,12 +3,14 @@
 #include "regex/regcontext.h"
 
 #include "regex/classrun.h"
+#include "regex/lazyspan.h"
 #include "regex/literal.h"
 #include "regex/refskip.h"
 
 #include <algorithm>
 #include <limits>
 #include <new>
+#include <optional>
 
 namespace Quil {
 
@@ -52,6 +54,7 @@ struct TRegexContext<Chr>::machine {
     const bool fixed;     // all matches are of one length, and nothing else has to be told of them
     TClassRun<Chr> runs;  // the whole expression, if it is a run of one set
     const bool takesruns; // ... and the longest one is asked for
+    std::optional<TLazySpan<Chr>> lazy; // finds shortest matches, if those are asked for
     std::vector<regmatch_t> work;
 };
 
@@ -68,6 +71,8 @@ TRegexContext<Chr>::machine::machine(const compiled_form& compiled)
     env.lookahead = &lookaheads;
     if (!expect)
         whole.sharescans(false);
+    if (shorter && !expect && !fixed)
+        lazy.emplace(g.tree->cnfa, env);
     if (!(g.search.flags & HASLACONS))
         search.allowskips();
 }
@@ -79,6 +84,8 @@ void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int
         nodes.newtext();
         lookaheads.newtext();
         runs.newtext();
+        if (lazy)
+            lazy->newtext();
     }
     env.start = start;
     env.stop = stop;
@@ -108,17 +115,25 @@ int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
                                       rm_detail_t* details) {
     if (takesruns && env.fastroads && runs.worthwhile(env.stop - env.start))
         return findrun(nmatch, pmatch);
+    const Chr* from = env.start;
+    const Chr* end = nullptr;
+    if (lazy && env.fastroads && lazy->usable()) {
+        const auto outcome = lazy->find(from, end);
+        if (outcome == TLazySpan<Chr>::outcome::NONE)
+            return REG_NOMATCH;
+        if (outcome == TLazySpan<Chr>::outcome::FOUND)
+            return nmatch == 0 ? REG_OKAY : tell(nmatch, pmatch, from, end);
+    }
     const Chr* cold = nullptr;
     const Chr* const close = fixed && env.fastroads && !literal.empty()
                                  ? literal.find(env.start, env.stop, env.colors, env.looked)
-                                 : search.shortest(env.start, env.start, env.stop, &cold);
+                                 : search.shortest(from, from, env.stop, &cold);
     report(details, cold);
     if (!close)
         return REG_NOMATCH;
     if (nmatch == 0)
         return REG_OKAY;
 
-    const Chr* end = nullptr;
     const Chr* late = nullptr;
     const Chr* const begin = findspan(cold, close, end, late);
     if (!begin)
