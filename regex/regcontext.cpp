@@ -44,7 +44,7 @@ struct TRegexContext<Chr>::machine {
     TLookaheads<Chr> lookaheads;
     TNodes<Chr> nodes;
     TDissector<Chr> dissector;
-    const TReferenceSkip<Chr> references;
+    TReferenceSkip<Chr> references;
     TScanner<Chr> search;
     const CLiteral literal; // the whole expression, if it is one long literal
     TScanner<Chr>& whole;   // the tree's root
@@ -61,7 +61,7 @@ struct TRegexContext<Chr>::machine {
 template <class Chr>
 TRegexContext<Chr>::machine::machine(const compiled_form& compiled)
     : g(compiled), lookaheads(env, g.lacons, g.nlacons), nodes(env, g.ntree),
-      dissector(g, env, nodes), references(g), search(g.search, env), literal(g.tree->cnfa),
+      dissector(g, env, nodes), references(g, env), search(g.search, env), literal(g.tree->cnfa),
       whole(nodes.forward(*g.tree)), shorter((g.tree->flags & SHORTER) != 0),
       expect((g.cflags & REG_EXPECT) != 0),
       mayleap(!expect && g.tree->cnfa.minlen > 0 && (!shorter || nodes.length(*g.tree) >= 0)),
@@ -84,6 +84,7 @@ void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int
         nodes.newtext();
         lookaheads.newtext();
         runs.newtext();
+        references.newtext();
         if (lazy)
             lazy->newtext();
     }
