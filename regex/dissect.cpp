@@ -55,16 +55,20 @@ void TDissector<Chr>::note(const subre& group, const Chr* begin, const Chr* end)
 
 template <class Chr>
 int TDissector<Chr>::dissect(const subre* root, const Chr* begin, const Chr* end) {
-    pieces_.assign(1, piece{root, begin, end});
-    while (!pieces_.empty()) {
-        const piece p = pieces_.back();
-        pieces_.pop_back();
-        if (!(p.node->flags & CAP))
-            continue; // no group to be found
+    pieces_.clear();
+    piece p{root, begin, end};
+    for (;;) {
+        if (!(p.node->flags & CAP)) { // no group to be found
+            if (pieces_.empty())
+                return REG_OKAY;
+            p = pieces_.back();
+            pieces_.pop_back();
+            continue;
+        }
         switch (p.node->op) {
         case '(':
             note(*p.node, p.begin, p.end);
-            pieces_.push_back({p.node->left, p.begin, p.end});
+            p.node = p.node->left;
             break;
         case '|': {
             const subre* t = p.node;
@@ -72,22 +76,22 @@ int TDissector<Chr>::dissect(const subre* root, const Chr* begin, const Chr* end
                 t = t->right;
             if (!t)
                 return REG_ASSERT;
-            pieces_.push_back({t->left, p.begin, p.end});
+            p.node = t->left;
             break;
         }
         case '.': {
             const Chr* const mid = split(*p.node, p.begin, p.end);
             if (!mid)
                 return REG_ASSERT;
-            pieces_.push_back({p.node->left, p.begin, mid});
-            pieces_.push_back({p.node->right, mid, p.end});
+            if (p.node->right->flags & CAP)
+                pieces_.push_back({p.node->right, mid, p.end});
+            p = {p.node->left, p.begin, mid};
             break;
         }
         default:
             return REG_ASSERT;
         }
     }
-    return REG_OKAY;
 }
 
 /// Where a concatenation that matches [begin, end] must be divided, if the length of one side or
