@@ -19,7 +19,8 @@ using namespace IMPL::engine;
 /// What one context has built for its expression, all of it dispensable memory.
 template <class Chr>
 struct TRegexContext<Chr>::machine {
-    static constexpr int PASSED = -1; // no result yet
+    static constexpr int PASSED = -1;         // no result yet
+    static constexpr std::ptrdiff_t FAR = 16; // begins that are better told than tried
 
     using compiled_form = guts<typename chrtraits<Chr>::pattern>;
 
@@ -36,6 +37,7 @@ struct TRegexContext<Chr>::machine {
     int cfindloop(const Chr*& cold);
     int cfindleaping();
     int confirm(const Chr* begin, const Chr*& cold);
+    bool findalive(const Chr* open, const Chr* close, const Chr*& begin, const Chr*& end);
     const Chr* candidate(const Chr* begin, const Chr* limit, bool* hitstop);
     void report(rm_detail_t* details, const Chr* cold) const;
 
@@ -54,7 +56,10 @@ struct TRegexContext<Chr>::machine {
     const bool fixed;     // all matches are of one length, and nothing else has to be told of them
     TClassRun<Chr> runs;  // the whole expression, if it is a run of one set
     const bool takesruns; // ... and the longest one is asked for
-    std::optional<TLazySpan<Chr>> lazy; // finds shortest matches, if those are asked for
+    std::optional<TLazySpan<Chr>> lazy;      // finds shortest matches, if those are asked for
+    std::optional<CReversed> reversed;       // the root's automaton, for beginnings ...
+    std::optional<TScanner<Chr>> beginnings; // ... and the scanner of it
+    std::vector<std::uint64_t> alive;        // a set of begins
     std::vector<regmatch_t> work;
 };
 
@@ -174,6 +179,8 @@ const Chr* TRegexContext<Chr>::machine::findspan(const Chr* open, const Chr* clo
         end = close;
         return close - nodes.length(*g.tree);
     }
+    if (const Chr* begin = nullptr; close - open > FAR && findalive(open, close, begin, end))
+        return begin;
     for (const Chr* begin = open;; ++begin) {
         bool hitend = false;
         end = candidate(begin, shorter ? begin : env.stop, &hitend);
@@ -184,6 +191,34 @@ const Chr* TRegexContext<Chr>::machine::findspan(const Chr* open, const Chr* clo
         if (begin == close)
             return nullptr;
     }
+}
+
+/// The same where many begins are in question: reading back from `close` tells which of them it was
+/// that the search had not given up there. False if that can't be done.
+template <class Chr>
+bool TRegexContext<Chr>::machine::findalive(const Chr* open, const Chr* close, const Chr*& begin,
+                                            const Chr*& end) {
+    const cnfa& a = g.tree->cnfa;
+    if (!env.fastroads || expect || (a.flags & HASLACONS) ||
+        static_cast<std::size_t>(a.nstates) * static_cast<std::size_t>(a.ncolors) >
+            CReversed::MOSTARCS)
+        return false;
+    if (!beginnings) {
+        reversed.emplace(a, CReversed::reads::BEGINNINGS);
+        beginnings.emplace(reversed->automaton(), env);
+    }
+    const auto places = static_cast<std::size_t>(close - open) + 1;
+    alive.assign(CPlaces::wordsfor(places), 0);
+    CPlaces begins(alive.data(), places);
+    beginnings->begins(open, close, begins);
+    for (std::ptrdiff_t at = begins.next(0); at >= 0; at = begins.next(at + 1)) {
+        begin = open + at;
+        end = candidate(begin, shorter ? begin : env.stop, nullptr);
+        if (end)
+            return true;
+    }
+    begin = nullptr;
+    return true;
 }
 
 /// The end of the preferred match from `begin`, not before, or not behind, `limit`.
