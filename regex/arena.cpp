@@ -1,3 +1,4 @@
+// Blocks of raw memory, the newest first, and a mark in it of how far it is dealt out.
 #include "regex/arena.h"
 
 #include <algorithm>

@@ -113,8 +113,11 @@ const Chr* TDissector<Chr>::onlymid(const subre& node, const Chr* begin, const C
 /// Where the left side of a concatenation ends, by its own preference; null if nowhere.
 template <class Chr>
 const Chr* TDissector<Chr>::split(const subre& node, const Chr* begin, const Chr* end) {
-    if (const Chr* const only = onlymid(node, begin, end))
-        return only;
+    // Neither side has an automaton then.
+    if (const int length = nodes_.length(*node.left); length >= 0)
+        return length <= end - begin ? begin + length : nullptr;
+    if (const int length = nodes_.length(*node.right); length >= 0)
+        return length <= end - begin ? end - length : nullptr;
     const Chr* mid = firstmid(*node.left, begin, end);
     if (!mid || nodes_.matches(*node.right, mid, end))
         return mid;
@@ -224,7 +227,7 @@ int TDissector<Chr>::advance(int er) {
     case '(':
         return capture(er);
     case '.':
-        return concatenate(er);
+        return nodes_.length(*span.node->left) >= 0 ? concatenatefixed(er) : concatenate(er);
     case '|':
         return alternate(er);
     case 'b':
@@ -248,6 +251,31 @@ int TDissector<Chr>::capture(int er) {
     if (er == REG_OKAY)
         note(*span.node, span.begin, span.end);
     return er;
+}
+
+/// A concatenation whose left side has but one length, and so one division. Neither side has an
+/// automaton then.
+template <class Chr>
+int TDissector<Chr>::concatenatefixed(int er) {
+    frame& f = frames_.back();
+    const auto [node, begin, end] = f.span;
+    switch (f.at) {
+    case ENTERED:
+        f.mid = split(*node, begin, end);
+        if (!f.mid)
+            return REG_NOMATCH;
+        f.at = INLEFT;
+        enter(node->left, begin, f.mid);
+        return PENDING;
+    case INLEFT:
+        if (er != REG_OKAY)
+            return er;
+        f.at = INRIGHT;
+        enter(node->right, f.mid, end);
+        return PENDING;
+    default:
+        return er;
+    }
 }
 
 template <class Chr>

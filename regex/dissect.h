@@ -69,6 +69,7 @@ private:
     int advance(int er);
     int capture(int er);
     int concatenate(int er);
+    int concatenatefixed(int er);
     int nextmid();
     int alternate(int er);
     int refer(const subre& node, const Chr* begin, const Chr* end) const;
