@@ -94,14 +94,12 @@ int TDissector<Chr>::dissect(const subre* root, const Chr* begin, const Chr* end
     }
 }
 
-/// Where a concatenation that matches [begin, end] must be divided, if the length of one side or
-/// the characters of the two tell. Both sides then match there. Null if it isn't known.
+/// Where a concatenation that matches [begin, end] must be divided, if the length of its right side
+/// or the characters of the two tell. Both sides then match there. Null if it isn't known.
 template <class Chr>
 const Chr* TDissector<Chr>::onlymid(const subre& node, const Chr* begin, const Chr* end) {
     if (!env_.fastroads)
         return nullptr;
-    if (const int length = nodes_.length(*node.left); length >= 0 && length <= end - begin)
-        return begin + length;
     if (const int length = nodes_.length(*node.right); length >= 0 && length <= end - begin)
         return end - length;
     std::optional<CHinge>& hinge = hinges_[static_cast<std::size_t>(node.retry)];
@@ -118,6 +116,8 @@ const Chr* TDissector<Chr>::split(const subre& node, const Chr* begin, const Chr
         return length <= end - begin ? begin + length : nullptr;
     if (const int length = nodes_.length(*node.right); length >= 0)
         return length <= end - begin ? end - length : nullptr;
+    if (const Chr* const only = onlymid(node, begin, end))
+        return only;
     const Chr* mid = firstmid(*node.left, begin, end);
     if (!mid || nodes_.matches(*node.right, mid, end))
         return mid;

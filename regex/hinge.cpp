@@ -61,7 +61,7 @@ bool apart(const colorset& a, const colorset& b) {
 } // namespace
 
 CHinge::CHinge(const cnfa& left, const cnfa& right) {
-    if ((left.flags | right.flags) & HASLACONS)
+    if (left.empty() || right.empty() || ((left.flags | right.flags) & HASLACONS))
         return;
     const reading l(left), r(right);
     const bool ahead = !r.nothing && (apart(r.first, l.all) || apart(r.first, r.later));

@@ -12,6 +12,7 @@ namespace Quil::IMPL::engine {
 class CHinge {
 public:
     CHinge() = default;
+    /// Nothing is known of a side without an automaton.
     CHinge(const cnfa& left, const cnfa& right);
 
     /// Nothing is known.
