@@ -159,7 +159,7 @@ void TClassRun<Chr>::look(const Chr* place, const Chr* stop) {
 template <class Chr>
 const Chr* TClassRun<Chr>::seek(const Chr* p, const Chr* stop, std::uint64_t unlike) {
     while (p != stop) {
-        if (!block_ || p - block_ >= BLOCK)
+        if (!block_ || p < block_ || p - block_ >= BLOCK)
             look(p, stop);
         const std::uint64_t rest = (bits_ ^ unlike) >> (p - block_);
         if (rest != 0)

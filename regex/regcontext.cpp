@@ -364,6 +364,25 @@ int TRegexContext<Chr>::exec(std::size_t from, std::size_t nmatch, regmatch_t pm
 }
 
 template <class Chr>
+bool TRegexContext<Chr>::inbulk() const {
+    return machine_ && fastroads_ && machine_->takesruns && machine_->runs.ready() &&
+           machine_->env.stop == text_ + length_;
+}
+
+template <class Chr>
+std::size_t TRegexContext<Chr>::spans(std::size_t from, regmatch_t found[], std::size_t most) {
+    const Chr* const stop = text_ + length_;
+    const Chr* end = text_ + from;
+    for (std::size_t i = 0; i < most; ++i) {
+        const Chr* const begin = machine_->runs.find(end, stop, end, machine_->env.looked);
+        if (!begin)
+            return i;
+        found[i] = regmatch_t{static_cast<int>(begin - text_), static_cast<int>(end - text_)};
+    }
+    return most;
+}
+
+template <class Chr>
 std::uint64_t TRegexContext<Chr>::looked() const {
     return looked_ + (machine_ ? machine_->env.looked : 0);
 }
