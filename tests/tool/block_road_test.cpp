@@ -173,4 +173,23 @@ TEST_F(CommandTest, FindsTheOnlyMatchAcrossABlocksEnd) {
     }
 }
 
+/// While the result grows the input's memory is given back, from some megabytes on.
+TEST_F(CommandTest, ConvertsAndReplacesInALargeFile) {
+    std::string text;
+    while (text.size() < 14U << 20) {
+        text += std::to_string(text.size()) + "\xD6\xD0\xCE\xC4" +
+                (text.size() % 64 == 0 ? "\xFF" : "\n");
+    }
+    Write("x.txt", text);
+    EXPECT_EQ(Tsub({"x.txt", "-any", "-encin:gbk", "-encout:utf-8"}).status, 1);
+    EXPECT_TRUE(Read("x.txt") == Converted(text, "GBK", "UTF-8"));
+
+    const auto replace = [](wstringEx& wide) -> unsigned long {
+        return wide.find_replace(wstringEx(L"7\u4E2D"), wstringEx(L"\u6587"), 0, true);
+    };
+    Write("x.txt", text);
+    Tsub({"x.txt", "-f:7\xE4\xB8\xAD", "-t:\xE6\x96\x87", "-encin:gbk"});
+    EXPECT_TRUE(Read("x.txt") == AtOnce(text, "GBK", "GBK", replace).text);
+}
+
 } // namespace
