@@ -60,8 +60,10 @@ auto TLazySpan<Chr>::find(const Chr*& begin, const Chr*& end) -> outcome {
             return result;
         }
         wasted_ += looked;
-        usable_ = !flushed();
-        off_ = result == outcome::UNKNOWN || wasted_ > SLACK + 2 * advanced_;
+        const bool dear = wasted_ > SLACK + 2 * advanced_;
+        patience_ -= dear ? 1 : 0;
+        usable_ = !flushed() && patience_ > 0;
+        off_ = result == outcome::UNKNOWN || dear;
         if (off_)
             return outcome::UNKNOWN;
     }

@@ -73,6 +73,7 @@ private:
     transition entered_ = NOWAIT;     // the state behind any character before a match
     std::uint64_t wasted_ = 0;        // characters that tries looked at in vain
     std::uint64_t advanced_ = 0;      // characters that are done with
+    int patience_ = 4;                // texts in which tries may yet turn out to cost too much
     bool usable_;
     bool ready_ = false;
     bool off_ = false;
