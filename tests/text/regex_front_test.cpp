@@ -77,6 +77,31 @@ TYPED_TEST(RegexFront, ReplaceAll) {
     }
 }
 
+// With more matches than are told at once, and the first of them far behind the start.
+TYPED_TEST(RegexFront, RunsOfOneSet) {
+    const char* const alphabet = "ab ";
+    std::mt19937 seed(5);
+    for (const unsigned int before : {0U, 5U, 700U}) {
+        std::string text(before, '-');
+        std::string wrapped = text;
+        std::string removed = text;
+        unsigned int count = 0;
+        for (unsigned int run = 0; run < 2000; ++run) {
+            const std::string gap(1 + seed() % 9, alphabet[seed() % 3]);
+            const std::string number(1 + seed() % (run % 100 == 0 ? 200 : 4), '0');
+            text += number + gap;
+            wrapped += "<" + number + ">" + gap;
+            removed += gap;
+            ++count;
+        }
+        const std::string told = std::to_string(count) + ":";
+        EXPECT_EQ(this->All(text.c_str(), "[0-9]+", "<\\0>", false, false), told + wrapped);
+        EXPECT_EQ(this->All(text.c_str(), "([0-9]+)", "<\\1>", true, true), told + wrapped);
+        EXPECT_EQ(this->All(text.c_str(), "0+", "", true, false), told + removed);
+        EXPECT_EQ(this->All(text.c_str(), "0+", "\\1", false, true), told + removed);
+    }
+}
+
 TYPED_TEST(RegexFront, FormsAgree) {
     const char* const patterns[] = {"a",  "^a", "a$", "^",     "$",     "a*",      "b|^",
                                     "ab", "x*", "^$", "(a)b*", "[^a]+", "a|(b)|$", "\n"};
