@@ -3,10 +3,12 @@
 #include "regex/regcontext.h"
 
 #include "regex/literal.h"
+#include "regex/prefilter.h"
 
 #include <algorithm>
 #include <limits>
 #include <new>
+#include <optional>
 
 namespace Quil {
 
@@ -15,7 +17,11 @@ using namespace IMPL::engine;
 /// What one context has built for its expression, all of it dispensable memory.
 template <class Chr>
 struct TRegexContext<Chr>::machine {
-    static constexpr int PASSED = -1; // no result yet
+    static constexpr int PASSED = -1;                    // no result yet
+    static constexpr std::ptrdiff_t WORTHFILTERS = 1000; // characters of a text
+    // Characters that tries in vain may look at before those are told from tries that pay.
+    static constexpr std::int64_t CREDIT = 4096;
+    static constexpr std::int64_t TRYCOST = 8; // of each try, in characters
 
     using compiled_form = guts<typename chrtraits<Chr>::pattern>;
 
@@ -24,7 +30,12 @@ struct TRegexContext<Chr>::machine {
     void settext(const Chr* start, const Chr* stop, int eflags);
     int run(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
 
+    bool filters();
     int find(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
+    int tell(const Chr* begin, const Chr* end, std::size_t nmatch, regmatch_t* pmatch);
+    const Chr* findfiltered(const Chr*& end);
+    const Chr* findwithin(const Chr* from, const Chr* limit, const Chr*& end);
+    bool trybegins(const Chr*& begin, const Chr* limit, const Chr*& end);
     const Chr* findspan(const Chr* open, const Chr* close, const Chr*& end, const Chr*& cold);
     int cfind(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
     int cfindloop(const Chr*& cold);
@@ -43,6 +54,8 @@ struct TRegexContext<Chr>::machine {
     const bool shorter;     // the root prefers the shortest match
     const bool expect;
     const bool fixed; // all matches are of one length, and nothing else has to be told of them
+    std::optional<TPrefilter<Chr>> filter; // once a text is long enough for it
+    std::int64_t credit = CREDIT;          // for tries at single places; below 0: no more of them
     std::vector<regmatch_t> work;
 };
 
@@ -67,6 +80,9 @@ void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int
     if (env.stop != stop || ((env.eflags ^ eflags) & REG_NOTEOL)) {
         nodes.newtext();
         lookaheads.newtext();
+        if (filter)
+            filter->newtext();
+        credit = CREDIT;
     }
     env.start = start;
     env.stop = stop;
@@ -94,6 +110,13 @@ void TRegexContext<Chr>::machine::report(rm_detail_t* details, const Chr* cold) 
 template <class Chr>
 int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
                                       rm_detail_t* details) {
+    const Chr* end = nullptr;
+    const Chr* late = nullptr;
+    const Chr* begin = nullptr;
+    if (filters()) {
+        begin = findfiltered(end);
+        return begin ? tell(begin, end, nmatch, pmatch) : REG_NOMATCH;
+    }
     const Chr* cold = nullptr;
     const Chr* const close = fixed && env.fastroads && !literal.empty()
                                  ? literal.find(env.start, env.stop, env.colors, env.looked)
@@ -104,18 +127,94 @@ int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
     if (nmatch == 0)
         return REG_OKAY;
 
-    const Chr* end = nullptr;
-    const Chr* late = nullptr;
-    const Chr* const begin = findspan(cold, close, end, late);
+    begin = findspan(cold, close, end, late);
     if (!begin)
         return REG_ASSERT;
-    pmatch[0] = regmatch_t{static_cast<int>(begin - env.start), static_cast<int>(end - env.start)};
     report(details, late);
+    return tell(begin, end, nmatch, pmatch);
+}
+
+/// Reports a match and its groups.
+template <class Chr>
+int TRegexContext<Chr>::machine::tell(const Chr* begin, const Chr* end, std::size_t nmatch,
+                                      regmatch_t* pmatch) {
+    if (nmatch == 0)
+        return REG_OKAY;
+    pmatch[0] = regmatch_t{static_cast<int>(begin - env.start), static_cast<int>(end - env.start)};
     if (nmatch == 1)
         return REG_OKAY;
     dissector.setmatches(pmatch, nmatch);
     dissector.clear();
     return dissector.dissect(g.tree, begin, end);
+}
+
+/// Whether the search may pass over what the filters rule out.
+template <class Chr>
+bool TRegexContext<Chr>::machine::filters() {
+    if (!env.fastroads || expect || env.limits.smallcache || !literal.empty())
+        return false;
+    if (!filter) {
+        if (env.stop - env.start < WORTHFILTERS)
+            return false;
+        filter.emplace(g.tree->cnfa, env.colors);
+        if (!filter->begin().empty())
+            search.leapby(&filter->begin());
+    }
+    return filter->useful();
+}
+
+/// The leftmost match, by the stretches in which one can lie.
+template <class Chr>
+const Chr* TRegexContext<Chr>::machine::findfiltered(const Chr*& end) {
+    typename TPrefilter<Chr>::stretch span;
+    for (const Chr* from = env.start; filter->next(from, env.stop, span); from = span.last + 1) {
+        const Chr* const begin = findwithin(span.first, span.last, end);
+        if (begin || span.last == env.stop)
+            return begin;
+    }
+    return nullptr;
+}
+
+/// The leftmost match that begins at or behind `from`, where none ends behind `limit`.
+template <class Chr>
+const Chr* TRegexContext<Chr>::machine::findwithin(const Chr* from, const Chr* limit,
+                                                   const Chr*& end) {
+    if (trybegins(from, limit, end))
+        return from;
+    if (from == limit)
+        return nullptr;
+    const Chr* cold = nullptr;
+    const Chr* const close = search.shortest(from, from, limit, &cold);
+    const Chr* late = nullptr;
+    return close ? findspan(cold, close, end, late) : nullptr;
+}
+
+/// Tries the places where a match may begin, from `begin` on, as long as that costs less than it
+/// spares. True if there is a match at `begin`; else none begins before there.
+template <class Chr>
+bool TRegexContext<Chr>::machine::trybegins(const Chr*& begin, const Chr* limit, const Chr*& end) {
+    const TFingerprint<Chr>& places = filter->begin();
+    if (places.empty() || credit < 0)
+        return false;
+    // Where the text begins, the character that a beginning may ask for before it is missing.
+    bool edge = begin == env.start;
+    for (; begin != limit; ++begin, edge = false) {
+        if (!edge) {
+            const Chr* const next = places.find(begin, limit, env.stop);
+            credit = std::min(credit + (next - begin), CREDIT);
+            env.looked += static_cast<std::uint64_t>(next - begin);
+            if ((begin = next) == limit)
+                break;
+        }
+        const std::uint64_t looked = env.looked;
+        const auto result = whole.attempt(begin, shorter, end);
+        if (result == TScanner<Chr>::outcome::FOUND)
+            return true;
+        credit -= TRYCOST + static_cast<std::int64_t>(env.looked - looked);
+        if (result == TScanner<Chr>::outcome::OPEN || credit < 0)
+            break;
+    }
+    return false;
 }
 
 /// The match whose begin lies in [open, close], where the search has seen the first end.

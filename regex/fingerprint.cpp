@@ -1,0 +1,203 @@
+// Words to boxes to tables, and the plain form of the search.
+#include "regex/fingerprint.h"
+
+#include <algorithm>
+#include <bit>
+#include <limits>
+
+namespace Quil::IMPL::engine {
+
+namespace {
+
+constexpr std::size_t NIBBLEBITS = 4;
+
+/// Boxes of any number of dimensions. With more than `most`, those are merged that grow least.
+template <class Box>
+class TBoxes {
+public:
+    explicit TBoxes(std::size_t most) : most_(most) {}
+
+    void add(const Box& box) {
+        boxes_.push_back(box);
+        if (boxes_.size() > most_)
+            merge();
+    }
+    const std::vector<Box>& all() const { return boxes_; }
+
+private:
+    static double volume(const Box& box) {
+        double product = 1;
+        for (const std::uint16_t mask : box)
+            product *= std::popcount(mask) / double{NIBBLEVALUES};
+        return product;
+    }
+    static Box hull(const Box& a, const Box& b) {
+        Box both = a;
+        for (std::size_t i = 0; i < both.size(); ++i)
+            both[i] = static_cast<std::uint16_t>(both[i] | b[i]);
+        return both;
+    }
+    void merge() {
+        std::size_t first = 0, second = 1;
+        double least = std::numeric_limits<double>::max();
+        for (std::size_t i = 0; i < boxes_.size(); ++i)
+            for (std::size_t j = i + 1; j < boxes_.size(); ++j) {
+                const double growth =
+                    volume(hull(boxes_[i], boxes_[j])) - volume(boxes_[i]) - volume(boxes_[j]);
+                if (growth < least) {
+                    least = growth;
+                    first = i;
+                    second = j;
+                }
+            }
+        boxes_[first] = hull(boxes_[first], boxes_[second]);
+        boxes_.erase(boxes_.begin() + static_cast<std::ptrdiff_t>(second));
+    }
+
+    std::size_t most_;
+    std::vector<Box> boxes_;
+};
+
+using rowbox = std::array<std::uint16_t, 2>;
+
+/// The high half bytes that go with the same low ones make a box.
+std::vector<rowbox> rowboxes(const std::bitset<256>& row) {
+    std::vector<rowbox> boxes;
+    for (std::size_t high = 0; high < NIBBLEVALUES; ++high) {
+        std::uint16_t lows = 0;
+        for (std::size_t low = 0; low < NIBBLEVALUES; ++low)
+            if (row[high * NIBBLEVALUES + low])
+                lows = static_cast<std::uint16_t>(lows | 1u << low);
+        if (lows == 0)
+            continue;
+        std::size_t i = 0;
+        while (i < boxes.size() && boxes[i][0] != lows)
+            ++i;
+        if (i == boxes.size())
+            boxes.push_back({lows, 0});
+        boxes[i][1] = static_cast<std::uint16_t>(boxes[i][1] | 1u << high);
+    }
+    return boxes;
+}
+
+} // namespace
+
+template <class Chr>
+auto TCellSet<Chr>::boxes(std::size_t most) const -> std::vector<box> {
+    TBoxes<box> found(most);
+    std::array<bool, ROWS> done{};
+    for (std::size_t i = 0; i < ROWS; ++i) {
+        if (done[i] || rows_[i].none())
+            continue;
+        row equal; // rows that hold the same
+        for (std::size_t j = i; j < ROWS; ++j)
+            if (!done[j] && rows_[j] == rows_[i])
+                equal[j] = done[j] = true;
+        for (const rowbox& low : rowboxes(rows_[i])) {
+            if constexpr (ROWS == 1)
+                found.add(low);
+            else
+                for (const rowbox& high : rowboxes(equal))
+                    found.add({low[0], low[1], high[0], high[1]});
+        }
+    }
+    return found.all();
+}
+
+template <class Chr>
+auto TFingerprint<Chr>::best() -> way {
+#if defined(__x86_64__)
+    static const way known = __builtin_cpu_supports("avx2")     ? way::VECTOR32
+                             : __builtin_cpu_supports("sse4.1") ? way::VECTOR16
+                                                                : way::PLAIN;
+    return known;
+#else
+    return way::PLAIN;
+#endif
+}
+
+template <class Chr>
+void TFingerprint<Chr>::set(const std::vector<word>& words, std::size_t places,
+                            std::size_t behind) {
+    constexpr std::size_t N = NIBBLES<Chr>;
+    using chain = std::array<std::uint16_t, MOSTPLACES * N>;
+    TBoxes<chain> chains(MOSTWORDS);
+    for (const word& w : words) {
+        if (std::any_of(w.begin(), w.end(), [](const auto& set) { return set.empty(); }))
+            continue; // no character is in that set
+        // Each combination of the places' boxes, counted through like digits.
+        std::array<std::size_t, MOSTPLACES> digits{};
+        for (std::size_t place = 0; place < places;) {
+            chain c{};
+            for (std::size_t i = 0; i < places; ++i)
+                for (std::size_t n = 0; n < N; ++n)
+                    c[i * N + n] = w[i][digits[i]][n];
+            chains.add(c);
+            for (place = 0; place < places && ++digits[place] == w[place].size(); ++place)
+                digits[place] = 0;
+        }
+    }
+    tables_ = {};
+    for (std::size_t i = 0; i < chains.all().size(); ++i)
+        for (std::size_t n = 0; n < places * N * NIBBLEVALUES; ++n)
+            if (chains.all()[i][n / NIBBLEVALUES] >> n % NIBBLEVALUES & 1)
+                tables_[n] = static_cast<std::uint8_t>(tables_[n] | 1u << i);
+    places_ = places;
+    behind_ = behind;
+}
+
+template <class Chr>
+bool TFingerprint<Chr>::matches(const Chr* first) const {
+    unsigned int words = (1u << MOSTWORDS) - 1;
+    const std::uint8_t* table = tables_.data();
+    for (std::size_t i = 0; i < places_; ++i) {
+        std::size_t cell = chrtraits<Chr>::index(first[i]);
+        for (std::size_t n = 0; n < NIBBLES<Chr>; ++n, cell >>= NIBBLEBITS, table += NIBBLEVALUES)
+            words &= table[cell % NIBBLEVALUES];
+    }
+    return words != 0;
+}
+
+/// The first place of a word or one from which on the plain form has to search.
+template <class Chr>
+const Chr* TFingerprint<Chr>::leap(const Chr* first, const Chr* limit, way how) const {
+#if defined(__x86_64__)
+    // The two types of bytes have one layout, and one index.
+    using element = std::conditional_t<sizeof(Chr) == 1, unsigned char, Chr>;
+    const auto* const from = reinterpret_cast<const element*>(first);
+    const auto* const to = reinterpret_cast<const element*>(limit);
+    if (how == way::VECTOR32)
+        return reinterpret_cast<const Chr*>(leap32(tables_.data(), places_, from, to));
+    if (how == way::VECTOR16)
+        return reinterpret_cast<const Chr*>(leap16(tables_.data(), places_, from, to));
+#endif
+    static_cast<void>(limit);
+    static_cast<void>(how);
+    return first;
+}
+
+template <class Chr>
+const Chr* TFingerprint<Chr>::find(const Chr* cp, const Chr* limit, const Chr* stop,
+                                   way how) const {
+    constexpr std::ptrdiff_t NEAR = 4; // characters that are looked at before vectors are set up
+    const auto behind = static_cast<std::ptrdiff_t>(behind_);
+    const auto ahead = static_cast<std::ptrdiff_t>(places_) - behind - 1;
+    const Chr* const whole = limit - cp <= stop - cp - ahead ? limit : stop - ahead;
+    for (const Chr* const near = whole - cp > NEAR ? cp + NEAR : whole; cp < near; ++cp)
+        if (stands(cp))
+            return cp;
+    if (cp < whole)
+        cp = leap(cp - behind, whole - behind, how) + behind;
+    while (cp < whole && !stands(cp))
+        ++cp;
+    return cp < limit ? cp : limit;
+}
+
+template class TCellSet<char>;
+template class TCellSet<wchar_t>;
+template class TCellSet<unsigned char>;
+template class TFingerprint<char>;
+template class TFingerprint<wchar_t>;
+template class TFingerprint<unsigned char>;
+
+} // namespace Quil::IMPL::engine
