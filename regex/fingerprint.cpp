@@ -11,6 +11,10 @@ namespace {
 
 constexpr std::size_t NIBBLEBITS = 4;
 
+/// What the vector loops take characters for: bytes of both types have one index.
+template <class Chr>
+using element = std::conditional_t<sizeof(Chr) == 1, unsigned char, Chr>;
+
 /// Boxes of any number of dimensions. With more than `most`, those are merged that grow least.
 template <class Box>
 class TBoxes {
@@ -162,10 +166,8 @@ bool TFingerprint<Chr>::matches(const Chr* first) const {
 template <class Chr>
 const Chr* TFingerprint<Chr>::leap(const Chr* first, const Chr* limit, way how) const {
 #if defined(__x86_64__)
-    // The two types of bytes have one layout, and one index.
-    using element = std::conditional_t<sizeof(Chr) == 1, unsigned char, Chr>;
-    const auto* const from = reinterpret_cast<const element*>(first);
-    const auto* const to = reinterpret_cast<const element*>(limit);
+    const auto* const from = reinterpret_cast<const element<Chr>*>(first);
+    const auto* const to = reinterpret_cast<const element<Chr>*>(limit);
     if (how == way::VECTOR32)
         return reinterpret_cast<const Chr*>(leap32(tables_.data(), places_, from, to));
     if (how == way::VECTOR16)
@@ -174,6 +176,22 @@ const Chr* TFingerprint<Chr>::leap(const Chr* first, const Chr* limit, way how) 
     static_cast<void>(limit);
     static_cast<void>(how);
     return first;
+}
+
+template <class Chr>
+std::uint64_t TFingerprint<Chr>::mark(const Chr* cp, way how) const {
+#if defined(__x86_64__)
+    const auto* const from = reinterpret_cast<const element<Chr>*>(cp);
+    if (how == way::VECTOR32)
+        return mark32(tables_.data(), from);
+    if (how == way::VECTOR16)
+        return mark16(tables_.data(), from);
+#endif
+    static_cast<void>(how);
+    std::uint64_t marks = 0;
+    for (std::size_t i = 0; i < MARKEDCHARS; ++i)
+        marks |= std::uint64_t{stands(cp + i)} << i;
+    return marks;
 }
 
 template <class Chr>

@@ -35,13 +35,18 @@ inline vec::type words(const vec::type (*tables)[2], const Chr* p) {
     return found;
 }
 
+template <std::size_t Count>
+void loadtables(const std::uint8_t* given, vec::type (*tables)[2]) {
+    for (std::size_t i = 0; i < Count; ++i)
+        for (std::size_t half = 0; half < 2; ++half)
+            tables[i][half] = vec::table(given + (2 * i + half) * NIBBLEVALUES);
+}
+
 template <std::size_t Places, class Chr>
 const Chr* leap(const std::uint8_t* given, const Chr* first, const Chr* limit) {
     constexpr std::size_t COUNT = charbytes<Chr>::COUNT;
     vec::type tables[Places * COUNT][2];
-    for (std::size_t i = 0; i < Places * COUNT; ++i)
-        for (std::size_t half = 0; half < 2; ++half)
-            tables[i][half] = vec::table(given + (2 * i + half) * NIBBLEVALUES);
+    loadtables<Places * COUNT>(given, tables);
     for (; limit - first >= static_cast<std::ptrdiff_t>(vec::BYTES);
          first += static_cast<std::ptrdiff_t>(vec::BYTES)) {
         vec::type found = words(tables, first);
@@ -70,6 +75,16 @@ const Chr* leapany(const std::uint8_t* tables, std::size_t places, const Chr* fi
     default:
         return leap<4>(tables, first, limit);
     }
+}
+
+template <class Chr>
+std::uint64_t mark(const std::uint8_t* given, const Chr* p) {
+    vec::type tables[charbytes<Chr>::COUNT][2];
+    loadtables<charbytes<Chr>::COUNT>(given, tables);
+    std::uint64_t marks = 0;
+    for (std::size_t i = 0; i < MARKEDCHARS; i += vec::BYTES)
+        marks |= std::uint64_t{vec::hits(words(tables, p + i))} << i;
+    return marks;
 }
 
 } // namespace

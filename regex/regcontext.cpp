@@ -156,7 +156,7 @@ bool TRegexContext<Chr>::machine::filters() {
     if (!filter) {
         if (env.stop - env.start < WORTHFILTERS)
             return false;
-        filter.emplace(g.tree->cnfa, env.colors);
+        filter.emplace(g.tree->cnfa, env.colors, !shorter);
         if (!filter->begin().empty())
             search.leapby(&filter->begin());
     }
@@ -166,6 +166,11 @@ bool TRegexContext<Chr>::machine::filters() {
 /// The leftmost match, by the stretches in which one can lie.
 template <class Chr>
 const Chr* TRegexContext<Chr>::machine::findfiltered(const Chr*& end) {
+    if (!filter->runs().empty()) {
+        const Chr* const begin = filter->runs().next(env.start, env.stop, end);
+        env.looked += static_cast<std::uint64_t>((begin ? end : env.stop) - env.start);
+        return begin;
+    }
     typename TPrefilter<Chr>::stretch span;
     for (const Chr* from = env.start; filter->next(from, env.stop, span); from = span.last + 1) {
         const Chr* const begin = findwithin(span.first, span.last, end);
@@ -197,7 +202,7 @@ bool TRegexContext<Chr>::machine::trybegins(const Chr*& begin, const Chr* limit,
     if (places.empty() || credit < 0)
         return false;
     // Where the text begins, the character that a beginning may ask for before it is missing.
-    bool edge = begin == env.start;
+    bool edge = begin == env.start && places.looksbehind();
     for (; begin != limit; ++begin, edge = false) {
         if (!edge) {
             const Chr* const next = places.find(begin, limit, env.stop);
@@ -208,8 +213,10 @@ bool TRegexContext<Chr>::machine::trybegins(const Chr*& begin, const Chr* limit,
         }
         const std::uint64_t looked = env.looked;
         const auto result = whole.attempt(begin, shorter, end);
-        if (result == TScanner<Chr>::outcome::FOUND)
+        if (result == TScanner<Chr>::outcome::FOUND) {
+            credit = std::min(credit + (end - begin), CREDIT);
             return true;
+        }
         credit -= TRYCOST + static_cast<std::int64_t>(env.looked - looked);
         if (result == TScanner<Chr>::outcome::OPEN || credit < 0)
             break;

@@ -113,6 +113,32 @@ TYPED_TEST(fingerprints, FindsEveryWord) {
     EXPECT_GT(found, 1000u);
 }
 
+TYPED_TEST(fingerprints, MarksWhatStands) {
+    using fingerprint = TFingerprint<TypeParam>;
+    using way = typename fingerprint::way;
+    std::mt19937 seed(4);
+    std::uint64_t both = ~std::uint64_t{0}, either = 0;
+    for (int round = 0; round < 200; ++round) {
+        fingerprint search;
+        search.set({{randomset<TypeParam>(seed).rows.boxes(8)}}, 1, 0);
+        TypeParam text[IMPL::engine::MARKEDCHARS];
+        std::uint64_t expected = 0;
+        for (std::size_t i = 0; i < std::size(text); ++i) {
+            text[i] = static_cast<TypeParam>(seed());
+            expected |= std::uint64_t{search.stands(text + i)} << i;
+        }
+        EXPECT_EQ(search.mark(text, way::PLAIN), expected);
+        EXPECT_EQ(search.mark(text), expected);
+        if (fingerprint::best() == way::VECTOR32) {
+            EXPECT_EQ(search.mark(text, way::VECTOR16), expected);
+        }
+        both &= expected;
+        either |= expected;
+    }
+    EXPECT_EQ(both, 0u);
+    EXPECT_EQ(either, ~std::uint64_t{0});
+}
+
 /// All matches of a text as a replace-all meets them.
 template <class Chr>
 std::string sweep(const regex_t* re, const std::basic_string<Chr>& text, bool fast,
@@ -138,6 +164,10 @@ std::string randompattern(std::mt19937& seed) {
                                  ".", "[0-9]", "(b|c)",  "(ab|cd|e)", "\\n",   "[[:upper:]]"};
     const char* const counts[] = {"", "", "", "", "+", "*", "?", "+?", "*?", "{2,3}"};
     const char* const edges[] = {"^", "$", "\\y", "\\m", "\\M", "(?=a)", "(?!b)", "(?=.*e)", "\\A"};
+    const char* const sets[] = {"a",           "[a-d]",  "[^a]",  "[0-9]",
+                                "[[:alnum:]]", "[^\\n]", "(a|n)", "\\s"};
+    if (seed() % 8 == 0)
+        return sets[seed() % std::size(sets)] + std::string(seed() % 4 ? "+" : "+?");
     std::string pattern;
     for (std::size_t n = 1 + seed() % 4; n > 0; --n) {
         if (seed() % 8 == 0)
