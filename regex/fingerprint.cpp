@@ -197,15 +197,20 @@ std::uint64_t TFingerprint<Chr>::mark(const Chr* cp, way how) const {
 template <class Chr>
 const Chr* TFingerprint<Chr>::find(const Chr* cp, const Chr* limit, const Chr* stop,
                                    way how) const {
-    constexpr std::ptrdiff_t NEAR = 4; // characters that are looked at before vectors are set up
+    constexpr std::ptrdiff_t NEAR = 4;    // characters that are looked at before vectors are
+    constexpr std::ptrdiff_t WIDEST = 32; // characters of a vector
     const auto behind = static_cast<std::ptrdiff_t>(behind_);
     const auto ahead = static_cast<std::ptrdiff_t>(places_) - behind - 1;
     const Chr* const whole = limit - cp <= stop - cp - ahead ? limit : stop - ahead;
-    for (const Chr* const near = whole - cp > NEAR ? cp + NEAR : whole; cp < near; ++cp)
+    // One character of a set is often near, one of a few words is not.
+    for (const Chr* const near = places_ == 1 && whole - cp > NEAR ? cp + NEAR : cp; cp < near;
+         ++cp)
         if (stands(cp))
             return cp;
-    if (cp < whole)
-        cp = leap(cp - behind, whole - behind, how) + behind;
+    if (cp < whole) {
+        const Chr* const farther = stop - ahead - whole > WIDEST ? whole + WIDEST : stop - ahead;
+        cp = leap(cp - behind, farther - behind, how) + behind;
+    }
     while (cp < whole && !stands(cp))
         ++cp;
     return cp < limit ? cp : limit;

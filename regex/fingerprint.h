@@ -9,6 +9,7 @@
 #include "regex/chrtraits.h"
 #include "regex/fingerprint_leap.h"
 
+#include <algorithm>
 #include <array>
 #include <bitset>
 #include <cstdint>
@@ -33,6 +34,9 @@ public:
     using box = std::array<std::uint16_t, NIBBLES<Chr>>;
 
     row& operator[](std::size_t i) { return rows_[i]; }
+    bool full() const {
+        return std::all_of(rows_.begin(), rows_.end(), [](const row& r) { return r.all(); });
+    }
     /// Boxes that together hold just this set; one that holds it, if they would be more than
     /// `most`.
     std::vector<box> boxes(std::size_t most) const;

@@ -1,6 +1,7 @@
 // Beginnings are found by following the automaton for a few characters, all colors that lead to the
 // same states together. What every match must pass is a state without which the automaton falls in
-// two; where only one way leads to such a state, the arcs of that way are the chain.
+// two; where only one way leads to such a state, the arcs of that way are the chain, and the
+// characters that may follow go on with it.
 #include "regex/foresight.h"
 
 #include <algorithm>
@@ -12,7 +13,8 @@ namespace {
 
 constexpr std::size_t MOSTBEGINNINGS = 64;
 constexpr std::size_t MOSTARCS = 100'000; // looked at for the beginnings
-constexpr int MOSTSTATES = 10'000;        // of an automaton that a chain is sought in
+constexpr long MOSTCELLS = 1'000'000;     // states times colors, where a chain is sought
+constexpr std::size_t MOSTFOLLOWED = 64;  // states at a time behind a narrow one
 constexpr std::size_t LONGESTWORD = 3;
 
 const carc* firstarc(const cnfa& automaton, int state) {
@@ -134,6 +136,10 @@ private:
         for (auto& [co, to] : bycolor) {
             std::sort(to.begin(), to.end());
             to.erase(std::unique(to.begin(), to.end()), to.end());
+            if (bystates.size() > MOSTBEGINNINGS) {
+                arcs_ = MOSTARCS + 1;
+                break;
+            }
             colorset& set = bystates[to];
             set.resize(any_.size());
             set[static_cast<std::size_t>(co)] = 1;
@@ -229,6 +235,32 @@ public:
         });
         return plain ? from[0] : NONE;
     }
+    /// The sets of the characters that follow the first arrival at `s`, up to `most`, as far as
+    /// matches don't end there.
+    std::vector<colorset> after(int s, std::size_t most) const {
+        std::vector<colorset> sets;
+        std::vector<int> states{s};
+        while (sets.size() < most) {
+            colorset colors(static_cast<std::size_t>(automaton_.ncolors));
+            std::vector<int> next;
+            const auto add = [](std::vector<int>& to, int state) {
+                if (std::find(to.begin(), to.end(), state) == to.end())
+                    to.push_back(state);
+            };
+            for (std::size_t i = 0; i < states.size(); ++i)
+                eacharc(automaton_, states[i], [&](const carc& arc) {
+                    add(islookahead(automaton_, arc) ? states : next, arc.to);
+                    if (!islookahead(automaton_, arc))
+                        colors[at(arc.co)] = 1;
+                });
+            if (next.size() > MOSTFOLLOWED ||
+                std::find(next.begin(), next.end(), automaton_.post) != next.end())
+                break;
+            sets.push_back(colors);
+            states = std::move(next);
+        }
+        return sets;
+    }
     bool loops(int s) const { return loops_[at(s)] != 0; }
 
     /// The colors on the ways from the begin of a match to `s`; to post: those of a whole match.
@@ -308,26 +340,33 @@ beginnings findbeginnings(const cnfa& automaton) {
 
 necessity findnecessity(const cnfa& automaton, std::size_t most, const colorweight& weight) {
     necessity best;
-    if (automaton.minlen <= 0 || automaton.nstates > MOSTSTATES)
+    if (automaton.minlen <= 0 || long{automaton.nstates} * automaton.ncolors > MOSTCELLS)
         return best;
     CPassage passage(automaton);
     double least = 1;
     int first = CPassage::NONE;
-    for (const int last : passage.narrows()) {
-        std::vector<colorset> chain;
-        double product = 1;
-        colorset colors;
-        for (int s = last; chain.size() < most && (s == last || !passage.loops(s));) {
-            const int from = passage.source(s, colors);
-            if (from == CPassage::NONE)
-                break;
-            product *= weight(colors);
-            chain.insert(chain.begin(), colors);
-            s = from;
-            if (product < least) {
+    for (const int narrow : passage.narrows()) {
+        const std::vector<colorset> after = passage.after(narrow, most);
+        std::vector<colorset> chain; // up to `narrow`
+        int from = narrow;
+        for (double before = 1; from != CPassage::NONE;) {
+            double product = before;
+            for (std::size_t i = 0; i <= after.size() && chain.size() + i <= most; ++i) {
+                product *= i > 0 ? weight(after[i - 1]) : 1;
+                if (product >= least)
+                    continue;
                 least = product;
                 best.chain = chain;
-                first = s;
+                best.chain.insert(best.chain.end(), after.begin(),
+                                  after.begin() + static_cast<std::ptrdiff_t>(i));
+                first = from;
+            }
+            colorset colors;
+            if (chain.size() == most || (from != narrow && passage.loops(from)))
+                break;
+            if ((from = passage.source(from, colors)) != CPassage::NONE) {
+                before *= weight(colors);
+                chain.insert(chain.begin(), colors);
             }
         }
     }

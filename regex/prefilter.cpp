@@ -29,7 +29,7 @@ double frequency(std::size_t cell) {
 }
 
 // A chain is worth the search for it if it is rare, and rarer than what matches begin with.
-constexpr double RARE = 0.005;
+constexpr double RARE = 0.02;
 constexpr double RARER = 0.25;
 
 } // namespace
@@ -49,7 +49,8 @@ TPrefilter<Chr>::TPrefilter(const cnfa& automaton, const color* colors, bool lon
     const necessity n =
         findnecessity(automaton, MOSTPLACES, [this](const colorset& set) { return weight(set); });
     const double rare = weight(n.chain);
-    if (!n.chain.empty() && rare < RARE && (begin_.empty() || rare < RARER * common))
+    const bool first = std::find(n.before.begin(), n.before.end(), 1) == n.before.end();
+    if (!n.chain.empty() && rare < RARE && (begin_.empty() || (rare < RARER * common && !first)))
         setneed(n);
 }
 
@@ -118,6 +119,7 @@ void TPrefilter<Chr>::setneed(const necessity& n) {
     need_.set({boxes(n.chain)}, n.chain.size(), 0);
     needplaces_ = n.chain.size();
     before_ = n.before;
+    anybefore_ = cells(before_).full();
     inside_ = n.inside;
     colorset outside(inside_.size());
     std::transform(inside_.begin(), inside_.end(), outside.begin(),
@@ -147,8 +149,9 @@ bool TPrefilter<Chr>::next(const Chr* from, const Chr* stop, stretch& found) {
         while (end_ != stop && holds(inside_, *end_) && ++end_ != stop);
     }
     found.last = end_;
-    for (found.first = chain_; found.first != from && holds(before_, found.first[-1]);)
-        --found.first;
+    if (!anybefore_)
+        for (found.first = chain_; found.first != from && holds(before_, found.first[-1]);)
+            --found.first;
     return true;
 }
 

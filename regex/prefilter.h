@@ -60,6 +60,7 @@ private:
     std::size_t needplaces_ = 0;
     TFingerprint<Chr> outside_; // what no match holds
     colorset before_;
+    bool anybefore_ = false;
     colorset inside_;
     const Chr* known_ = nullptr; // from here on, the next chain is at ...
     const Chr* chain_ = nullptr;
