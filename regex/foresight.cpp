@@ -15,7 +15,6 @@ constexpr std::size_t MOSTBEGINNINGS = 64;
 constexpr std::size_t MOSTARCS = 100'000; // looked at for the beginnings
 constexpr long MOSTCELLS = 1'000'000;     // states times colors, where a chain is sought
 constexpr std::size_t MOSTFOLLOWED = 64;  // states at a time behind a narrow one
-constexpr std::size_t LONGESTWORD = 3;
 
 const carc* firstarc(const cnfa& automaton, int state) {
     return automaton.states[state] + 1;
@@ -52,8 +51,8 @@ public:
         arcs_ = 0;
         return expand({automaton_.pre}, places + 1);
     }
-    /// Without the places at the ends that tell nothing.
-    beginnings take() {
+    /// Without the places at the ends that tell nothing, and those beyond `most`.
+    beginnings take(std::size_t most) {
         beginnings found;
         std::size_t first = MATCH, last = 0;
         bool told = false;
@@ -66,6 +65,7 @@ public:
                 }
         if (!told)
             return found;
+        last = std::min(last, first + most - 1);
         for (const auto& w : words_)
             found.words.emplace_back(w.begin() + static_cast<std::ptrdiff_t>(first),
                                      w.begin() + static_cast<std::ptrdiff_t>(last) + 1);
@@ -328,13 +328,13 @@ colorset findrun(const cnfa& automaton) {
     return CFollower(automaton).run();
 }
 
-beginnings findbeginnings(const cnfa& automaton) {
+beginnings findbeginnings(const cnfa& automaton, std::size_t most) {
     if (automaton.minlen <= 0)
         return {};
     CFollower follower(automaton);
-    for (std::size_t places = LONGESTWORD; places > 0; --places)
+    for (std::size_t places = most; places > 0; --places)
         if (follower.follow(places))
-            return follower.take();
+            return follower.take(most);
     return {};
 }
 

@@ -27,8 +27,9 @@ struct beginnings {
 /// empty.
 colorset findrun(const cnfa& automaton);
 
-/// No words for an automaton that takes the empty string, or with too many beginnings.
-beginnings findbeginnings(const cnfa& automaton);
+/// Words of up to `most` places; none for an automaton that takes the empty string, or with too
+/// many beginnings.
+beginnings findbeginnings(const cnfa& automaton, std::size_t most);
 
 /// A chain that every match holds.
 struct necessity {

@@ -40,7 +40,7 @@ TPrefilter<Chr>::TPrefilter(const cnfa& automaton, const color* colors, bool lon
     weigh(automaton);
     if (const colorset run = findrun(automaton); longest && !run.empty())
         runs_.set(colors, run, cells(run));
-    const beginnings b = findbeginnings(automaton);
+    const beginnings b = findbeginnings(automaton, MOSTPLACES);
     double common = 0;
     for (const auto& word : b.words)
         common += weight(word);
