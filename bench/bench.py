@@ -7,6 +7,7 @@ times decides. A peer whose result differs is named and left out of the comparis
 import argparse
 import hashlib
 import math
+import multiprocessing
 import os
 import random
 import shutil
@@ -87,12 +88,20 @@ class Runner:
                         result.update(name.encode() + file.read())
             return result.hexdigest()
         wrote = os.path.exists(out) and (workload.mode != "file" or contender != "tsub")
-        with open(out if wrote else os.path.join(self.work, "text"), "rb") as file:
-            data = file.read()
-        if workload.mode == "pipe" and contender == "tsub":
-            # A pipe's end is one more element: "?" in UTF-8.
-            data = data[:-1] if data.endswith(b"?") else data
-        return hashlib.sha256(data).hexdigest()
+        path = out if wrote else os.path.join(self.work, "text")
+        size = os.path.getsize(path)
+        with open(path, "rb") as file:
+            if workload.mode == "pipe" and contender == "tsub":
+                # A pipe's end is one more element: "?" in UTF-8.
+                file.seek(-1, os.SEEK_END)
+                size -= file.read(1) == b"?"
+                file.seek(0)
+            # By parts: a child's peak memory counts from what this process held when it began.
+            while size > 0:
+                part = file.read(min(size, MB))
+                result.update(part)
+                size -= len(part)
+        return result.hexdigest()
 
 
 def make_source(workload, folder, scale):
@@ -110,12 +119,18 @@ def make_source(workload, folder, scale):
     size = workload.size // scale if workload.size >= MB else workload.size
     path = os.path.join(folder, f"{workload.text.__name__}-{workload.charset}-{size}")
     if not os.path.exists(path):
-        data = workload.text(size)
-        if workload.charset != "utf-8":
-            data = data.decode().encode(workload.charset, "ignore")
-        with open(path, "wb") as file:
-            file.write(data)
+        maker = multiprocessing.Process(target=write_text, args=(workload, size, path))
+        maker.start()
+        maker.join()
     return path
+
+
+def write_text(workload, size, path):
+    data = workload.text(size)
+    if workload.charset != "utf-8":
+        data = data.decode().encode(workload.charset, "ignore")
+    with open(path, "wb") as file:
+        file.write(data)
 
 
 def measure(workload, runner, source, rounds):

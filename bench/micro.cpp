@@ -25,10 +25,10 @@ stringEx MakeText(unsigned int foreign) {
     text.reserve(TEXT_SIZE + 100);
     for (unsigned int column = 0; text.length() < TEXT_SIZE;) {
         const unsigned int before = text.length();
-        const unsigned int dice = random() % 1000;
+        const auto dice = static_cast<unsigned int>(random() % 1000);
         if (dice < foreign) {
             for (unsigned int i = 0; i < 4; ++i) {
-                const unsigned int c = 0x4E00 + random() % 0x5000;
+                const auto c = static_cast<unsigned int>(0x4E00 + random() % 0x5000);
                 text.push_back(static_cast<char>(0xE0 | c >> 12));
                 text.push_back(static_cast<char>(0x80 | (c >> 6 & 0x3F)));
                 text.push_back(static_cast<char>(0x80 | (c & 0x3F)));

@@ -19,6 +19,21 @@ bool shorter(const subre& node) {
 } // namespace
 
 template <class Chr>
+TDissector<Chr>::TDissector(const guts<pattern>& g, scanenv<Chr>& env, TNodes<Chr>& nodes)
+    : guts_(g), env_(env), nodes_(nodes) {
+    // Only an alternation goes on, to its next alternative, without clearing what the last one did.
+    zapping_.assign(1, g.tree);
+    while (!zapping_.empty()) {
+        const subre* const t = zapping_.back();
+        zapping_.pop_back();
+        leftovers_ = leftovers_ || (t->op == '|' && (t->flags & BACKR));
+        for (const subre* const child : {t->left, t->right})
+            if (child)
+                zapping_.push_back(child);
+    }
+}
+
+template <class Chr>
 void TDissector<Chr>::setmatches(regmatch_t* pmatch, std::size_t nmatch) {
     pmatch_ = pmatch;
     nmatch_ = nmatch;
@@ -75,15 +90,24 @@ int TDissector<Chr>::dissect(const subre* root, const Chr* begin, const Chr* end
     return REG_OKAY;
 }
 
+/// Where a concatenation that matches [begin, end] must be divided, if the length of one side
+/// tells. Both sides then match there.
+template <class Chr>
+const Chr* TDissector<Chr>::onlymid(const subre& node, const Chr* begin, const Chr* end) const {
+    if (!env_.fastroads)
+        return nullptr;
+    if (const int length = nodes_.length(*node.left); length >= 0 && length <= end - begin)
+        return begin + length;
+    if (const int length = nodes_.length(*node.right); length >= 0 && length <= end - begin)
+        return end - length;
+    return nullptr;
+}
+
 /// Where the left side of a concatenation ends, by its own preference; null if nowhere.
 template <class Chr>
 const Chr* TDissector<Chr>::split(const subre& node, const Chr* begin, const Chr* end) {
-    if (env_.fastroads) {
-        if (const int length = nodes_.length(*node.left); length >= 0)
-            return length <= end - begin ? begin + length : nullptr;
-        if (const int length = nodes_.length(*node.right); length >= 0)
-            return length <= end - begin ? end - length : nullptr;
-    }
+    if (const Chr* const only = onlymid(node, begin, end))
+        return only;
     const Chr* mid = firstmid(*node.left, begin, end);
     if (!mid || nodes_.matches(*node.right, mid, end))
         return mid;
@@ -223,16 +247,18 @@ template <class Chr>
 int TDissector<Chr>::concatenate(int er) {
     frame& f = frames_.back();
     const piece span = f.span;
+    const Chr* const only = onlymid(*span.node, span.begin, span.end);
     switch (f.at) {
     case ENTERED:
-        f.mid = firstmid(*span.node->left, span.begin, span.end);
+        f.mid = only ? only : firstmid(*span.node->left, span.begin, span.end);
         if (!f.mid)
             return REG_NOMATCH;
         f.at = INLEFT;
         enter(span.node->left, span.begin, f.mid);
         return PENDING;
     case INLEFT:
-        if (er == REG_OKAY && nodes_.matches(*span.node->right, f.mid, span.end)) {
+        if (er == REG_OKAY &&
+            (f.mid == only || nodes_.matches(*span.node->right, f.mid, span.end))) {
             f.at = INRIGHT;
             enter(span.node->right, f.mid, span.end);
             return PENDING;
@@ -252,6 +278,8 @@ int TDissector<Chr>::nextmid() {
     const subre& left = *node->left;
     const Chr* const tried = f.mid;
     if (tried == (shorter(left) ? end : begin))
+        return REG_NOMATCH;
+    if (!leftovers_ && onlymid(*node, begin, end))
         return REG_NOMATCH;
     if (f.candidates == NONE && collectable(begin, end)) {
         f.candidates = bits_.size();

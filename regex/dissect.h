@@ -18,8 +18,7 @@ class TDissector {
     using pattern = typename chrtraits<Chr>::pattern;
 
 public:
-    TDissector(const guts<pattern>& g, scanenv<Chr>& env, TNodes<Chr>& nodes)
-        : guts_(g), env_(env), nodes_(nodes) {}
+    TDissector(const guts<pattern>& g, scanenv<Chr>& env, TNodes<Chr>& nodes);
 
     /// The match vector in force. Groups at or above `nmatch` are not reported.
     void setmatches(regmatch_t* pmatch, std::size_t nmatch);
@@ -53,6 +52,7 @@ private:
 
     void note(const subre& group, const Chr* begin, const Chr* end);
     const Chr* split(const subre& node, const Chr* begin, const Chr* end);
+    const Chr* onlymid(const subre& node, const Chr* begin, const Chr* end) const;
     const Chr* splitlinear(const subre& node, const Chr* begin, const Chr* end);
     const Chr* firstmid(const subre& left, const Chr* begin, const Chr* end);
     const Chr* stepmid(const subre& left, const Chr* begin, const Chr* mid, const Chr* end);
@@ -76,6 +76,7 @@ private:
     TNodes<Chr>& nodes_;
     regmatch_t* pmatch_ = nullptr; // borrowed
     std::size_t nmatch_ = 0;
+    bool leftovers_ = false; // what a node that failed has set of its groups may yet be seen
     std::vector<piece> pieces_;
     std::vector<frame> frames_;
     std::vector<const subre*> zapping_;

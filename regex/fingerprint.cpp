@@ -179,22 +179,6 @@ const Chr* TFingerprint<Chr>::leap(const Chr* first, const Chr* limit, way how) 
 }
 
 template <class Chr>
-std::uint64_t TFingerprint<Chr>::mark(const Chr* cp, way how) const {
-#if defined(__x86_64__)
-    const auto* const from = reinterpret_cast<const element<Chr>*>(cp);
-    if (how == way::VECTOR32)
-        return mark32(tables_.data(), from);
-    if (how == way::VECTOR16)
-        return mark16(tables_.data(), from);
-#endif
-    static_cast<void>(how);
-    std::uint64_t marks = 0;
-    for (std::size_t i = 0; i < MARKEDCHARS; ++i)
-        marks |= std::uint64_t{stands(cp + i)} << i;
-    return marks;
-}
-
-template <class Chr>
 const Chr* TFingerprint<Chr>::find(const Chr* cp, const Chr* limit, const Chr* stop,
                                    way how) const {
     constexpr std::ptrdiff_t NEAR = 4;    // characters that are looked at before vectors are

@@ -66,9 +66,6 @@ public:
     /// The first place in [cp, limit) where a word stands, or `limit`. Characters from cp - behind
     /// on and up to `stop` are read; a place too near to `stop` for a whole word counts as found.
     const Chr* find(const Chr* cp, const Chr* limit, const Chr* stop, way how = best()) const;
-    /// Of MARKEDCHARS characters from `cp` on, a bit for each where a word stands; for words of one
-    /// place. All the characters are read.
-    std::uint64_t mark(const Chr* cp, way how = best()) const;
     /// Whether a word stands here; all its characters are read.
     bool stands(const Chr* cp) const { return matches(cp - behind_); }
 

@@ -54,14 +54,6 @@ const wchar_t* leap16(const std::uint8_t* tables, std::size_t places, const wcha
     return leapany(tables, places, first, limit);
 }
 
-std::uint64_t mark16(const std::uint8_t* tables, const unsigned char* p) {
-    return mark(tables, p);
-}
-
-std::uint64_t mark16(const std::uint8_t* tables, const wchar_t* p) {
-    return mark(tables, p);
-}
-
 } // namespace Quil::IMPL::engine
 
 #endif

@@ -25,15 +25,4 @@ const wchar_t* leap32(const std::uint8_t* tables, std::size_t places, const wcha
                       const wchar_t* limit);
 /// @}
 
-inline constexpr std::size_t MARKEDCHARS = 64; ///< characters that a mark tells of
-
-/// Of MARKEDCHARS characters from `p` on, a bit for each one that is a word of one place by
-/// `tables`.
-/// @{
-std::uint64_t mark16(const std::uint8_t* tables, const unsigned char* p);
-std::uint64_t mark16(const std::uint8_t* tables, const wchar_t* p);
-std::uint64_t mark32(const std::uint8_t* tables, const unsigned char* p);
-std::uint64_t mark32(const std::uint8_t* tables, const wchar_t* p);
-/// @}
-
 } // namespace Quil::IMPL::engine

@@ -77,16 +77,6 @@ const Chr* leapany(const std::uint8_t* tables, std::size_t places, const Chr* fi
     }
 }
 
-template <class Chr>
-std::uint64_t mark(const std::uint8_t* given, const Chr* p) {
-    vec::type tables[charbytes<Chr>::COUNT][2];
-    loadtables<charbytes<Chr>::COUNT>(given, tables);
-    std::uint64_t marks = 0;
-    for (std::size_t i = 0; i < MARKEDCHARS; i += vec::BYTES)
-        marks |= std::uint64_t{vec::hits(words(tables, p + i))} << i;
-    return marks;
-}
-
 } // namespace
 
 } // namespace Quil::IMPL::engine

@@ -74,44 +74,15 @@ public:
         return found;
     }
 
-    /// The set of which all matches are, if they are just its strings; else empty.
-    colorset run() {
-        // Whatever stands before, the same states; whatever follows a character of the set, post.
-        const auto entered = reached({automaton_.pre});
-        if (entered.size() != 1 || !holdsall(entered.begin()->second, edges(automaton_.bos)))
-            return {};
-        const auto first = reached(entered.begin()->first);
-        if (first.size() != 1)
-            return {};
-        auto [inside, set] = *first.begin();
-        states onlypost{automaton_.post}, both = inside;
-        both.insert(std::lower_bound(both.begin(), both.end(), automaton_.post), automaton_.post);
-        const auto next = reached(inside);
-        const auto on = next.find(both), off = next.find(onlypost);
-        if (next.size() != 2 || on == next.end() || off == next.end() || on->second != set)
-            return {};
-        colorset all = set;
-        for (std::size_t co = 0; co < all.size(); ++co)
-            all[co] |= off->second[co];
-        return holdsall(all, edges(automaton_.eos)) ? set : colorset{};
-    }
-
 private:
     using states = std::vector<int>;        // in order
     static constexpr std::size_t MATCH = 1; // place of a match's first character
 
-    bool holdsall(const colorset& set) const { return holdsall(set, any_); }
-    static bool holdsall(const colorset& set, const colorset& other) {
-        for (std::size_t co = 0; co < other.size(); ++co)
-            if (other[co] && !set[co])
+    bool holdsall(const colorset& set) const {
+        for (std::size_t co = 0; co < any_.size(); ++co)
+            if (any_[co] && !set[co])
                 return false;
         return true;
-    }
-    /// Every character, or the text's edge.
-    colorset edges(const color (&edge)[2]) const {
-        colorset set = any_;
-        set[static_cast<std::size_t>(edge[0])] = set[static_cast<std::size_t>(edge[1])] = 1;
-        return set;
     }
     /// Adds what lies behind lookaheads, which may hold.
     void passlookaheads(states& set) const {
@@ -319,14 +290,6 @@ private:
 };
 
 } // namespace
-
-colorset findrun(const cnfa& automaton) {
-    constexpr std::size_t FEWEST = 4; // states: pre, the one behind it, the one in the run, post
-    if (automaton.minlen != 1 || automaton.maxlen != UNBOUNDED || (automaton.flags & HASLACONS) ||
-        static_cast<std::size_t>(automaton.nstates) > 2 * FEWEST)
-        return {};
-    return CFollower(automaton).run();
-}
 
 beginnings findbeginnings(const cnfa& automaton, std::size_t most) {
     if (automaton.minlen <= 0)

@@ -23,10 +23,6 @@ struct beginnings {
     std::size_t behind = 0; ///< 1 if the first place is the one before the match
 };
 
-/// The set, if the matches are just the strings of one character or more that are all of it; else
-/// empty.
-colorset findrun(const cnfa& automaton);
-
 /// Words of up to `most` places; none for an automaton that takes the empty string, or with too
 /// many beginnings.
 beginnings findbeginnings(const cnfa& automaton, std::size_t most);

@@ -35,11 +35,8 @@ constexpr double RARER = 0.25;
 } // namespace
 
 template <class Chr>
-TPrefilter<Chr>::TPrefilter(const cnfa& automaton, const color* colors, bool longest)
-    : colors_(colors) {
+TPrefilter<Chr>::TPrefilter(const cnfa& automaton, const color* colors) : colors_(colors) {
     weigh(automaton);
-    if (const colorset run = findrun(automaton); longest && !run.empty())
-        runs_.set(colors, run, cells(run));
     const beginnings b = findbeginnings(automaton, MOSTPLACES);
     double common = 0;
     for (const auto& word : b.words)

@@ -5,7 +5,6 @@
 #include "regex/fingerprint.h"
 #include "regex/foresight.h"
 #include "regex/regguts.h"
-#include "regex/runs.h"
 
 namespace Quil::IMPL::engine {
 
@@ -20,19 +19,14 @@ public:
         const Chr* last;
     };
 
-    TPrefilter(const cnfa& automaton, const color* colors, bool longest);
+    TPrefilter(const cnfa& automaton, const color* colors);
 
     /// Whether there is anything to search for. All the rest asks for that.
     bool useful() const { return !begin_.empty() || !need_.empty(); }
-    /// The matches themselves, if they are runs and `longest` ones are asked for; else empty.
-    TRuns<Chr>& runs() { return runs_; }
     /// Where matches may begin; empty if anywhere.
     const TFingerprint<Chr>& begin() const { return begin_; }
     /// Another text, or another end of it.
-    void newtext() {
-        known_ = end_ = nullptr;
-        runs_.newtext();
-    }
+    void newtext() { known_ = end_ = nullptr; }
     /// The first stretch of [from, stop] in which a match that begins at or behind `from` can lie;
     /// whatever does lies in it wholly. False if there is none. Remembers what was found, so
     /// searches of one text that follow each other look at it once.
@@ -54,7 +48,6 @@ private:
     const color* colors_;
     std::vector<double> weights_;                   // by color
     std::array<bool, TCellSet<Chr>::ROWS> solid_{}; // by row, whether it is of one color
-    TRuns<Chr> runs_;
     TFingerprint<Chr> begin_;
     TFingerprint<Chr> need_;
     std::size_t needplaces_ = 0;

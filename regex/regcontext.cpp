@@ -2,8 +2,10 @@
 // begins; the automaton of the whole tree then tells from which place on it goes, and how far.
 #include "regex/regcontext.h"
 
+#include "regex/classrun.h"
 #include "regex/literal.h"
 #include "regex/prefilter.h"
+#include "regex/refskip.h"
 
 #include <algorithm>
 #include <limits>
@@ -30,15 +32,17 @@ struct TRegexContext<Chr>::machine {
     void settext(const Chr* start, const Chr* stop, int eflags);
     int run(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
 
-    bool filters();
     int find(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
-    int tell(const Chr* begin, const Chr* end, std::size_t nmatch, regmatch_t* pmatch);
+    bool filters();
     const Chr* findfiltered(const Chr*& end);
     const Chr* findwithin(const Chr* from, const Chr* limit, const Chr*& end);
     bool trybegins(const Chr*& begin, const Chr* limit, const Chr*& end);
+    int findrun(std::size_t nmatch, regmatch_t* pmatch);
+    int tell(std::size_t nmatch, regmatch_t* pmatch, const Chr* begin, const Chr* end);
     const Chr* findspan(const Chr* open, const Chr* close, const Chr*& end, const Chr*& cold);
     int cfind(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
     int cfindloop(const Chr*& cold);
+    int cfindleaping();
     int confirm(const Chr* begin, const Chr*& cold);
     const Chr* candidate(const Chr* begin, const Chr* limit, bool* hitstop);
     void report(rm_detail_t* details, const Chr* cold) const;
@@ -48,12 +52,16 @@ struct TRegexContext<Chr>::machine {
     TLookaheads<Chr> lookaheads;
     TNodes<Chr> nodes;
     TDissector<Chr> dissector;
+    const TReferenceSkip<Chr> references;
     TScanner<Chr> search;
     const CLiteral literal; // the whole expression, if it is one long literal
     TScanner<Chr>& whole;   // the tree's root
     const bool shorter;     // the root prefers the shortest match
     const bool expect;
-    const bool fixed; // all matches are of one length, and nothing else has to be told of them
+    const bool mayleap;   // begins that can't match may be left out: none makes the search give up
+    const bool fixed;     // all matches are of one length, and nothing else has to be told of them
+    TClassRun<Chr> runs;  // the whole expression, if it is a run of one set
+    const bool takesruns; // ... and the longest one is asked for
     std::optional<TPrefilter<Chr>> filter; // once a text is long enough for it
     std::int64_t credit = CREDIT;          // for tries at single places; below 0: no more of them
     std::vector<regmatch_t> work;
@@ -62,10 +70,12 @@ struct TRegexContext<Chr>::machine {
 template <class Chr>
 TRegexContext<Chr>::machine::machine(const compiled_form& compiled)
     : g(compiled), lookaheads(env, g.lacons, g.nlacons), nodes(env, g.ntree),
-      dissector(g, env, nodes), search(g.search, env), literal(g.tree->cnfa),
+      dissector(g, env, nodes), references(g), search(g.search, env), literal(g.tree->cnfa),
       whole(nodes.forward(*g.tree)), shorter((g.tree->flags & SHORTER) != 0),
       expect((g.cflags & REG_EXPECT) != 0),
-      fixed(nodes.length(*g.tree) >= 0 && !expect && !(g.info & REG_ULOOKAHEAD)) {
+      mayleap(!expect && g.tree->cnfa.minlen > 0 && (!shorter || nodes.length(*g.tree) >= 0)),
+      fixed(nodes.length(*g.tree) >= 0 && !expect && !(g.info & REG_ULOOKAHEAD)),
+      runs(g.tree->cnfa, g.cmap.table), takesruns(!runs.empty() && !shorter && !expect) {
     env.colors = g.cmap.table;
     env.lookahead = &lookaheads;
     if (!expect)
@@ -80,6 +90,7 @@ void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int
     if (env.stop != stop || ((env.eflags ^ eflags) & REG_NOTEOL)) {
         nodes.newtext();
         lookaheads.newtext();
+        runs.newtext();
         if (filter)
             filter->newtext();
         credit = CREDIT;
@@ -110,12 +121,12 @@ void TRegexContext<Chr>::machine::report(rm_detail_t* details, const Chr* cold) 
 template <class Chr>
 int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
                                       rm_detail_t* details) {
-    const Chr* end = nullptr;
-    const Chr* late = nullptr;
-    const Chr* begin = nullptr;
+    if (takesruns && env.fastroads && runs.worthwhile(env.stop - env.start))
+        return findrun(nmatch, pmatch);
     if (filters()) {
-        begin = findfiltered(end);
-        return begin ? tell(begin, end, nmatch, pmatch) : REG_NOMATCH;
+        const Chr* end = nullptr;
+        const Chr* const begin = findfiltered(end);
+        return begin ? tell(nmatch, pmatch, begin, end) : REG_NOMATCH;
     }
     const Chr* cold = nullptr;
     const Chr* const close = fixed && env.fastroads && !literal.empty()
@@ -127,17 +138,29 @@ int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
     if (nmatch == 0)
         return REG_OKAY;
 
-    begin = findspan(cold, close, end, late);
+    const Chr* end = nullptr;
+    const Chr* late = nullptr;
+    const Chr* const begin = findspan(cold, close, end, late);
     if (!begin)
         return REG_ASSERT;
     report(details, late);
-    return tell(begin, end, nmatch, pmatch);
+    return tell(nmatch, pmatch, begin, end);
 }
 
-/// Reports a match and its groups.
+/// The same for an expression that is a run of one set.
 template <class Chr>
-int TRegexContext<Chr>::machine::tell(const Chr* begin, const Chr* end, std::size_t nmatch,
-                                      regmatch_t* pmatch) {
+int TRegexContext<Chr>::machine::findrun(std::size_t nmatch, regmatch_t* pmatch) {
+    const Chr* end = nullptr;
+    const Chr* const begin = runs.find(env.start, env.stop, end, env.looked);
+    if (!begin)
+        return REG_NOMATCH;
+    return tell(nmatch, pmatch, begin, end);
+}
+
+/// Reports a match, and its groups if they are asked for.
+template <class Chr>
+int TRegexContext<Chr>::machine::tell(std::size_t nmatch, regmatch_t* pmatch, const Chr* begin,
+                                      const Chr* end) {
     if (nmatch == 0)
         return REG_OKAY;
     pmatch[0] = regmatch_t{static_cast<int>(begin - env.start), static_cast<int>(end - env.start)};
@@ -156,7 +179,7 @@ bool TRegexContext<Chr>::machine::filters() {
     if (!filter) {
         if (env.stop - env.start < WORTHFILTERS)
             return false;
-        filter.emplace(g.tree->cnfa, env.colors, !shorter);
+        filter.emplace(g.tree->cnfa, env.colors);
         if (!filter->begin().empty())
             search.leapby(&filter->begin());
     }
@@ -166,11 +189,6 @@ bool TRegexContext<Chr>::machine::filters() {
 /// The leftmost match, by the stretches in which one can lie.
 template <class Chr>
 const Chr* TRegexContext<Chr>::machine::findfiltered(const Chr*& end) {
-    if (!filter->runs().empty()) {
-        const Chr* const begin = filter->runs().next(env.start, env.stop, end);
-        env.looked += static_cast<std::uint64_t>((begin ? end : env.stop) - env.start);
-        return begin;
-    }
     typename TPrefilter<Chr>::stretch span;
     for (const Chr* from = env.start; filter->next(from, env.stop, span); from = span.last + 1) {
         const Chr* const begin = findwithin(span.first, span.last, end);
@@ -270,6 +288,8 @@ int TRegexContext<Chr>::machine::cfind(std::size_t nmatch, regmatch_t* pmatch,
 
 template <class Chr>
 int TRegexContext<Chr>::machine::cfindloop(const Chr*& cold) {
+    if (!references.empty() && env.fastroads && mayleap)
+        return cfindleaping();
     const Chr* close = env.start;
     const Chr* least = close;
     do {
@@ -286,6 +306,29 @@ int TRegexContext<Chr>::machine::cfindloop(const Chr*& cold) {
         // A search that began where the last one closed would close there again, for ever.
         least = close + 1;
     } while (close < env.stop);
+    return REG_NOMATCH;
+}
+
+/// The same, but only at the begins that `references` lets through.
+template <class Chr>
+int TRegexContext<Chr>::machine::cfindleaping() {
+    const bool one = nodes.length(*g.tree) >= 0; // one end for each begin: no search is needed
+    const Chr* close = nullptr;                  // begins up to here may match, for all one knows
+    const Chr* begin = references.find(env.start, env.stop);
+    for (; begin; begin = references.find(begin + 1, env.stop)) {
+        if (!one && (!close || begin > close)) {
+            const Chr* open = nullptr;
+            close = search.shortest(begin, begin, env.stop, &open);
+            if (!close)
+                return REG_NOMATCH;
+            if (open > begin && !(begin = references.find(open, env.stop)))
+                return REG_NOMATCH;
+        }
+        const Chr* cold = nullptr;
+        const int result = confirm(begin, cold);
+        if (result != PASSED)
+            return result;
+    }
     return REG_NOMATCH;
 }
 
@@ -309,6 +352,8 @@ int TRegexContext<Chr>::machine::confirm(const Chr* begin, const Chr*& cold) {
             return result;
         if (end == (shorter ? env.stop : begin))
             return REG_NOMATCH; // with no candidate left here, the whole search gives up
+        if (!shorter && !expect && end - begin == g.tree->cnfa.minlen)
+            return PASSED;
         limit = shorter ? end + 1 : end - 1;
     }
 }

@@ -6,6 +6,7 @@
 #include "util/sys/errhdl.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <iostream>
 #include <new>
 #include <string>
@@ -18,6 +19,8 @@ namespace {
 /// All of descriptor 0, and behind it the one element that the end of a character stream reads as.
 void ReadNarrowInput(byteEx& raw) {
     constexpr unsigned int BLOCK = 1024 * 1024;
+    // A pipe that holds a whole block wakes both its ends less often. Other inputs refuse.
+    fcntl(STDIN_FILENO, F_SETPIPE_SZ, BLOCK);
     for (;;) {
         if (raw.length() > byteEx::max_size() - BLOCK) {
             throw std::bad_alloc();

@@ -3,11 +3,10 @@
 #include "regex/uni_data.h"
 #include "util/conv/TextLibIConv.h"
 #include "util/conv/Utf8Codec.h"
-#include "util/text/text_search.h"
+#include "util/conv/Utf8Validation.h"
+#include "util/text/match_replace.h"
 
-#include <cstring>
 #include <iostream>
-#include <new>
 
 namespace Quil {
 
@@ -82,7 +81,10 @@ bool CUtf8Road::CanServe(const Run& run) {
 
 CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain)
     : __run(run), __plain(std::move(plain)), __find(*EncodeStrictly(run.findText)),
-      __replacement(*EncodeStrictly(run.replaceText)) {
+      __replacement(*EncodeStrictly(run.replaceText)),
+      __replacer(run.regexComp, run.replaceText, static_cast<stringEx>(__replacement),
+                 run.useExpand ? CRegexReplacer::FORM::copyOut : CRegexReplacer::FORM::inPlace),
+      __lines(__replacer), __takesLines(__replacer.IsLocalToLines()) {
     if (run.findFunc == FIND::literalNoCase) {
         __foreign = ForeignPartners(run.findText);
     }
@@ -90,20 +92,26 @@ CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain)
 
 /// A pipe's end, the one byte behind a valid text that isn't valid itself, becomes the "?" that it
 /// decodes to.
-bool CUtf8Road::__Takes(byteEx& raw) const {
+bool CUtf8Road::__Takes(byteEx& raw) {
     const char* const text = static_cast<const char*>(static_cast<const void*>(raw.data()));
-    const std::size_t valid = __run.findFunc == FIND::regex
-                                  ? IMPL::AsciiLength(text, raw.length())
-                                  : IMPL::ValidUtf8Length(text, raw.length());
-    if (valid + 1 == raw.length() && raw.back() == END_OF_PIPE) {
-        raw.at(raw.length() - 1) = '?';
-    } else if (valid != raw.length()) {
+    const bool hasPipesEnd = !raw.empty() && raw.back() == END_OF_PIPE;
+    const unsigned int length = raw.length() - (hasPipesEnd ? 1 : 0);
+    if (__run.findFunc == FIND::regex) {
+        __isAscii = IMPL::AsciiLength(text, length) == length;
+        if (!__isAscii && !__takesLines) {
+            return false;
+        }
+    }
+    if (IMPL::ValidUtf8Length(text, length) != length) {
         return false;
     }
     for (const byteEx& letter : __foreign) {
         if (raw.find(letter, 0) != byteEx::npos) {
             return false;
         }
+    }
+    if (hasPipesEnd) {
+        raw.at(length) = '?';
     }
     return true;
 }
@@ -116,85 +124,52 @@ std::optional<unsigned long> CUtf8Road::Replace(byteEx& raw) {
     if (raw.empty()) {
         return std::nullopt;
     }
-    __raw.swap(raw);
-    __isBuilt = false;
+    __result.swap(raw);
     const byteEx& sign = __run.constants.btUtf8Sign;
-    __begin = __raw.begin_with(sign) ? sign.length() : 0;
-    if (__run.findFunc == FIND::literal) {
-        __Find<IMPL::plain_fold>();
-    } else if (__run.findFunc == FIND::literalNoCase) {
-        __Find<ascii_fold>();
-    } else {
-        __ReplaceExpression();
+    if (__result.begin_with(sign)) {
+        __result.erase(0, sign.length());
     }
-    return __count;
+    switch (__run.findFunc) {
+    case FIND::literal:
+        return __ReplaceLiteral<IMPL::plain_fold>();
+    case FIND::literalNoCase:
+        return __ReplaceLiteral<ascii_fold>();
+    default:
+        return __ReplaceExpression();
+    }
 }
 
+/// A replacement that isn't longer is written over what it replaces, which takes no memory at all.
 template <class Fold>
-void CUtf8Road::__Find() {
-    __matches.clear();
-    IMPL::text_search<unsigned char, Fold> search(__find.data(), __find.length(), __raw.length());
-    for (unsigned int pos = __begin;;) {
-        pos = search.find(__raw.data(), __raw.length(), pos);
-        if (pos == search.npos) {
-            break;
-        }
-        __matches.push_back(pos);
-        pos += __find.length();
+unsigned long CUtf8Road::__ReplaceLiteral() {
+    IMPL::text_matcher<unsigned char, Fold> matcher(__find, __result.length());
+    if (__replacement.length() <= __find.length()) {
+        const IMPL::REPLACED done = IMPL::overwrite_matches<unsigned char>(
+            __result.ref(), __result.length(), matcher, __replacement, 0, true);
+        __result.set_size(done.length);
+        return done.count;
     }
-    __count = __matches.size();
+    const unsigned int count =
+        IMPL::build_replaced<unsigned char>(__room, __result, matcher, __replacement, 0, 0);
+    if (count != 0) {
+        __result.swap(__room);
+    }
+    return count;
 }
 
-void CUtf8Road::__ReplaceExpression() {
-    __count = wstringEx::regex_find_replace_all_in_bytes(__result, __raw, __run.regexComp,
-                                                         static_cast<stringEx>(__replacement), true,
-                                                         __run.useExpand);
-    if (__count == 0) {
-        __result = __raw;
+unsigned long CUtf8Road::__ReplaceExpression() {
+    const unsigned long count =
+        __isAscii ? __replacer.Replace(__room, __result) : __lines.Replace(__room, __result);
+    if (count != 0) {
+        __result.swap(__room);
     }
-    __isBuilt = true;
-}
-
-/// Stretches of the input with the literal's replacement in between.
-void CUtf8Road::__Build() {
-    const std::uint64_t removed = std::uint64_t{__count} * __find.length() + __begin;
-    const std::uint64_t size =
-        __raw.length() - removed + std::uint64_t{__count} * __replacement.length();
-    if (size > byteEx::max_size()) {
-        throw std::bad_alloc();
-    }
-    __result.clear();
-    __result.reserve(size);
-    unsigned char* to = __result.ref();
-    const auto put = [&to](const unsigned char* from, std::size_t length) {
-        if (length != 0) {
-            std::memcpy(to, from, length);
-            to += length;
-        }
-    };
-    unsigned int last = __begin;
-    for (const unsigned int match : __matches) {
-        put(__raw.data() + last, match - last);
-        put(__replacement.data(), __replacement.length());
-        last = match + __find.length();
-    }
-    put(__raw.data() + last, __raw.length() - last);
-    __result.set_size(static_cast<unsigned int>(size));
-    __isBuilt = true;
-}
-
-const byteEx& CUtf8Road::__Result() {
-    if (!__isBuilt) {
-        __Build();
-    }
-    return __result;
+    return count;
 }
 
 const byteEx& CUtf8Road::Encode() {
     if (__isPlain) {
         return __plain->Encode();
     }
-    __Result();
     if (__run.MarksUtf8()) {
         __result.insert(0, __run.constants.btUtf8Sign);
     }
@@ -206,9 +181,8 @@ void CUtf8Road::Print() {
         __plain->Print();
         return;
     }
-    const byteEx& result = __Result();
-    std::cout.write(static_cast<const char*>(static_cast<const void*>(result.data())),
-                    result.length());
+    std::cout.write(static_cast<const char*>(static_cast<const void*>(__result.data())),
+                    __result.length());
 }
 
 } // namespace Quil

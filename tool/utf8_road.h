@@ -1,10 +1,12 @@
-// The short road for UTF-8: a literal is found on the bytes themselves, and nothing is decoded.
+// The short road for UTF-8: a literal is found on the bytes themselves, and so is an expression in
+// ASCII; elsewhere blocks of lines are decoded for an expression that is local to lines.
 //
 // What complicates it: bytes that aren't valid UTF-8 are the converter's to judge, so an input that
 // has any goes the plain road; and without regard to case a letter outside ASCII may stand for one
 // inside, so an input that has such a letter does too.
 #pragma once
 
+#include "tool/line_blocks.h"
 #include "tool/road.h"
 
 #include <vector>
@@ -25,12 +27,10 @@ public:
     void Print() override;
 
 private:
-    bool __Takes(byteEx& raw) const;
+    bool __Takes(byteEx& raw);
     template <class Fold>
-    void __Find();
-    void __ReplaceExpression();
-    void __Build();
-    const byteEx& __Result();
+    unsigned long __ReplaceLiteral();
+    unsigned long __ReplaceExpression();
 
     const Run& __run;
     std::unique_ptr<IRoad> __plain;
@@ -38,13 +38,14 @@ private:
     byteEx __replacement;
     std::vector<byteEx> __foreign; ///< letters outside ASCII that fold to one of the literal's
 
+    CRegexReplacer __replacer;
+    CLineBlocks __lines;
+    bool __takesLines; ///< the expression may be searched line by line
+
+    bool __isAscii = false; ///< the last input, where an expression is looked for
     bool __isPlain = false; ///< the last input went the plain road
-    byteEx __raw;
-    unsigned int __begin = 0;            ///< of the text in `__raw`, behind its byte-order mark
-    std::vector<unsigned int> __matches; ///< where the literal was found
-    unsigned long __count = 0;
-    bool __isBuilt = false;
-    byteEx __result;
+    byteEx __result;        ///< the last input with its matches replaced
+    byteEx __room;          ///< where the next result is built that is longer than its input
 };
 
 } // namespace Quil

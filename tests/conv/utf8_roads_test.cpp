@@ -1,7 +1,11 @@
 // The two roads of the UTF-8 converter, its own and the library's, against each other.
 
 #include "util/conv/TextLibIConv.h"
+#include "util/conv/Utf8Codec.h"
+#include "util/conv/Utf8Runs.h"
+#include "util/conv/Utf8Validation.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <random>
 #include <string>
@@ -96,7 +100,7 @@ std::string RandomBytes(std::size_t length, RANDOM& random) {
     for (std::size_t spoils = random() % 4; spoils > 0; --spoils) {
         text[random() % text.size()] = static_cast<char>(random());
     }
-    text.resize(text.size() - random() % 4);
+    text.resize(text.size() - random() % std::min<std::size_t>(4, text.size()));
     return text;
 }
 
@@ -137,6 +141,51 @@ TEST(Utf8Roads, EncodeRandomTextsAlike) {
     for (int round = 0; round < 4; ++round) {
         roads.ExpectSameEncoding(RandomText(200000, random));
     }
+}
+
+/// The bytes that both the decoder and the validation take for valid.
+std::size_t ValidLength(const std::string& text) {
+    std::wstring wide(text.size(), L'\0');
+    const std::size_t read =
+        IMPL::DecodeUtf8(wide.data(), wide.size(), text.data(), text.size()).read;
+    EXPECT_EQ(IMPL::ValidUtf8Length(text.data(), text.size()), read)
+        << testing::PrintToString(text);
+    return read;
+}
+
+TEST(Utf8Roads, TakeRunsOfThreeBytesWithVectorsAndWithout) {
+    const CRoads roads;
+    RANDOM random(9);
+    constexpr std::size_t count = 40;
+    for (const bool useVectors : {true, false}) {
+        IMPL::UseVectorRuns(useVectors);
+        for (std::size_t pos = 0; pos < count; ++pos) {
+            for (const std::uint32_t code :
+                 {0x20U, 0x7FU, 0x7FFU, 0x800U, 0xD7FFU, 0xD800U, 0xDFFFU, 0xE000U, 0xFFFFU,
+                  0x10000U, 0x110000U, 0x4E00U + 0x10000U, 0x80004E00U, 0xFFFFFFFFU}) {
+                std::wstring text(count, L'\u4E2D');
+                text[pos] = static_cast<wchar_t>(code);
+                roads.ExpectSameEncoding(text);
+            }
+            for (std::size_t byte = 3 * pos; byte < 3 * pos + 3; ++byte) {
+                std::string text;
+                for (std::size_t i = 0; i < count; ++i) {
+                    text += "\xED\x9F\xBF"; // the last one before the surrogates
+                }
+                for (unsigned int value = 0x20; value < 0x100; value += 0x10) {
+                    text[byte] = static_cast<char>(value | (random() & 0xF));
+                    roads.ExpectSameDecoding(text);
+                    ValidLength(text);
+                }
+                EXPECT_EQ(ValidLength(text.substr(0, byte)), 3 * pos);
+            }
+        }
+        for (int round = 0; round < 1000; ++round) {
+            roads.ExpectSameDecoding(RandomBytes(1 + random() % 300, random));
+            roads.ExpectSameEncoding(RandomText(1 + random() % 200, random));
+        }
+    }
+    IMPL::UseVectorRuns(true);
 }
 
 } // namespace

@@ -171,21 +171,42 @@ TEST_F(Stream, MemoryIsReadAndWrittenLikeAFile) {
     EXPECT_FALSE(CGenericSeekableSource<CByteIO>(CByteIO()).IsValid());
 }
 
+/// Nothing but what has to be there.
+template <class Root>
+class Least : public Root {
+    bool IsValid() const override { return false; }
+    // Each root has some of these.
+    virtual bool IsEOF() const { return true; }
+    virtual unsigned int Read(void*, unsigned int) const { return 1; }
+    virtual unsigned int Write(const void*, unsigned int) { return 0; }
+    virtual void Flush() {}
+    virtual void SeekBegin(const CLongLongNative&) const {}
+    virtual void SeekCurrent(const CLongLongNative&) const {}
+    virtual void SeekEnd(const CLongLongNative&) const {}
+    virtual CLongLongNative GetCurrentPos() const { return 0; }
+    virtual CLongLongNative GetSize() const { return 0; }
+};
+
 TEST_F(Stream, NamesOfTheKinds) {
-    class Plain : public TDataSource {
-        bool IsValid() const override { return true; }
-        bool IsEOF() const override { return true; }
-        unsigned int Read(void*, unsigned int) const override { return 1; }
+    const CSysFile file;
+    const auto expect = [](const IDataObject& object, const char* name) {
+        EXPECT_STREQ(object.GetName(), name);
+        EXPECT_TRUE(!object) << name;
+        EXPECT_EQ(object.GetType(), -1) << name;
+        EXPECT_EQ(object.Clone(), nullptr) << name;
+        EXPECT_EQ(object.New(stringEx()), nullptr) << name;
+        EXPECT_EQ(object.New(CFakeRegistry()), nullptr) << name;
     };
-    const CGenericSeekableSource<CByteIO> source((CByteIO()));
-    const CBufferedSeekableSink<CSysFile> sink(CSysFile(), 1);
-    EXPECT_STREQ(Plain().GetName(), "Unknown Data Source");
-    EXPECT_EQ(Peeked(Plain(), 5), "");
-    EXPECT_STREQ(source.GetName(), "Generic Seekable Data Source");
-    EXPECT_STREQ(sink.GetName(), "Buffered Seekable Data Sink");
-    EXPECT_EQ(static_cast<const IDataObject&>(sink).GetType(), -1);
-    EXPECT_EQ(static_cast<const IDataObject&>(sink).Clone(), nullptr);
-    EXPECT_TRUE(!source);
+    expect(Least<IDataObject>(), "Unknown Data Object");
+    expect(Least<TDataSource>(), "Unknown Data Source");
+    expect(Least<TSeekableSource>(), "Unknown Seekable Data Source");
+    expect(Least<TDataSink>(), "Unknown Data Sink");
+    expect(Least<TSeekableSink>(), "Unknown Seekable Data Sink");
+    expect(CGenericSeekableSource<CByteIO>(CByteIO()), "Generic Seekable Data Source");
+    expect(CBufferedSeekableSource<CSysFile>(file, 1), "Buffered Seekable Data Source");
+    expect(CGenericSeekableSink<CSysFile>(file), "Generic Seekable Data Sink");
+    expect(CBufferedSeekableSink<CPeriodFile>(CPeriodFile(file), 1), "Buffered Seekable Data Sink");
+    EXPECT_EQ(Peeked(Least<TDataSource>(), 5), "") << "peeking is not supported";
 }
 
 TEST_F(Stream, LineEndsAreFoundAndThePositionIsKept) {

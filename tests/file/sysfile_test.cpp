@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -172,6 +173,14 @@ TEST_F(SysFile, TimesAreSetAndReadInMicroseconds) {
     file.GetTime(&created, &accessed, nullptr);
     file.GetTime(nullptr, nullptr, &modified);
     EXPECT_TRUE(created == tmINV && accessed == late && modified == early);
+    const stringEx path("/dev/shm/quil-times-" + CLongLongNative(::getpid()).ToString(10));
+    CSysFile extreme; // memory keeps whatever times it is given
+    extreme.Open(path, 2, CSysFile::CREATE, 0, 0600, 0);
+    const timespec times[2] = {{time_t{1} << 55, 0}, {-(time_t{1} << 55), 0}};
+    EXPECT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+    ::unlink(path.c_str());
+    extreme.GetTime(nullptr, &accessed, &modified);
+    EXPECT_TRUE(accessed == tmMAX && modified == tmINV);
     file.Close();
     ExpectParts(Failure<sysfileExp>([&] { file.GetTime(nullptr, nullptr, nullptr); }),
                 {"9 CSysFile::GetTime - failed retrive the file status\n  file path  = \n"});

@@ -113,32 +113,6 @@ TYPED_TEST(fingerprints, FindsEveryWord) {
     EXPECT_GT(found, 1000u);
 }
 
-TYPED_TEST(fingerprints, MarksWhatStands) {
-    using fingerprint = TFingerprint<TypeParam>;
-    using way = typename fingerprint::way;
-    std::mt19937 seed(4);
-    std::uint64_t both = ~std::uint64_t{0}, either = 0;
-    for (int round = 0; round < 200; ++round) {
-        fingerprint search;
-        search.set({{randomset<TypeParam>(seed).rows.boxes(8)}}, 1, 0);
-        TypeParam text[IMPL::engine::MARKEDCHARS];
-        std::uint64_t expected = 0;
-        for (std::size_t i = 0; i < std::size(text); ++i) {
-            text[i] = static_cast<TypeParam>(seed());
-            expected |= std::uint64_t{search.stands(text + i)} << i;
-        }
-        EXPECT_EQ(search.mark(text, way::PLAIN), expected);
-        EXPECT_EQ(search.mark(text), expected);
-        if (fingerprint::best() == way::VECTOR32) {
-            EXPECT_EQ(search.mark(text, way::VECTOR16), expected);
-        }
-        both &= expected;
-        either |= expected;
-    }
-    EXPECT_EQ(both, 0u);
-    EXPECT_EQ(either, ~std::uint64_t{0});
-}
-
 /// All matches of a text as a replace-all meets them.
 template <class Chr>
 std::string sweep(const regex_t* re, const std::basic_string<Chr>& text, bool fast,

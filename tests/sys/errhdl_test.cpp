@@ -1,4 +1,5 @@
 // The exception family and the net below it. Handlers end the process, so they are met in children.
+#include "tests/sys/message_of.h"
 #include "util/file/sysfile.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/log.h"
@@ -6,14 +7,17 @@
 #include "util/sys/sigcode.h"
 #include "util/sys/thread.h"
 #include "util/sys/time.h"
+#include "util/text/wstringEx.h"
 
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
 #include <new>
 #include <string>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -61,6 +65,7 @@ TEST(SysError, HasTheSystemsWords) {
         // A copy: the C library keeps the words of an unknown number only until it is asked again.
         const stringEx words(std::strerror(code));
         EXPECT_EQ(GetSysErrString(static_cast<unsigned long>(code)), words);
+        EXPECT_EQ(GetSysErrStringW(static_cast<unsigned long>(code)).to_str(), words);
     }
     errno = EDOM;
     EXPECT_EQ(GetSysLastError(), static_cast<unsigned long>(EDOM));
@@ -344,12 +349,34 @@ TEST(FatalHandlers, FatalExitRunsNothing) {
 }
 
 TEST(FatalHandlers, AClosedPipeIsAnOrdinaryError) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    close(ends[0]);
-    EXPECT_EQ(write(ends[1], "x", 1), -1);
-    EXPECT_EQ(errno, EPIPE);
-    close(ends[1]);
+    const std::string path = testing::TempDir() + "quil-pipe-" + std::to_string(getpid());
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    CSysFile reader;
+    reader.Open(path.c_str(), CSysFile::ACCESS_READ, O_NONBLOCK, 0, 0, 0);
+    CSysFile writer;
+    writer.Open(path.c_str(), CSysFile::ACCESS_WRITE, 0, 0, 0, 0);
+    unlink(path.c_str());
+    EXPECT_EQ(writer.Write("x", 1), 1U);
+    reader.Close();
+    EXPECT_EQ(TEST::MessageOf<sysfileExp>([&] { writer.Write("x", 1); }),
+              "CSysFile::Write - failed write file\n  file path  = " + path +
+                  "\n  error code = 32\n  error desc = nobody reads from the pipe or socket");
+}
+
+TEST(FatalHandlers, UserSignalsAreIgnoredEachOnItsFlag) {
+    for (const bool first : {true, false}) {
+        for (const bool second : {true, false}) {
+            const auto raised = [&](int number) {
+                return InChild([&] {
+                           IgnoreSigUsr(first, second);
+                           std::raise(number);
+                       })
+                    .status;
+            };
+            EXPECT_EQ(raised(SIGUSR1), first ? 0 : -SIGUSR1);
+            EXPECT_EQ(raised(SIGUSR2), second ? 0 : -SIGUSR2);
+        }
+    }
 }
 
 } // namespace

@@ -1,9 +1,7 @@
 // The locks: what each promises one thread, and many.
 #include "util/sys/advSync.h"
-#include "util/sys/errhdl.h"
 #include "util/sys/event.h"
 #include "util/sys/mutex.h"
-#include "util/sys/sanitizer.h"
 #include "util/sys/sem.h"
 
 #include <atomic>
@@ -11,10 +9,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <pthread.h>
-#include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -42,10 +37,6 @@ void OnThreads(unsigned int count, Body body) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-}
-
-std::string UniqueName(const char* what) {
-    return "/quil-test-" + std::to_string(getpid()) + "-" + what;
 }
 
 template <class Mutex>
@@ -329,116 +320,6 @@ TEST(ReaderWriter, NobodySeesAHalfWrittenPair) {
         }
     });
     EXPECT_EQ(one, 3000);
-}
-
-// --- Between processes
-// ----------------------------------------------------------------------------
-
-TEST(Named, MutexSurvivesItsDeadOwner) {
-    const std::string name = UniqueName("mutex");
-    CProcMutex mutex(true, name.c_str());
-    const pid_t child = fork();
-    if (child == 0) {
-        CProcMutex same(false, name.c_str());
-        same.Lock();
-        _exit(0);
-    }
-    waitpid(child, nullptr, 0);
-    EXPECT_TRUE(mutex.Lock());
-    mutex.UnLock();
-    EXPECT_TRUE(mutex.TryLock());
-    mutex.UnLock();
-}
-
-TEST(Named, EventAndSemaphoreReachAnotherProcess) {
-    const std::string eventName = UniqueName("event");
-    const std::string semName = UniqueName("sem");
-    CProcEvent event(true, eventName.c_str());
-    CProcSem sem(true, semName.c_str(), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        CProcEvent same(false, eventName.c_str());
-        CProcSem units(false, semName.c_str());
-        units.V(2);
-        _exit(same.Wait(5000) ? 7 : 8);
-    }
-    EXPECT_TRUE(sem.P(5000));
-    EXPECT_TRUE(sem.P(5000));
-    event.Raise();
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(WEXITSTATUS(status), 7);
-}
-
-TEST(Named, ReadersAndWritersOfTwoProcessesExclude) {
-    const std::string name = UniqueName("rw");
-    CProcReaderWriterState state(true, stringEx(name.c_str()));
-    CProcWriterLock writer(state);
-    const pid_t child = fork();
-    if (child == 0) {
-        CProcReaderWriterState same(false, stringEx(name.c_str()));
-        _exit(CProcReaderLock(same, 20).IsLocked() ? 1 : 0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-}
-
-// --- Messages, each provoked by the system itself
-// -------------------------------------------------
-
-template <class Exp, class Action>
-std::string MessageOf(Action action) {
-    try {
-        action();
-    } catch (const Exp& failure) {
-        return failure.GetErrString().c_str();
-    }
-    return "nothing thrown";
-}
-
-TEST(LockMessages, AreInTheHouseStyle) {
-    if (!QUIL_SANITIZED) { // which reports what these two do
-        CMutex mutex;
-        EXPECT_EQ(MessageOf<mutexExp>([&] { mutex.UnLock(); }),
-                  "CMutex::UnLock - failed unlock mutex\n"
-                  "  error code = 1\n"
-                  "  error desc = the current thread does not own the mutex");
-        EXPECT_EQ(MessageOf<mutexExp>([] {
-                      CMutex held;
-                      held.Lock();
-                  }),
-                  "CMutex::~CMutex - failed destroy mutex\n"
-                  "  error code = 16\n"
-                  "  error desc = attempt to destroy a locked mutex");
-    }
-    EXPECT_EQ(MessageOf<semExp>([] { CSem sem(0x80000000U); }),
-              "CSem::CSem - failed initialize semaphore\n"
-              "  error code = 22\n"
-              "  error desc = the init value exceeds max limited");
-    CSem full(SEM_VALUE_MAX);
-    EXPECT_EQ(MessageOf<semExp>([&] { full.V(3); }),
-              "CSem::V - failed post semaphore\n"
-              "  error code = 75\n"
-              "  error desc = unexpect system error: Value too large for defined data type");
-    EXPECT_EQ(MessageOf<semExp>([] { CProcSem sem(false, "/quil-no-such-name"); }),
-              "CProcSem::CProcSem - failed open named semaphore\n"
-              "  error code     = 2\n"
-              "  error desc     = the named semaphore does not exist\n"
-              "  semaphore name = /quil-no-such-name");
-    const std::string name = UniqueName("twice");
-    CProcMutex made(true, name.c_str());
-    EXPECT_EQ(MessageOf<syncExp>([&] { CProcSem sem(true, "/a/b"); }),
-              "CProcSem::CProcSem - failed create named semaphore\n"
-              "  error code     = 22\n"
-              "  error desc     = unsupport name or value is too big\n"
-              "  semaphore name = /a/b");
-    EXPECT_EQ(MessageOf<shmemExp>([&] { CProcMutex again(true, name.c_str()); }),
-              "CShMem::CShMem - failed create shared memory\n"
-              "  error code = 17\n"
-              "  error desc = the named shared memory already exists\n"
-              "  name       = " +
-                  name);
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 // The log: layout, threshold, loggers that misbehave, and the mode with a thread of its own.
+#include "tests/sys/message_of.h"
 #include "util/file/filelogger.h"
 #include "util/file/sysfile.h"
 #include "util/sys/errhdl.h"
@@ -6,6 +7,7 @@
 #include "util/sys/thread.h"
 #include "util/sys/time.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <fstream>
@@ -22,6 +24,7 @@
 namespace {
 
 using namespace Quil;
+using TEST::MessageOf;
 
 /// Keeps what it gets, and then does what the test says.
 class CKeepingLogger : public ILogger {
@@ -97,6 +100,39 @@ TEST(Log, StreamAndFileShareTheLayout) {
     CTime::RefreshLocalTimeZone();
 }
 
+TEST(Log, NamesOfTheLevels) {
+    const char* const names[] = {"debug only",      "info",        "warning",  "error",
+                                 "important notes", "fatal error", "disabled", "unknown"};
+    int level = CLog::LEVEL_DEBUG;
+    for (const char* const name : names) {
+        EXPECT_EQ(CLog::LevelToStr(static_cast<CLog::LEVEL>(level++)), name);
+    }
+}
+
+TEST(Log, AFailedDestinationIsNobodyElsesTrouble) {
+    struct FAILING : std::stringbuf {
+        int sync() override { throw 1; }
+    } buffer;
+    std::ostream stream(&buffer);
+    stream.exceptions(std::ios::badbit);
+    CStreamLogger(stream).Flush();
+    EXPECT_TRUE(stream.bad());
+
+    CSysFile full;
+    full.Open("/dev/full", CSysFile::ACCESS_WRITE, 0, 0, 0, 0);
+    CSysFile closed;
+    const CTime time;
+    EXPECT_THROW(CFileLogger<CSysFile>(full).OnLogMsg(time, CLog::LEVEL_INFO, "m", "text"),
+                 sysfileExp);
+    CLog log;
+    log.PushLogger(CLog::LoggerHandle(new CFileLogger<CSysFile>(full)));
+    log.PushLogger(CLog::LoggerHandle(new CFileLogger<CSysFile>(closed)));
+    const CKeepingLogger& after = Push(log);
+    log.LogInfoMsg(stringEx("m"), stringEx("text"));
+    log.LogFlush();
+    EXPECT_EQ(after.Messages(), (Texts{"text"}));
+}
+
 TEST(Log, ThresholdLetsEqualLevelsPass) {
     const struct {
         CLog::LEVEL threshold;
@@ -135,13 +171,11 @@ TEST(Log, FailuresOfLoggersAndFiltersStayThere) {
 
 TEST(Log, PushAndPopRefuse) {
     CLog log;
-    EXPECT_THROW(log.PushLogger(CLog::LoggerHandle()), logExp);
-    try {
-        log.PopLogger();
-        FAIL();
-    } catch (const auxExp& failure) {
-        EXPECT_EQ(failure.GetErrString(), "CLog::PopLogger - nothing to pop");
-    }
+    EXPECT_EQ(MessageOf<logExp>([&] { log.PushLogger(CLog::LoggerHandle()); }),
+              "CLog::PushLogger - invalid logger handle");
+    EXPECT_EQ(MessageOf<logExp>([&] { log.ResetAllLoggers({CLog::LoggerHandle()}); }),
+              "CLog::PushLogger - invalid logger handle");
+    EXPECT_EQ(MessageOf<auxExp>([&] { log.PopLogger(); }), "CLog::PopLogger - nothing to pop");
     Push(log);
     const CLog::LoggerHandle last = log.PopLogger();
     EXPECT_FALSE(log.HasLogger());
@@ -181,6 +215,11 @@ TEST_P(CModes, ManyThreadsNestedLoggingAndModeSwitchesLoseNothing) {
                 log.LogInfoMsg("m", "m%d:%d", thread, i);
             }
             log.LogFlush();
+            const Texts out = logger.Messages();
+            const std::string own = "m" + std::to_string(thread) + ":";
+            EXPECT_EQ(std::ranges::count_if(
+                          out, [&](const std::string& text) { return text.starts_with(own); }),
+                      perThread);
             --running;
         });
     }
@@ -230,6 +269,57 @@ TEST(Log, ABurstThroughAQueueOfOne) {
     EXPECT_EQ(logger.Messages().size(), 3000U);
 }
 
+TEST(Log, AFullQueueHoldsItsCallersBack) {
+    CLog log(CLog::LEVEL_DEBUG, 1);
+    std::atomic<bool> mayGo{false};
+    std::atomic<bool> isInside{false};
+    const CKeepingLogger& logger = Push(log, [&](const std::string&) {
+        isInside = true;
+        while (!mayGo) {
+            std::this_thread::yield();
+        }
+    });
+    log.EnableNoneBlockingMode(true);
+    log.LogInfoMsg(stringEx("m"), stringEx("in work"));
+    while (!isInside) {
+        std::this_thread::yield();
+    }
+    log.LogInfoMsg(stringEx("m"), stringEx("queued"));
+    std::atomic<bool> isQueued{false};
+    std::thread caller([&] {
+        log.LogInfoMsg(stringEx("m"), stringEx("waits"));
+        isQueued = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_FALSE(isQueued);
+    mayGo = true;
+    caller.join();
+    log.LogFlush();
+    EXPECT_EQ(logger.Messages(), (Texts{"in work", "queued", "waits"}));
+}
+
+TEST(Log, ALoggerCantChangeTheModeNorHangInIt) {
+    for (const bool isBlocking : {true, false}) {
+        CLog log(CLog::LEVEL_DEBUG, 1);
+        const CKeepingLogger& logger = Push(log, [&](const std::string& text) {
+            if (text.front() != 'n') {
+                log.EnableNoneBlockingMode(isBlocking);
+                log.Pause();
+                log.LogFlush();
+                for (int i = 0; i != 3; ++i) {
+                    log.LogFatalMsg("m", "n%d", i);
+                }
+            }
+        });
+        log.EnableNoneBlockingMode(!isBlocking);
+        log.LogInfoMsg(stringEx("m"), stringEx("1"));
+        log.LogInfoMsg(stringEx("m"), stringEx("2"));
+        log.LogFlush();
+        EXPECT_EQ(log.IsInNoneBlockingMode(), !isBlocking);
+        EXPECT_EQ(logger.Messages(), (Texts{"1", "n0", "n1", "n2", "2", "n0", "n1", "n2"}));
+    }
+}
+
 TEST(Log, APauseHoldsTheOutputBack) {
     CLog log;
     const CKeepingLogger& logger = Push(log);
@@ -245,8 +335,18 @@ TEST(Log, APauseHoldsTheOutputBack) {
     EXPECT_EQ(logger.Messages(), (Texts{"1", "2", "3"}));
     log.Pause();
     log.LogInfoMsg(stringEx("m"), stringEx("4"));
-    log.EnableNoneBlockingMode(false); // ends the pause
+    log.LogFlush(); // ends the pause
     EXPECT_EQ(logger.Messages().size(), 4U);
+    log.Pause();
+    log.LogInfoMsg(stringEx("m"), stringEx("5"));
+    log.LogFatalMsg(stringEx("m"), stringEx("6")); // and so does this
+    while (logger.Messages().size() != 6U) {
+        std::this_thread::yield();
+    }
+    log.Pause();
+    log.LogInfoMsg(stringEx("m"), stringEx("7"));
+    log.EnableNoneBlockingMode(false); // and this
+    EXPECT_EQ(logger.Messages().size(), 7U);
 }
 
 TEST(Log, GlobalMayBeReplacedUnderLoad) {

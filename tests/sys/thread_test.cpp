@@ -1,5 +1,7 @@
 // Thread objects: states, ends of every kind, and slots.
+#include "tests/sys/message_of.h"
 #include "util/conv/TextConv.h"
+#include "util/file/buffered_stream.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/mutex.h"
 #include "util/sys/sanitizer.h"
@@ -10,9 +12,14 @@
 #include <atomic>
 #include <bitset>
 #include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
+#include <pthread.h>
+#include <sched.h>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -21,6 +28,7 @@
 namespace {
 
 using namespace Quil;
+using TEST::MessageOf;
 
 /// A thread that does what the test says.
 class CTestThread : public TThread {
@@ -54,16 +62,6 @@ int UntilStopped(CTestThread& thread) {
     return 5;
 }
 
-template <class Exp, class Action>
-std::string MessageOf(Action action) {
-    try {
-        action();
-    } catch (const Exp& failure) {
-        return failure.GetErrString().c_str();
-    }
-    return "nothing thrown";
-}
-
 TEST(Thread, NeverCreatedThereIsNothingToWaitFor) {
     CTestThread thread(UntilStopped);
     EXPECT_TRUE(thread.TryWait());
@@ -72,8 +70,25 @@ TEST(Thread, NeverCreatedThereIsNothingToWaitFor) {
     thread.Kill(3);
     EXPECT_EQ(thread.killing, 0);
     EXPECT_EQ(MessageOf<threadExp>([&] { thread.Resume(); }), "TThread::Resume - invalid state: 0");
-    EXPECT_EQ(MessageOf<threadExp>([&] { thread.HasPendingIo(); }),
-              "TThread::HasPendingIo - invalid thread object");
+    EXPECT_EQ(MessageOf<threadExp>([&] { thread.Suspend(); }),
+              "TThread::Suspend - invalid state: 0");
+    std::bitset<1024> mask;
+    const struct {
+        const char* name;
+        std::function<void()> call;
+    } rows[] = {
+        {"HasPendingIo", [&] { thread.HasPendingIo(); }},
+        {"GetTimes", [&] { thread.GetTimes(nullptr, nullptr, nullptr); }},
+        {"GetPriority", [&] { thread.GetPriority(); }},
+        {"SetPriority", [&] { thread.SetPriority(TThread::NORMAL); }},
+        {"GetSchdPolicy", [&] { thread.GetSchdPolicy(); }},
+        {"SetSchdPolicy", [&] { thread.SetSchdPolicy(TThread::SCHD_OTHER); }},
+        {"SetCpuAffinity", [&] { thread.SetCpuAffinity(mask, true); }},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(MessageOf<threadExp>(row.call),
+                  std::string("TThread::") + row.name + " - invalid thread object");
+    }
 }
 
 TEST(Thread, RunsAgainAfterItsEnd) {
@@ -116,9 +131,9 @@ TEST(Thread, StopIsARequest) {
     thread.Run(); // a running thread stays as it is
     EXPECT_FALSE(thread.TryWait());
     while (!thread.TryStop()) {
-        const std::string message = MessageOf<threadExp>([&] { thread.Resume(); });
-        EXPECT_TRUE(message == "TThread::Resume - invalid state: 3" ||
-                    message == "TThread::Resume - invalid state: 4");
+        const std::string message = MessageOf<threadExp>([&] { thread.Suspend(); });
+        EXPECT_TRUE(message == "TThread::Suspend - invalid state: 3" ||
+                    message == "TThread::Suspend - invalid state: 4");
         thread.Wait(20);
     }
     EXPECT_TRUE(thread.Wait());
@@ -127,6 +142,7 @@ TEST(Thread, StopIsARequest) {
 std::atomic<int> handlerCalls{0};
 
 TEST(Thread, AnExceptionEndsTheThreadAlone) {
+    handlerCalls = 0;
     TThread::SetUncaughtHandler([] { ++handlerCalls; });
     CTestThread thread([](CTestThread&) -> int { throw 1; });
     thread.Create();
@@ -150,7 +166,7 @@ TEST(Thread, ObjectMayGoAsSoonAsTheThreadHasEnded) {
     }
 }
 
-TEST(Thread, DestroysItsOwnObject) {
+TEST(Thread, DestroysItsOwnObjectBesideAWaiter) {
     struct COUNTED {
         explicit COUNTED(std::atomic<int>& count) : count(count) { ++count; }
         ~COUNTED() { --count; }
@@ -161,11 +177,44 @@ TEST(Thread, DestroysItsOwnObject) {
     auto* thread = new CTestThread([content](CTestThread&) { return 0; });
     content.reset();
     thread->Create(true);
-    thread->Run();
-    for (int i = 0; i != 2000 && alive != 0; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::atomic<bool> isWaiting{false};
+    std::thread waiter([&] {
+        isWaiting = true;
+        EXPECT_TRUE(thread->Wait()); // the object goes before the event that this sleeps on
+        EXPECT_EQ(alive, 0);
+    });
+    while (!isWaiting) {
+        std::this_thread::yield();
     }
-    EXPECT_EQ(alive, 0);
+    TThread::Sleep(20);
+    thread->Run();
+    waiter.join();
+}
+
+TEST(Thread, KillTellsWhatTheObjectsDestructorThrew) {
+    class CThrowing : public TThread {
+    public:
+        explicit CThrowing(void (*raise)()) : __raise(raise) {}
+        ~CThrowing() noexcept(false) override { __raise(); }
+
+    protected:
+        int _Entry() override { return 0; }
+
+    private:
+        void (*__raise)();
+    };
+    const struct {
+        void (*raise)();
+        const char* nested;
+    } rows[] = {{[] { throw dirExp(1, "mine"); }, "mine"},
+                {[] { throw std::runtime_error("what"); }, "what"},
+                {[] { throw 1; }, "unknown error"}};
+    for (const auto& row : rows) {
+        auto* const thread = new CThrowing(row.raise);
+        thread->Create(true);
+        EXPECT_EQ(MessageOf<threadExp>([&] { thread->Kill(0); }),
+                  std::string("TThread::Kill - unexpected error on auto destroy\n@ ") + row.nested);
+    }
 }
 
 TEST(Thread, KillUnwindsEvenThroughACatchAll) {
@@ -201,9 +250,40 @@ TEST(Thread, KillUnwindsEvenThroughACatchAll) {
     EXPECT_EQ(thread.GetState(), TThread::KILLED);
 }
 
+TEST(Thread, KilledThreadStillWritesItsBlocks) {
+    if (QUIL_ADDRESS_SANITIZED) {
+        GTEST_SKIP() << "it doesn't see that a cancelled thread's frames are gone";
+    }
+    const std::string path = testing::TempDir() + "quil-killed-" + std::to_string(getpid());
+    std::atomic<bool> isHolding{false};
+    CTestThread thread([&](CTestThread& self) {
+        CSysFile file;
+        file.Open(path.c_str(), CSysFile::ACCESS_WRITE, CSysFile::CREATE, 0, 0600, 0);
+        CBufferedSeekableSink<CSysFile> sink(file, 100);
+        file.Close(); // the sink is the only one to hold it
+        sink.Write("kept", 4);
+        isHolding = true;
+        while (self.killed == 0) {
+            TThread::SwitchToOther();
+        }
+        return 0; // through destructors that make system calls
+    });
+    thread.Create();
+    thread.Run();
+    while (!isHolding) {
+        TThread::Sleep(1);
+    }
+    thread.Kill(6);
+    CSysFile file;
+    file.Open(path.c_str(), CSysFile::ACCESS_READ, 0, 0, 0, 0);
+    unlink(path.c_str());
+    EXPECT_EQ(file.GetSize(), 4);
+}
+
 TEST(Thread, SuspendedThreadStandsStill) {
     if (QUIL_SANITIZED) {
-        GTEST_SKIP() << "the thread sanitizer holds signals back until the next system call";
+        GTEST_SKIP() << "the thread sanitizer holds signals back, and forgets the thread's signal "
+                        "mask when one comes inside another's handler";
     }
     std::atomic<long> steps{0};
     CTestThread thread([&](CTestThread& self) {
@@ -225,6 +305,41 @@ TEST(Thread, SuspendedThreadStandsStill) {
             std::this_thread::yield();
         }
     }
+}
+
+TEST(Thread, MaySuspendItself) {
+    CTestThread thread([](CTestThread& self) {
+        self.Suspend();
+        return 9;
+    });
+    thread.Create();
+    thread.Run();
+    while (thread.GetState() != TThread::SUSPENDED) {
+        TThread::Sleep(1);
+    }
+    EXPECT_FALSE(thread.Wait(20));
+    thread.Resume();
+    EXPECT_TRUE(thread.Wait());
+    EXPECT_EQ(thread.GetExitCode(), 9);
+}
+
+TEST(Thread, ASignalCutsASleepShort) {
+    const auto before = std::signal(SIGUSR1, [](int) {});
+    std::atomic<bool> isAsleep{false};
+    CTestThread thread([&](CTestThread&) {
+        isAsleep = true;
+        return TThread::Sleep(60000) ? 1 : 2;
+    });
+    thread.Create();
+    thread.Run();
+    while (!isAsleep) {
+        TThread::Sleep(1);
+    }
+    do {
+        pthread_kill(thread.ToSysHandle(), SIGUSR1);
+    } while (!thread.Wait(20));
+    EXPECT_EQ(thread.GetExitCode(), 2);
+    std::signal(SIGUSR1, before);
 }
 
 TEST(Thread, TakesItsCachesAlong) {
@@ -250,6 +365,28 @@ TEST(Thread, TakesItsCachesAlong) {
         }
         thread.Wait();
     }
+}
+
+TEST(Thread, MayOutlastTheStaticsOfTheProgram) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto exitBesideAThread = [] {
+        static std::atomic<bool> isWorking{false};
+        auto* const thread = new CTestThread([](CTestThread&) -> int {
+            for (;;) {
+                stringEx("xay").regex_match("\\a", 0, 0, false, false, true, false, false, true,
+                                            false);
+                ConvStrSToW("text");
+                isWorking = true;
+            }
+        });
+        thread->Create(true);
+        thread->Run();
+        while (!isWorking) {
+            TThread::Sleep(1);
+        }
+        std::exit(7);
+    };
+    EXPECT_EXIT(exitBesideAThread(), testing::ExitedWithCode(7), "");
 }
 
 TEST(Thread, TimesAndUSleep) {
@@ -280,6 +417,11 @@ TEST(Thread, SystemRefusalsAreTold) {
               "CThread_Imp::Create - failed set stack size attribute\n"
               "  error code = 22\n"
               "  error desc = invalid attr obj");
+    EXPECT_EQ(MessageOf<threadExp>([&] { thread.Create(false, 1UL << 46); }),
+              "CThread_Imp::Create - failed create thread\n"
+              "  error code = 11\n"
+              "  error desc = not enough system resource, or process limit has been exceeded");
+    EXPECT_EQ(thread.GetState(), TThread::NOT_CREATED);
     EXPECT_TRUE(thread.Wait());
     thread.Create();
     std::bitset<1024> none;
@@ -292,6 +434,46 @@ TEST(Thread, SystemRefusalsAreTold) {
     EXPECT_LE(all.count(), TThread::GetCpuCount());
     EXPECT_EQ(thread.GetPriority(), TThread::NORMAL);
     EXPECT_EQ(thread.GetSchdPolicy(), TThread::SCHD_OTHER);
+}
+
+TEST(Thread, PoliciesAndPrioritiesReadBackOrAreRefused) {
+    CTestThread thread([](CTestThread&) { return 0; });
+    thread.Create(); // and it isn't run before it is an ordinary thread again
+    sched_param lowest{};
+    lowest.sched_priority = sched_get_priority_min(SCHED_FIFO);
+    const bool isAllowed = pthread_setschedparam(thread.ToSysHandle(), SCHED_FIFO, &lowest) == 0;
+    EXPECT_EQ(isAllowed, thread.GetSchdPolicy() == TThread::SCHD_FIFO);
+    for (const auto policy : {TThread::SCHD_ROUND_ROBIN, TThread::SCHD_FIFO}) {
+        const std::string message = MessageOf<threadExp>([&] { thread.SetSchdPolicy(policy); });
+        if (!isAllowed) {
+            EXPECT_EQ(message,
+                      "CThread_Imp::_SetThreadShcdParam - failed set thread's sched param\n"
+                      "  error code = 1\n"
+                      "  error desc = permission denied or modify one of the parameters is not "
+                      "allowed\n"
+                      "  sched type = " +
+                          std::to_string(policy == TThread::SCHD_FIFO ? SCHED_FIFO : SCHED_RR));
+            continue;
+        }
+        EXPECT_EQ(message, "nothing thrown");
+        EXPECT_EQ(thread.GetSchdPolicy(), policy);
+        EXPECT_EQ(thread.GetPriority(), TThread::NORMAL);
+        int last = 0;
+        for (int priority = TThread::LOWEST; priority <= TThread::HIGHEST; ++priority) {
+            thread.SetPriority(static_cast<TThread::PRIORITY>(priority));
+            EXPECT_EQ(thread.GetPriority(), priority);
+            int systemPolicy = 0;
+            sched_param param{};
+            pthread_getschedparam(thread.ToSysHandle(), &systemPolicy, &param);
+            EXPECT_GT(param.sched_priority, last);
+            last = param.sched_priority;
+        }
+        EXPECT_EQ(last, sched_get_priority_max(SCHED_FIFO));
+    }
+    thread.SetSchdPolicy(TThread::SCHD_OTHER);
+    thread.SetPriority(TThread::HIGHEST); // this policy has but one
+    EXPECT_EQ(thread.GetPriority(), TThread::NORMAL);
+    thread.Run();
 }
 
 TEST(Thread, CpuMasks) {
@@ -323,6 +505,20 @@ TEST(TlsSlot, EachThreadHasItsOwnValue) {
         slot.SetValue(&theirs);
     }).join();
     EXPECT_EQ(slot.GetValue(), &mine);
+}
+
+TEST(TlsSlot, AKeyThatSomebodyDeletedIsTold) {
+    pthread_key_t next = 0;
+    ASSERT_EQ(pthread_key_create(&next, nullptr), 0);
+    pthread_key_delete(next);
+    auto* const slot = new CTlsSlot; // takes the key that became free
+    ASSERT_EQ(pthread_key_delete(next), 0);
+    const std::string cause = "  error code = 22\n  error desc = the handle (key) value is invalid";
+    int value = 0;
+    EXPECT_EQ(MessageOf<tlsExp>([&] { slot->SetValue(&value); }),
+              "CTlsSlot::SetValue - failed set tls value\n" + cause);
+    EXPECT_EQ(MessageOf<tlsExp>([&] { delete slot; }),
+              "CTlsSlot::~CTlsSlot - failed delete tls slot\n" + cause);
 }
 
 TEST(TlsSlot, TheSystemHasOnlySoMany) {

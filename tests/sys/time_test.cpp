@@ -1,14 +1,17 @@
 // Calendar, arithmetic and texts of times and spans, against worked values and the C library.
+#include "tests/sys/message_of.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/time.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 #include <random>
 #include <string>
 
 namespace {
 
 using namespace Quil;
+using TEST::MessageOf;
 
 std::string Text(const stringEx& text) {
     return {text.c_str(), text.length()};
@@ -157,6 +160,46 @@ TEST(Time, MonthsKeepAValidDay) {
     EXPECT_EQ(At(293641, 1, 1), tmINV);
 }
 
+TEST(Time, SettersChangeOnePart) {
+    const CTime start = At(2024, 2, 29, 10, 20, 30, 400);
+    const struct {
+        const char* name;
+        void (*set)(CTime& time);
+        CTime result;
+    } rows[] = {
+        {"year", [](CTime& t) { t.SetYear(2023, 0); }, At(2023, 2, 28, 10, 20, 30, 400)},
+        {"month", [](CTime& t) { t.SetMonth(CTime::APRIL, 0); }, At(2024, 4, 29, 10, 20, 30, 400)},
+        {"day", [](CTime& t) { t.SetDayOfMonth(31, 0); }, start},
+        {"day in a zone", [](CTime& t) { t.SetDayOfMonth(2, 840); },
+         At(2024, 3, 1, 10, 20, 30, 400)},
+        {"day 0", [](CTime& t) { t.SetDayOfMonth(0, 0); }, tmINV},
+        {"hour", [](CTime& t) { t.SetHour(23, 0); }, At(2024, 2, 29, 23, 20, 30, 400)},
+        {"hour 24", [](CTime& t) { t.SetHour(24, 0); }, tmINV},
+        {"minute", [](CTime& t) { t.SetMinute(0, 0); }, At(2024, 2, 29, 10, 0, 30, 400)},
+        {"minute 60", [](CTime& t) { t.SetMinute(60, 0); }, tmINV},
+        {"second", [](CTime& t) { t.SetSecond(59, 0); }, At(2024, 2, 29, 10, 20, 59, 400)},
+        {"second 60", [](CTime& t) { t.SetSecond(60, 0); }, tmINV},
+        {"microsecond", [](CTime& t) { t.SetMicrosec(999999); },
+         At(2024, 2, 29, 10, 20, 30, 999999)},
+        {"a whole second", [](CTime& t) { t.SetMicrosec(1000000); }, tmINV},
+        {"date", [](CTime& t) { t.SetDatePart(1, CTime::JUNE, 31, 0); },
+         At(1, 6, 30, 10, 20, 30, 400)},
+        {"time", [](CTime& t) { t.SetTimePart(1, 2, 3, 4, 0); }, At(2024, 2, 29, 1, 2, 3, 4)},
+        {"year 293641", [](CTime& t) { t.SetYear(293641, 0); }, tmINV},
+    };
+    for (const auto& row : rows) {
+        CTime time(start);
+        row.set(time);
+        EXPECT_EQ(time, row.result) << row.name;
+    }
+    EXPECT_EQ(start.GetQuarter(0), 1);
+    EXPECT_EQ(At(2024, 12, 1).GetQuarter(0), 4);
+    EXPECT_EQ(start.GetBeginOfMonth(0), At(2024, 2, 1));
+    EXPECT_EQ(start.GetMicrosec(), 400U);
+    EXPECT_EQ(CTime(-1).GetMicrosec(), 999999U);
+    EXPECT_EQ(start.GetDayOfYear(840), 61); // already the first of March there
+}
+
 TEST(Time, WeekHelpers) {
     const CTime sunday = At(2009, 12, 13, 7);
     EXPECT_EQ(sunday.GetBeginOfWeek(CTime::MONDAY, 0), At(2009, 12, 7));
@@ -176,8 +219,16 @@ TEST(Time, NamesAndZonesReadBack) {
     }
     EXPECT_EQ(CTime::StrToMonth("september"), CTime::SEPTEMBER);
     EXPECT_EQ(CTime::StrToWeekDay("WEDNESDAY"), CTime::WEDNESDAY);
-    EXPECT_THROW(CTime::StrToMonth("sept"), timeExp);
-    EXPECT_THROW(CTime::MonthToStr(static_cast<CTime::MONTH>(0)), timeExp);
+    EXPECT_EQ(CTime::StrToWeekDay("sun"), CTime::SUNDAY);
+    EXPECT_EQ(MessageOf<timeExp>([] { CTime::StrToMonth("sept"); }),
+              "CTime::StrToMonth - Unknown Month : sept");
+    EXPECT_EQ(MessageOf<timeExp>([] { CTime::StrToWeekDay(""); }),
+              "CTime::StrToWeekDay - Unknown Weekday : ");
+    for (const int wrong : {0, 13, 65535}) {
+        EXPECT_EQ(MessageOf<timeExp>([&] { CTime::MonthToStr(static_cast<CTime::MONTH>(wrong)); }),
+                  "CTime::MonthToStr - Unknown Month : " + std::to_string(wrong));
+    }
+    EXPECT_THROW(CTime::WeekDayToStr(CTime::NO_WEEKDAY), timeExp);
     const struct {
         const char* text;
         short zone;
@@ -203,8 +254,22 @@ TEST(Time, ArithmeticSaturatesAndFloors) {
     EXPECT_EQ(spec.tv_sec, -2);
     EXPECT_EQ(spec.tv_nsec, 500000000);
     CTimeSpan back;
-    back.FromTimespec(spec);
-    EXPECT_EQ(back, CTimeSpan(-1500000));
+    constexpr long long least = std::numeric_limits<long long>::min();
+    for (const long long count :
+         {-1500000LL, -1LL, 0LL, 1500000LL, least, tsINF.GetMicroseconds(), least + 7}) {
+        timeval value;
+        CTimeSpan(count).ToTimespec(spec);
+        CTimeSpan(count).ToTimeval(value);
+        EXPECT_EQ(spec.tv_nsec, value.tv_usec * 1000L);
+        back.FromTimespec(spec);
+        EXPECT_EQ(back, CTimeSpan(count));
+        back.FromTimeval(value);
+        EXPECT_EQ(back, CTimeSpan(count));
+    }
+    back.FromTimespec({std::numeric_limits<time_t>::min(), 0});
+    EXPECT_EQ(back, CTimeSpan(least));
+    back.FromTimespec({std::numeric_limits<time_t>::max(), 999999999});
+    EXPECT_EQ(back, tsINF);
     back.Set(CLongLongNative(200000000), CLongLongNative(0), CLongLongNative(0), CLongLongNative(0),
              CLongLongNative(0), CLongLongNative(0));
     EXPECT_EQ(back, tsINF);

@@ -58,6 +58,22 @@ TEST(Buffer, GrowthPolicy) {
     EXPECT_NE(other.ref(), shared.ref());
 }
 
+// Big blocks come and move by their pages.
+TEST(Buffer, BigBlocksKeepTheirContent) {
+    constexpr unsigned int LENGTH = 12'000'000;
+    wstringEx grown;
+    for (unsigned int i = 0; i < LENGTH; ++i) {
+        grown.push_back(static_cast<wchar_t>(i));
+    }
+    wstringEx copy(grown.data(), LENGTH);
+    grown.shrink();
+    copy.insert(0, L"ab");
+    for (unsigned int i = 0; i < LENGTH; ++i) {
+        ASSERT_EQ(grown.data()[i], static_cast<wchar_t>(i));
+        ASSERT_EQ(copy.data()[i + 2], static_cast<wchar_t>(i));
+    }
+}
+
 TEST(Buffer, ImpossibleSizesLeaveTheBufferAsItWas) {
     stringEx s("abc");
     EXPECT_THROW(s.append(npos - 1, 'x'), std::bad_alloc);

@@ -15,11 +15,14 @@ TEST_F(CommandTest, BothRoadsGiveTheSame) {
     const char* const pieces[] = {"a", "b", "i", "I", "\n", "?", "\xC3\xA9", "\xC4\xB0", "\xFF"};
     std::mt19937 random(11);
     const auto any = [&random](const auto& list) { return list[random() % std::size(list)]; };
-    for (int round = 0; round < 150; ++round) {
+    for (int round = 0; round < 250; ++round) {
         std::string text = round % 7 == 0 ? "\xEF\xBB\xBF" : "";
-        const unsigned int kinds = round % 2 == 0 ? 6 : 9; // half of the texts are ASCII
-        for (auto n = random() % 20; n != 0; --n) {
-            text += pieces[random() % kinds];
+        const unsigned int kinds = round % 2 == 0 ? 6 : round % 3 == 0 ? 9 : 8; // ASCII, all, UTF-8
+        // Some texts have many blocks of lines, of which only some aren't ASCII.
+        const bool isLong = round % 10 == 5;
+        for (auto n = isLong ? 200'000 : random() % 20; n != 0; --n) {
+            const bool isForeign = !isLong || n / 40'000 % 2 == 0;
+            text += pieces[random() % (isForeign ? kinds : 6)];
         }
         std::vector<std::string> arguments{"x.txt", std::string(any(finds)) + any(patterns),
                                            std::string("-t:") + any(replacements), "-trc",

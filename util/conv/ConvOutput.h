@@ -52,6 +52,9 @@ public:
         return capacity > __written ? capacity - __written - 1 : 0;
     }
 
+    /// True when there isn't room any more for what a step may write. This output grows.
+    static constexpr bool IsFull() { return false; }
+
     /// Tells that `count` elements were written.
     void Advance(std::size_t count) { __written += count; }
 
@@ -64,6 +67,13 @@ public:
             __dst._eofonly(static_cast<unsigned int>(__written));
         }
         __finished = true;
+    }
+
+    /// Begins anew at the string's start, in the block that it has.
+    void Restart() {
+        __dst.clear();
+        __written = 0;
+        __finished = false;
     }
 
 private:

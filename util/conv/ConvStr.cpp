@@ -5,8 +5,8 @@
 // record from then on. When the system's encoding is UTF-8 one converter serves as both, and
 // conversions between narrow texts are mere copies.
 
-#include "util/conv/LazyStatic.h"
 #include "util/conv/TextConv.h"
+#include "util/sys/LazyStatic.h"
 #include "util/sys/tls.h"
 
 #include <memory>

@@ -25,16 +25,23 @@ struct ICONV_PIECES {
     std::size_t target;
 };
 
-/// Steps through a source text of `Source` elements (char or wchar_t), writing to a string of the
-/// other kind. The descriptor is the caller's, who holds its lock.
-template <class Source, class String>
+/// Steps through a source text of `Source` elements (char or wchar_t), writing elements of the
+/// other kind to an output such as CConvOutput. The descriptor is the caller's, who holds its lock.
+template <class Source, class Output>
 class CIconvStepper {
 public:
     CIconvStepper(ICONV_CONVERT convert, void* descriptor, const Source* src, std::size_t length,
-                  CConvOutput<String>& output)
+                  Output& output)
         : __convert(convert), __descriptor(descriptor), __src(src), __length(length),
           __output(output) {
         __Reset();
+    }
+
+    /// Goes on with the same text where it lies now: what was not read so far, and maybe more.
+    void Rebase(const Source* src, std::size_t length) {
+        __src = src;
+        __length = length;
+        __pos = 0;
     }
 
     bool IsAtEnd() const { return __pos == __length; }
@@ -75,7 +82,7 @@ public:
     }
 
 private:
-    using ELEMENT = typename CConvOutput<String>::ELEMENT;
+    using ELEMENT = typename Output::ELEMENT;
 
     /// What an escape sequence and a character can need at most, with a good margin: a call with
     /// this room fails for want of room only after it gave output.
@@ -110,7 +117,7 @@ private:
     std::size_t __length;
     std::size_t __pos = 0;
     std::size_t __leastPiece = 0;
-    CConvOutput<String>& __output;
+    Output& __output;
 };
 
 } // namespace Quil::IMPL

@@ -6,9 +6,8 @@
 // repays.
 #pragma once
 
+#include "util/conv/Codec.h"
 #include "util/conv/IconvStepper.h"
-#include "util/conv/Utf8Codec.h"
-#include "util/text/stringEx.h"
 
 #include <array>
 #include <cstdint>
@@ -16,47 +15,71 @@
 
 namespace Quil::IMPL {
 
-/// The elements of text from which on filling a table pays.
-constexpr std::size_t tableThreshold = std::size_t{512} << 10;
-
-/// True if a charset's sequences depend on nothing before or behind them: it has no shift states
-/// and no combining characters that a decoder would wait for.
-bool IsStatelessCharset(const stringEx& name);
-
-/// Decodes the bytes and pairs of bytes that stand for one character below U+10000. Once made, it
-/// may be read by any thread.
-class CTableDecoder {
+/// Decodes the bytes and pairs of bytes that stand for one character below U+10000.
+class CTableDecoder final : public IDecoder {
 public:
     /// Fills the table by a descriptor that decodes, which must not be in use meanwhile.
     CTableDecoder(ICONV_CONVERT convert, void* descriptor);
 
-    /// Decodes from the start of `src` until the source or the room ends, or something comes that
-    /// the table doesn't hold.
-    CODEC_STEP operator()(wchar_t* dst, std::size_t room, const char* src,
-                          std::size_t length) const;
+    CODEC_STEP Convert(wchar_t* dst, std::size_t room, const char* src,
+                       std::size_t length) const override;
 
 private:
     void __FillPairs(ICONV_CONVERT convert, void* descriptor, unsigned int lead);
+    CODEC_STEP __ConvertPairs(wchar_t* dst, std::size_t room, const unsigned char* src,
+                              std::size_t length) const;
 
     std::array<char16_t, 0x100> __singles{}; ///< 0: not one by itself.
-    std::vector<char16_t> __pairs;           ///< By lead byte, then trail byte; 0: none.
+    std::vector<char16_t> __pairs;           ///< By trail byte, then lead byte; 0: none.
     bool __isAsciiPlain = true;              ///< The bytes below 0x80 are ASCII.
 };
 
-/// Encodes the characters below U+10000 that the charset has. Once made, it may be read by any
-/// thread.
-class CTableEncoder {
+/// Encodes the characters below U+10000 that the charset has.
+class CTableEncoder final : public IEncoder {
 public:
     /// Fills the table by a descriptor that encodes, which must not be in use meanwhile.
     CTableEncoder(ICONV_CONVERT convert, void* descriptor);
 
-    /// Encodes from the start of `src` until the source ends, less than utf8MaxSequence bytes of
-    /// room are left, or something comes that the table doesn't hold.
-    CODEC_STEP operator()(char* dst, std::size_t room, const wchar_t* src,
-                          std::size_t length) const;
+    CODEC_STEP Convert(char* dst, std::size_t room, const wchar_t* src,
+                       std::size_t length) const override;
 
 private:
     std::vector<std::uint32_t> __sequences; ///< The bytes, the first one lowest; 0: none.
+    bool __isAsciiPlain = true;
+};
+
+/// Decodes a charset all of whose characters are single bytes.
+class CByteDecoder final : public IDecoder {
+public:
+    /// What each byte stands for.
+    using CHARACTERS = std::array<wchar_t, 0x100>;
+
+    /// Asks the library what each byte stands for, "?" for those that it refuses. False if some
+    /// byte means nothing, or not the same, by itself: the charset isn't of this kind.
+    static bool Ask(ICONV_CONVERT convert, void* descriptor, CHARACTERS& characters);
+
+    explicit CByteDecoder(const CHARACTERS& characters);
+
+    CODEC_STEP Convert(wchar_t* dst, std::size_t room, const char* src,
+                       std::size_t length) const override;
+
+private:
+    CHARACTERS __characters;
+    bool __isAsciiPlain;
+};
+
+/// Encodes to such a charset the characters that its bytes stand for.
+class CByteEncoder final : public IEncoder {
+public:
+    /// Asks the library for the byte of each of the characters.
+    CByteEncoder(ICONV_CONVERT convert, void* descriptor,
+                 const CByteDecoder::CHARACTERS& characters);
+
+    CODEC_STEP Convert(char* dst, std::size_t room, const wchar_t* src,
+                       std::size_t length) const override;
+
+private:
+    std::vector<std::uint16_t> __bytes; ///< By character: the byte and a bit above; 0: none.
     bool __isAsciiPlain = true;
 };
 

@@ -4,9 +4,9 @@
 // Everything here is a value that is computed once and read without a lock from then on. The locale
 // and the environment are thus looked at once; later changes of theirs go unnoticed.
 
-#include "util/conv/LazyStatic.h"
 #include "util/conv/TextConv.h"
 #include "util/conv/TextConvTables.h"
+#include "util/sys/LazyStatic.h"
 #include "util/sys/errhdl.h"
 
 #include <algorithm>

@@ -5,11 +5,7 @@
 
 #include "util/conv/TextLibIConv.h"
 
-#include "util/conv/ConvOutput.h"
-#include "util/conv/IconvStepper.h"
-#include "util/conv/LazyStatic.h"
-#include "util/conv/TableCodec.h"
-#include "util/conv/Utf8Codec.h"
+#include "util/sys/LazyStatic.h"
 #include "util/sys/dllloader.h"
 #include "util/sys/errhdl.h"
 
@@ -49,10 +45,6 @@ constexpr IMPL::ICONV_PIECES libiconvDecoding{static_cast<std::size_t>(-1) / siz
 constexpr IMPL::ICONV_PIECES libiconvEncoding{static_cast<std::size_t>(-1) / sizeof(wchar_t), 512};
 constexpr IMPL::ICONV_PIECES decodingPieces{std::size_t{64} << 10, std::size_t{64} << 10};
 constexpr IMPL::ICONV_PIECES encodingPieces{std::size_t{16} << 10, std::size_t{64} << 10};
-
-/// Enough for the longest sequence of any UTF-8: what the library decides on before the text goes
-/// on by the road of our own.
-constexpr IMPL::ICONV_PIECES oneSequence{16, 64};
 
 /// Names of the catalogue that a library knows by a name of its own.
 constexpr struct {
@@ -151,69 +143,6 @@ void* OpenWithWide(const INTERFACE& library, OpenByName open) {
     return open(stringEx(nameOfWide));
 }
 
-/// Lets `codec` convert as far as it goes.
-template <class Source, class String, class Codec>
-void RunCodec(IMPL::CIconvStepper<Source, String>& stepper, IMPL::CConvOutput<String>& output,
-              const Codec& codec) {
-    IMPL::CODEC_STEP step{};
-    do {
-        const std::size_t rest = stepper.GetRestLength();
-        const std::size_t room = std::min(rest, decodingPieces.target) + IMPL::utf8MaxSequence;
-        auto* const target = output.Reserve(room, stepper.GetPos(), stepper.GetLength());
-        step = codec(target, output.GetRoom(), stepper.GetRest(), rest);
-        stepper.Skip(step.read);
-        output.Advance(step.written);
-    } while (step.read != 0);
-}
-
-/// Converts a whole text by the library.
-template <class String, class Source>
-void Convert(const INTERFACE& library, void* descriptor, const IMPL::ICONV_PIECES& pieces,
-             String& dst, const Source* src, std::size_t length) {
-    IMPL::CConvOutput<String> output(dst);
-    if (length == 0) {
-        return;
-    }
-    IMPL::CIconvStepper<Source, String> stepper(library.convert, descriptor, src, length, output);
-    while (!stepper.IsAtEnd()) {
-        stepper.Step(pieces);
-    }
-    output.Finish();
-}
-
-/// Converts a whole text by a codec that takes the plain part of it. The library gets only what
-/// isn't plain: a sequence at a time, since these charsets have no state to keep. A libiconv that
-/// drops input by itself gets all the rest instead, since what it drops may depend on what it was
-/// handed.
-template <class String, class Source, class Codec>
-void Convert(const INTERFACE& library, void* descriptor, const IMPL::ICONV_PIECES& pieces,
-             const Codec& codec, String& dst, const Source* src, std::size_t length) {
-    IMPL::CConvOutput<String> output(dst);
-    if (length == 0) {
-        return;
-    }
-    IMPL::CIconvStepper<Source, String> stepper(library.convert, descriptor, src, length, output);
-    RunCodec(stepper, output, codec);
-    while (!stepper.IsAtEnd()) {
-        stepper.Step(library.isLibiconv ? pieces : oneSequence);
-        if (!library.isLibiconv) {
-            RunCodec(stepper, output, codec);
-        }
-    }
-    output.Finish();
-}
-
-/// The table in `slot`, made if the text is long enough to repay that; null if it isn't. Tables are
-/// not for a libiconv, which may drop characters that it was asked for.
-template <class Table>
-const Table* TableFor(std::unique_ptr<const Table>& slot, const INTERFACE& library,
-                      void* descriptor, std::size_t length) {
-    if (slot == nullptr && length >= IMPL::tableThreshold && !library.isLibiconv) {
-        slot = std::make_unique<const Table>(library.convert, descriptor);
-    }
-    return slot.get();
-}
-
 } // namespace
 
 /// What all converters share: the library, where to look for it, and the lock over both. The
@@ -296,13 +225,11 @@ bool CTextLibIConv::__OpenFromWide() {
 }
 
 void CTextLibIConv::UseLibraryOnly(bool only) {
-    if (only) {
-        __road = ROAD::LIBRARY;
-    } else if (__enc.equal_no_case("UTF-8") || __enc.equal_no_case("UTF8")) {
-        __road = ROAD::UTF8;
-    } else {
-        __road = IMPL::IsStatelessCharset(__enc) ? ROAD::TABLE : ROAD::LIBRARY;
-    }
+    const INTERFACE& library = Global::If();
+    __codecs = only ? IMPL::CCharsetCodecs()
+                    : IMPL::CCharsetCodecs(__enc, library.convert, __toWide, __fromWide,
+                                           !library.isLibiconv);
+    __usesLibraryOnly = only;
 }
 
 CTextLibIConv::CTextLibIConv(const stringEx& enc) {
@@ -350,8 +277,20 @@ TTextConv* CTextLibIConv::New(const stringEx& enc) const {
 
 TTextConv* CTextLibIConv::Clone() const {
     auto clone = std::make_unique<CTextLibIConv>(__enc);
-    clone->__road = __road;
+    clone->UseLibraryOnly(__usesLibraryOnly);
     return clone.release();
+}
+
+IMPL::DECODING_WAY CTextLibIConv::__WayToWide(std::size_t length) const {
+    const INTERFACE& library = Global::If();
+    return {library.convert, __toWide, __codecs.DecoderFor(length),
+            library.isLibiconv ? libiconvDecoding : decodingPieces, library.isLibiconv};
+}
+
+IMPL::ENCODING_WAY CTextLibIConv::__WayFromWide(std::size_t length) const {
+    const INTERFACE& library = Global::If();
+    return {library.convert, __fromWide, __codecs.EncoderFor(length),
+            library.isLibiconv ? libiconvEncoding : encodingPieces, library.isLibiconv};
 }
 
 wstringEx CTextLibIConv::MBtoWC(const stringEx& src) const {
@@ -362,19 +301,7 @@ wstringEx CTextLibIConv::MBtoWC(const stringEx& src) const {
 
 void CTextLibIConv::MBtoWC(wstringEx& dst, const stringEx& src) const {
     CFastSessionLock lock(__mutex);
-    const INTERFACE& library = Global::If();
-    const IMPL::ICONV_PIECES& pieces = library.isLibiconv ? libiconvDecoding : decodingPieces;
-    const char* const text = src.c_str();
-    const unsigned int length = src.length();
-    if (__road == ROAD::UTF8) {
-        Convert(library, __toWide, pieces, IMPL::DecodeUtf8, dst, text, length);
-    } else if (const auto* table = __road == ROAD::TABLE
-                                       ? TableFor(__decoder, library, __toWide, length)
-                                       : nullptr) {
-        Convert(library, __toWide, pieces, *table, dst, text, length);
-    } else {
-        Convert(library, __toWide, pieces, dst, text, length);
-    }
+    IMPL::ConvertWhole(__WayToWide(src.length()), dst, src.c_str(), src.length());
 }
 
 stringEx CTextLibIConv::WCtoMB(const wstringEx& src) const {
@@ -385,19 +312,7 @@ stringEx CTextLibIConv::WCtoMB(const wstringEx& src) const {
 
 void CTextLibIConv::WCtoMB(stringEx& dst, const wstringEx& src) const {
     CFastSessionLock lock(__mutex);
-    const INTERFACE& library = Global::If();
-    const IMPL::ICONV_PIECES& pieces = library.isLibiconv ? libiconvEncoding : encodingPieces;
-    const wchar_t* const text = src.c_str();
-    const unsigned int length = src.length();
-    if (__road == ROAD::UTF8) {
-        Convert(library, __fromWide, pieces, IMPL::EncodeUtf8, dst, text, length);
-    } else if (const auto* table = __road == ROAD::TABLE
-                                       ? TableFor(__encoder, library, __fromWide, length)
-                                       : nullptr) {
-        Convert(library, __fromWide, pieces, *table, dst, text, length);
-    } else {
-        Convert(library, __fromWide, pieces, dst, text, length);
-    }
+    IMPL::ConvertWhole(__WayFromWide(src.length()), dst, src.c_str(), src.length());
 }
 
 bool CTextLibIConv::IsExternalDependencyReady() {

@@ -2,21 +2,16 @@
 //
 // The first converter looks for the library: the one at the location set, else libiconv, else the C
 // library's own functions in the running program. From then on it stays. Text goes through the
-// library in large steps, straight into the destination's block; UTF-8 has a road of its own for
-// the part of a text that is valid.
+// library in large steps, straight into the destination's block; the plain part of a text in the
+// common charsets goes by codecs.
 #pragma once
 
+#include "util/conv/CharsetCodecs.h"
+#include "util/conv/IconvWay.h"
 #include "util/conv/TextConv.h"
 #include "util/sys/mutex.h"
 
-#include <memory>
-
 namespace Quil {
-
-namespace IMPL {
-class CTableDecoder;
-class CTableEncoder;
-} // namespace IMPL
 
 /// A converter by iconv. It owns two conversion descriptors, which have state: each conversion
 /// resets its descriptor and holds the object's lock, so any thread may call.
@@ -62,12 +57,13 @@ public:
     /// The library's file, for the next attempt to load it; a loaded one stays. Empty: search.
     static void SetExternalDependencyLocation(const stringEx& path);
 
+    /// How the next text, of `length` elements, is decoded or encoded. For conversions by blocks,
+    /// which own the converter and are the only ones to use it.
+    IMPL::DECODING_WAY __WayToWide(std::size_t length) const;
+    IMPL::ENCODING_WAY __WayFromWide(std::size_t length) const;
+
 private:
     class Global;
-
-    /// How the plain part of a text goes: through the library like the rest, by the codec for
-    /// UTF-8, or, if it is long, by tables that the library has filled.
-    enum class ROAD { LIBRARY, UTF8, TABLE };
 
     static void __AddRef();
 
@@ -79,9 +75,8 @@ private:
     void* __fromWide;
     stringEx __enc; ///< The name that was really opened.
     mutable CFastMutex __mutex;
-    ROAD __road = ROAD::LIBRARY;
-    mutable std::unique_ptr<const IMPL::CTableDecoder> __decoder; ///< Made by the first long text.
-    mutable std::unique_ptr<const IMPL::CTableEncoder> __encoder;
+    mutable IMPL::CCharsetCodecs __codecs;
+    bool __usesLibraryOnly = false;
 };
 
 } // namespace Quil

@@ -6,7 +6,7 @@
 
 #include "util/conv/TextLibIcu.h"
 
-#include "util/conv/LazyStatic.h"
+#include "util/sys/LazyStatic.h"
 #include "util/sys/dllloader.h"
 #include "util/sys/errhdl.h"
 

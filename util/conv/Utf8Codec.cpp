@@ -4,9 +4,9 @@
 #include "util/conv/Utf8Codec.h"
 
 #include "util/conv/AsciiBlock.h"
+#include "util/conv/Utf8Runs.h"
 
 #include <cstdint>
-#include <cstring>
 
 namespace Quil::IMPL {
 
@@ -69,6 +69,11 @@ struct DECODER {
     template <unsigned Length>
     bool SequenceRun() {
         const unsigned char* const start = src;
+        if constexpr (Length == 3) {
+            const CODEC_STEP run = DecodeTriples(dst, Room(), src, SrcLeft());
+            src += run.read;
+            dst += run.written;
+        }
         while (SrcLeft() >= Length && dst != dstEnd) {
             const std::uint32_t c = DecodeSequence<Length>(src);
             if (c == 0) {
@@ -111,6 +116,13 @@ struct ENCODER {
         }
     }
 
+    bool TripleRun() {
+        const CODEC_STEP run = EncodeTriples(dst, Room(), src, SrcLeft());
+        src += run.read;
+        dst += run.written;
+        return run.read != 0;
+    }
+
     static unsigned char Continuation(std::uint32_t bits) {
         return static_cast<unsigned char>(0x80U | (bits & 0x3FU));
     }
@@ -122,6 +134,9 @@ struct ENCODER {
             const std::uint32_t c = Current();
             if (c < 0x80) {
                 return true;
+            }
+            if (c >= 0x800 && TripleRun()) {
+                continue;
             }
             if (c < 0x800) {
                 *dst++ = static_cast<unsigned char>(0xC0U | c >> 6);
@@ -145,68 +160,7 @@ struct ENCODER {
     }
 };
 
-/// The state of a validation.
-struct VALIDATOR {
-    const unsigned char* src;
-    const unsigned char* srcEnd;
-
-    std::size_t SrcLeft() const { return static_cast<std::size_t>(srcEnd - src); }
-
-    /// Passes over ASCII, a word's width of eight bytes at a time and eight of those together.
-    void AsciiRun() {
-        constexpr std::uint64_t beyondAscii = 0x8080808080808080U;
-        constexpr std::size_t words = 8;
-        std::uint64_t block[words];
-        while (SrcLeft() >= sizeof block) {
-            std::memcpy(block, src, sizeof block);
-            std::uint64_t all = 0;
-            for (const std::uint64_t word : block) {
-                all |= word;
-            }
-            if ((all & beyondAscii) != 0) {
-                break;
-            }
-            src += sizeof block;
-        }
-        while (src != srcEnd && *src < 0x80) {
-            ++src;
-        }
-    }
-
-    template <unsigned Length>
-    bool SequenceRun() {
-        const unsigned char* const start = src;
-        while (SrcLeft() >= Length && DecodeSequence<Length>(src) != 0) {
-            src += Length;
-        }
-        return src != start;
-    }
-
-    bool MultiByteRun() {
-        if (*src < 0xE0) {
-            return SequenceRun<2>();
-        }
-        return *src < 0xF0 ? SequenceRun<3>() : SequenceRun<4>();
-    }
-};
-
 } // namespace
-
-std::size_t ValidUtf8Length(const char* src, std::size_t length) {
-    const auto* const start = reinterpret_cast<const unsigned char*>(src);
-    VALIDATOR validator{start, start + length};
-    do {
-        validator.AsciiRun();
-    } while (validator.src != validator.srcEnd && validator.MultiByteRun());
-    return static_cast<std::size_t>(validator.src - start);
-}
-
-std::size_t AsciiLength(const char* src, std::size_t length) {
-    const auto* const start = reinterpret_cast<const unsigned char*>(src);
-    VALIDATOR validator{start, start + length};
-    validator.AsciiRun();
-    return static_cast<std::size_t>(validator.src - start);
-}
 
 CODEC_STEP DecodeUtf8(wchar_t* dst, std::size_t room, const char* src, std::size_t length) {
     const auto* const start = reinterpret_cast<const unsigned char*>(src);

@@ -5,18 +5,14 @@
 // it: they stop there and leave that place to the library.
 #pragma once
 
+#include "util/conv/Codec.h"
+
 #include <cstddef>
 
 namespace Quil::IMPL {
 
-/// How far a step came, in elements of the source and of the target.
-struct CODEC_STEP {
-    std::size_t read;
-    std::size_t written;
-};
-
 /// The room that the encoder wants to have left before it writes a character.
-constexpr std::size_t utf8MaxSequence = 4;
+constexpr std::size_t utf8MaxSequence = longestCharacter;
 
 /// Decodes from the start of `src` until the source ends, `room` wide characters are written, or a
 /// sequence comes that is cut or not strictly valid.
@@ -25,12 +21,5 @@ CODEC_STEP DecodeUtf8(wchar_t* dst, std::size_t room, const char* src, std::size
 /// Encodes from the start of `src` until the source ends, less than utf8MaxSequence bytes of room
 /// are left, or an element comes that is no Unicode scalar value.
 CODEC_STEP EncodeUtf8(char* dst, std::size_t room, const wchar_t* src, std::size_t length);
-
-/// The length in bytes of the strictly valid text at the start of `src`: all of it, or up to the
-/// first sequence that is cut or not valid.
-std::size_t ValidUtf8Length(const char* src, std::size_t length);
-
-/// The number of bytes at the start of `src` that are ASCII.
-std::size_t AsciiLength(const char* src, std::size_t length);
 
 } // namespace Quil::IMPL

@@ -2,9 +2,10 @@
 
 #include "util/file/buffered_stream.h"
 
+#include "util/sys/cancel.h"
+
 #include <algorithm>
 #include <cstring>
-#include <cxxabi.h>
 #include <exception>
 
 namespace Quil {
@@ -67,10 +68,9 @@ void CBufferedSeekableSource<T>::SeekEnd(const CLongLongNative& offset) const {
 
 template <class T>
 CBufferedSeekableSink<T>::~CBufferedSeekableSink() noexcept(false) {
+    const IMPL::CCancelHold hold; // a cancelled thread ends with its data written
     try {
         _FlushBuffer();
-    } catch (abi::__forced_unwind&) {
-        throw; // a thread's cancellation must not be caught
     } catch (...) {
         if (std::uncaught_exceptions() == 0)
             throw;

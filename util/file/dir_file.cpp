@@ -106,7 +106,10 @@ template <class S>
 void ReadWhole(const stringEx& path, S& data) {
     stringEx name(path);
     name.detach_if_static();
-    data = S();
+    if (data.is_static())
+        data = S(); // what was looked at isn't to be written over
+    else
+        data.clear(); // and the block, if nobody shares it, serves this file too
     if (name.empty())
         throw dirExp(EMPTY_ARGUMENT, stringEx("CDir::ReadFile - read what ?"));
     CSysFile file;

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "util/sys/cancel.h"
 #include "util/sys/handle.h"
 
 #include <new>
@@ -13,10 +14,12 @@ struct SHARED_DESCRIPTOR {
     int descriptor;
 };
 
-/// Closes by `Owner::__Close`, which may throw an exception of the owner's area.
+/// Closes by `Owner::__Close`, which may throw an exception of the owner's area. A cancelled thread
+/// ends after that: whether an interrupted close has happened, nobody could tell.
 template <class Owner>
 struct DescriptorDeletor {
     void operator()(SHARED_DESCRIPTOR* shared) const noexcept(false) {
+        const CCancelHold hold;
         const int descriptor = shared->descriptor;
         delete shared;
         if (descriptor != -1)

@@ -66,7 +66,9 @@ constexpr ERROR_TEXT STATUS_ERRORS[] = {
 };
 
 CTime ToTime(const timespec& time) {
-    return CTime(time.tv_sec * 1000000LL + time.tv_nsec / 1000);
+    CTimeSpan since1970;
+    since1970.FromTimespec(time); // a file system may keep times beyond the library's
+    return tmZERO + since1970;
 }
 
 /// A null pointer gives the mark that leaves a time as it is.

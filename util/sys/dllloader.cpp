@@ -1,3 +1,5 @@
+// The system's loader, and its words for a failure, which are fetched before anything else can
+// replace them.
 #include "util/sys/dllloader.h"
 
 #include "util/conv/TextConv.h"

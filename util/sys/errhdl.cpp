@@ -1,3 +1,5 @@
+// The net of last resort. Handlers run where almost nothing is safe: each of their steps is
+// guarded, an alarm bounds them all, and a second entry ends the process at once.
 #include "util/sys/errhdl.h"
 
 #include "util/conv/TextConv.h"

@@ -39,11 +39,13 @@ private:
 };
 
 // Each class adds nothing but its place in the tree.
+// NOLINTBEGIN(bugprone-macro-parentheses): names of classes can't be in parentheses
 #define QUIL_EXCEPTION(name, parent)                                                               \
     class name : public parent {                                                                   \
     public:                                                                                        \
         using parent::parent;                                                                      \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 QUIL_EXCEPTION(utilExp, qlExp);
 

@@ -1,3 +1,5 @@
+// The waits of events. One loop serves them all: it ends when the flag is up, or when the count of
+// raises is another than it was when the wait began.
 #include "util/sys/event.h"
 
 #include "util/sys/errhdl.h"

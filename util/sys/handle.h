@@ -126,6 +126,7 @@ public:
     /// Shares the other's object. Handles of one and the same object stay as they are. The source
     /// is counted before the old object goes, so that `h = h->next` may destroy what `h->next` lies
     /// in. An exception of the deleter goes to the caller, and this handle is then empty.
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): it is one of the same object
     CHandle& operator=(const CHandle& other) noexcept(sm_releaseIsNothrow) {
         if (__object != other.__object) {
             __Install(CHandle(other));
@@ -133,6 +134,7 @@ public:
         return *this;
     }
 
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor): the deleter decides
     CHandle& operator=(CHandle&& other) noexcept(sm_releaseIsNothrow) {
         if (__object != other.__object) {
             __Install(CHandle(std::move(other)));

@@ -1,3 +1,5 @@
+// The lock of lazily built statics. It is ready without a constructor's run and never destroyed, so
+// there is no order that could be wrong.
 #include "util/sys/internal.h"
 
 #include "util/sys/immortal.h"

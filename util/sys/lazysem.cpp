@@ -1,3 +1,5 @@
+// The semaphore of a fast lock, published by the first thread that needs one; who loses that race
+// throws its own away.
 #include "util/sys/lazysem.h"
 
 #include "util/sys/cancel.h"

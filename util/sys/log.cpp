@@ -1,3 +1,5 @@
+// The log as its users see it. Each operation goes to the body, and whatever is taken out under a
+// lock is released after it, since a release may run foreign code.
 #include "util/sys/log.h"
 
 #include "util/sys/advSync.h"
@@ -288,8 +290,10 @@ void CStreamLogger::OnLogMsg(const CTime& time, CLog::LEVEL level, const stringE
 void CStreamLogger::Flush() {
     try {
         __stream.flush();
-    } catch (const std::ios_base::failure&) {
-        return; // its state tells those who ask
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (...) { // its buffer's own failure, too
+        return;     // its state tells those who ask
     }
 }
 

@@ -1,3 +1,5 @@
+// The log's output, its modes and its thread. No message is lost when a mode is left: the queue is
+// closed, the thread stopped, what it left is written, and only then do callers write themselves.
 #include "util/sys/log_body.h"
 
 #include "util/sys/cancel.h"
@@ -43,7 +45,7 @@ CLoggingThread::CLoggingThread(const LogBodyHandle& body, unsigned int queueLeng
     : __queue(new LogQueue(queueLength)), __body(body) {}
 
 CLoggingThread::~CLoggingThread() noexcept(false) {
-    if (!TryStop()) {
+    if (!CLoggingThread::TryStop()) {
         Wait();
     }
 }

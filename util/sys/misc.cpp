@@ -1,3 +1,4 @@
+// Answers from the process's environment and its files under /proc.
 #include "util/sys/misc.h"
 
 #include "util/conv/TextConv.h"
@@ -52,9 +53,14 @@ void GetCmdLine(stringEx& line) {
 }
 
 void GetCmdLine(wstringEx& line) {
-    stringEx narrow;
-    GetCmdLine(narrow);
-    ConvStrSToW(line, narrow);
+    line.clear();
+    try {
+        stringEx narrow;
+        GetCmdLine(narrow);
+        ConvStrSToW(line, narrow);
+    } catch (...) {
+        line.clear();
+    }
 }
 
 namespace IMPL {

@@ -1,3 +1,4 @@
+// The slow roads of the fast lock, and the system's locks with the words for their failures.
 #include "util/sys/mutex.h"
 
 #include "util/sys/cancel.h"

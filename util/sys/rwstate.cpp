@@ -1,3 +1,5 @@
+// The steps of readers and writers, the same for locks of every kind: entry lock, count, and the
+// semaphore that is the resource.
 #include "util/sys/rwstate.h"
 
 #include "util/sys/errhdl.h"

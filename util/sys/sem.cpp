@@ -1,3 +1,4 @@
+// The system's semaphores with the words for their failures, and the count of the fast one.
 #include "util/sys/sem.h"
 
 #include "util/sys/errhdl.h"

@@ -1,3 +1,5 @@
+// Blocks by name. A name can be seen before its block has a size, so who opens it waits for that:
+// memory behind the end must not be touched.
 #include "util/sys/shmem.h"
 
 #include "util/sys/errhdl.h"

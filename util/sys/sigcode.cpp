@@ -1,3 +1,4 @@
+// The reports on crash signals, from a table of titles and reasons.
 #include "util/sys/sigcode.h"
 
 #include "util/file/longlong.h"

@@ -1,3 +1,4 @@
+// Sets up the alternate signal stack of a thread and takes it away again.
 #include "util/sys/sigstack.h"
 
 #include <csignal>

@@ -1,6 +1,7 @@
 // The stack on which a thread's crash handler runs, so that an overflow of its own can be handled.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
 namespace Quil::IMPL {
@@ -18,7 +19,7 @@ public:
     static void Install(void* memory, std::size_t size) noexcept;
 
     /// Room for the handler: it formats a message and calls the loggers.
-    static constexpr std::size_t SIZE = 64 * 1024;
+    static constexpr std::size_t SIZE = std::size_t{64} * 1024;
 
 private:
     std::unique_ptr<unsigned char[]> __memory;

@@ -1,3 +1,5 @@
+// The messages of failed system calls: known numbers by the thrower's table, the rest by the
+// system.
 #include "util/sys/syserror.h"
 
 #include "util/sys/errhdl.h"

@@ -1,3 +1,5 @@
+// The states of a thread object. They change under the record's lock, and that is free whenever a
+// thread that still needs it is waited for.
 #include "util/sys/thread.h"
 
 #include "util/sys/advSync.h"

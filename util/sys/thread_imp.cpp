@@ -1,3 +1,5 @@
+// A thread of the system from its start to its join: what runs on it around the entry, how it is
+// held and let go, and how it is scheduled.
 #include "util/sys/thread_imp.h"
 
 #include "util/conv/TextConv.h"

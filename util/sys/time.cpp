@@ -58,6 +58,13 @@ long long Multiply(long long a, long long b) {
     return product;
 }
 
+/// The count of the system's forms. Their part below a second counts forward, so before 1970 the
+/// whole seconds may lie beyond the range that the sum is in.
+long long FromSeconds(long long seconds, long long microseconds) {
+    return seconds < 0 ? Add(Multiply(seconds + 1, SECOND), microseconds - SECOND)
+                       : Add(Multiply(seconds, SECOND), microseconds);
+}
+
 bool IsLeap(long long year) {
     return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
 }
@@ -165,7 +172,7 @@ void CTimeSpan::ToTimespec(timespec& out) const {
 }
 
 void CTimeSpan::FromTimespec(const timespec& in) {
-    __count = Add(Multiply(in.tv_sec, SECOND), in.tv_nsec / 1000);
+    __count = FromSeconds(in.tv_sec, in.tv_nsec / 1000);
 }
 
 void CTimeSpan::ToTimeval(timeval& out) const {
@@ -174,7 +181,7 @@ void CTimeSpan::ToTimeval(timeval& out) const {
 }
 
 void CTimeSpan::FromTimeval(const timeval& in) {
-    __count = Add(Multiply(in.tv_sec, SECOND), in.tv_usec);
+    __count = FromSeconds(in.tv_sec, in.tv_usec);
 }
 
 CTimeSpan CTimeSpan::operator+(const CTimeSpan& other) const {
@@ -210,7 +217,7 @@ void CTime::GetTime(TIME& out, short tz) const {
     const long long year = YearOfDay(day);
     const auto dayOfYear = static_cast<unsigned int>(day - DayOfYearStart(year));
     unsigned int month = dayOfYear / 32 + 1;
-    while (DaysBefore(year, month) <= dayOfYear) {
+    while (month < DECEMBER && DaysBefore(year, month) <= dayOfYear) {
         ++month;
     }
     out.year = static_cast<long>(year);

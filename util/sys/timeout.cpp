@@ -1,3 +1,5 @@
+// Sums of clock and offset that neither overflow nor leave the form which the system's waits
+// demand.
 #include "util/sys/timeout.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// The system's keys for thread-specific values, with the words for their failures.
 #include "util/sys/tls.h"
 
 #include "util/sys/errhdl.h"

@@ -21,21 +21,17 @@ bool EqualNoCase(const stringEx& a, const stringEx& b) {
 constexpr char PROTECTED = '\0';
 
 /// White space characters and the codes that stand for them while a flat line is cut.
-const stringEx (&ProtectionTable())[6][2] {
-    static const stringEx table[6][2] = {{"\t", "09"}, {"\n", "0A"}, {"\v", "0B"},
-                                         {"\r", "0D"}, {" ", "20"},  {"", ""}};
-    return table;
-}
+using PROTECTION_TABLE = const stringEx[6][2];
 
 /// Escapes the white space of each quoted stretch of `line`, the quotes staying where they are.
-void ProtectQuoted(stringEx& line) {
+void ProtectQuoted(stringEx& line, PROTECTION_TABLE& table) {
     std::vector<std::pair<unsigned int, unsigned int>> fields;
     line.get_all_fields(fields, "\"");
     unsigned int shift = 0; // how much longer earlier rewrites made the line
     for (std::size_t i = 1; i < fields.size(); i += 2) {
         const auto [start, length] = fields[i];
         stringEx quoted(line, start + shift, length);
-        quoted.escape_translate(PROTECTED, ProtectionTable(), true);
+        quoted.escape_translate(PROTECTED, table, true);
         line.replace(start + shift, length, quoted);
         shift += quoted.length() - length;
     }
@@ -78,11 +74,11 @@ int CCmdArgParser::Parse(const std::vector<wstringEx>& arguments) {
                        [&](std::size_t i) -> const wstringEx& { return arguments[i]; });
 }
 
-int CCmdArgParser::Parse(stringEx line) {
+int CCmdArgParser::Parse(const stringEx& line) {
     return _Parse(ConvStrSToT(line));
 }
 
-int CCmdArgParser::Parse(wstringEx line) {
+int CCmdArgParser::Parse(const wstringEx& line) {
     return _Parse(ConvStrSToT(line));
 }
 
@@ -94,7 +90,9 @@ int CCmdArgParser::_Parse(stringEx line) {
         return 0;
     }
     __arguments.clear();
-    ProtectQuoted(line);
+    PROTECTION_TABLE table = {{"\t", "09"}, {"\n", "0A"}, {"\v", "0B"},
+                              {"\r", "0D"}, {" ", "20"},  {"", ""}};
+    ProtectQuoted(line, table);
     line.find_replace("\"", stEMPTY, 0, true);
     line.shrink_set("\t\v\n\r ", " ", 0, true);
 
@@ -104,7 +102,7 @@ int CCmdArgParser::_Parse(stringEx line) {
     for (std::size_t i = 0; i < fields.size(); ++i) {
         stringEx& raw = __arguments[i].raw;
         raw.assign(line, fields[i].first, fields[i].second);
-        raw.escape_restore(PROTECTED, ProtectionTable(), true, false);
+        raw.escape_restore(PROTECTED, table, true, false);
     }
     return __ReParse();
 }

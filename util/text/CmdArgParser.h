@@ -44,8 +44,8 @@ public:
     /// One flat line, split at white space. Double quotes protect the white space between them and
     /// are dropped; a quote within a word doesn't cut it, an unclosed one protects all to the end,
     /// and there is no escape for a quote. A line of only blanks keeps the arguments and gives 0.
-    int Parse(stringEx line);
-    int Parse(wstringEx line);
+    int Parse(const stringEx& line);
+    int Parse(const wstringEx& line);
 
     // Configuration. Each sorts again what is held; 1 at once when nothing is.
 

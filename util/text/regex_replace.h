@@ -9,6 +9,7 @@
 #include "util/text/text_build.h"
 
 #include <array>
+#include <cstdint>
 #include <new>
 #include <utility>
 #include <vector>
@@ -22,13 +23,35 @@ inline int regex_execute_flags(bool notBol, bool notEol) {
     return REG_STARTEND | (notBol ? REG_NOTBOL : 0) | (notEol ? REG_NOTEOL : 0);
 }
 
-/// The searches of one expression in one text.
+/// What the handle of a compiled expression points to: the engine's record, and directly behind it
+/// the flags that it was compiled with.
+struct regex_record {
+    regex_t re;
+    std::uint32_t flags;
+
+    static regex_record& Of(unsigned char* block) noexcept {
+        return *static_cast<regex_record*>(static_cast<void*>(block));
+    }
+    bool is_newline_sensitive() const noexcept { return (flags & REG_NEWLINE) != 0; }
+};
+
+/// Puts the elements in a replacement that its escapes name.
+template <class S>
+void translate_replacement(S& rep);
+
+/// The searches of one expression in one text at a time.
 template <class T>
 class regex_search {
 public:
-    regex_search(const regex_t& re, text_ref<T> text, bool notEol) : __context(&re), __text(text) {
+    regex_search(const regex_t& re, text_ref<T> text, bool notEol)
+        : __context(&re), __text(text), __eflags(regex_execute_flags(false, notEol)) {
+        set_text(text);
+    }
+
+    /// Goes on in another text with what was learned of the expression.
+    void set_text(text_ref<T> text) {
+        __text = text;
         __context.settext(text.data, text.length);
-        __eflags = regex_execute_flags(false, notEol);
     }
 
     /// True if there is a match at or behind `pos`; `groups` groups are then told of.
@@ -109,15 +132,13 @@ struct copy_out_beginning {
 
 /// The one loop of all replace-all forms: appends the result to `to`, which is empty and apart from
 /// the text, and answers the number of matches; with none, nothing is appended. `decide` tells, for
-/// a search at a position, whether it does not begin a line.
+/// a search at a position, whether it does not begin a line. The text is that of `searches`.
 template <class T, class Decide>
-unsigned int regex_replace_all(basic_buffer<T>& to, text_ref<T> text, const regex_t& re,
-                               bool sensitive, text_ref<T> rep, bool notBol, bool notEol,
+unsigned int regex_replace_all(basic_buffer<T>& to, text_ref<T> text, regex_search<T>& searches,
+                               bool sensitive, const regex_template<T>& filler, bool notBol,
                                Decide decide) {
-    const regex_template<T> filler(rep, re.re_nsub + 1);
     const T* const source = text.data;
     const unsigned int length = text.length;
-    regex_search<T> searches(re, text, notEol);
     if (length == 0 || !searches.find(0, notBol, filler.groups_used())) {
         return 0;
     }

@@ -4,7 +4,7 @@
 #include "util/text/string_regex.h"
 
 #include "regex/regex.h"
-#include "util/sys/internal.h"
+#include "util/sys/LazyStatic.h"
 #include "util/sys/tls.h"
 #include "util/text/byteEx.h"
 #include "util/text/regex_replace.h"
@@ -12,9 +12,10 @@
 #include "util/text/wstringEx.h"
 
 #include <array>
-#include <atomic>
 
 namespace Quil {
+
+using record = IMPL::regex_record;
 
 namespace {
 
@@ -80,16 +81,24 @@ private:
     S __rows[CLASS_ESCAPES.size() + ELEMENT_ESCAPES.size() + 1][2];
 };
 
-template <class S>
-void translate_pattern(S& pattern) {
-    static const escape_table<S> table(CLASS_ESCAPES, ELEMENT_ESCAPES);
-    table.restore(pattern);
-}
+// What all threads use is never destroyed: threads may outlast the statics of the program.
 
 template <class S>
-void translate_replacement(S& rep) {
-    static const escape_table<S> table(ELEMENT_ESCAPES);
-    table.restore(rep);
+constinit IMPL::CLazyStatic<const escape_table<S>> patternEscapes;
+template <class S>
+constinit IMPL::CLazyStatic<const escape_table<S>> replacementEscapes;
+template <class S>
+constinit IMPL::CLazyStatic<CTlsSlot> threadSlot;
+
+template <class S>
+void translate_pattern(S& pattern) {
+    patternEscapes<S>.Get([] { return new const escape_table<S>(CLASS_ESCAPES, ELEMENT_ESCAPES); }).restore(pattern);
+}
+
+/// The slot of the threads' records.
+template <class S>
+CTlsSlot& thread_slot() {
+    return threadSlot<S>.Get([] { return new CTlsSlot; });
 }
 
 template <class S>
@@ -126,18 +135,10 @@ std::uint32_t compile_flags(bool ignoreCase, bool newline, bool extended) {
 
 } // namespace
 
-/// What a handle points to: the engine's record, and directly behind it the flags it was compiled
-/// with.
-template <class Self, class T>
-struct string_regex<Self, T>::COMPILED {
-    regex_t re;
-    std::uint32_t flags;
-
-    static COMPILED& Of(const regex_handle& handle) noexcept {
-        return *static_cast<COMPILED*>(static_cast<void*>(handle.get()));
-    }
-    bool is_newline_sensitive() const noexcept { return (flags & REG_NEWLINE) != 0; }
-};
+template <class S>
+void IMPL::translate_replacement(S& rep) {
+    replacementEscapes<S>.Get([] { return new const escape_table<S>(ELEMENT_ESCAPES); }).restore(rep);
+}
 
 /// The last pattern that a thread has given as text.
 template <class Self, class T>
@@ -180,43 +181,6 @@ struct string_regex<Self, T>::CACHE {
     }
 };
 
-/// The slot of the threads' records, made on first use and given back when the program ends.
-template <class Self, class T>
-class string_regex<Self, T>::tls_slot {
-public:
-    constexpr tls_slot() noexcept = default;
-    tls_slot(const tls_slot&) = delete;
-    tls_slot& operator=(const tls_slot&) = delete;
-    ~tls_slot() {
-        try {
-            delete __slot.load(std::memory_order_acquire);
-        } catch (...) { // the key goes with the process anyway
-            __slot = nullptr;
-        }
-    }
-
-    static CTlsSlot& Get() {
-        CTlsSlot* slot = sm_one.__slot.load(std::memory_order_acquire);
-        if (slot == nullptr) {
-            const CFastSessionLock lock(IMPL::GetStaticLocalVarInitLock());
-            slot = sm_one.__slot.load(std::memory_order_acquire);
-            if (slot == nullptr) {
-                slot = new CTlsSlot;
-                sm_one.__slot.store(slot, std::memory_order_release);
-            }
-        }
-        return *slot;
-    }
-
-private:
-    static tls_slot sm_one;
-
-    std::atomic<CTlsSlot*> __slot{nullptr};
-};
-
-template <class Self, class T>
-constinit typename string_regex<Self, T>::tls_slot string_regex<Self, T>::tls_slot::sm_one;
-
 template <class Self, class T>
 auto string_regex<Self, T>::regex_comp(Self pattern, bool ignoreCase, bool newline, bool extended,
                                        bool translate) -> regex_handle {
@@ -227,7 +191,7 @@ auto string_regex<Self, T>::regex_comp(Self pattern, bool ignoreCase, bool newli
         translate_pattern(pattern);
     }
     const std::uint32_t flags = compile_flags(ignoreCase, newline, extended);
-    auto compiled = std::make_unique<COMPILED>(COMPILED{{}, flags});
+    auto compiled = std::make_unique<record>(record{{}, flags});
     if (engine<T>::comp(&compiled->re, pattern.c_str(), pattern.length(),
                         static_cast<int>(flags)) != REG_OKAY) {
         return {};
@@ -238,7 +202,7 @@ auto string_regex<Self, T>::regex_comp(Self pattern, bool ignoreCase, bool newli
 template <class Self, class T>
 void string_regex<Self, T>::__regex_free(void* block) noexcept {
     if (block != nullptr) {
-        auto* const compiled = static_cast<COMPILED*>(block);
+        auto* const compiled = static_cast<record*>(block);
         engine<T>::free(&compiled->re);
         delete compiled;
     }
@@ -254,7 +218,7 @@ template <class Self, class T>
 bool string_regex<Self, T>::regex_match_with_comp(const regex_handle& handle, bool notBol,
                                                   bool notEol) const {
     return handle &&
-           engine<T>::exec(&COMPILED::Of(handle).re, this->c_str(), this->length(), nullptr, 0,
+           engine<T>::exec(&record::Of(handle.get()).re, this->c_str(), this->length(), nullptr, 0,
                            nullptr, IMPL::regex_execute_flags(notBol, notEol)) == REG_OKAY;
 }
 
@@ -265,7 +229,7 @@ bool string_regex<Self, T>::regex_match_with_comp(const regex_handle& handle, un
     if (!handle) {
         return false;
     }
-    IMPL::regex_search<T> one(COMPILED::Of(handle).re, *this, notEol);
+    IMPL::regex_search<T> one(record::Of(handle.get()).re, *this, notEol);
     if (!one.find(0, notBol, 1)) {
         return false;
     }
@@ -289,7 +253,7 @@ bool string_regex<Self, T>::regex_find(regex_result& out, Self pattern, unsigned
                                        bool extended, bool notBol, bool notEol, bool translate,
                                        bool continued) const {
     out.clear();
-    CTlsSlot& slot = tls_slot::Get();
+    CTlsSlot& slot = thread_slot<Self>();
     auto* cache = static_cast<CACHE*>(slot.GetValue());
     if (pattern.empty()) {
         if (cache != nullptr) {
@@ -328,7 +292,7 @@ bool string_regex<Self, T>::regex_find_with_comp(regex_result& out, const regex_
     if (!handle || start >= this->length()) {
         return false;
     }
-    const COMPILED& compiled = COMPILED::Of(handle);
+    const record& compiled = record::Of(handle.get());
     IMPL::regex_search<T> searches(compiled.re, *this, notEol);
     if (!searches.find_nth(index, start, notBol, continued,
                            [&] { return compiled.is_newline_sensitive(); })) {
@@ -343,7 +307,7 @@ template <class Self, class T>
 void string_regex<Self, T>::__ReplaceOne(const regex_result& groups, Self& rep, bool translate) {
     rep.detach_if_static();
     if (translate) {
-        translate_replacement(rep);
+        IMPL::translate_replacement(rep);
     }
     Self filled;
     IMPL::text_writer<T> out(filled);
@@ -389,13 +353,15 @@ template <class Decide>
 unsigned int string_regex<Self, T>::__ReplaceAll(Self& to, const regex_handle& handle, Self rep,
                                                  bool notBol, bool notEol, bool translate,
                                                  Decide decide) const {
-    const COMPILED& compiled = COMPILED::Of(handle);
+    const record& compiled = record::Of(handle.get());
     rep.detach_if_static();
     if (translate) {
-        translate_replacement(rep);
+        IMPL::translate_replacement(rep);
     }
-    return IMPL::regex_replace_all<T>(to, *this, compiled.re, compiled.is_newline_sensitive(), rep,
-                                      notBol, notEol, decide);
+    const IMPL::regex_template<T> filler(rep, compiled.re.re_nsub + 1);
+    IMPL::regex_search<T> searches(compiled.re, *this, notEol);
+    return IMPL::regex_replace_all<T>(to, *this, searches, compiled.is_newline_sensitive(), filler,
+                                      notBol, decide);
 }
 
 template <class Self, class T>
@@ -464,29 +430,8 @@ string_regex<Self, T>::regex_find_replace_all_with_comp_to(Self& to, const regex
     return count;
 }
 
-template <class Self, class T>
-unsigned int string_regex<Self, T>::regex_find_replace_all_in_bytes(
-    basic_buffer<unsigned char>& to, text_ref<unsigned char> text, const regex_handle& handle,
-    stringEx rep, bool translate, bool copyOut) requires(std::is_same_v<T, wchar_t>) {
-    to.clear();
-    if (!handle) {
-        return 0;
-    }
-    const COMPILED& compiled = COMPILED::Of(handle);
-    const bool sensitive = compiled.is_newline_sensitive();
-    rep.detach_if_static();
-    if (translate) {
-        translate_replacement(rep);
-    }
-    const byteEx bytes = static_cast<byteEx>(rep);
-    return copyOut
-               ? IMPL::regex_replace_all<unsigned char>(to, text, compiled.re, sensitive, bytes,
-                                                        false, false, IMPL::copy_out_beginning())
-               : IMPL::regex_replace_all<unsigned char>(to, text, compiled.re, sensitive, bytes,
-                                                        false, false,
-                                                        IMPL::in_place_beginning{false});
-}
-
+template void IMPL::translate_replacement(stringEx&);
+template void IMPL::translate_replacement(wstringEx&);
 template class string_regex<stringEx, char>;
 template class string_regex<wstringEx, wchar_t>;
 

@@ -110,19 +110,8 @@ public:
                                                      bool notBol, bool notEol,
                                                      bool translate) const;
 
-    /// Replaces all matches of a wide expression in a text whose bytes are its characters, ASCII or
-    /// Latin 1, without making the wide text. `to` gets the result, or stays empty when there is no
-    /// match; `rep` is in bytes of the result's charset, whose bytes below 0x80 must be ASCII.
-    /// `copyOut` tells which form's count is wanted.
-    static unsigned int
-    regex_find_replace_all_in_bytes(basic_buffer<unsigned char>& to, text_ref<unsigned char> text,
-                                    const regex_handle& handle, stringEx rep, bool translate,
-                                    bool copyOut) requires(std::is_same_v<T, wchar_t>);
-
 private:
-    struct COMPILED;
     struct CACHE;
-    class tls_slot;
 
     template <class Decide>
     unsigned int __ReplaceAll(Self& to, const regex_handle& handle, Self rep, bool notBol,

@@ -6,80 +6,18 @@
 #include "util/text/string_replace.h"
 
 #include "util/text/byteEx.h"
+#include "util/text/match_replace.h"
 #include "util/text/stringEx.h"
-#include "util/text/text_build.h"
-#include "util/text/text_search.h"
 #include "util/text/wstringEx.h"
 
 #include <vector>
 
 namespace Quil {
 
-namespace {
-
-struct MATCH {
-    unsigned int pos;
-    unsigned int length;
-
-    unsigned int end() const { return pos + length; }
-};
-
-template <class T, class Fold>
-class text_matcher {
-public:
-    text_matcher(text_ref<T> what, unsigned int textLength)
-        : __search(what.data, what.length, textLength) {}
-
-    /// The length of the shortest possible match.
-    unsigned int shortest() const { return __search.length(); }
-    /// An occurrence takes so many elements in the estimate of a result's size.
-    bool next(const T* text, unsigned int length, unsigned int pos, MATCH& found) {
-        found = {__search.find(text, length, pos), __search.length()};
-        return found.pos != basic_buffer<T>::npos;
-    }
-
-private:
-    IMPL::text_search<T, Fold> __search;
-};
-
-/// One element of a set, or as many as follow each other.
-template <class T, class Fold, bool Runs>
-class set_matcher {
-public:
-    set_matcher(text_ref<T> what, unsigned int) : __set(what.data, what.length) {}
-
-    unsigned int shortest() const { return 1; }
-    bool next(const T* text, unsigned int length, unsigned int pos, MATCH& found) const {
-        while (pos < length && !__set.contains(text[pos])) {
-            ++pos;
-        }
-        unsigned int end = pos < length ? pos + 1 : pos;
-        while (Runs && end < length && __set.contains(text[end])) {
-            ++end;
-        }
-        found = {pos, end - pos};
-        return pos < length;
-    }
-
-private:
-    IMPL::element_set<T, Fold> __set;
-};
-
-template <class T>
-void copy_elements(T* to, const T* from, std::size_t n) {
-    if (n != 0) {
-        std::memcpy(to, from, n * sizeof(T));
-    }
-}
-
-template <class T>
-void move_elements(T* to, const T* from, std::size_t n) {
-    if (n != 0 && to != from) {
-        std::memmove(to, from, n * sizeof(T));
-    }
-}
-
-} // namespace
+using IMPL::MATCH;
+using IMPL::move_elements;
+using IMPL::set_matcher;
+using IMPL::text_matcher;
 
 template <class Self, class T>
 template <class Use>
@@ -137,26 +75,15 @@ template <class Matcher>
 unsigned int string_replace<Self, T>::__Overwrite(Matcher& matcher, text_ref<T> rep,
                                                   unsigned int start, bool all) {
     const unsigned int length = this->length();
-    MATCH found{};
-    if (!matcher.next(this->data(), length, start, found)) {
+    const std::optional<MATCH> first = IMPL::first_match(matcher, this->data(), length, start);
+    if (!first) {
         return 0;
     }
     this->_grow(std::uint64_t{length} + Buffer::sm_tail);
-    T* const elements = this->ref();
-    unsigned int written = found.pos;
-    unsigned int read = found.pos;
-    unsigned int count = 0;
-    do {
-        move_elements(elements + written, elements + read, found.pos - read);
-        written += found.pos - read;
-        copy_elements(elements + written, rep.data, rep.length);
-        written += rep.length;
-        read = found.end();
-        ++count;
-    } while (all && matcher.next(elements, length, read, found));
-    move_elements(elements + written, elements + read, length - read);
-    this->_eofonly(written + (length - read));
-    return count;
+    const IMPL::REPLACED done =
+        IMPL::overwrite_matches(this->ref(), length, matcher, rep, first->pos, all);
+    this->_eofonly(done.length);
+    return done.count;
 }
 
 template <class Self, class T>
@@ -166,15 +93,11 @@ unsigned int string_replace<Self, T>::__Expand(Matcher& matcher, text_ref<T> rep
     const unsigned int length = this->length();
     std::vector<MATCH> matches;
     std::int64_t growth = 0;
-    MATCH found{};
-    for (unsigned int pos = start; matcher.next(this->data(), length, pos, found);
-         pos = found.end()) {
+    matcher.each(this->data(), length, start, [&](MATCH found) {
         matches.push_back(found);
         growth += std::int64_t{rep.length} - found.length;
-        if (!all) {
-            break;
-        }
-    }
+        return all;
+    });
     if (matches.empty()) {
         return 0;
     }
@@ -202,7 +125,7 @@ unsigned int string_replace<Self, T>::__Expand(Matcher& matcher, text_ref<T> rep
         if (shift > 0) {
             move_elements(piece + shift, piece, pieceLength(i));
         }
-        copy_elements(piece + shift - rep.length, rep.data, rep.length);
+        move_elements(piece + shift - rep.length, rep.data, rep.length);
         shift -= std::int64_t{rep.length} - matches[i].length;
     }
     this->_eofonly(static_cast<unsigned int>(newLength));
@@ -234,37 +157,15 @@ template <class Self, class T>
 template <class Matcher>
 unsigned int string_replace<Self, T>::__Build(Self& to, Matcher& matcher, text_ref<T> rep,
                                               unsigned int start) const {
-    const T* const elements = this->data();
-    const unsigned int length = this->length();
-    MATCH found{};
-    bool more = matcher.next(elements, length, start, found);
-    if (!more && length >= sm_shareFrom && !this->is_static()) {
-        to.assign(*this);
-        return 0;
+    const unsigned int count = IMPL::build_replaced<T>(to, *this, matcher, rep, 0, start);
+    if (count == 0) {
+        if (this->length() >= sm_shareFrom && !this->is_static()) {
+            to.assign(*this);
+        } else {
+            IMPL::reserve_for_result(to, this->length(), matcher.shortest(), rep.length);
+            to.assign(this->data(), this->length());
+        }
     }
-
-    double estimate = length;
-    if (matcher.shortest() < rep.length) {
-        estimate += static_cast<double>(rep.length) / matcher.shortest() * length / sm_matchRarity;
-    }
-    try {
-        to._grow_no_expand(
-            static_cast<std::uint64_t>(std::min<double>(estimate, Buffer::max_size() - 1)) + 1);
-    } catch (const std::bad_alloc&) {
-        to._grow_no_expand(std::uint64_t{length} + 1);
-    }
-
-    IMPL::text_writer<T> out(to);
-    unsigned int copied = 0;
-    unsigned int count = 0;
-    for (; more; more = matcher.next(elements, length, copied, found)) {
-        out.put({elements + copied, found.pos - copied});
-        out.put(rep);
-        copied = found.end();
-        ++count;
-    }
-    out.put({elements + copied, length - copied});
-    out.finish();
     return count;
 }
 

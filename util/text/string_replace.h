@@ -114,9 +114,6 @@ protected:
 private:
     enum class FORM { TEXT, TEXT_NO_CASE, SET, SET_NO_CASE, RUN, RUN_NO_CASE };
 
-    // One element in so many is assumed to be matched when room for a result is reserved.
-    static constexpr double sm_matchRarity = 70.0;
-
     template <class Use>
     static unsigned int __WithMatcher(FORM form, text_ref<T> what, unsigned int length, Use use);
     unsigned int __InPlace(FORM form, const Self& what, const Self& rep, unsigned int start,

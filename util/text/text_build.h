@@ -4,7 +4,47 @@
 
 #include "util/text/string_face.h"
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
 namespace Quil::IMPL {
+
+/// Copies elements, also to where they overlap. Short copies are too many, where matches are dense,
+/// to call a function for each: they load both ends of the stretch before they store either.
+template <class T>
+inline void move_elements(T* to, const T* from, std::size_t n) {
+    const auto bothEnds = [&]<class Word>(std::type_identity<Word>) {
+        Word head;
+        Word tail;
+        const auto behind = n * sizeof(T) - sizeof(Word);
+        std::memcpy(&head, from, sizeof head);
+        std::memcpy(&tail, reinterpret_cast<const char*>(from) + behind, sizeof tail);
+        std::memcpy(to, &head, sizeof head);
+        std::memcpy(reinterpret_cast<char*>(to) + behind, &tail, sizeof tail);
+    };
+    const std::size_t bytes = n * sizeof(T);
+    if (bytes > 32) {
+        if (to != from) {
+            std::memmove(to, from, bytes);
+        }
+    } else if (bytes >= 16) {
+        bothEnds(std::type_identity<std::array<std::uint64_t, 2>>());
+    } else if (bytes >= 8) {
+        bothEnds(std::type_identity<std::uint64_t>());
+    } else if (bytes >= 4) {
+        bothEnds(std::type_identity<std::uint32_t>());
+    } else if (n != 0) {
+        const T first = from[0];
+        const T middle = from[n / 2];
+        const T last = from[n - 1];
+        to[0] = first;
+        to[n / 2] = middle;
+        to[n - 1] = last;
+    }
+}
 
 /// An argument during a change of another buffer: a copy of it where that change could reach its
 /// elements, else the argument itself.
@@ -55,9 +95,7 @@ public:
             __to._grow(std::uint64_t{__used} + text.length + basic_buffer<T>::sm_tail);
             __Look();
         }
-        if (text.length > 0) {
-            std::memcpy(__elements + __used, text.data, text.length * sizeof(T));
-        }
+        move_elements(__elements + __used, text.data, text.length);
         __used += text.length;
         __room -= text.length;
     }

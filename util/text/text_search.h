@@ -61,6 +61,12 @@ public:
     /// Position of the first occurrence at or behind pos in the text, or npos.
     unsigned int find(const T* text, unsigned int length, unsigned int pos);
 
+    /// Calls `onMatch(position)` for each occurrence at or behind pos, from left to right and none
+    /// overlapping the one before, until it answers false. What lies before an occurrence's end may
+    /// be overwritten meanwhile.
+    template <class OnMatch>
+    void each(const T* text, unsigned int length, unsigned int pos, OnMatch&& onMatch);
+
 private:
     // An element of the filter: the text elements that fold to it, padded by repetition.
     static constexpr unsigned int partner_room = 4;
@@ -84,10 +90,17 @@ private:
     bool __Verify(const T* candidate);
     template <unsigned int Count>
     static block __Compare(const T* text, const partners& wanted);
+
+    // The scans. Each looks for occurrences that begin in [first, end) and gives them to `take`,
+    // which answers where to go on, or null to stop. They answer how far they came.
+    template <unsigned int Count, class Take>
+    const T* __ScanFiltered(const T* first, const T* end, Take& take);
+    template <class Take>
+    const T* __ScanSimply(const T* first, const T* end, Take& take);
+    template <class Take>
+    const T* __ScanByAutomaton(const T* first, const T* end, Take& take) const;
     template <unsigned int Count>
-    const T* __FindFiltered(const T* first, const T* end);
-    const T* __FindSimple(const T* first, const T* end);
-    const T* __FindByAutomaton(const T* first, const T* end) const;
+    block __Filter(const T* place) const;
 
     /// True once failed verifications cost more than the scan of this much text may.
     bool __IsSlow(std::ptrdiff_t scanned) const {
@@ -185,25 +198,37 @@ unsigned int text_search<T, Fold>::__Partners(T folded, partners& out) {
 
 template <class T, class Fold>
 unsigned int text_search<T, Fold>::find(const T* text, unsigned int length, unsigned int pos) {
+    unsigned int found = npos;
+    each(text, length, pos, [&found](unsigned int position) {
+        found = position;
+        return false;
+    });
+    return found;
+}
+
+template <class T, class Fold>
+template <class OnMatch>
+void text_search<T, Fold>::each(const T* text, unsigned int length, unsigned int pos,
+                                OnMatch&& onMatch) {
     if (pos > length || length - pos < __length)
-        return npos;
+        return;
+    const auto take = [&](const T* match) {
+        return onMatch(static_cast<unsigned int>(match - text)) ? match + __length : nullptr;
+    };
     const T* first = text + pos;
     const T* end = text + (length - __length) + 1;
-    const T* hit = nullptr;
+    const T* reached = nullptr;
     if (!__borders.empty())
-        hit = __FindByAutomaton(first, end);
+        reached = __ScanByAutomaton(first, end, take);
     else if (__partnerCount == 1)
-        hit = __FindFiltered<1>(first, end);
+        reached = __ScanFiltered<1>(first, end, take);
     else if (__partnerCount == 2)
-        hit = __FindFiltered<2>(first, end);
+        reached = __ScanFiltered<2>(first, end, take);
     else if (__partnerCount == partner_room)
-        hit = __FindFiltered<partner_room>(first, end);
+        reached = __ScanFiltered<partner_room>(first, end, take);
     else
-        hit = __FindSimple(first, end);
-    if (!hit)
-        return npos;
-    __scanned += static_cast<std::uint64_t>(hit - first);
-    return static_cast<unsigned int>(hit - text);
+        reached = __ScanSimply(first, end, take);
+    __scanned += static_cast<std::uint64_t>(reached - first);
 }
 
 template <class T, class Fold>
@@ -228,21 +253,28 @@ auto text_search<T, Fold>::__Compare(const T* text, const partners& wanted) -> b
     return hits;
 }
 
+// The lanes at which both ends of the needle fit. A needle of one element has but one end.
 template <class T, class Fold>
 template <unsigned int Count>
-const T* text_search<T, Fold>::__FindFiltered(const T* first, const T* end) {
+auto text_search<T, Fold>::__Filter(const T* place) const -> block {
+    const block heads = __Compare<Count>(place, __heads);
+    return __length == 1 ? heads : heads & __Compare<Count>(place + (__length - 1), __tails);
+}
+
+template <class T, class Fold>
+template <unsigned int Count, class Take>
+const T* text_search<T, Fold>::__ScanFiltered(const T* first, const T* end, Take& take) {
     constexpr int lane_bits = 8 * sizeof(T);
     constexpr std::uint64_t lane_mask = (std::uint64_t{1} << lane_bits) - 1;
     constexpr std::ptrdiff_t word_lanes = lanes / 2;
 
-    const std::ptrdiff_t tail = static_cast<std::ptrdiff_t>(__length) - 1;
+    const T* open = first; // where the next occurrence may begin
     const T* place = first;
-    for (; end - place >= stride; place += stride) {
+    for (; end - place >= stride; place = std::max(place + stride, open)) {
         block hits[unroll]; // std::array would lose the vector attribute
         block any{};
         for (std::ptrdiff_t i = 0; i < unroll; ++i) {
-            hits[i] = __Compare<Count>(place + i * lanes, __heads) &
-                      __Compare<Count>(place + i * lanes + tail, __tails);
+            hits[i] = __Filter<Count>(place + i * lanes);
             any |= hits[i];
         }
         std::array<std::uint64_t, 2> summary;
@@ -257,31 +289,41 @@ const T* text_search<T, Fold>::__FindFiltered(const T* first, const T* end) {
                 const int index = std::countr_zero(word) / lane_bits;
                 word &= ~(lane_mask << (index * lane_bits));
                 const T* candidate = place + static_cast<std::ptrdiff_t>(w) * word_lanes + index;
-                if (__Verify(candidate))
-                    return candidate;
-                if (__IsSlow(candidate - first)) {
+                if (candidate < open)
+                    continue;
+                if (__Verify(candidate)) {
+                    open = take(candidate);
+                    if (!open)
+                        return candidate;
+                } else if (__IsSlow(candidate - first)) {
                     __PrepareAutomaton();
-                    return __FindByAutomaton(candidate + 1, end);
+                    return __ScanByAutomaton(candidate + 1, end, take);
                 }
             }
         }
     }
-    return __FindSimple(place, end);
+    return __ScanSimply(place, end, take);
 }
 
 template <class T, class Fold>
-const T* text_search<T, Fold>::__FindSimple(const T* first, const T* end) {
-    for (const T* place = first; place < end; ++place) {
-        if (Fold::apply(*place) != __needle[0])
-            continue;
-        if (__Verify(place))
-            return place;
-        if (__IsSlow(place - first)) {
+template <class Take>
+const T* text_search<T, Fold>::__ScanSimply(const T* first, const T* end, Take& take) {
+    for (const T* place = first; place < end;) {
+        if (Fold::apply(*place) != __needle[0]) {
+            ++place;
+        } else if (__Verify(place)) {
+            const T* const open = take(place);
+            if (!open)
+                return place;
+            place = open;
+        } else if (__IsSlow(place - first)) {
             __PrepareAutomaton();
-            return __FindByAutomaton(place + 1, end);
+            return __ScanByAutomaton(place + 1, end, take);
+        } else {
+            ++place;
         }
     }
-    return nullptr;
+    return end;
 }
 
 // For each prefix of the needle the length of its longest proper prefix that is also its suffix.
@@ -297,7 +339,8 @@ void text_search<T, Fold>::__PrepareAutomaton() {
 }
 
 template <class T, class Fold>
-const T* text_search<T, Fold>::__FindByAutomaton(const T* first, const T* end) const {
+template <class Take>
+const T* text_search<T, Fold>::__ScanByAutomaton(const T* first, const T* end, Take& take) const {
     const T* textEnd = end + (__length - 1);
     unsigned int matched = 0;
     for (const T* place = first; place < textEnd; ++place) {
@@ -305,10 +348,14 @@ const T* text_search<T, Fold>::__FindByAutomaton(const T* first, const T* end) c
         while (matched > 0 && element != __needle[matched])
             matched = __borders[matched - 1];
         matched += element == __needle[matched];
-        if (matched == __length)
-            return place + 1 - __length;
+        if (matched == __length) {
+            const T* const match = place + 1 - __length;
+            if (!take(match))
+                return match;
+            matched = 0;
+        }
     }
-    return nullptr;
+    return end;
 }
 
 template <class T, class Fold>

@@ -1,0 +1,184 @@
+// Conversion by blocks, and by the codecs that blocks go through, against conversion at once by the
+// library alone: all charsets, hostile bytes, and the ends of blocks everywhere in a sequence.
+
+#include "util/conv/BlockConversion.h"
+
+#include <gtest/gtest.h>
+#include <iconv.h>
+#include <random>
+#include <string>
+
+using namespace Quil;
+
+namespace {
+
+// Beside the charsets of the catalogue: byte orders and marks, shift states, characters that are
+// held back, longer sequences, EBCDIC.
+constexpr const char* moreNames[] = {
+    "UTF16LE",    "UTF16BE",      "UTF16",          "UTF-32",        "UTF-32BE",   "UCS-4",
+    "UNICODE",    "EUC-JISX0213", "SHIFT_JISX0213", "TSCII",         "CP1258",     "TCVN5712-1",
+    "ISO_6937",   "T.61-8BIT",    "IBM037",         "IBM930",        "IBM1390",    "CP932",
+    "CP950",      "INIS",         "ANSI_X3.110",    "ISO-2022-JP-3", "ISO-IR-193", "UTF8",
+    "UTF-7-IMAP", "GBBIG5",       "EUC-JP-MS",      "IBM1047"};
+
+std::vector<std::string> KnownNames() {
+    std::vector<std::string> names;
+    const auto add = [&names](const char* name) {
+        const iconv_t known = iconv_open(name, "WCHAR_T");
+        if (known != reinterpret_cast<iconv_t>(-1)) {
+            iconv_close(known);
+            names.emplace_back(name);
+        }
+    };
+    TTextConv::ENC_COOKIE cookie;
+    stringEx name;
+    TTextConv::ENCINFO info;
+    while (TTextConv::EnumEncoding(cookie, name, info)) {
+        add(name.c_str());
+    }
+    for (const char* const more : moreNames) {
+        add(more);
+    }
+    return names;
+}
+
+wstringEx Wide(const std::wstring& text) {
+    return wstringEx(text.data(), static_cast<unsigned int>(text.size()));
+}
+
+/// Runs of characters of many scripts, some that are none, and those that encoders drop or hold.
+std::wstring RandomText(std::size_t length, std::mt19937& random) {
+    const std::uint32_t ranges[][2] = {{0x20, 0x60},    {0x20, 0x60},     {0xA0, 0x60},
+                                       {0x300, 0x180},  {0x1EA0, 0x60},   {0x3040, 0xC0},
+                                       {0x4E00, 0x200}, {0x4E00, 0x5000}, {0xAC00, 0x2000},
+                                       {0, 0x10000},    {0x1F000, 0x600}, {0xE0000, 0x80}};
+    std::wstring text;
+    while (text.size() < length) {
+        const auto& range = ranges[random() % std::size(ranges)];
+        for (auto run = random() % 30; run != 0; --run) {
+            text += static_cast<wchar_t>(range[0] + random() % range[1]);
+        }
+        if (random() % 16 == 0) {
+            text += random() % 2 == 0 ? L'\n' : static_cast<wchar_t>(random());
+        }
+    }
+    return text;
+}
+
+stringEx Spoilt(const stringEx& text, std::mt19937& random) {
+    stringEx spoilt(text.c_str(), text.length());
+    for (unsigned int i = 0; i < text.length() / 300; ++i) {
+        spoilt.at(static_cast<unsigned int>(random() % text.length())) =
+            static_cast<char>(random());
+    }
+    if (!spoilt.empty()) {
+        spoilt.erase(spoilt.length() - static_cast<unsigned int>(random() % 3));
+    }
+    return spoilt;
+}
+
+/// Decodes by a window of `size` characters and joins the windows.
+std::wstring DecodeByBlocks(CBlockDecoder& decoder, const stringEx& text, std::size_t size) {
+    CWideWindow window(size);
+    std::wstring all;
+    decoder.Start(window, text.c_str(), text.length());
+    do {
+        decoder.Fill();
+        all.append(window.Data(), window.Length());
+        window.Clear();
+    } while (!decoder.IsAtEnd());
+    return all;
+}
+
+stringEx EncodeByBlocks(CBlockEncoder& encoder, const std::wstring& text) {
+    CWideWindow window;
+    encoder.Start(text.size());
+    for (std::size_t pos = 0; pos != text.size();) {
+        pos += window.Put(text.data() + pos, text.size() - pos);
+        encoder.Encode(window, pos == text.size(), pos, text.size());
+    }
+    return encoder.Finish();
+}
+
+TEST(BlockConversion, GivesWhatAConversionAtOnceGives) {
+    std::mt19937 random(31);
+    const std::vector<std::string> names = KnownNames();
+    EXPECT_GT(names.size(), 70U);
+    for (const std::string& name : names) {
+        CTextLibIConv library{stringEx(name.c_str())};
+        CBlockDecoder decoder(library);
+        CBlockEncoder encoder(library);
+        library.UseLibraryOnly();
+        for (unsigned int round = 0; round < 4; ++round) {
+            // Each round shifts the text against the blocks.
+            const std::wstring text =
+                std::wstring(round, L'a') + RandomText(round == 0 ? 20 : 80000, random);
+            const stringEx narrow = library.WCtoMB(Wide(text));
+            ASSERT_TRUE(EncodeByBlocks(encoder, text) == narrow) << name << " round " << round;
+            for (const stringEx& bytes : {narrow, Spoilt(narrow, random)}) {
+                const wstringEx wide = library.MBtoWC(bytes);
+                const std::size_t size = round % 2 == 0 ? CWideWindow::sm_usualSize : 200;
+                ASSERT_TRUE(Wide(DecodeByBlocks(decoder, bytes, size)) == wide)
+                    << name << " round " << round;
+            }
+        }
+    }
+}
+
+TEST(BlockConversion, EndsBlocksAtEveryPosition) {
+    std::mt19937 random(32);
+    for (const char* const name :
+         {"UTF-8", "GBK", "GB18030", "EUC-TW", "SHIFT_JIS", "UTF-16LE", "UTF-7", "ISO-2022-JP",
+          "ISO-2022-KR", "BIG5-HKSCS", "TCVN", "UHC"}) {
+        CTextLibIConv library{stringEx(name)};
+        CBlockDecoder decoder(library);
+        library.UseLibraryOnly();
+        const stringEx bytes = Spoilt(library.WCtoMB(Wide(RandomText(700, random))), random);
+        const wstringEx wide = library.MBtoWC(bytes);
+        for (std::size_t size = 64; size < 400; ++size) {
+            ASSERT_TRUE(Wide(DecodeByBlocks(decoder, bytes, size)) == wide) << name << ' ' << size;
+        }
+    }
+}
+
+TEST(BlockConversion, DecodesEachByteAndPairOfASmallCharset) {
+    std::string bytes;
+    for (unsigned int pair = 0; pair < 0x10000; ++pair) {
+        bytes += {static_cast<char>(pair >> 8), static_cast<char>(pair)};
+    }
+    const stringEx text(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    std::wstring all;
+    for (wchar_t c = 0; c < 0x11000; ++c) {
+        all += c;
+    }
+    for (const std::string& name : KnownNames()) {
+        const CTextLibIConv conv{stringEx(name.c_str())};
+        CTextLibIConv library{stringEx(name.c_str())};
+        library.UseLibraryOnly();
+        EXPECT_TRUE(conv.MBtoWC(text) == library.MBtoWC(text)) << name;
+        EXPECT_TRUE(conv.WCtoMB(Wide(all)) == library.WCtoMB(Wide(all))) << name;
+    }
+}
+
+TEST(BlockConversion, WritesInPortions) {
+    const CTextLibIConv conv{stringEx("GBK")};
+    CBlockEncoder encoder(conv);
+    CWideWindow window;
+    encoder.Start(2);
+    encoder.PutBytes("=", 1);
+    window.Put(L"\u4E2D", 1);
+    encoder.Encode(window, true, 0, 2);
+    EXPECT_STREQ(encoder.Finish().c_str(), "=\xD6\xD0");
+    encoder.Restart();
+    EXPECT_TRUE(encoder.Finish().empty());
+    window.Put(L"\u6587", 1);
+    encoder.Encode(window, true, 1, 2);
+    EXPECT_STREQ(encoder.Finish().c_str(), "\xCE\xC4");
+}
+
+TEST(BlockConversion, IsForConvertersOverTheLibrary) {
+    EXPECT_TRUE(CanGoByBlocks(CTextLibIConv(stringEx("GBK"))));
+    EXPECT_FALSE(CanGoByBlocks(TTextConv()));
+}
+
+} // namespace

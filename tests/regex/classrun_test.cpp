@@ -1,0 +1,99 @@
+// Runs of one set of characters: by their bits as by the automaton, across blocks and at the edges
+// of texts, and the expressions that are such runs told from those that nearly are.
+#include "regex/classrun.h"
+#include "regex/regguts.h"
+#include "tests/regex/sweep.h"
+
+namespace Quil {
+namespace {
+
+using test::expression;
+
+TEST(ClassRun, WhatIsARun) {
+    const struct {
+        const wchar_t* pattern;
+        bool is;
+    } rows[] = {
+        {L"a+", true},
+        {L"[a-z]+", true},
+        {L"([a-z]+)", true},
+        {L"a{3,}", true},
+        {L"aaa*", true},
+        {L"a*a", true},
+        {L"[^\\n]+", true},
+        {L"\\d+", true},
+        {L"(?:a|[b-d])+", true},
+        {L"(?:a+)+", true},
+        {L"(?:aa?)+", true},
+        {L"a*", false},
+        {L"a", false},
+        {L"a{3}", false},
+        {L"a{2,4}", false},
+        {L"a{20,}", false},
+        {L"ab+", false},
+        {L"[ab]c*", false},
+        {L"(?:ab)+", false},
+        {L"a+b?", false},
+        {L"^a+", false},
+        {L"a+$", false},
+        {L"\\ya+", false},
+        {L"a+\\y", false},
+        {L"\\w+\\M", false},
+        {L"a+(?=b)", false},
+        {L"a+(?!b)", false},
+        {L"(?=a)[ab]+", false},
+        {L"(?n)^[^a]+", false},
+        {L"(?:aaa)+", false},
+        {L"(?:aa|aaaaa)+", false},
+        {L"[ab]+|[bc]+", false},
+    };
+    for (const auto& r : rows) {
+        expression<wchar_t> e(r.pattern, REG_ADVANCED);
+        ASSERT_EQ(e.error(), REG_OKAY);
+        const auto* g = static_cast<const IMPL::engine::guts<wchar_t>*>(e.handle()->re_guts);
+        const IMPL::engine::TClassRun<wchar_t> run(g->tree->cnfa, g->cmap.table);
+        EXPECT_EQ(!run.empty(), r.is) << test::narrow(r.pattern);
+    }
+}
+
+TEST(ClassRun, TheSameMatchesAsByTheAutomaton) {
+    // The wide form takes it up from some length of the text on.
+    const std::wstring tail(5000, L'.');
+    const wchar_t* const patterns[] = {
+        L"a+",           L"[ab]{2,}", L"([a-z]+)",
+        L"[^a]+",        L"[^\\n]+",  L"[acegikm]+",
+        L"[[:alpha:]]+", L"\\s+",     L"[a\\u4e00-\\u9fa5]+",
+        L"a+?",          L"((a+))",   L"[\\u0041b]{3,}",
+    };
+    std::mt19937 seed(99);
+    for (const wchar_t* const pattern : patterns)
+        for (const int flags : {REG_ADVANCED, REG_ADVANCED | REG_ICASE, REG_ADVANCED | REG_NEWLINE})
+            for (const wchar_t* const alphabet : {L"ab", L"aaaaaaaaaaaaaab", L"a b\nZ.\xe9",
+                                                  L"a\x4e00\x9fa5\x9fa6\x10041"
+                                                  L"b"})
+                for (std::size_t length = 0; length < 400; length += 1 + seed() % 60) {
+                    const std::wstring text = test::texture(seed, length, alphabet);
+                    test::comparesweeps(pattern, flags, text);
+                    test::comparesweeps(pattern, flags, text + tail);
+                    test::comparesweeps(pattern, flags, tail + text);
+                }
+}
+
+TEST(ClassRun, TextsThatTakeTurns) {
+    expression<wchar_t> e(L"[a-z]+", REG_ADVANCED);
+    TRegexContext<unsigned char> kept(e.handle());
+    std::basic_string<unsigned char> text(200, 'a');
+    const auto whole = [&] { return test::print(test::exec(kept, text, 0, 1, 0)); };
+    EXPECT_EQ(whole(), "0-200");
+    text[70] = ' ';
+    EXPECT_EQ(whole(), "0-70");
+    EXPECT_EQ(test::print(test::exec(kept, text, 70, 1, 0)), "1-130");
+    EXPECT_EQ(test::print(test::exec(kept, text, 10, 1, 0)), "0-60");
+    text[5] = ' ';
+    EXPECT_EQ(test::print(test::exec(kept, text, 3, 1, 0)), "0-2");
+    text.resize(71);
+    EXPECT_EQ(test::print(test::exec(kept, text, 68, 1, 0)), "0-2");
+}
+
+} // namespace
+} // namespace Quil

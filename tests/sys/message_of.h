@@ -1,0 +1,19 @@
+// What an action throws, as its message.
+#pragma once
+
+#include <string>
+
+namespace Quil::TEST {
+
+/// The message of the `Exp` that `action` throws.
+template <class Exp, class Action>
+std::string MessageOf(Action action) {
+    try {
+        action();
+    } catch (const Exp& failure) {
+        return failure.GetErrString().c_str();
+    }
+    return "nothing thrown";
+}
+
+} // namespace Quil::TEST

@@ -1,0 +1,159 @@
+// What every literal replacement comes down to: a matcher that gives the matches of a text from
+// left to right, and a way to write the result.
+//
+// Writing is a copy of what stands between two matches, which in a text with many of them is a few
+// elements each time: so short copies are made in place, without a call.
+#pragma once
+
+#include "util/text/string_face.h"
+#include "util/text/text_build.h"
+#include "util/text/text_search.h"
+
+#include <optional>
+
+namespace Quil::IMPL {
+
+struct MATCH {
+    unsigned int pos;
+    unsigned int length;
+
+    unsigned int end() const { return pos + length; }
+};
+
+/// Finds a text. A matcher calls `onMatch` for each match at or behind `pos`, from left to right,
+/// until it answers false; what lies before a match's end may change meanwhile.
+template <class T, class Fold>
+class text_matcher {
+public:
+    text_matcher(text_ref<T> what, unsigned int textLength)
+        : __search(what.data, what.length, textLength) {}
+
+    /// The length of the shortest possible match.
+    unsigned int shortest() const { return __search.length(); }
+
+    template <class OnMatch>
+    void each(const T* text, unsigned int length, unsigned int pos, OnMatch&& onMatch) {
+        __search.each(text, length, pos, [&](unsigned int found) {
+            return onMatch(MATCH{found, __search.length()});
+        });
+    }
+
+private:
+    text_search<T, Fold> __search;
+};
+
+/// Finds one element of a set, or as many as follow each other.
+template <class T, class Fold, bool Runs>
+class set_matcher {
+public:
+    set_matcher(text_ref<T> what, unsigned int) : __set(what.data, what.length) {}
+
+    unsigned int shortest() const { return 1; }
+
+    template <class OnMatch>
+    void each(const T* text, unsigned int length, unsigned int pos, OnMatch&& onMatch) const {
+        while (pos < length) {
+            if (!__set.contains(text[pos])) {
+                ++pos;
+                continue;
+            }
+            unsigned int end = pos + 1;
+            while (Runs && end < length && __set.contains(text[end])) {
+                ++end;
+            }
+            if (!onMatch(MATCH{pos, end - pos})) {
+                return;
+            }
+            pos = end;
+        }
+    }
+
+private:
+    element_set<T, Fold> __set;
+};
+
+/// The first match at or behind `pos`, if there is one.
+template <class T, class Matcher>
+std::optional<MATCH> first_match(Matcher& matcher, const T* text, unsigned int length,
+                                 unsigned int pos) {
+    std::optional<MATCH> first;
+    matcher.each(text, length, pos, [&first](MATCH found) {
+        first = found;
+        return false;
+    });
+    return first;
+}
+
+/// Room in `to` for a text whose matches are replaced, as far as one can tell before: one element
+/// in so many is assumed to be matched.
+template <class T>
+void reserve_for_result(basic_buffer<T>& to, unsigned int length, unsigned int shortest,
+                        unsigned int replacement) {
+    constexpr double MATCH_RARITY = 70.0;
+    double estimate = length;
+    if (shortest < replacement) {
+        estimate += static_cast<double>(replacement) / shortest * length / MATCH_RARITY;
+    }
+    try {
+        to._grow_no_expand(static_cast<std::uint64_t>(
+                               std::min<double>(estimate, basic_buffer<T>::max_size() - 1)) +
+                           1);
+    } catch (const std::bad_alloc&) {
+        to._grow_no_expand(std::uint64_t{length} + 1);
+    }
+}
+
+/// What an operation on a text in place comes to.
+struct REPLACED {
+    unsigned int count;  ///< of the replacements
+    unsigned int length; ///< of the text now
+};
+
+/// Replaces in place the matches at or behind `start`, or the first of them, by a text that is not
+/// longer than any of them.
+template <class T, class Matcher>
+REPLACED overwrite_matches(T* text, unsigned int length, Matcher& matcher, text_ref<T> rep,
+                           unsigned int start, bool all) {
+    unsigned int written = start;
+    unsigned int read = start;
+    unsigned int count = 0;
+    matcher.each(text, length, start, [&](MATCH found) {
+        move_elements(text + written, text + read, found.pos - read);
+        written += found.pos - read;
+        move_elements(text + written, rep.data, rep.length);
+        written += rep.length;
+        read = found.end();
+        ++count;
+        return all;
+    });
+    move_elements(text + written, text + read, length - read);
+    return {count, written + (length - read)};
+}
+
+/// Builds in `to` the text from `begin` on with all its matches replaced. Answers their number;
+/// without a match `to` is left alone. Both may not share a block.
+template <class T, class Matcher>
+unsigned int build_replaced(basic_buffer<T>& to, text_ref<T> text, Matcher& matcher,
+                            text_ref<T> rep, unsigned int begin, unsigned int start) {
+    std::optional<text_writer<T>> out;
+    unsigned int copied = begin;
+    unsigned int count = 0;
+    matcher.each(text.data, text.length, start, [&](MATCH found) {
+        if (count == 0) {
+            reserve_for_result(to, text.length, matcher.shortest(), rep.length);
+            out.emplace(to);
+        }
+        out->put({text.data + copied, found.pos - copied});
+        out->put(rep);
+        copied = found.end();
+        ++count;
+        return true;
+    });
+    if (count != 0) {
+        out->put({text.data + copied, text.length - copied});
+        out->finish();
+    }
+    return count;
+}
+
+} // namespace Quil::IMPL

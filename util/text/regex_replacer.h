@@ -1,0 +1,50 @@
+// Replacing one expression in one text after another, in the form in which each of them comes.
+#pragma once
+
+#include "util/text/byteEx.h"
+#include "util/text/wstringEx.h"
+
+#include <memory>
+
+namespace Quil {
+
+/// Replaces all matches of a wide expression, in wide texts and in texts whose bytes are their
+/// characters. What is learned of the expression in one text serves the next. Shares the
+/// expression. For one thread.
+class CRegexReplacer {
+public:
+    /// How a result's count and the beginnings of lines are told: by the rules of the form that
+    /// replaces in place, or of the one that builds in another string.
+    enum class FORM { inPlace, copyOut };
+
+    /// @param expression may be null, which never matches
+    /// @param rep the replacement for wide texts
+    /// @param bytes the replacement for bytes: the same in the charset that results are in, whose
+    ///        bytes below 0x80 must be ASCII
+    CRegexReplacer(const wstringEx::regex_handle& expression, wstringEx rep, stringEx bytes,
+                   FORM form);
+    ~CRegexReplacer();
+    CRegexReplacer(const CRegexReplacer&) = delete;
+    CRegexReplacer& operator=(const CRegexReplacer&) = delete;
+
+    /// True if a text may be cut behind any line feed, and the pieces' results put together are
+    /// that of the whole.
+    bool IsLocalToLines() const;
+
+    /// Puts the result in `to`, which is emptied first and may not share a block with the text.
+    /// Answers the number of matches; with none `to` stays empty.
+    unsigned int Replace(basic_buffer<wchar_t>& to, text_ref<wchar_t> text);
+    /// The same in a text of ASCII or Latin 1.
+    unsigned int Replace(basic_buffer<unsigned char>& to, text_ref<unsigned char> text);
+
+private:
+    template <class T>
+    struct WAY;
+    struct WAYS;
+
+    wstringEx::regex_handle __expression;
+    FORM __form;
+    std::unique_ptr<WAYS> __ways;
+};
+
+} // namespace Quil
