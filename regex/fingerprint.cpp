@@ -22,13 +22,28 @@ public:
     explicit TBoxes(std::size_t most) : most_(most) {}
 
     void add(const Box& box) {
-        boxes_.push_back(box);
+        if (std::any_of(boxes_.begin(), boxes_.end(),
+                        [&box](const entry& other) { return hull(box, other.box) == other.box; }))
+            return;
+        insert(box);
         if (boxes_.size() > most_)
             merge();
     }
-    const std::vector<Box>& all() const { return boxes_; }
+    std::vector<Box> take() const {
+        std::vector<Box> all;
+        for (const entry& e : boxes_)
+            all.push_back(e.box);
+        return all;
+    }
 
 private:
+    struct entry {
+        Box box;
+        double volume;
+        std::size_t partner; // of those before it, the one that it grows least with
+        double growth;
+    };
+
     static double volume(const Box& box) {
         double product = 1;
         for (const std::uint16_t mask : box)
@@ -41,37 +56,46 @@ private:
             both[i] = static_cast<std::uint16_t>(both[i] | b[i]);
         return both;
     }
-    void merge() {
-        std::size_t first = 0, second = 1;
-        double least = std::numeric_limits<double>::max();
-        for (std::size_t i = 0; i < boxes_.size(); ++i)
-            for (std::size_t j = i + 1; j < boxes_.size(); ++j) {
-                const double growth =
-                    volume(hull(boxes_[i], boxes_[j])) - volume(boxes_[i]) - volume(boxes_[j]);
-                if (growth < least) {
-                    least = growth;
-                    first = i;
-                    second = j;
-                }
+    void insert(const Box& box) {
+        entry e{box, volume(box), 0, std::numeric_limits<double>::max()};
+        for (std::size_t i = 0; i < boxes_.size(); ++i) {
+            const double growth = volume(hull(boxes_[i].box, box)) - boxes_[i].volume - e.volume;
+            if (growth < e.growth) {
+                e.growth = growth;
+                e.partner = i;
             }
-        boxes_[first] = hull(boxes_[first], boxes_[second]);
-        boxes_.erase(boxes_.begin() + static_cast<std::ptrdiff_t>(second));
+        }
+        boxes_.push_back(e);
+    }
+    void merge() {
+        const auto least =
+            std::min_element(boxes_.begin(), boxes_.end(),
+                             [](const entry& a, const entry& b) { return a.growth < b.growth; });
+        const auto partner = boxes_.begin() + static_cast<std::ptrdiff_t>(least->partner);
+        const Box merged = hull(least->box, partner->box);
+        const std::vector<entry> rest(partner + 1, boxes_.end());
+        const std::size_t second = static_cast<std::size_t>(least - partner) - 1;
+        // What comes behind the partner may have had one of the two for its own.
+        boxes_.erase(partner, boxes_.end());
+        for (std::size_t i = 0; i < rest.size(); ++i)
+            if (i != second)
+                insert(rest[i].box);
+        insert(merged);
     }
 
     std::size_t most_;
-    std::vector<Box> boxes_;
+    std::vector<entry> boxes_;
 };
 
 using rowbox = std::array<std::uint16_t, 2>;
 
 /// The high half bytes that go with the same low ones make a box.
 std::vector<rowbox> rowboxes(const std::bitset<256>& row) {
+    static const std::bitset<256> LOWEST(0xFFFF);
     std::vector<rowbox> boxes;
     for (std::size_t high = 0; high < NIBBLEVALUES; ++high) {
-        std::uint16_t lows = 0;
-        for (std::size_t low = 0; low < NIBBLEVALUES; ++low)
-            if (row[high * NIBBLEVALUES + low])
-                lows = static_cast<std::uint16_t>(lows | 1u << low);
+        const auto lows =
+            static_cast<std::uint16_t>((row >> high * NIBBLEVALUES & LOWEST).to_ulong());
         if (lows == 0)
             continue;
         std::size_t i = 0;
@@ -105,7 +129,7 @@ auto TCellSet<Chr>::boxes(std::size_t most) const -> std::vector<box> {
                     found.add({low[0], low[1], high[0], high[1]});
         }
     }
-    return found.all();
+    return found.take();
 }
 
 template <class Chr>
@@ -141,10 +165,11 @@ void TFingerprint<Chr>::set(const std::vector<word>& words, std::size_t places,
                 digits[place] = 0;
         }
     }
+    const std::vector<chain> all = chains.take();
     tables_ = {};
-    for (std::size_t i = 0; i < chains.all().size(); ++i)
+    for (std::size_t i = 0; i < all.size(); ++i)
         for (std::size_t n = 0; n < places * N * NIBBLEVALUES; ++n)
-            if (chains.all()[i][n / NIBBLEVALUES] >> n % NIBBLEVALUES & 1)
+            if (all[i][n / NIBBLEVALUES] >> n % NIBBLEVALUES & 1)
                 tables_[n] = static_cast<std::uint8_t>(tables_[n] | 1u << i);
     places_ = places;
     behind_ = behind;

@@ -49,6 +49,7 @@ TPrefilter<Chr>::TPrefilter(const cnfa& automaton, const color* colors) : colors
     const bool first = std::find(n.before.begin(), n.before.end(), 1) == n.before.end();
     if (!n.chain.empty() && rare < RARE && (begin_.empty() || (rare < RARER * common && !first)))
         setneed(n);
+    boxes_.clear();
 }
 
 template <class Chr>
@@ -96,10 +97,15 @@ TCellSet<Chr> TPrefilter<Chr>::cells(const colorset& set) const {
 }
 
 template <class Chr>
-typename TFingerprint<Chr>::word TPrefilter<Chr>::boxes(const std::vector<colorset>& chain) const {
+typename TFingerprint<Chr>::word TPrefilter<Chr>::boxes(const std::vector<colorset>& chain) {
+    const std::size_t most = chain.size() == 1 ? MOSTWORDS : 2;
     typename TFingerprint<Chr>::word word;
-    for (const colorset& set : chain)
-        word.push_back(cells(set).boxes(chain.size() == 1 ? MOSTWORDS : 2));
+    for (const colorset& set : chain) {
+        auto known = boxes_.find({most, set});
+        if (known == boxes_.end())
+            known = boxes_.emplace(std::pair{most, set}, cells(set).boxes(most)).first;
+        word.push_back(known->second);
+    }
     return word;
 }
 

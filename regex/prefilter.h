@@ -6,6 +6,9 @@
 #include "regex/foresight.h"
 #include "regex/regguts.h"
 
+#include <map>
+#include <utility>
+
 namespace Quil::IMPL::engine {
 
 /// Filters for one expression, made of its automaton. Borrows the color table. One thread at a
@@ -35,7 +38,7 @@ public:
 private:
     void setbegin(const beginnings& b);
     void setneed(const necessity& n);
-    typename TFingerprint<Chr>::word boxes(const std::vector<colorset>& chain) const;
+    typename TFingerprint<Chr>::word boxes(const std::vector<colorset>& chain);
     TCellSet<Chr> cells(const colorset& set) const;
     double weight(const colorset& set) const;
     double weight(const std::vector<colorset>& chain) const;
@@ -48,6 +51,7 @@ private:
     const color* colors_;
     std::vector<double> weights_;                   // by color
     std::array<bool, TCellSet<Chr>::ROWS> solid_{}; // by row, whether it is of one color
+    std::map<std::pair<std::size_t, colorset>, std::vector<typename TCellSet<Chr>::box>> boxes_;
     TFingerprint<Chr> begin_;
     TFingerprint<Chr> need_;
     std::size_t needplaces_ = 0;

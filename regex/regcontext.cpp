@@ -19,8 +19,8 @@ using namespace IMPL::engine;
 /// What one context has built for its expression, all of it dispensable memory.
 template <class Chr>
 struct TRegexContext<Chr>::machine {
-    static constexpr int PASSED = -1;                    // no result yet
-    static constexpr std::ptrdiff_t WORTHFILTERS = 1000; // characters of a text
+    static constexpr int PASSED = -1;                      // no result yet
+    static constexpr std::uint64_t WORTHFILTERS = 1 << 15; // characters of texts to search
     // Characters that tries in vain may look at before those are told from tries that pay.
     static constexpr std::int64_t CREDIT = 4096;
     static constexpr std::int64_t TRYCOST = 8; // of each try, in characters
@@ -177,7 +177,7 @@ bool TRegexContext<Chr>::machine::filters() {
     if (!env.fastroads || expect || env.limits.smallcache || !literal.empty())
         return false;
     if (!filter) {
-        if (env.stop - env.start < WORTHFILTERS)
+        if (env.looked + static_cast<std::uint64_t>(env.stop - env.start) < WORTHFILTERS)
             return false;
         filter.emplace(g.tree->cnfa, env.colors);
         if (!filter->begin().empty())
