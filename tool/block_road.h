@@ -6,6 +6,7 @@
 // the last characters of one, a character fewer than the literal has, wait for the next.
 #pragma once
 
+#include "tool/consumed_input.h"
 #include "tool/road.h"
 #include "util/conv/BlockConversion.h"
 
@@ -51,10 +52,10 @@ private:
     CWideWindow __window;   ///< what is decoded and not yet used
     CWideWindow __replaced; ///< what is to be encoded, where something was replaced
     STATE __state = STATE::BEGUN;
-    byteEx __raw;              ///< the current input, which the decoder reads
-    std::size_t __taken = 0;   ///< what of it is in the result
-    std::size_t __dropped = 0; ///< what of it has gone back to the system
-    byteEx __bytes;            ///< the result; shares the encoder's string
+    byteEx __raw; ///< the current input, which the decoder reads
+    CConsumedInput __consumed{__raw};
+    std::size_t __taken = 0; ///< what of it is in the result
+    byteEx __bytes;          ///< the result; shares the encoder's string
 };
 
 } // namespace Quil

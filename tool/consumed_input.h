@@ -13,9 +13,12 @@ class CConsumedInput {
 public:
     explicit CConsumedInput(byteEx& input) : __input(input) {}
 
+    /// The buffer has another input.
+    void Begin() { __dropped = 0; }
+
     /// Nothing before `end` is read any more. Cheap: the system is asked for some megabytes
     /// together.
-    void Advance(unsigned int end) {
+    void Advance(std::size_t end) {
         if (end - __dropped >= sm_step) {
             DropPages(__input.ref(), __input.ref() + end);
             __dropped = end;
@@ -23,10 +26,10 @@ public:
     }
 
 private:
-    static constexpr unsigned int sm_step = 2 * static_cast<unsigned int>(hugePageSize);
+    static constexpr std::size_t sm_step = 2 * hugePageSize;
 
     byteEx& __input;
-    unsigned int __dropped = 0;
+    std::size_t __dropped = 0;
 };
 
 } // namespace Quil

@@ -82,7 +82,8 @@ void Encode(stringEx& dst, const wstringEx& src, GET_CONV getConv) {
 /// Narrow to narrow by way of `scratch`. The source is given as it is when it can't be converted.
 void Recode(stringEx& dst, const stringEx& src, wstringEx& scratch, GET_CONV getFrom,
             GET_CONV getTo) {
-    const stringEx source(src); // `dst` may be `src`
+    // `dst` may be `src`, which then changes under the conversion.
+    const stringEx source(src); // NOLINT(performance-unnecessary-copy-initialization)
     try {
         if (TTextConv::IsSysDefaultUseUtf8()) {
             dst = source;

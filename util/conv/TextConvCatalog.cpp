@@ -112,7 +112,7 @@ stringEx GetSysDftLngCtryName() {
     try {
         for (const char* const variable : {"LANG", "LC_CTYPE", "LC_ALL"}) {
             const char* const value = std::getenv(variable);
-            const stringEx name = LanguageAndCountry(value != nullptr ? value : "");
+            stringEx name = LanguageAndCountry(value != nullptr ? value : "");
             if (!name.empty()) {
                 return name;
             }

@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::size_t block = 8;
 
-typedef std::uint16_t UNITS __attribute__((vector_size(2 * block)));
-typedef std::uint32_t CHARACTERS __attribute__((vector_size(4 * block)));
+using UNITS __attribute__((vector_size(2 * block))) = std::uint16_t;
+using CHARACTERS __attribute__((vector_size(4 * block))) = std::uint32_t;
 
 constexpr std::uint32_t surrogateMask = 0xFFFFF800;
 constexpr std::uint32_t firstSurrogate = 0xD800;

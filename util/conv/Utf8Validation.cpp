@@ -14,7 +14,7 @@ namespace Quil::IMPL {
 
 namespace {
 
-typedef std::uint8_t BLOCK __attribute__((vector_size(16)));
+using BLOCK __attribute__((vector_size(16))) = std::uint8_t;
 constexpr std::size_t BLOCK_SIZE = sizeof(BLOCK);
 constexpr std::size_t BLOCKS = 4; // that are tested together
 constexpr std::size_t STEP = BLOCKS * BLOCK_SIZE;

@@ -142,6 +142,8 @@ public:
         return *this;
     }
 
+    // The analyzer takes a moved-from temporary's release for one of the object that moved.
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
     T* get() const noexcept { return __object; }
     T* operator->() const noexcept { return __object; }
     std::add_lvalue_reference_t<T> operator*() const noexcept requires(!std::is_void_v<T>) {

@@ -17,7 +17,7 @@ namespace {
 
 /// Blocks of this many bytes and more are to lie in huge pages. A block's first touch costs a fault
 /// for each of its pages, which for small pages is more than most passes over the text cost.
-constexpr std::uint64_t BIG_BLOCK = 4 * 1024 * 1024;
+constexpr std::uint64_t BIG_BLOCK = std::uint64_t{4} << 20;
 constexpr std::uintptr_t PAGE = 4096;
 
 /// Passes a block on, with the advice if it is a big one. Advice only: a system without huge pages

@@ -79,7 +79,7 @@ private:
 
     // Sixteen bytes of text as elements, and the steps that the filter takes at once.
     using lane = std::conditional_t<sizeof(T) == 1, std::int8_t, std::int32_t>;
-    typedef lane block __attribute__((vector_size(16)));
+    using block __attribute__((vector_size(16))) = lane;
     static constexpr std::ptrdiff_t lanes = 16 / sizeof(T);
     static constexpr std::ptrdiff_t unroll = 4;
     static constexpr std::ptrdiff_t stride = lanes * unroll;
@@ -309,18 +309,18 @@ template <class T, class Fold>
 template <class Take>
 const T* text_search<T, Fold>::__ScanSimply(const T* first, const T* end, Take& take) {
     for (const T* place = first; place < end;) {
-        if (Fold::apply(*place) != __needle[0]) {
-            ++place;
-        } else if (__Verify(place)) {
+        const bool isCandidate = Fold::apply(*place) == __needle[0];
+        if (isCandidate && __Verify(place)) {
             const T* const open = take(place);
             if (!open)
                 return place;
             place = open;
-        } else if (__IsSlow(place - first)) {
+            continue;
+        }
+        ++place;
+        if (isCandidate && __IsSlow(place - first)) {
             __PrepareAutomaton();
-            return __ScanByAutomaton(place + 1, end, take);
-        } else {
-            ++place;
+            return __ScanByAutomaton(place, end, take);
         }
     }
     return end;
