@@ -37,15 +37,13 @@ CDfa::~CDfa() {
     limits_.used -= accounted_;
 }
 
-CDfa::transition CDfa::start() {
-    if (start_ == UNSET) {
-        std::fill(work_.begin(), work_.end(), 0);
-        const auto pre = static_cast<std::size_t>(automaton_.pre);
-        work_[pre / WORDBITS] |= word{1} << (pre % WORDBITS);
-        if (full())
-            flush();
-        start_ = entries_[addset(hashwork(), NOPROGRESS)];
-    }
+CDfa::transition CDfa::makestart() {
+    std::fill(work_.begin(), work_.end(), 0);
+    const auto pre = static_cast<std::size_t>(automaton_.pre);
+    work_[pre / WORDBITS] |= word{1} << (pre % WORDBITS);
+    if (full())
+        flush();
+    start_ = entries_[addset(hashwork(), NOPROGRESS)];
     return start_;
 }
 

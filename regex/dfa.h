@@ -64,7 +64,7 @@ public:
     std::uint32_t generation() const { return generation_; }
 
     /// The set that holds only the automaton's pre state.
-    transition start();
+    transition start() { return start_ == UNSET ? makestart() : start_; }
     /// The state reached from `at` by `co`, or DEAD. `position` is where the scan stands behind the
     /// character; lookaheads are asked there. May empty the cache: `at` is then no state any more.
     transition step(transition at, int co, std::size_t position, ILookahead& lookahead) {
@@ -82,6 +82,7 @@ private:
     static constexpr std::size_t SMALLSTATES = 7;
     static constexpr std::uint32_t NOSTATE = ~std::uint32_t{0};
 
+    transition makestart();
     transition miss(transition at, int co, std::size_t position, ILookahead& lookahead);
     bool follow(const word* states, int co);
     bool asklookaheads(std::size_t position, ILookahead& lookahead);

@@ -5,6 +5,7 @@
 #include "regex/classrun.h"
 #include "regex/lazyspan.h"
 #include "regex/literal.h"
+#include "regex/prefilter.h"
 #include "regex/refskip.h"
 
 #include <algorithm>
@@ -19,8 +20,12 @@ using namespace IMPL::engine;
 /// What one context has built for its expression, all of it dispensable memory.
 template <class Chr>
 struct TRegexContext<Chr>::machine {
-    static constexpr int PASSED = -1;         // no result yet
-    static constexpr std::ptrdiff_t FAR = 16; // begins that are better told than tried
+    static constexpr int PASSED = -1;                      // no result yet
+    static constexpr std::ptrdiff_t FAR = 16;              // begins that are better told than tried
+    static constexpr std::uint64_t WORTHFILTERS = 1 << 15; // characters of texts to search
+    // Characters that tries in vain may look at before those are told from tries that pay.
+    static constexpr std::int64_t CREDIT = 4096;
+    static constexpr std::int64_t TRYCOST = 8; // of each try, in characters
 
     using compiled_form = guts<typename chrtraits<Chr>::pattern>;
 
@@ -30,6 +35,10 @@ struct TRegexContext<Chr>::machine {
     int run(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
 
     int find(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
+    bool filters();
+    const Chr* findfiltered(const Chr*& end);
+    const Chr* findwithin(const Chr* from, const Chr* limit, const Chr*& end);
+    bool trybegins(const Chr*& begin, const Chr* limit, const Chr*& end);
     int findrun(std::size_t nmatch, regmatch_t* pmatch);
     int tell(std::size_t nmatch, regmatch_t* pmatch, const Chr* begin, const Chr* end);
     const Chr* findspan(const Chr* open, const Chr* close, const Chr*& end, const Chr*& cold);
@@ -60,6 +69,8 @@ struct TRegexContext<Chr>::machine {
     std::optional<CReversed> reversed;       // the root's automaton, for beginnings ...
     std::optional<TScanner<Chr>> beginnings; // ... and the scanner of it
     std::vector<std::uint64_t> alive;        // a set of begins
+    std::optional<TPrefilter<Chr>> filter;   // once a text is long enough for it
+    std::int64_t credit = CREDIT;            // for tries at single places; below 0: no more of them
     std::vector<regmatch_t> work;
 };
 
@@ -92,6 +103,9 @@ void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int
         references.newtext();
         if (lazy)
             lazy->newtext();
+        if (filter)
+            filter->newtext();
+        credit = CREDIT;
     }
     env.start = start;
     env.stop = stop;
@@ -129,6 +143,9 @@ int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
             return REG_NOMATCH;
         if (outcome == TLazySpan<Chr>::outcome::FOUND)
             return nmatch == 0 ? REG_OKAY : tell(nmatch, pmatch, from, end);
+    } else if (filters()) {
+        const Chr* const begin = findfiltered(end);
+        return begin ? tell(nmatch, pmatch, begin, end) : REG_NOMATCH;
     }
     const Chr* cold = nullptr;
     const Chr* const close = fixed && env.fastroads && !literal.empty()
@@ -155,19 +172,92 @@ int TRegexContext<Chr>::machine::findrun(std::size_t nmatch, regmatch_t* pmatch)
     const Chr* const begin = runs.find(env.start, env.stop, end, env.looked);
     if (!begin)
         return REG_NOMATCH;
-    return nmatch == 0 ? REG_OKAY : tell(nmatch, pmatch, begin, end);
+    return tell(nmatch, pmatch, begin, end);
 }
 
 /// Reports a match, and its groups if they are asked for.
 template <class Chr>
 int TRegexContext<Chr>::machine::tell(std::size_t nmatch, regmatch_t* pmatch, const Chr* begin,
                                       const Chr* end) {
+    if (nmatch == 0)
+        return REG_OKAY;
     pmatch[0] = regmatch_t{static_cast<int>(begin - env.start), static_cast<int>(end - env.start)};
     if (nmatch == 1)
         return REG_OKAY;
     dissector.setmatches(pmatch, nmatch);
     dissector.clear();
     return dissector.dissect(g.tree, begin, end);
+}
+
+/// Whether the search may pass over what the filters rule out.
+template <class Chr>
+bool TRegexContext<Chr>::machine::filters() {
+    if (!env.fastroads || expect || env.limits.smallcache || !literal.empty())
+        return false;
+    if (!filter) {
+        if (env.looked + static_cast<std::uint64_t>(env.stop - env.start) < WORTHFILTERS)
+            return false;
+        filter.emplace(g.tree->cnfa, env.colors);
+        if (!filter->begin().empty())
+            search.leapby(&filter->begin());
+    }
+    return filter->useful();
+}
+
+/// The leftmost match, by the stretches in which one can lie.
+template <class Chr>
+const Chr* TRegexContext<Chr>::machine::findfiltered(const Chr*& end) {
+    typename TPrefilter<Chr>::stretch span;
+    for (const Chr* from = env.start; filter->next(from, env.stop, span); from = span.last + 1) {
+        const Chr* const begin = findwithin(span.first, span.last, end);
+        if (begin || span.last == env.stop)
+            return begin;
+    }
+    return nullptr;
+}
+
+/// The leftmost match that begins at or behind `from`, where none ends behind `limit`.
+template <class Chr>
+const Chr* TRegexContext<Chr>::machine::findwithin(const Chr* from, const Chr* limit,
+                                                   const Chr*& end) {
+    if (trybegins(from, limit, end))
+        return from;
+    if (from == limit)
+        return nullptr;
+    const Chr* cold = nullptr;
+    const Chr* const close = search.shortest(from, from, limit, &cold);
+    const Chr* late = nullptr;
+    return close ? findspan(cold, close, end, late) : nullptr;
+}
+
+/// Tries the places where a match may begin, from `begin` on, as long as that costs less than it
+/// spares. True if there is a match at `begin`; else none begins before there.
+template <class Chr>
+bool TRegexContext<Chr>::machine::trybegins(const Chr*& begin, const Chr* limit, const Chr*& end) {
+    const TFingerprint<Chr>& places = filter->begin();
+    if (places.empty() || credit < 0)
+        return false;
+    // Where the text begins, the character that a beginning may ask for before it is missing.
+    bool edge = begin == env.start && places.looksbehind();
+    for (; begin != limit; ++begin, edge = false) {
+        if (!edge) {
+            const Chr* const next = places.find(begin, limit, env.stop);
+            credit = std::min(credit + (next - begin), CREDIT);
+            env.looked += static_cast<std::uint64_t>(next - begin);
+            if ((begin = next) == limit)
+                break;
+        }
+        const std::uint64_t looked = env.looked;
+        const auto result = whole.attempt(begin, shorter, end);
+        if (result == TScanner<Chr>::outcome::FOUND) {
+            credit = std::min(credit + (end - begin), CREDIT);
+            return true;
+        }
+        credit -= TRYCOST + static_cast<std::int64_t>(env.looked - looked);
+        if (result == TScanner<Chr>::outcome::OPEN || credit < 0)
+            break;
+    }
+    return false;
 }
 
 /// The match whose begin lies in [open, close], where the search has seen the first end.

@@ -189,9 +189,9 @@ const Chr* TScanner<Chr>::shortest(const Chr* start, const Chr* min, const Chr* 
     };
     while (at != CDfa::DEAD && cp != realmax) {
         if (at & CDfa::SKIP) {
-            nopr = skip_.find(cp, realmax);
+            nopr = leap(cp, realmax, at);
             env_.looked += static_cast<std::uint64_t>(nopr - cp);
-            if ((cp = nopr) == realmax)
+            if ((cp = nopr) == realmax || at == CDfa::DEAD)
                 break;
         }
         const Chr* const limit = memo ? checkpoint(cp, realmax) : realmax;
@@ -219,6 +219,50 @@ const Chr* TScanner<Chr>::shortest(const Chr* start, const Chr* min, const Chr* 
         end = cp;
     }
     return finish(start, cp, end, max);
+}
+
+/// From a place where nothing has begun to the next one where a match may begin.
+template <class Chr>
+const Chr* TScanner<Chr>::leap(const Chr* cp, const Chr* limit, transition& at) {
+    if (!begin_)
+        return skip_.find(cp, limit);
+    const Chr* const found = begin_->find(cp, limit, env_.stop);
+    // What was passed over may lead away and come to nothing, so the state is one of a fresh start.
+    if (found != cp)
+        at = enter<scanway::FORWARD>(found);
+    return found;
+}
+
+template <class Chr>
+typename TScanner<Chr>::outcome TScanner<Chr>::attempt(const Chr* start, bool shorter,
+                                                       const Chr*& end) {
+    constexpr std::ptrdiff_t PATIENCE = 256; // characters without an end
+    if (memo_.on()) {
+        end = shorter ? shortest(start, start, env_.stop) : longest(start, env_.stop);
+        return end ? outcome::FOUND : outcome::NONE;
+    }
+    transition at = enter<scanway::FORWARD>(start);
+    const Chr* cp = start;
+    const Chr* post = nullptr;
+    const auto note = [&post, shorter](const Chr* p, transition state) {
+        post = (state & CDfa::POST) ? p : post;
+        return shorter && post;
+    };
+    while (at != CDfa::DEAD && cp != env_.stop && !(shorter && post)) {
+        const Chr* const from = post ? post : start;
+        if (cp - from >= PATIENCE) {
+            end = post ? longest(start, env_.stop) : nullptr;
+            return end ? outcome::FOUND : outcome::OPEN;
+        }
+        walk<scanway::FORWARD>(cp, env_.stop - from > PATIENCE ? from + PATIENCE : env_.stop, at,
+                               note);
+    }
+    end = post ? post - 1 : nullptr;
+    if (at != CDfa::DEAD && cp == env_.stop && !(shorter && post)) {
+        at = leave<scanway::FORWARD>(at, cp);
+        end = at != CDfa::DEAD && (at & CDfa::POST) ? cp : end;
+    }
+    return end ? outcome::FOUND : outcome::NONE;
 }
 
 /// Adds the places where matches end, seen in the scan's direction, between `from` and `to`.

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "regex/dfa.h"
+#include "regex/fingerprint.h"
 #include "regex/regguts.h"
 #include "regex/runmemo.h"
 #include "regex/skip.h"
@@ -64,8 +65,10 @@ public:
         shares_ = true;
         asks_ = asks;
     }
-    /// Lets `shortest` leap over characters on which the automaton stays where it is.
+    /// Lets `shortest` leap over characters on which the automaton stays where it is; with a
+    /// filter, to where that says a match may begin. The filter is borrowed.
     void allowskips() { skips_ = true; }
+    void leapby(const TFingerprint<Chr>* begin) { begin_ = begin; }
     /// The text, or the meaning of its end, is another one than before.
     void newtext() { memo_.reset(); }
 
@@ -77,6 +80,10 @@ public:
     /// `*cold` is then the last place where a match had not begun; null with no match and no hope.
     const Chr* shortest(const Chr* start, const Chr* min, const Chr* max,
                         const Chr** cold = nullptr, bool* hitstop = nullptr);
+    /// What a try for a match at one place came to; OPEN: it would go far, so better search.
+    enum class outcome { NONE, FOUND, OPEN };
+    /// Tries for a match that begins at `start` and isn't empty: the longest, or the shortest.
+    outcome attempt(const Chr* start, bool shorter, const Chr*& end);
     /// Adds to `places` (counted from `start`) every end of a match that begins at `start` and lies
     /// in [start, stop].
     void ends(const Chr* start, const Chr* stop, CPlaces& places);
@@ -102,6 +109,7 @@ private:
     bool sharing(const Chr* stop) const { return shares_ && memo_.on() && stop == env_.stop; }
     const Chr* checkpoint(const Chr* cp, const Chr* limit) const;
     bool meets(const Chr* cp, const Chr* limit, transition at, const Chr*& end);
+    const Chr* leap(const Chr* cp, const Chr* limit, transition& at);
     const Chr* finish(const Chr* start, const Chr* cp, const Chr* end, const Chr* stop);
     bool findskip(transition first, std::size_t length);
     bool waits(transition state, int co);
@@ -111,6 +119,7 @@ private:
     CDfa dfa_;
     CRunMemo memo_;
     TSkip<Chr> skip_;
+    const TFingerprint<Chr>* begin_ = nullptr;
     std::uint32_t skipgeneration_ = ~std::uint32_t{0};
     int skiptries_ = 4;
     bool shares_ = false;

@@ -106,8 +106,8 @@ TEST_F(CommandTest, ReplacesLiteralsByBlocksAsInAWholeText) {
     const char* const finds[] = {"aa",
                                  "ab",
                                  "\xE4\xB8\xAD",
-                                 "\xE4\xB8\xAD"
-                                 "ab",
+                                 ("\xE4\xB8\xAD"
+                                  "ab"),
                                  "Ba",
                                  "aab",
                                  "z"};
