@@ -30,7 +30,7 @@ bool TLazySpan<Chr>::prepare() {
     }
     std::vector<unsigned char> first = leaving(entered_, CDfa::DEAD);
     if (const std::vector<Chr> few = characters(first); few.size() == 1 && !flushed())
-        beginpair_ = pair(entered_, CDfa::DEAD, few[0]);
+        beginpair_ = pair(entered_, CDfa::DEAD, few);
     beginnings_.set(env_.colors, std::move(first));
     ready_ = !flushed();
     return ready_;
@@ -39,6 +39,7 @@ bool TLazySpan<Chr>::prepare() {
 template <class Chr>
 auto TLazySpan<Chr>::find(const Chr*& begin, const Chr*& end) -> outcome {
     constexpr std::uint64_t SLACK = 4096;
+    constexpr std::uint64_t LEAPS = 8; // characters leapt over for the cost of a look at one
     begin = env_.start;
     if (off_ || (!ready_ && !(usable_ = prepare())))
         return outcome::UNKNOWN;
@@ -59,7 +60,8 @@ auto TLazySpan<Chr>::find(const Chr*& begin, const Chr*& end) -> outcome {
             advanced_ += looked;
             return result;
         }
-        wasted_ += looked;
+        const auto leapt = static_cast<std::uint64_t>(leapt_);
+        wasted_ += looked - leapt + leapt / LEAPS;
         const bool dear = wasted_ > SLACK + 2 * advanced_;
         patience_ -= dear ? 1 : 0;
         usable_ = !flushed() && patience_ > 0;
@@ -77,6 +79,7 @@ auto TLazySpan<Chr>::attempt(const Chr* begin, const Chr*& end, const Chr*& reac
     const cnfa& a = dfa_.automaton();
     const color* const colors = env_.colors;
     const Chr* p = begin;
+    leapt_ = 0;
     transition state = begin == env_.start
                            ? step(dfa_.start(), a.bos[(env_.eflags & REG_NOTBOL) ? 0 : 1])
                            : entered_;
@@ -104,9 +107,10 @@ auto TLazySpan<Chr>::attempt(const Chr* begin, const Chr*& end, const Chr*& reac
             end = p - 1;
             return outcome::FOUND;
         }
-        if (state & CDfa::SKIP)
+        if (state & CDfa::SKIP) {
             p = leap(state, p);
-        else if (p == limit)
+            leapt_ += p - reached;
+        } else if (p == limit)
             consider(state);
         if (flushed())
             return outcome::UNKNOWN;
@@ -149,7 +153,7 @@ void TLazySpan<Chr>::consider(transition state) {
         return;
     wait& w = waits_[nwaits_];
     w.row = state & CDfa::ROW;
-    w.pair = few.size() == 1 ? pair(state, state, few[0]) : std::nullopt;
+    w.pair = pair(state, state, few);
     if (flushed())
         return;
     w.leaving.set(env_.colors, std::move(away));
@@ -157,23 +161,41 @@ void TLazySpan<Chr>::consider(transition state) {
     dfa_.markskip(state);
 }
 
-/// For a character that alone leads from `from` to another state than `home`: the pair that does
-/// so for good, if behind it most characters lead to `home`.
+/// The characters that, behind `first`, lead from `from` to another state than `home`. None if the
+/// others don't lead there.
 template <class Chr>
-auto TLazySpan<Chr>::pair(transition from, transition home, Chr only) -> std::optional<pairing> {
-    const transition behind = step(from, env_.colors[chrtraits<Chr>::index(only)]);
-    if (behind == CDfa::DEAD || (behind & CDfa::POST))
-        return std::nullopt;
-    const std::vector<Chr> few = characters(leaving(behind, home));
-    if (few.empty() || few.size() > FEW)
-        return std::nullopt;
-    // If `only` twice led back, a pair could be seen where the automaton is amid another one.
-    if (from == home && std::find(few.begin(), few.end(), only) == few.end())
-        return std::nullopt;
-    pairing found{only, {}};
-    for (std::size_t i = 0; i < FEW; ++i)
-        found.second[i] = few[std::min(i, few.size() - 1)];
-    return found;
+std::vector<Chr> TLazySpan<Chr>::behind(transition from, transition home, Chr first) {
+    const transition middle = step(from, env_.colors[chrtraits<Chr>::index(first)]);
+    if (middle == CDfa::DEAD || (middle & CDfa::POST))
+        return {};
+    std::vector<Chr> few = characters(leaving(middle, home));
+    return few.size() > FEW ? std::vector<Chr>() : few;
+}
+
+/// Given the few characters that lead from `from` to another state than `home`: one of them which
+/// does so for good only with few others behind it.
+template <class Chr>
+auto TLazySpan<Chr>::pair(transition from, transition home, const std::vector<Chr>& away)
+    -> std::optional<pairing> {
+    for (const Chr first : away) {
+        const std::vector<Chr> few = behind(from, home, first);
+        // What leads away must do so behind `first` as well. Else it could be taken for the
+        // beginning of something where the automaton reads it as the end of something.
+        const bool safe = from != home || std::all_of(away.begin(), away.end(), [&](Chr c) {
+                              return std::find(few.begin(), few.end(), c) != few.end();
+                          });
+        if (few.empty() || !safe)
+            continue;
+        pairing found;
+        found.first = first;
+        for (std::size_t i = 0; i < FEW; ++i)
+            found.second[i] = few[std::min(i, few.size() - 1)];
+        for (const Chr other : away)
+            if (other != first)
+                found.others[found.nothers++] = other;
+        return found;
+    }
+    return std::nullopt;
 }
 
 /// The next place at which a waiting state may be left.
@@ -196,7 +218,9 @@ const Chr* TLazySpan<Chr>::leappair(const pairing& pair, const Chr* from) const 
     for (; env_.stop - from > lanes<Chr>::COUNT; from += lanes<Chr>::COUNT) {
         const vector text = lanes<Chr>::load(from);
         const vector next = lanes<Chr>::load(from + 1);
-        const auto is = (text == first) & ((next == a) | (next == b) | (next == c));
+        auto is = (text == first) & ((next == a) | (next == b) | (next == c));
+        for (std::size_t i = 0; i < pair.nothers; ++i)
+            is |= text == lanes<Chr>::select(pair.others[i]);
         if (anylane(is))
             return from + std::countr_zero(lanes<Chr>::bits(reinterpret_cast<vector>(is)));
     }

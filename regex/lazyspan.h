@@ -38,10 +38,12 @@ private:
     static constexpr std::size_t FEW = 3; // characters to be found by vectors
     static constexpr transition NOWAIT = CDfa::DEAD;
 
-    /// A character with one of a few behind it.
+    /// A character with one of a few behind it, or one of other characters.
     struct pairing {
         Chr first{};
         std::array<Chr, FEW> second{};
+        std::array<Chr, FEW - 1> others{};
+        std::size_t nothers = 0;
     };
     /// A state in which the automaton stays until one of few characters comes.
     struct wait {
@@ -53,7 +55,8 @@ private:
     bool prepare();
     outcome attempt(const Chr* begin, const Chr*& end, const Chr*& reached);
     void consider(transition state);
-    std::optional<pairing> pair(transition from, transition home, Chr only);
+    std::optional<pairing> pair(transition from, transition home, const std::vector<Chr>& away);
+    std::vector<Chr> behind(transition from, transition home, Chr first);
     std::vector<unsigned char> leaving(transition from, transition home);
     std::vector<Chr> characters(const std::vector<unsigned char>& colors) const;
     const Chr* leap(transition state, const Chr* from) const;
@@ -71,6 +74,7 @@ private:
     int considerings_ = 32;           // states yet to be looked at closer
     std::vector<unsigned char> used_; // colors that characters have
     transition entered_ = NOWAIT;     // the state behind any character before a match
+    std::ptrdiff_t leapt_ = 0;        // characters that the last try leapt over
     std::uint64_t wasted_ = 0;        // characters that tries looked at in vain
     std::uint64_t advanced_ = 0;      // characters that are done with
     int patience_ = 4;                // texts in which tries may yet turn out to cost too much

@@ -37,10 +37,12 @@ TEST(LazySpan, TheSameMatchesAsByASearch) {
 // edges.
 TEST(LazySpan, NearMissesOfTheEnd) {
     for (const wchar_t* const pattern :
-         {L"<.*?>", L"a<.*? of", L"<.*?bab", L"<.*?aab", L"<(?:[^a]|aa|a[^ab])*?ab"})
+         {L"<.*?>", L"a<.*? of", L"<.*?bab", L"<.*?aab", L"<(?:[^a]|aa|a[^ab])*?ab", L"(?n)<.*? of",
+          L"(?n)a<.*?bab", L"<[^\nx]*?bab", L"<(?:[^ax]|a[^ab])*?ab"})
         for (std::size_t length = 0; length < 140; ++length)
-            for (const wchar_t* const miss : {L" ", L" o", L" ox of", L"  of", L"a", L"aa", L"aab",
-                                              L"ba", L"bb", L"bbab", L"abab", L"aaab", L"<"}) {
+            for (const wchar_t* const miss :
+                 {L" ", L" o", L" ox of", L"  of", L"a", L"aa", L"aab", L"ba", L"bb", L"bbab",
+                  L"abab", L"\n", L" \n", L"ax", L"bx", L"aaab", L"<"}) {
                 const std::wstring span(length, L'.');
                 test::comparesweeps(pattern, REG_ADVANCED,
                                     L"a<" + span + miss + span + miss + L" of>bab" + span);
