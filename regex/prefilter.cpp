@@ -31,6 +31,7 @@ double frequency(std::size_t cell) {
 // A chain is worth the search for it if it is rare, and rarer than what matches begin with.
 constexpr double RARE = 0.02;
 constexpr double RARER = 0.25;
+constexpr std::size_t BOXES = 3; // of a place of a longer word
 
 } // namespace
 
@@ -98,7 +99,8 @@ TCellSet<Chr> TPrefilter<Chr>::cells(const colorset& set) const {
 
 template <class Chr>
 typename TFingerprint<Chr>::word TPrefilter<Chr>::boxes(const std::vector<colorset>& chain) {
-    const std::size_t most = chain.size() == 1 ? MOSTWORDS : 2;
+    // The combinations of all places' boxes are what the words come to.
+    const std::size_t most = chain.size() == 1 ? MOSTWORDS : BOXES;
     typename TFingerprint<Chr>::word word;
     for (const colorset& set : chain) {
         auto known = boxes_.find({most, set});

@@ -227,6 +227,12 @@ const Chr* TScanner<Chr>::leap(const Chr* cp, const Chr* limit, transition& at) 
     if (!begin_)
         return skip_.find(cp, limit);
     const Chr* const found = begin_->find(cp, limit, env_.stop);
+    leapt_ += found - cp;
+    if (++leaps_ == TRIALLEAPS) {
+        if (leapt_ < TRIALLEAPS * SHORTLEAP)
+            begin_ = nullptr; // the start of each leap costs more than it spares
+        leaps_ = leapt_ = 0;
+    }
     // What was passed over may lead away and come to nothing, so the state is one of a fresh start.
     if (found != cp)
         at = enter<scanway::FORWARD>(found);
