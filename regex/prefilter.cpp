@@ -36,12 +36,18 @@ constexpr std::size_t BOXES = 3; // of a place of a longer word
 } // namespace
 
 template <class Chr>
-TPrefilter<Chr>::TPrefilter(const cnfa& automaton, const color* colors) : colors_(colors) {
+TPrefilter<Chr>::TPrefilter(const cnfa& automaton, const subre* lacons, const color* colors)
+    : colors_(colors) {
     weigh(automaton);
-    const beginnings b = findbeginnings(automaton, MOSTPLACES);
-    double common = 0;
-    for (const auto& word : b.words)
-        common += weight(word);
+    beginnings b = findbeginnings(automaton, MOSTPLACES);
+    // Where a lookahead must hold, its own match begins too.
+    const int leading = automaton.minlen > 0 ? leadinglookahead(automaton) : 0;
+    if (leading != 0 && lacons[leading].subno != 0) {
+        beginnings ahead = findbeginnings(lacons[leading].cnfa, MOSTPLACES);
+        if (ahead.places != 0 && (b.places == 0 || weight(ahead) < weight(b)))
+            b = std::move(ahead);
+    }
+    const double common = weight(b);
     if (b.places != 0)
         setbegin(b);
     const necessity n =
@@ -82,6 +88,14 @@ double TPrefilter<Chr>::weight(const std::vector<colorset>& chain) const {
     for (const colorset& set : chain)
         product *= weight(set);
     return product;
+}
+
+template <class Chr>
+double TPrefilter<Chr>::weight(const beginnings& b) const {
+    double sum = 0;
+    for (const auto& word : b.words)
+        sum += weight(word);
+    return sum;
 }
 
 template <class Chr>

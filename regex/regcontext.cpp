@@ -180,7 +180,7 @@ bool TRegexContext<Chr>::machine::filters() {
     if (!filter) {
         if (env.looked + static_cast<std::uint64_t>(env.stop - env.start) < WORTHFILTERS)
             return false;
-        filter.emplace(g.tree->cnfa, env.colors);
+        filter.emplace(g.tree->cnfa, g.lacons, env.colors);
         if (!filter->begin().empty())
             search.leapby(&filter->begin());
     }
