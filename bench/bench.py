@@ -9,6 +9,7 @@ import hashlib
 import math
 import multiprocessing
 import os
+import platform
 import random
 import shutil
 import statistics
@@ -168,6 +169,14 @@ def print_row(row):
           f"{ratio:.2f} | {workload.must} | {workload.goal} |{note}", flush=True)
 
 
+def machine():
+    """One line on what the figures were measured on."""
+    with open("/proc/cpuinfo", encoding="utf-8") as file:
+        model = next((line.split(":", 1)[1].strip() for line in file if line.startswith("model name")), "?")
+    memory = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / 2**30
+    return f"{model}, {os.cpu_count()} cores, {memory:.0f} GB, {platform.system()} {platform.release()}"
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--tsub", required=True)
@@ -181,6 +190,7 @@ def main():
     rows = []
     with tempfile.TemporaryDirectory(prefix="tsub-bench-") as folder:
         runner = Runner(folder, os.path.abspath(options.tsub))
+        print(f"{machine()}\n")
         print("| workload | tsub ms | CPU ms | peak MB | best peer ms | ratio | must | goal |")
         print("|---|---|---|---|---|---|---|---|")
         for workload in WORKLOADS:

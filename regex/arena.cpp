@@ -1,3 +1,4 @@
+// Blocks of raw memory, the newest first, and a mark in it of how far it is dealt out.
 #include "regex/arena.h"
 
 #include <algorithm>
@@ -8,7 +9,8 @@ namespace Quil::IMPL::engine {
 namespace {
 
 constexpr std::size_t ALIGNMENT = alignof(std::max_align_t);
-constexpr std::size_t BLOCKSIZE = 16 * 1024; ///< storage of a block; a larger piece gets its own
+/// Storage of a block; a larger piece gets its own.
+constexpr std::size_t BLOCKSIZE = std::size_t{16} * 1024;
 
 constexpr std::size_t roundup(std::size_t n) {
     return (n + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;

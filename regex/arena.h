@@ -34,6 +34,8 @@ public:
     /// `bytes` of storage, aligned for any type, not initialised; null if there is no memory.
     void* alloc(std::size_t bytes);
 
+    // NOLINTBEGIN(bugprone-sizeof-expression): T may well be a pointer
+
     /// Storage for `n` elements of T, all bytes zero; null if there is no memory.
     template <class T>
     T* array(std::size_t n) {
@@ -55,6 +57,8 @@ public:
             std::memcpy(p, old, n * sizeof(T));
         return p;
     }
+
+    // NOLINTEND(bugprone-sizeof-expression)
 
 private:
     struct block {

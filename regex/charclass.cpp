@@ -174,12 +174,13 @@ template <class chr>
 const cvec<chr>* foldedrange(vars<chr>* v, chr first, chr last) {
     using traits = chrtraits<chr>;
     cellset<chr> cells;
-    for (std::int64_t i = first; i <= last; ++i) {
-        const auto c = static_cast<chr>(i);
+    for (chr c = first;; ++c) {
         cells.add(c);
         cells.add(traits::tolower(c));
         cells.add(traits::toupper(c));
         cells.add(traits::totitle(c));
+        if (c == last)
+            break;
     }
     std::size_t runs = 0;
     cells.eachrun([&](std::size_t, std::size_t) { ++runs; });

@@ -1,10 +1,10 @@
 // Recognising a run in an automaton, and finding runs by their characters' bits.
 #include "regex/classrun.h"
 
+#include "regex/lanes.h"
+
 #include <algorithm>
 #include <bit>
-#include <cstring>
-#include <utility>
 
 namespace Quil::IMPL::engine {
 
@@ -97,36 +97,6 @@ int runofset(const cnfa& a, std::vector<unsigned char>& in) {
     }
 }
 
-/// A vector of characters, as the compiler's own vector type, and the bits of its lanes.
-template <class Chr>
-struct lanes {
-    typedef unsigned char vector __attribute__((vector_size(16)));
-    static constexpr std::uint32_t MASK = 0xFF;
-    /// Moves a vector of all ones and all zeros to the bits of an integer.
-    static std::uint64_t bits(const vector& is) {
-        constexpr std::uint64_t SUM = 0x0101010101010101u; // of bytes, in the highest one
-        constexpr vector WEIGHTS = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
-        const vector weighted = is & WEIGHTS;
-        std::uint64_t halves[2];
-        std::memcpy(halves, &weighted, sizeof halves);
-        return (halves[0] * SUM >> 56) | (halves[1] * SUM >> 56) << 8;
-    }
-};
-
-template <>
-struct lanes<wchar_t> {
-    typedef std::int32_t vector __attribute__((vector_size(16)));
-    static constexpr std::int32_t MASK = 0xFFFF; // as the color map does, only these bits count
-    static std::uint64_t bits(const vector& is) {
-        constexpr vector WEIGHTS = {1, 2, 4, 8};
-        const vector weighted = is & WEIGHTS;
-        std::uint64_t halves[2];
-        std::memcpy(halves, &weighted, sizeof halves);
-        const std::uint64_t both = halves[0] | halves[1];
-        return (both | both >> 32) & 0xF;
-    }
-};
-
 } // namespace
 
 template <class Chr>
@@ -157,17 +127,13 @@ void TClassRun<Chr>::prepare() {
 template <class Chr>
 std::uint64_t TClassRun<Chr>::compare(const Chr* place) const {
     using vector = typename lanes<Chr>::vector;
-    constexpr std::ptrdiff_t LANES = sizeof(vector) / sizeof(Chr);
-    using value = std::remove_reference_t<decltype(std::declval<vector&>()[0])>;
     std::uint64_t bits = 0;
-    for (std::ptrdiff_t at = 0; at < BLOCK; at += LANES) {
-        vector text;
-        std::memcpy(&text, place + at, sizeof text);
-        text &= static_cast<value>(lanes<Chr>::MASK);
+    for (std::ptrdiff_t at = 0; at < BLOCK; at += lanes<Chr>::COUNT) {
+        const vector text = lanes<Chr>::load(place + at);
         vector is{};
         for (std::size_t i = 0; i < ranges_; ++i)
-            is |= reinterpret_cast<vector>((text >= static_cast<value>(first_[i])) &
-                                           (text <= static_cast<value>(last_[i])));
+            is |= reinterpret_cast<vector>((text >= lanes<Chr>::select(first_[i])) &
+                                           (text <= lanes<Chr>::select(last_[i])));
         bits |= lanes<Chr>::bits(is) << at;
     }
     return bits;
@@ -193,7 +159,7 @@ void TClassRun<Chr>::look(const Chr* place, const Chr* stop) {
 template <class Chr>
 const Chr* TClassRun<Chr>::seek(const Chr* p, const Chr* stop, std::uint64_t unlike) {
     while (p != stop) {
-        if (!block_ || p - block_ >= BLOCK)
+        if (!block_ || p < block_ || p - block_ >= BLOCK)
             look(p, stop);
         const std::uint64_t rest = (bits_ ^ unlike) >> (p - block_);
         if (rest != 0)

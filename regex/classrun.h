@@ -24,6 +24,8 @@ public:
     bool empty() const { return least_ == 0; }
     /// Whether a text of this length is worth the making of the tables, if that isn't done yet.
     bool worthwhile(std::ptrdiff_t length) const { return ready_ || length >= WORTHWHILE; }
+    /// That is done.
+    bool ready() const { return ready_; }
     /// What was seen of the text no longer holds.
     void newtext() { block_ = nullptr; }
     /// The first run of the set in [begin, stop] that is long enough: its begin, or null. What

@@ -1,3 +1,5 @@
+// The moves of characters between colors. What a color is asked for is counted in `nchrs`, which
+// must stay exact: by it a color that has given all its characters away is known to be free.
 #include "regex/color.h"
 
 #include "regex/nfa.h"
@@ -45,17 +47,16 @@ void movecount(colormap* cm, color from, color to, std::size_t n) {
     desc(cm, to).nchrs += static_cast<uchr>(n);
 }
 
-/// Stores a color in one cell, in a copy of the block where that is solid.
-void setcell(colormap* cm, std::size_t index, color co) {
-    colorblock*& slot = cm->tree[index >> BYTBITS];
-    if (issolid(cm, slot)) {
-        colorblock* copy = newblock(cm);
-        if (copy == nullptr)
-            return;
-        *copy = *slot;
-        slot = copy;
-    }
-    slot->cells[index & BYTMASK] = co;
+/// Makes sure that a block may be written to: a solid one is left to the others that share it.
+bool ownblock(colormap* cm, colorblock*& slot) {
+    if (!issolid(cm, slot))
+        return true;
+    colorblock* copy = newblock(cm);
+    if (copy == nullptr)
+        return false;
+    *copy = *slot;
+    slot = copy;
+    return true;
 }
 
 /// The solid block of a color, made if need be; null on error.
@@ -69,19 +70,25 @@ colorblock* solidblock(colormap* cm, color co) {
     return d.block;
 }
 
-/// Splits a mixed block in place, run by run.
-void splitruns(varsbase* v, colorblock* b, state* lp, state* rp) {
+/// Subcolors for the cells `first` to `last` of a block, with arcs, run by run of one color.
+void splitruns(varsbase* v, colorblock*& slot, std::size_t first, std::size_t last, state* lp,
+               state* rp) {
     colormap* cm = v->cm;
-    for (std::size_t i = 0; i < BYTTAB;) {
-        const color co = b->cells[i];
+    for (std::size_t i = first; i <= last;) {
+        const color co = slot->cells[i];
         const color sco = newsub(cm, co);
         if (iserr(v))
             return;
         newarc(v->nfa, PLAIN, sco, lp, rp);
-        const std::size_t first = i;
-        while (i < BYTTAB && b->cells[i] == co)
-            b->cells[i++] = sco;
-        movecount(cm, co, sco, i - first);
+        const std::size_t start = i;
+        while (i <= last && slot->cells[i] == co)
+            ++i;
+        if (sco == co)
+            continue; // there already
+        if (!ownblock(cm, slot))
+            return;
+        std::fill(slot->cells + start, slot->cells + i, sco);
+        movecount(cm, co, sco, i - start);
     }
 }
 
@@ -90,7 +97,7 @@ void subblock(varsbase* v, std::size_t start, state* lp, state* rp) {
     colormap* cm = v->cm;
     colorblock*& slot = cm->tree[start >> BYTBITS];
     if (!issolid(cm, slot)) {
-        splitruns(v, slot, lp, rp);
+        splitruns(v, slot, 0, BYTTAB - 1, lp, rp);
         return;
     }
     const color co = slot->cells[0];
@@ -142,7 +149,7 @@ void initcm(varsbase* v, colormap* cm, std::size_t nchrs) {
 void settlecolors(colormap* cm, arena* mem) {
     if (iserr(cm->v))
         return;
-    color* table = mem->array<color>(cm->nblocks * BYTTAB);
+    auto* table = static_cast<color*>(mem->alloc(cm->nblocks * sizeof cm->tree[0]->cells));
     if (table == nullptr) {
         seterr(cm->v, REG_ESPACE);
         return;
@@ -234,22 +241,23 @@ color subcolorat(colormap* cm, std::size_t index) {
     const color sco = newsub(cm, co);
     if (sco == COLORLESS || sco == co)
         return sco;
-    setcell(cm, index, sco);
-    if (iserr(cm->v))
+    colorblock*& slot = cm->tree[index >> BYTBITS];
+    if (!ownblock(cm, slot))
         return COLORLESS;
+    slot->cells[index & BYTMASK] = sco;
     movecount(cm, co, sco, 1);
     return sco;
 }
 
 void subrangeat(varsbase* v, std::size_t from, std::size_t to, state* lp, state* rp) {
+    colormap* cm = v->cm;
     while (from <= to && !iserr(v)) {
-        if ((from & BYTMASK) == 0 && to - from + 1 >= BYTTAB) {
+        const std::size_t last = std::min(to, from | BYTMASK); // of this block
+        if (last - from == BYTMASK)
             subblock(v, from, lp, rp);
-            from += BYTTAB;
-        } else {
-            newarc(v->nfa, PLAIN, subcolorat(v->cm, from), lp, rp);
-            from++;
-        }
+        else
+            splitruns(v, cm->tree[from >> BYTBITS], from & BYTMASK, last & BYTMASK, lp, rp);
+        from = last + 1;
     }
 }
 

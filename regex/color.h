@@ -116,15 +116,14 @@ template <class chr>
 inline void subrange(varsbase* v, chr from, chr to, state* lp, state* rp) {
     constexpr std::size_t NCHRS = chrtraits<chr>::NCHRS;
     const std::int64_t span = std::int64_t{to} - std::int64_t{from};
-    const std::size_t first = chrtraits<chr>::index(from);
-    const std::size_t last = chrtraits<chr>::index(to);
-    if (span >= static_cast<std::int64_t>(NCHRS) - 1) {
-        subrangeat(v, 0, NCHRS - 1, lp, rp);
-    } else if (first <= last) {
-        subrangeat(v, first, last, lp, rp);
-    } else {
+    const bool whole = span >= static_cast<std::int64_t>(NCHRS) - 1;
+    const std::size_t first = whole ? 0 : chrtraits<chr>::index(from);
+    const std::size_t last = whole ? NCHRS - 1 : chrtraits<chr>::index(to);
+    if (first > last) {
         subrangeat(v, first, NCHRS - 1, lp, rp);
         subrangeat(v, 0, last, lp, rp);
+    } else {
+        subrangeat(v, first, last, lp, rp);
     }
 }
 

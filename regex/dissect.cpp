@@ -20,7 +20,7 @@ bool shorter(const subre& node) {
 
 template <class Chr>
 TDissector<Chr>::TDissector(const guts<pattern>& g, scanenv<Chr>& env, TNodes<Chr>& nodes)
-    : guts_(g), env_(env), nodes_(nodes) {
+    : guts_(g), env_(env), nodes_(nodes), hinges_(static_cast<std::size_t>(g.ntree)) {
     // Only an alternation goes on, to its next alternative, without clearing what the last one did.
     zapping_.assign(1, g.tree);
     while (!zapping_.empty()) {
@@ -55,16 +55,20 @@ void TDissector<Chr>::note(const subre& group, const Chr* begin, const Chr* end)
 
 template <class Chr>
 int TDissector<Chr>::dissect(const subre* root, const Chr* begin, const Chr* end) {
-    pieces_.assign(1, piece{root, begin, end});
-    while (!pieces_.empty()) {
-        const piece p = pieces_.back();
-        pieces_.pop_back();
-        if (!(p.node->flags & CAP))
-            continue; // no group to be found
+    pieces_.clear();
+    piece p{root, begin, end};
+    for (;;) {
+        if (!(p.node->flags & CAP)) { // no group to be found
+            if (pieces_.empty())
+                return REG_OKAY;
+            p = pieces_.back();
+            pieces_.pop_back();
+            continue;
+        }
         switch (p.node->op) {
         case '(':
             note(*p.node, p.begin, p.end);
-            pieces_.push_back({p.node->left, p.begin, p.end});
+            p.node = p.node->left;
             break;
         case '|': {
             const subre* t = p.node;
@@ -72,40 +76,46 @@ int TDissector<Chr>::dissect(const subre* root, const Chr* begin, const Chr* end
                 t = t->right;
             if (!t)
                 return REG_ASSERT;
-            pieces_.push_back({t->left, p.begin, p.end});
+            p.node = t->left;
             break;
         }
         case '.': {
             const Chr* const mid = split(*p.node, p.begin, p.end);
             if (!mid)
                 return REG_ASSERT;
-            pieces_.push_back({p.node->left, p.begin, mid});
-            pieces_.push_back({p.node->right, mid, p.end});
+            if (p.node->right->flags & CAP)
+                pieces_.push_back({p.node->right, mid, p.end});
+            p = {p.node->left, p.begin, mid};
             break;
         }
         default:
             return REG_ASSERT;
         }
     }
-    return REG_OKAY;
 }
 
-/// Where a concatenation that matches [begin, end] must be divided, if the length of one side
-/// tells. Both sides then match there.
+/// Where a concatenation that matches [begin, end] must be divided, if the length of its right side
+/// or the characters of the two tell. Both sides then match there. Null if it isn't known.
 template <class Chr>
-const Chr* TDissector<Chr>::onlymid(const subre& node, const Chr* begin, const Chr* end) const {
+const Chr* TDissector<Chr>::onlymid(const subre& node, const Chr* begin, const Chr* end) {
     if (!env_.fastroads)
         return nullptr;
-    if (const int length = nodes_.length(*node.left); length >= 0 && length <= end - begin)
-        return begin + length;
     if (const int length = nodes_.length(*node.right); length >= 0 && length <= end - begin)
         return end - length;
-    return nullptr;
+    std::optional<CHinge>& hinge = hinges_[static_cast<std::size_t>(node.retry)];
+    if (!hinge)
+        hinge.emplace(node.left->cnfa, node.right->cnfa);
+    return hinge->empty() ? nullptr : hinge->find(begin, end, env_.colors);
 }
 
 /// Where the left side of a concatenation ends, by its own preference; null if nowhere.
 template <class Chr>
 const Chr* TDissector<Chr>::split(const subre& node, const Chr* begin, const Chr* end) {
+    // Neither side has an automaton then.
+    if (const int length = nodes_.length(*node.left); length >= 0)
+        return length <= end - begin ? begin + length : nullptr;
+    if (const int length = nodes_.length(*node.right); length >= 0)
+        return length <= end - begin ? end - length : nullptr;
     if (const Chr* const only = onlymid(node, begin, end))
         return only;
     const Chr* mid = firstmid(*node.left, begin, end);
@@ -217,7 +227,7 @@ int TDissector<Chr>::advance(int er) {
     case '(':
         return capture(er);
     case '.':
-        return concatenate(er);
+        return nodes_.length(*span.node->left) >= 0 ? concatenatefixed(er) : concatenate(er);
     case '|':
         return alternate(er);
     case 'b':
@@ -243,22 +253,48 @@ int TDissector<Chr>::capture(int er) {
     return er;
 }
 
+/// A concatenation whose left side has but one length, and so one division. Neither side has an
+/// automaton then.
+template <class Chr>
+int TDissector<Chr>::concatenatefixed(int er) {
+    frame& f = frames_.back();
+    const auto [node, begin, end] = f.span;
+    switch (f.at) {
+    case ENTERED:
+        f.mid = split(*node, begin, end);
+        if (!f.mid)
+            return REG_NOMATCH;
+        f.at = INLEFT;
+        enter(node->left, begin, f.mid);
+        return PENDING;
+    case INLEFT:
+        if (er != REG_OKAY)
+            return er;
+        f.at = INRIGHT;
+        enter(node->right, f.mid, end);
+        return PENDING;
+    default:
+        return er;
+    }
+}
+
 template <class Chr>
 int TDissector<Chr>::concatenate(int er) {
     frame& f = frames_.back();
     const piece span = f.span;
-    const Chr* const only = onlymid(*span.node, span.begin, span.end);
     switch (f.at) {
     case ENTERED:
-        f.mid = only ? only : firstmid(*span.node->left, span.begin, span.end);
+        f.mid = onlymid(*span.node, span.begin, span.end);
+        f.only = f.mid != nullptr;
+        if (!f.only)
+            f.mid = firstmid(*span.node->left, span.begin, span.end);
         if (!f.mid)
             return REG_NOMATCH;
         f.at = INLEFT;
         enter(span.node->left, span.begin, f.mid);
         return PENDING;
     case INLEFT:
-        if (er == REG_OKAY &&
-            (f.mid == only || nodes_.matches(*span.node->right, f.mid, span.end))) {
+        if (er == REG_OKAY && (f.only || nodes_.matches(*span.node->right, f.mid, span.end))) {
             f.at = INRIGHT;
             enter(span.node->right, f.mid, span.end);
             return PENDING;
@@ -279,7 +315,7 @@ int TDissector<Chr>::nextmid() {
     const Chr* const tried = f.mid;
     if (tried == (shorter(left) ? end : begin))
         return REG_NOMATCH;
-    if (!leftovers_ && onlymid(*node, begin, end))
+    if (f.only && !leftovers_)
         return REG_NOMATCH;
     if (f.candidates == NONE && collectable(begin, end)) {
         f.candidates = bits_.size();
@@ -296,6 +332,7 @@ int TDissector<Chr>::nextmid() {
     if (!f.mid)
         return REG_NOMATCH;
     f.at = INLEFT;
+    f.only = false;
     zap(&left);
     zap(node->right);
     enter(&left, begin, f.mid);

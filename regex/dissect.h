@@ -6,8 +6,10 @@
 // own, so neither the text's length nor the tree's depth costs stack.
 #pragma once
 
+#include "regex/hinge.h"
 #include "regex/nodes.h"
 
+#include <optional>
 #include <vector>
 
 namespace Quil::IMPL::engine {
@@ -44,6 +46,7 @@ private:
         stage at = ENTERED;
         const subre* alternative = nullptr; // of an alternation: the node of the one tried now
         const Chr* mid = nullptr;           // of a concatenation: the division tried now
+        bool only = false;                  // ... and no other is possible
         const Chr* lastmid = nullptr;       // the last one that the left side allows
         std::size_t candidates = NONE; // place in `bits_` of the divisions that both sides allow
     };
@@ -52,7 +55,7 @@ private:
 
     void note(const subre& group, const Chr* begin, const Chr* end);
     const Chr* split(const subre& node, const Chr* begin, const Chr* end);
-    const Chr* onlymid(const subre& node, const Chr* begin, const Chr* end) const;
+    const Chr* onlymid(const subre& node, const Chr* begin, const Chr* end);
     const Chr* splitlinear(const subre& node, const Chr* begin, const Chr* end);
     const Chr* firstmid(const subre& left, const Chr* begin, const Chr* end);
     const Chr* stepmid(const subre& left, const Chr* begin, const Chr* mid, const Chr* end);
@@ -66,6 +69,7 @@ private:
     int advance(int er);
     int capture(int er);
     int concatenate(int er);
+    int concatenatefixed(int er);
     int nextmid();
     int alternate(int er);
     int refer(const subre& node, const Chr* begin, const Chr* end) const;
@@ -77,6 +81,7 @@ private:
     regmatch_t* pmatch_ = nullptr; // borrowed
     std::size_t nmatch_ = 0;
     bool leftovers_ = false; // what a node that failed has set of its groups may yet be seen
+    std::vector<std::optional<CHinge>> hinges_; // by node, made when first asked for
     std::vector<piece> pieces_;
     std::vector<frame> frames_;
     std::vector<const subre*> zapping_;

@@ -20,6 +20,8 @@ void newstates(varsbase* v, state*& s, state*& s2) {
     s2 = newstate(v->nfa);
 }
 
+void copies(varsbase* v, state* lp, state* rp, int m, int n);
+
 /// Puts `m` to `n` copies of the stretch before it; `optional` lets them all be left out.
 void prepend(varsbase* v, state* lp, state* rp, int m, int n, bool optional) {
     state* const s = newstate(v->nfa);
@@ -27,7 +29,7 @@ void prepend(varsbase* v, state* lp, state* rp, int m, int n, bool optional) {
         return;
     moveouts(v->nfa, lp, s);
     dupnfa(v->nfa, s, rp, lp, s);
-    repeat(v, lp, s, m, n);
+    copies(v, lp, s, m, n);
     if (optional)
         emptyarc(v, lp, s);
 }
@@ -81,9 +83,8 @@ void repeatnode(varsbase* v, subre** slot, quantifier q, state* prefix) {
     *slot = copies;
 }
 
-} // namespace
-
-void repeat(varsbase* v, state* lp, state* rp, int m, int n) {
+/// Makes the stretch stand so often, copy by copy.
+void copies(varsbase* v, state* lp, state* rp, int m, int n) {
     if (iserr(v))
         return;
     if (m == 0 && n == 0) {
@@ -98,7 +99,7 @@ void repeat(varsbase* v, state* lp, state* rp, int m, int n) {
         emptyarc(v, lp, s);
         emptyarc(v, s, rp);
     } else if (m == 0) {
-        repeat(v, lp, rp, 1, n);
+        copies(v, lp, rp, 1, n);
         emptyarc(v, lp, rp);
     } else if (m == 1 && n == DUPINF) {
         state *s, *s2;
@@ -115,6 +116,26 @@ void repeat(varsbase* v, state* lp, state* rp, int m, int n) {
     } else if (m > 1) {
         prepend(v, lp, rp, m - 1, n == DUPINF ? n : n - 1, false);
     }
+}
+
+/// Refuses, with REG_ESPACE, what would pass the limits on automata, before so much is built.
+void checkroom(varsbase* v, state* lp, state* rp, int m, int n) {
+    const int wanted = n == DUPINF ? m : n;
+    if (wanted <= 1 || iserr(v))
+        return;
+    const stretch one = survey(v->nfa, lp, rp);
+    const std::int64_t more = wanted - 1;
+    const std::int64_t arcs = more * one.arcs;
+    if (v->nfa->nlive + more * (one.states + 1) > REG_MAXSTATES ||
+        v->nfa->narcs + arcs > REG_MAXARCS || v->work + arcs > REG_MAXWORK)
+        seterr(v, REG_ESPACE);
+}
+
+} // namespace
+
+void repeat(varsbase* v, state* lp, state* rp, int m, int n) {
+    checkroom(v, lp, rp, m, n);
+    copies(v, lp, rp, m, n);
 }
 
 void divide(varsbase* v, subre* node, quantifier q, state* lp, state* rp, subre* top) {

@@ -1,3 +1,6 @@
+// Arcs and states: making, finding, moving and copying them. An arc that is there already is not
+// made again, so each new one is looked for first: along the shorter chain, or, where both are
+// long, in a hash of those states that have many.
 #include "regex/nfa.h"
 
 #include "regex/regguts.h"
@@ -5,6 +8,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <new>
+#include <utility>
 
 namespace Quil::IMPL::engine {
 
@@ -142,6 +146,18 @@ void unlinkarc(arc* a) {
 /// it.
 bool onchain(const nfa* n, const arc* a) {
     return n->parent == nullptr && a->colored();
+}
+
+/// Room for a distance of every state; false, with REG_ESPACE, if there is no memory.
+bool growdistances(nfa* n) {
+    if (n->ndistances >= n->nstates)
+        return true;
+    const int room = std::max(n->nstates, n->ndistances * 2);
+    n->distances = n->mem.array<int>(static_cast<std::size_t>(room));
+    n->ndistances = n->distances != nullptr ? room : 0;
+    if (n->distances == nullptr)
+        seterr(n->v, REG_ESPACE);
+    return n->distances != nullptr;
 }
 
 } // namespace
@@ -378,6 +394,44 @@ void dupnfa(nfa* n, state* start, state* stop, state* from, state* to) {
     stop->tmp = nullptr;
     for (state* s = start; s != nullptr; s = s->work)
         s->tmp = nullptr;
+}
+
+stretch survey(nfa* n, state* start, state* stop) {
+    stretch found = {.states = 0, .arcs = 0, .length = 0};
+    if (iserr(n->v) || start == stop || !growdistances(n))
+        return found;
+    int* const distances = n->distances;
+    bool differ = false;
+    distances[start->no] = 0;
+    stop->tmp = stop;
+    start->tmp = start;
+    start->work = nullptr;
+    state* last = start;
+    bool reached = false;
+    for (const state* s = start; s != nullptr; s = s->work)
+        for (const arc* a = s->outs; a != nullptr; a = a->outchain) {
+            const int distance = distances[s->no] + (a->type == PLAIN ? 1 : 0);
+            found.arcs++;
+            state* to = a->to;
+            const bool seen = to == stop ? std::exchange(reached, true) : to->tmp != nullptr;
+            if (seen) {
+                differ = differ || distances[to->no] != distance;
+                continue;
+            }
+            distances[to->no] = distance;
+            if (to == stop)
+                continue;
+            found.states++;
+            to->tmp = to;
+            to->work = nullptr;
+            last->work = to;
+            last = to;
+        }
+    found.length = reached && !differ ? distances[stop->no] : UNBOUNDED;
+    stop->tmp = nullptr;
+    for (state* s = start; s != nullptr; s = s->work)
+        s->tmp = nullptr;
+    return found;
 }
 
 } // namespace Quil::IMPL::engine

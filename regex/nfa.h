@@ -15,6 +15,7 @@
 #include "regex/color.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 
@@ -66,23 +67,25 @@ struct state {
 
 /// An automaton under construction.
 struct nfa {
-    state* pre;    ///< pre-initial state: its arcs take the character before the match
-    state* init;   ///< initial state
-    state* final;  ///< final state
-    state* post;   ///< post-final state, reached by the character behind the match
-    int nstates;   ///< for numbering states
-    state* states; ///< list of live states
-    state* slast;  ///< its tail
-    state* free;   ///< free states
-    colormap* cm;  ///< the map
-    color bos[2];  ///< pseudocolors: 1 beginning of line, 0 beginning of string only
-    color eos[2];  ///< the same for the end
-    varsbase* v;   ///< for error reports
-    nfa* parent;   ///< main automaton of a subordinate one, else null
-    arc* freearcs; ///< free arcs
-    int nlive;     ///< states in use
-    int narcs;     ///< arcs in use
-    arc** buckets; ///< hash of the out-arcs of states that have many
+    state* pre;     ///< pre-initial state: its arcs take the character before the match
+    state* init;    ///< initial state
+    state* final;   ///< final state
+    state* post;    ///< post-final state, reached by the character behind the match
+    int nstates;    ///< for numbering states
+    state* states;  ///< list of live states
+    state* slast;   ///< its tail
+    state* free;    ///< free states
+    colormap* cm;   ///< the map
+    color bos[2];   ///< pseudocolors: 1 beginning of line, 0 beginning of string only
+    color eos[2];   ///< the same for the end
+    varsbase* v;    ///< for error reports
+    nfa* parent;    ///< main automaton of a subordinate one, else null
+    arc* freearcs;  ///< free arcs
+    int nlive;      ///< states in use
+    int narcs;      ///< arcs in use
+    int* distances; ///< scratch of survey(), by state number
+    int ndistances; ///< elements of it
+    arc** buckets;  ///< hash of the out-arcs of states that have many
     std::size_t nbuckets;
     std::size_t nhashed;
     arena mem; ///< holds states, arcs and this record
@@ -154,6 +157,15 @@ void delsub(nfa* n, state* lp, state* rp);
 /// Copies what lies between `start` and `stop`, which may belong to another automaton, between
 /// `from` and `to` of `n`.
 void dupnfa(nfa* n, state* start, state* stop, state* from, state* to);
+
+/// What lies between two states.
+struct stretch {
+    std::int64_t states; ///< without those two
+    std::int64_t arcs;
+    int length; ///< characters of every way through, or UNBOUNDED if they may differ
+};
+/// Goes through what lies between `start` and `stop`.
+stretch survey(nfa* n, state* start, state* stop);
 
 /// Gives the automaton its pseudocolors: new ones, or those of its parent.
 void specialcolors(nfa* n);

@@ -7,8 +7,7 @@
 // smallest set of constraints by which one member leads to another, that end in a copy of that
 // member which can only leave the component. Sets that ask for two different things before, or
 // behind, one place can't hold and are left out; so are those that another one implies.
-#include "regex/nfa.h"
-#include "regex/regguts.h"
+#include "regex/components.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -29,16 +28,6 @@ bool constraint(const arc* a) {
 bool lookbehind(const arc* a) {
     return a->type == BOL || a->type == BEHIND;
 }
-
-/// What Tarjan's search knows of a state.
-struct visit {
-    int index;     ///< order of discovery, 0 not met yet
-    int low;       ///< lowest index known to be reachable
-    bool open;     ///< on the stack of states without a component yet
-    state* below;  ///< next on that stack
-    state* caller; ///< state from which it was entered
-    arc* at;       ///< out-arc to look at next
-};
 
 /// A set of constraints: at most one on either side of the place, and lookaheads.
 struct conset {
@@ -77,11 +66,6 @@ private:
     bool __failed() const { return iserr(__n->v); }
     template <class T>
     T* __array(std::size_t n);
-    visit& __of(const state* s) { return __visits[s->no]; }
-
-    void __search(state* root);
-    void __enter(state* s, state* caller);
-    void __close(state* s);
 
     void __break(state** members, int nmembers);
     bool __number(const arc* a, conset& set);
@@ -95,9 +79,6 @@ private:
     nfa* __n;
     int __norig = 0; ///< states made here are numbered from this on
     arena __mem;     ///< for all of a run; components seldom exist at all
-    visit* __visits = nullptr;
-    state* __stack = nullptr;
-    int __count = 0;
 
     // Of the component at hand.
     int* __places =
@@ -126,60 +107,6 @@ T* loopbreaker::__array(std::size_t n) {
     return p;
 }
 
-void loopbreaker::__enter(state* s, state* caller) {
-    visit& vis = __of(s);
-    vis.index = vis.low = ++__count;
-    vis.open = true;
-    vis.below = __stack;
-    vis.caller = caller;
-    vis.at = s->outs;
-    __stack = s;
-}
-
-/// Tarjan's search for strongly connected components, along constraints only.
-void loopbreaker::__search(state* root) {
-    __enter(root, nullptr);
-    for (state* s = root; s != nullptr && !__failed();) {
-        visit& vis = __of(s);
-        const arc* a = vis.at;
-        if (a == nullptr) {
-            if (vis.low == vis.index)
-                __close(s);
-            if (vis.caller != nullptr)
-                __of(vis.caller).low = std::min(__of(vis.caller).low, vis.low);
-            s = vis.caller;
-            continue;
-        }
-        vis.at = a->outchain;
-        if (!constraint(a))
-            continue;
-        const visit& target = __of(a->to);
-        if (target.index == 0) {
-            __enter(a->to, s);
-            s = a->to;
-        } else if (target.open) {
-            vis.low = std::min(vis.low, target.index);
-        }
-    }
-}
-
-/// The states above `s` on the stack, and s, are a component.
-void loopbreaker::__close(state* s) {
-    std::size_t size = 1;
-    for (const state* t = __stack; t != s; t = __of(t).below)
-        size++;
-    state** members = size > 1 ? __array<state*>(size) : nullptr;
-    for (std::size_t i = 0; i < size; i++) {
-        if (members != nullptr)
-            members[i] = __stack;
-        __of(__stack).open = false;
-        __stack = __of(__stack).below;
-    }
-    // New states get no visit: they are reached only from states whose visit is over.
-    if (members != nullptr)
-        __break(members, static_cast<int>(size));
-}
-
 void loopbreaker::run() {
     __norig = __n->nstates;
     const std::size_t nstates = static_cast<std::size_t>(__norig);
@@ -196,18 +123,13 @@ void loopbreaker::run() {
         }
     if (!any)
         return;
-    __visits = __array<visit>(nstates);
     __places = __array<int>(nstates);
     if (__failed())
         return;
     std::fill_n(__places, nstates, -1);
-    const state* last = __n->slast;
-    for (state* s = __n->states; s != nullptr && !__failed(); s = s->next) {
-        if (__of(s).index == 0)
-            __search(s);
-        if (s == last)
-            break; // what follows was made here
-    }
+    componentsearch(__n, &__mem, constraint, [this](state** members, int n) {
+        __break(members, n);
+    }).run();
 }
 
 /// The set of one constraint, numbered within the component. False if there are too many.

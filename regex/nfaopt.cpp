@@ -4,8 +4,7 @@
 // A constraint that meets an ordinary arc on its way is decided there and then: the arc takes a
 // character, so a `^` before it can't hold, and a BEHIND holds if the color is its own. Where two
 // constraints of different direction meet they change places.
-#include "regex/nfa.h"
-#include "regex/regguts.h"
+#include "regex/components.h"
 
 namespace Quil::IMPL::engine {
 
@@ -82,7 +81,40 @@ void unempty(nfa* n, arc* a) {
     }
 }
 
+/// Makes one state of those that empty arcs tie into a loop, as in `(a*|b*)*`: each leads to the
+/// others for nothing, and unempty() would copy arcs round the loop without an end.
+void mergeloops(nfa* n) {
+    const auto isempty = [](const arc* a) { return a->type == EMPTY; };
+    arena mem;
+    state* loops = nullptr; // what is left of each loop, through `work`; `tmp` of the others
+    componentsearch(n, &mem, isempty, [&](state** members, int count) {
+        members[0]->work = loops;
+        loops = members[0];
+        for (int i = 1; i < count; ++i)
+            members[i]->tmp = members[0];
+    }).run();
+    for (state *s = n->states, *next = nullptr; s != nullptr && loops != nullptr; s = next) {
+        next = s->next;
+        if (s->tmp == nullptr)
+            continue;
+        moveins(n, s, s->tmp);
+        moveouts(n, s, s->tmp);
+        s->tmp = nullptr;
+        if (iserr(n->v))
+            return;
+        freestate(n, s);
+    }
+    for (; loops != nullptr; loops = loops->work)
+        for (arc *a = loops->outs, *next = nullptr; a != nullptr; a = next) {
+            next = a->outchain;
+            if (isempty(a) && a->to == loops)
+                freearc(n, a);
+        }
+}
+
 void fixempties(nfa* n) {
+    if (!iserr(n->v))
+        mergeloops(n);
     bool progress = true;
     while (progress && !iserr(n->v)) {
         progress = false;

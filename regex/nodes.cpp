@@ -3,14 +3,20 @@
 
 namespace Quil::IMPL::engine {
 
-CReversed::CReversed(const cnfa& automaton) : reversed_() {
+CReversed::CReversed(const cnfa& automaton, reads what) : reversed_() {
     constexpr std::size_t AROUND = 2; // the flag before a state's arcs and the mark behind them
     const auto nstates = static_cast<std::size_t>(automaton.nstates);
     std::vector<std::size_t> place(nstates + 1, 0);
     const auto eacharc = [&](auto&& visit) {
-        for (int from = 0; from < automaton.nstates; ++from)
+        for (int from = 0; from < automaton.nstates; ++from) {
             for (const carc* arc = automaton.states[from] + 1; arc->co != COLORLESS; ++arc)
-                visit(from, *arc);
+                if (what == reads::MATCHES || arc->to != automaton.post)
+                    visit(from, *arc);
+            // A beginning may end in any state, before any character.
+            for (int co = 0; what == reads::BEGINNINGS && co < automaton.ncolors; ++co)
+                if (from != automaton.pre && from != automaton.post)
+                    visit(from, carc{co, automaton.post});
+        }
     };
     eacharc([&](int, const carc& arc) { ++place[static_cast<std::size_t>(arc.to) + 1]; });
     for (std::size_t i = 0; i < nstates; ++i)

@@ -14,7 +14,12 @@ namespace Quil::IMPL::engine {
 /// pre state is the other's post state, and the other way round.
 class CReversed {
 public:
-    explicit CReversed(const cnfa& automaton);
+    /// What the automaton turned round reads: matches, or all that matches can begin with.
+    enum class reads { MATCHES, BEGINNINGS };
+    /// Arcs that the reading of beginnings may have; an automaton with more states is not for it.
+    static constexpr std::size_t MOSTARCS = std::size_t{1} << 14;
+
+    explicit CReversed(const cnfa& automaton, reads what = reads::MATCHES);
     CReversed(const CReversed&) = delete;
     CReversed& operator=(const CReversed&) = delete;
 

@@ -141,14 +141,24 @@ subre* parser<chr>::simplified(subre* branches) {
     return branches;
 }
 
-/// Hands the flags of the rests of a divided branch up, from the last to the first.
+/// Hands the flags of the rests of a divided branch up, from the last to the first. There may be
+/// many: each rest points back to the branch it belongs to, on the way down.
 void settleflags(subre* t) {
-    if (t->op != '.')
-        return;
-    subre* const rest = t->right->right;
-    settleflags(rest);
-    t->right->flags |= COMBINE(t->right->flags, rest->flags);
-    t->flags |= COMBINE(t->flags, t->right->flags);
+    subre* back = nullptr;
+    while (t->op == '.') {
+        subre* const rest = t->right->right;
+        t->right->right = back;
+        back = t;
+        t = rest;
+    }
+    while (back) {
+        subre* const rest = t;
+        t = back;
+        back = t->right->right;
+        t->right->right = rest;
+        t->right->flags |= COMBINE(t->right->flags, rest->flags);
+        t->flags |= COMBINE(t->flags, t->right->flags);
+    }
 }
 
 /// A branch. An atom that divides it leaves the rest of the branch to a node of its own; a back
@@ -159,7 +169,6 @@ subre* parser<chr>::parsebranch(int stopper, int type, state* left, state* right
     subre* top = whole;
     state* lp = left;
     bool seencontent = false;
-    const int depth = v->depth;
     while (!failed() && !branchends(stopper)) {
         if (seencontent) {
             lp = newstate(v->nfa);
@@ -172,15 +181,12 @@ subre* parser<chr>::parsebranch(int stopper, int type, state* left, state* right
             return nullptr;
         seencontent = top->op != '.';
         if (!seencontent) {
-            if (!deeper())
-                return nullptr;
             top = top->right->right;
             lp = top->begin;
         }
     }
     if (failed())
         return nullptr;
-    v->depth = depth;
     if (!seencontent) {
         if (top == whole)
             note(v, REG_UUNSPEC);

@@ -14,8 +14,8 @@ namespace Quil::IMPL::engine {
 
 /// Parses the whole pattern, of which the first token has been read, into arcs from `init` to
 /// `final` of the main NFA. Returns the root of the tree, null after an error. Patterns nested
-/// deeper than REG_MAXDEPTH give REG_ESPACE: the stack bounds what can be parsed, and later what
-/// can be matched.
+/// deeper than REG_MAXDEPTH give REG_ESPACE: parsing, and each pass over the tree, takes stack for
+/// every level.
 template <class chr>
 subre* parse(vars<chr>* v, state* init, state* final);
 

@@ -3,6 +3,7 @@
 #include "regex/regcontext.h"
 
 #include "regex/classrun.h"
+#include "regex/lazyspan.h"
 #include "regex/literal.h"
 #include "regex/prefilter.h"
 #include "regex/refskip.h"
@@ -20,6 +21,7 @@ using namespace IMPL::engine;
 template <class Chr>
 struct TRegexContext<Chr>::machine {
     static constexpr int PASSED = -1;                      // no result yet
+    static constexpr std::ptrdiff_t FAR = 16;              // begins that are better told than tried
     static constexpr std::uint64_t WORTHFILTERS = 1 << 15; // characters of texts to search
     // Characters that tries in vain may look at before those are told from tries that pay.
     static constexpr std::int64_t CREDIT = 4096;
@@ -45,6 +47,7 @@ struct TRegexContext<Chr>::machine {
     int cfindloop(const Chr*& cold);
     int cfindleaping();
     int confirm(const Chr* begin, const Chr*& cold);
+    bool findalive(const Chr* open, const Chr* close, const Chr*& begin, const Chr*& end);
     const Chr* candidate(const Chr* begin, const Chr* limit, bool* hitstop);
     void report(rm_detail_t* details, const Chr* cold) const;
 
@@ -53,7 +56,7 @@ struct TRegexContext<Chr>::machine {
     TLookaheads<Chr> lookaheads;
     TNodes<Chr> nodes;
     TDissector<Chr> dissector;
-    const TReferenceSkip<Chr> references;
+    TReferenceSkip<Chr> references;
     TScanner<Chr> search;
     const CLiteral literal; // the whole expression, if it is one long literal
     TScanner<Chr>& whole;   // the tree's root
@@ -63,15 +66,19 @@ struct TRegexContext<Chr>::machine {
     const bool fixed;     // all matches are of one length, and nothing else has to be told of them
     TClassRun<Chr> runs;  // the whole expression, if it is a run of one set
     const bool takesruns; // ... and the longest one is asked for
-    std::optional<TPrefilter<Chr>> filter; // once a text is long enough for it
-    std::int64_t credit = CREDIT;          // for tries at single places; below 0: no more of them
+    std::optional<TLazySpan<Chr>> lazy;      // finds shortest matches, if those are asked for
+    std::optional<CReversed> reversed;       // the root's automaton, for beginnings ...
+    std::optional<TScanner<Chr>> beginnings; // ... and the scanner of it
+    std::vector<std::uint64_t> alive;        // a set of begins
+    std::optional<TPrefilter<Chr>> filter;   // once a text is long enough for it
+    std::int64_t credit = CREDIT;            // for tries at single places; below 0: no more of them
     std::vector<regmatch_t> work;
 };
 
 template <class Chr>
 TRegexContext<Chr>::machine::machine(const compiled_form& compiled)
     : g(compiled), lookaheads(env, g.lacons, g.nlacons), nodes(env, g.ntree),
-      dissector(g, env, nodes), references(g), search(g.search, env), literal(g.tree->cnfa),
+      dissector(g, env, nodes), references(g, env), search(g.search, env), literal(g.tree->cnfa),
       whole(nodes.forward(*g.tree)), shorter((g.tree->flags & SHORTER) != 0),
       expect((g.cflags & REG_EXPECT) != 0),
       mayleap(!expect && g.tree->cnfa.minlen > 0 && (!shorter || nodes.length(*g.tree) >= 0)),
@@ -81,6 +88,8 @@ TRegexContext<Chr>::machine::machine(const compiled_form& compiled)
     env.lookahead = &lookaheads;
     if (!expect)
         whole.sharescans(false);
+    if (shorter && !expect && !fixed)
+        lazy.emplace(g.tree->cnfa, env);
     if (!(g.search.flags & HASLACONS))
         search.allowskips();
 }
@@ -92,6 +101,9 @@ void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int
         nodes.newtext();
         lookaheads.newtext();
         runs.newtext();
+        references.newtext();
+        if (lazy)
+            lazy->newtext();
         if (filter)
             filter->newtext();
         credit = std::max(credit, LEASTCREDIT);
@@ -124,22 +136,28 @@ int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
                                       rm_detail_t* details) {
     if (takesruns && env.fastroads && runs.worthwhile(env.stop - env.start))
         return findrun(nmatch, pmatch);
-    if (filters()) {
-        const Chr* end = nullptr;
+    const Chr* from = env.start;
+    const Chr* end = nullptr;
+    if (lazy && env.fastroads && lazy->usable()) {
+        const auto outcome = lazy->find(from, end);
+        if (outcome == TLazySpan<Chr>::outcome::NONE)
+            return REG_NOMATCH;
+        if (outcome == TLazySpan<Chr>::outcome::FOUND)
+            return nmatch == 0 ? REG_OKAY : tell(nmatch, pmatch, from, end);
+    } else if (filters()) {
         const Chr* const begin = findfiltered(end);
         return begin ? tell(nmatch, pmatch, begin, end) : REG_NOMATCH;
     }
     const Chr* cold = nullptr;
     const Chr* const close = fixed && env.fastroads && !literal.empty()
                                  ? literal.find(env.start, env.stop, env.colors, env.looked)
-                                 : search.shortest(env.start, env.start, env.stop, &cold);
+                                 : search.shortest(from, from, env.stop, &cold);
     report(details, cold);
     if (!close)
         return REG_NOMATCH;
     if (nmatch == 0)
         return REG_OKAY;
 
-    const Chr* end = nullptr;
     const Chr* late = nullptr;
     const Chr* const begin = findspan(cold, close, end, late);
     if (!begin)
@@ -252,6 +270,8 @@ const Chr* TRegexContext<Chr>::machine::findspan(const Chr* open, const Chr* clo
         end = close;
         return close - nodes.length(*g.tree);
     }
+    if (const Chr* begin = nullptr; close - open > FAR && findalive(open, close, begin, end))
+        return begin;
     for (const Chr* begin = open;; ++begin) {
         bool hitend = false;
         end = candidate(begin, shorter ? begin : env.stop, &hitend);
@@ -262,6 +282,34 @@ const Chr* TRegexContext<Chr>::machine::findspan(const Chr* open, const Chr* clo
         if (begin == close)
             return nullptr;
     }
+}
+
+/// The same where many begins are in question: reading back from `close` tells which of them it was
+/// that the search had not given up there. False if that can't be done.
+template <class Chr>
+bool TRegexContext<Chr>::machine::findalive(const Chr* open, const Chr* close, const Chr*& begin,
+                                            const Chr*& end) {
+    const cnfa& a = g.tree->cnfa;
+    if (!env.fastroads || expect || (a.flags & HASLACONS) ||
+        static_cast<std::size_t>(a.nstates) * static_cast<std::size_t>(a.ncolors) >
+            CReversed::MOSTARCS)
+        return false;
+    if (!beginnings) {
+        reversed.emplace(a, CReversed::reads::BEGINNINGS);
+        beginnings.emplace(reversed->automaton(), env);
+    }
+    const auto places = static_cast<std::size_t>(close - open) + 1;
+    alive.assign(CPlaces::wordsfor(places), 0);
+    CPlaces begins(alive.data(), places);
+    beginnings->begins(open, close, begins);
+    for (std::ptrdiff_t at = begins.next(0); at >= 0; at = begins.next(at + 1)) {
+        begin = open + at;
+        end = candidate(begin, shorter ? begin : env.stop, nullptr);
+        if (end)
+            return true;
+    }
+    begin = nullptr;
+    return true;
 }
 
 /// The end of the preferred match from `begin`, not before, or not behind, `limit`.
@@ -404,6 +452,25 @@ int TRegexContext<Chr>::exec(std::size_t from, std::size_t nmatch, regmatch_t pm
         machine_.reset();
         return REG_ESPACE;
     }
+}
+
+template <class Chr>
+bool TRegexContext<Chr>::inbulk() const {
+    return machine_ && fastroads_ && machine_->takesruns && machine_->runs.ready() &&
+           machine_->env.stop == text_ + length_;
+}
+
+template <class Chr>
+std::size_t TRegexContext<Chr>::spans(std::size_t from, regmatch_t found[], std::size_t most) {
+    const Chr* const stop = text_ + length_;
+    const Chr* end = text_ + from;
+    for (std::size_t i = 0; i < most; ++i) {
+        const Chr* const begin = machine_->runs.find(end, stop, end, machine_->env.looked);
+        if (!begin)
+            return i;
+        found[i] = regmatch_t{static_cast<int>(begin - text_), static_cast<int>(end - text_)};
+    }
+    return most;
 }
 
 template <class Chr>

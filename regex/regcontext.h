@@ -48,6 +48,14 @@ public:
     int exec(std::size_t from, std::size_t nmatch, regmatch_t pmatch[], int eflags,
              rm_detail_t* details = nullptr);
 
+    /// Whether `spans` may be asked about the text of the last `exec`: matches are never empty, and
+    /// depend neither on flags nor on what stands before them.
+    bool inbulk() const;
+    /// The matches from element `from` on, at most `most`, as searches find them that go on where
+    /// the last match ended. Offsets count from the text's start. Fewer than `most`: no more are
+    /// there.
+    std::size_t spans(std::size_t from, regmatch_t found[], std::size_t most);
+
     /// How many characters all searches have looked at so far; each look counts.
     std::uint64_t looked() const;
     /// For tests and measurements: false makes every result come by the plain scans, without the

@@ -89,9 +89,7 @@ inline constexpr int REG_MAXSTATES = 1'000'000; ///< states of one automaton; ab
 inline constexpr int REG_MAXARCS = 2'000'000;   ///< arcs of one automaton
 inline constexpr long REG_MAXWORK = 20'000'000; ///< arcs made in the whole of one compile
 inline constexpr int REG_MAXCOLORS = 32'760;    ///< sets of characters that a pattern tells apart
-/// Levels of nesting: parentheses, and captures or back references that follow each other in one
-/// branch (each holds the rest of its branch).
-inline constexpr int REG_MAXDEPTH = 4'000;
+inline constexpr int REG_MAXDEPTH = 4'000;      ///< levels of nested parentheses
 /// @}
 
 struct regex_t;

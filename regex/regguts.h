@@ -45,6 +45,7 @@ inline constexpr int MIXED = 4;   ///< holds parts with both preferences
 inline constexpr int CAP = 8;     ///< holds a capturing group
 inline constexpr int BACKR = 16;  ///< holds a back reference
 inline constexpr int INUSE = 64;  ///< reachable from the root
+inline constexpr int ASKED = 128; ///< the matcher asks for the node's automaton
 inline constexpr int LOCAL = LONGER | SHORTER;
 
 /// What a parent takes over from a child.
@@ -78,8 +79,8 @@ struct subre {
     subre* right;
     state* begin; ///< stretch of the main automaton; stale after compile
     state* end;
-    struct cnfa cnfa; ///< compact form of that stretch
-    subre* chain;     ///< all nodes of this compile
+    struct cnfa cnfa; ///< compact form of that stretch, if ASKED; its lengths stand in any case
+    subre* chain;     ///< all nodes of this compile; then the node that has this one on its right
 };
 
 /// The compiled form. It lies in the arena that it owns: releasing `mem` releases all.

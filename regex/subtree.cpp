@@ -5,7 +5,8 @@
 
 #include "regex/parser.h"
 
-#include <cinttypes>
+#include <algorithm>
+#include <cstdint>
 
 namespace Quil::IMPL::engine {
 
@@ -63,30 +64,100 @@ void markst(subre* t) {
 
 namespace {
 
-/// Builds the automata of `t`, if `needed`, and of all nodes below, children before parents. The
-/// matcher asks those of the parts of a concatenation and of single alternatives only: not that of
-/// what a group holds, nor those of the remaining alternatives, each of which would be as large as
-/// all alternatives together. Returns the information bits of `t`.
-long nfabuild(varsbase* v, subre* t, bool needed) {
-    const bool all = v->stream != nullptr;
-    std::size_t length = 0;
-    for (const subre* node = t; node; node = node->right)
-        ++length;
-    auto* const chain = v->mem.array<subre*>(length);
-    if (!chain) {
-        seterr(v, REG_ESPACE);
-        return 0;
+/// Decides which nodes the matcher asks for an automaton. Each would be a copy of a stretch of the
+/// main one, which for a branch of n groups comes to n copies of the rest of the branch; but where
+/// the length of one side of a concatenation is fixed, the place of the division is known, and
+/// neither side need be asked.
+class planner {
+public:
+    explicit planner(varsbase* v) : v_(v) {}
+
+    void plan(subre* root) {
+        ask(root, below(root));
+        // So many arcs will at least be made. To find that out by making them takes seconds.
+        if (v_->work + asked_ > REG_MAXWORK)
+            seterr(v_, REG_ESPACE);
     }
-    std::size_t i = 0;
-    for (subre* node = t; node && !iserr(v); node = node->right) {
-        chain[i++] = node;
-        if (node->left)
-            nfabuild(v, node->left, all || node->op != '(');
+
+private:
+    static bool divided(const subre* t) { return (t->flags & (CAP | BACKR)) != 0; }
+
+    void ask(subre* t, const stretch& of) {
+        constexpr int FRAME = 4; // arcs of a new automaton, besides two for each color
+        t->flags |= ASKED;
+        asked_ += of.arcs + FRAME;
     }
-    for (; i > 1 && !iserr(v); --i)
-        if (all || chain[i - 2]->op == '.')
-            nfanode(v, chain[i - 1]);
-    return needed ? nfanode(v, t) : 0;
+
+    /// Plans what lies below `top`, whose stretch it gives. A node in which there is nothing to be
+    /// found is taken as a whole.
+    stretch below(subre* top) {
+        subre* t = top;
+        bool inside = divided(t);
+        while (inside && t->right) {
+            t->right->chain = t;
+            inside = t->op == '|' || divided(t->right);
+            t = t->right;
+        }
+        stretch whole = {};
+        if (!inside || !t->left)
+            whole = survey(v_->nfa, t->begin, t->end);
+        else
+            whole = merge(t, below(t->left), nullptr);
+        for (;; whole = merge(t, below(t->left), &whole)) {
+            t->cnfa.minlen = std::max(whole.length, 0);
+            t->cnfa.maxlen = whole.length;
+            if (t == top)
+                return whole;
+            t = t->chain;
+        }
+    }
+
+    stretch merge(const subre* t, const stretch& left, const stretch* right) {
+        stretch whole = left;
+        if (t->op != '.')
+            whole.arcs += 2; // lead into the part and out of it
+        if (t->op == '|')
+            ask(t->left, left);
+        if (!right)
+            return whole;
+        whole.arcs += right->arcs;
+        if (t->op == '|') {
+            whole.length = left.length == right->length ? left.length : UNBOUNDED;
+        } else if (left.length == UNBOUNDED || right->length == UNBOUNDED) {
+            whole.length = UNBOUNDED;
+            // Where the matcher goes back, it tries even divisions that are sure to fail.
+            if (left.length == UNBOUNDED &&
+                (right->length == UNBOUNDED || (t->flags & BACKR) != 0)) {
+                ask(t->left, left);
+                ask(t->right, *right);
+            }
+        } else {
+            whole.length = left.length + right->length;
+        }
+        return whole;
+    }
+
+    varsbase* v_;
+    std::int64_t asked_ = 0; // arcs of the nodes' stretches
+};
+
+/// Builds the automata of the nodes that are asked for one, or of all for a dump, children before
+/// parents. Returns the information bits of `top`, if it is one of them.
+long nfabuild(varsbase* v, subre* top) {
+    subre* t = top;
+    for (;; t = t->right) {
+        if (t->left)
+            nfabuild(v, t->left);
+        if (!t->right)
+            break;
+        t->right->chain = t;
+    }
+    long info = 0;
+    for (;; t = t->chain) {
+        info = v->stream || (t->flags & ASKED) ? nfanode(v, t) : 0;
+        if (t == top)
+            return info;
+    }
 }
 
 constexpr std::size_t IDSIZE = 24;
@@ -147,7 +218,10 @@ void stdump(const subre* t, std::FILE* stream, bool withstates) {
 } // namespace
 
 long nfatree(varsbase* v, subre* t) {
-    return nfabuild(v, t, true);
+    if (iserr(v))
+        return 0;
+    planner(v).plan(t);
+    return nfabuild(v, t);
 }
 
 long nfanode(varsbase* v, subre* t) {

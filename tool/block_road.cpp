@@ -1,5 +1,6 @@
 #include "tool/block_road.h"
 
+#include "util/sys/drop_pages.h"
 #include "util/text/text_search.h"
 
 #include <algorithm>
@@ -12,6 +13,9 @@ namespace {
 const char* AsText(const byteEx& bytes) {
     return static_cast<const char*>(static_cast<const void*>(bytes.data()));
 }
+
+/// Bytes of an input that are given back together: a call for each huge page would be many.
+constexpr std::size_t dropStep = 2 * hugePageSize;
 
 /// A window for texts in which a literal is looked for: most of it is always for new characters.
 std::size_t WindowSizeFor(const Run& run) {
@@ -38,6 +42,7 @@ bool CBlockRoad::__Begin() {
     __decoder.Fill();
     __state = STATE::BEGUN;
     __taken = 0;
+    __dropped = 0;
     if (__window.Length() == 0) {
         return false;
     }
@@ -81,7 +86,7 @@ unsigned long CBlockRoad::__Replace() {
         if (isEnd) {
             break;
         }
-        __taken = decoded;
+        __Advance(decoded);
         __decoder.Fill();
     }
     __encoder.Encode(__replaced, true, __taken, __decoder.GetLength());
@@ -142,6 +147,15 @@ void CBlockRoad::__Put(const wchar_t* characters, std::size_t count) {
     }
 }
 
+/// What is decoded up to here is in the result, and this part of the input isn't read again.
+void CBlockRoad::__Advance(std::size_t decoded) {
+    __taken = decoded;
+    if (__taken - __dropped >= dropStep) {
+        DropPages(__raw.ref(), __raw.ref() + __taken);
+        __dropped = __taken;
+    }
+}
+
 void CBlockRoad::__StartResult(bool withSign) {
     __bytes = byteEx(); // so that the encoder has its block to itself
     __encoder.Start(__raw.length());
@@ -165,7 +179,7 @@ void CBlockRoad::__Convert(AfterBlock afterBlock) {
         if (isEnd) {
             break;
         }
-        __taken = decoded;
+        __Advance(decoded);
         __decoder.Fill();
     }
 }

@@ -11,7 +11,8 @@
 
 namespace Quil {
 
-/// Serves runs that only convert or look for a literal, by converters over the C library.
+/// Serves runs that only convert or look for a literal, by converters over the C library. The
+/// memory of an input goes back to the system while the result grows.
 class CBlockRoad final : public IRoad {
 public:
     /// Whether the road's results are those of the plain road on all inputs of this run.
@@ -39,6 +40,7 @@ private:
     template <class Search>
     unsigned long __ReplaceBlock(Search& search);
     void __Put(const wchar_t* characters, std::size_t count);
+    void __Advance(std::size_t decoded);
     void __StartResult(bool withSign);
     template <class AfterBlock>
     void __Convert(AfterBlock afterBlock);
@@ -49,9 +51,10 @@ private:
     CWideWindow __window;   ///< what is decoded and not yet used
     CWideWindow __replaced; ///< what is to be encoded, where something was replaced
     STATE __state = STATE::BEGUN;
-    byteEx __raw;            ///< the current input, which the decoder reads
-    std::size_t __taken = 0; ///< what of it is in the result
-    byteEx __bytes;          ///< the result; shares the encoder's string
+    byteEx __raw;              ///< the current input, which the decoder reads
+    std::size_t __taken = 0;   ///< what of it is in the result
+    std::size_t __dropped = 0; ///< what of it has gone back to the system
+    byteEx __bytes;            ///< the result; shares the encoder's string
 };
 
 } // namespace Quil

@@ -1,5 +1,6 @@
 #include "tool/line_blocks.h"
 
+#include "tool/consumed_input.h"
 #include "util/conv/Utf8Codec.h"
 #include "util/conv/Utf8Validation.h"
 #include "util/text/text_build.h"
@@ -38,8 +39,9 @@ unsigned int EndOfBlock(const byteEx& text, unsigned int begin) {
 
 } // namespace
 
-unsigned long CLineBlocks::Replace(byteEx& to, const byteEx& text) {
+unsigned long CLineBlocks::Replace(byteEx& to, byteEx& text) {
     to.clear();
+    CConsumedInput consumed(text);
     std::optional<IMPL::text_writer<unsigned char>> out;
     unsigned int copied = 0;
     unsigned long count = 0;
@@ -54,6 +56,7 @@ unsigned long CLineBlocks::Replace(byteEx& to, const byteEx& text) {
             out->put({text.data() + copied, begin - copied});
             out->put(__isDecoded ? __Encode() : text_ref<unsigned char>(__result));
             copied = end;
+            consumed.Advance(copied);
             count += matches;
         }
         begin = end;

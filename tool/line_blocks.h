@@ -16,8 +16,9 @@ public:
     explicit CLineBlocks(CRegexReplacer& replacer) : __replacer(replacer) {}
 
     /// Puts the result in `to`, which is emptied first; with no match it stays so. Answers the
-    /// number of matches. `text` must be strictly valid.
-    unsigned long Replace(byteEx& to, const byteEx& text);
+    /// number of matches. `text` must be strictly valid; where there was a match it
+    /// is used up.
+    unsigned long Replace(byteEx& to, byteEx& text);
 
 private:
     unsigned int __ReplaceBlock(text_ref<unsigned char> block);

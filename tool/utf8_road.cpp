@@ -1,6 +1,7 @@
 #include "tool/utf8_road.h"
 
 #include "regex/uni_data.h"
+#include "tool/consumed_input.h"
 #include "util/conv/TextLibIConv.h"
 #include "util/conv/Utf8Codec.h"
 #include "util/conv/Utf8Validation.h"
@@ -149,8 +150,10 @@ unsigned long CUtf8Road::__ReplaceLiteral() {
         __result.set_size(done.length);
         return done.count;
     }
-    const unsigned int count =
-        IMPL::build_replaced<unsigned char>(__room, __result, matcher, __replacement, 0, 0);
+    CConsumedInput consumed(__result);
+    const unsigned int count = IMPL::build_replaced<unsigned char>(
+        __room, __result, matcher, __replacement, 0,
+        [&consumed](unsigned int end) { consumed.Advance(end); });
     if (count != 0) {
         __result.swap(__room);
     }
@@ -159,7 +162,7 @@ unsigned long CUtf8Road::__ReplaceLiteral() {
 
 unsigned long CUtf8Road::__ReplaceExpression() {
     const unsigned long count =
-        __isAscii ? __replacer.Replace(__room, __result) : __lines.Replace(__room, __result);
+        __takesLines ? __lines.Replace(__room, __result) : __replacer.Replace(__room, __result);
     if (count != 0) {
         __result.swap(__room);
     }

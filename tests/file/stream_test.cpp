@@ -171,20 +171,29 @@ TEST_F(Stream, MemoryIsReadAndWrittenLikeAFile) {
     EXPECT_FALSE(CGenericSeekableSource<CByteIO>(CByteIO()).IsValid());
 }
 
-/// Nothing but what has to be there.
+// Nothing but what has to be there.
+
 template <class Root>
 class Least : public Root {
     bool IsValid() const override { return false; }
-    // Each root has some of these.
-    virtual bool IsEOF() const { return true; }
-    virtual unsigned int Read(void*, unsigned int) const { return 1; }
-    virtual unsigned int Write(const void*, unsigned int) { return 0; }
-    virtual void Flush() {}
-    virtual void SeekBegin(const CLongLongNative&) const {}
-    virtual void SeekCurrent(const CLongLongNative&) const {}
-    virtual void SeekEnd(const CLongLongNative&) const {}
-    virtual CLongLongNative GetCurrentPos() const { return 0; }
-    virtual CLongLongNative GetSize() const { return 0; }
+};
+template <class Root>
+class LeastSource : public Least<Root> {
+    bool IsEOF() const override { return true; }
+    unsigned int Read(void*, unsigned int) const override { return 1; }
+};
+template <class Root>
+class LeastSink : public Least<Root> {
+    unsigned int Write(const void*, unsigned int) override { return 0; }
+    void Flush() override {}
+};
+template <class Base>
+class LeastSeekable : public Base {
+    void SeekBegin(const CLongLongNative&) const override {}
+    void SeekCurrent(const CLongLongNative&) const override {}
+    void SeekEnd(const CLongLongNative&) const override {}
+    CLongLongNative GetCurrentPos() const override { return 0; }
+    CLongLongNative GetSize() const override { return 0; }
 };
 
 TEST_F(Stream, NamesOfTheKinds) {
@@ -198,15 +207,15 @@ TEST_F(Stream, NamesOfTheKinds) {
         EXPECT_EQ(object.New(CFakeRegistry()), nullptr) << name;
     };
     expect(Least<IDataObject>(), "Unknown Data Object");
-    expect(Least<TDataSource>(), "Unknown Data Source");
-    expect(Least<TSeekableSource>(), "Unknown Seekable Data Source");
-    expect(Least<TDataSink>(), "Unknown Data Sink");
-    expect(Least<TSeekableSink>(), "Unknown Seekable Data Sink");
+    expect(LeastSource<TDataSource>(), "Unknown Data Source");
+    expect(LeastSeekable<LeastSource<TSeekableSource>>(), "Unknown Seekable Data Source");
+    expect(LeastSink<TDataSink>(), "Unknown Data Sink");
+    expect(LeastSeekable<LeastSink<TSeekableSink>>(), "Unknown Seekable Data Sink");
     expect(CGenericSeekableSource<CByteIO>(CByteIO()), "Generic Seekable Data Source");
     expect(CBufferedSeekableSource<CSysFile>(file, 1), "Buffered Seekable Data Source");
     expect(CGenericSeekableSink<CSysFile>(file), "Generic Seekable Data Sink");
     expect(CBufferedSeekableSink<CPeriodFile>(CPeriodFile(file), 1), "Buffered Seekable Data Sink");
-    EXPECT_EQ(Peeked(Least<TDataSource>(), 5), "") << "peeking is not supported";
+    EXPECT_EQ(Peeked(LeastSource<TDataSource>(), 5), "") << "peeking is not supported";
 }
 
 TEST_F(Stream, LineEndsAreFoundAndThePositionIsKept) {

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace Quil {
 namespace {
@@ -153,6 +154,28 @@ TEST(AutomatonTest, LoopsOfConstraintsEnd) {
     }
 }
 
+// Empty arcs that lead round a loop must not be copied round it for ever.
+TEST(AutomatonTest, LoopsOfNothingEnd) {
+    const struct {
+        const wchar_t* pattern;
+        const wchar_t* text;
+        const char* expected;
+    } cases[] = {
+        {L"(?:(?:.*?|[ab]{0}a*?)+)*?c", L"xbc", "0-3"},
+        {L"(?:(?:.*|[ab]{0}a*)+)*c", L"xbcxc", "0-5"},
+        {L"(?:(?:(?:b+)?a?){2}|[ab](?:a*?(?:[ab]??c*|a?)*|b*(c*?|a*?a{1,2})?\?b)*?)?\?b+", L"cab",
+         "1-3"},
+        {L"(?:(?:a+a*|a*?)|(?:c*)+)+(?:^.)?", L"xaca", "0-1"},
+        {L"(?:(?:|a*)+|(?:b*|)*)*x", L"abax", "0-4"},
+    };
+    for (const auto& c : cases) {
+        CCompiled p(c.pattern);
+        const std::string name(c.pattern, c.pattern + wcslen(c.pattern));
+        ASSERT_EQ(p.result, REG_OKAY) << name;
+        EXPECT_EQ(p.match(c.text), c.expected) << name;
+    }
+}
+
 TEST(AutomatonTest, WhatCanNotMatchAndWhatMatchesNothing) {
     const struct {
         const wchar_t* pattern;
@@ -168,6 +191,17 @@ TEST(AutomatonTest, WhatCanNotMatchAndWhatMatchesNothing) {
     }
 }
 
+std::wstring times(int count, const std::wstring& text) {
+    std::wstring all;
+    for (int i = 0; i < count; i++)
+        all += text;
+    return all;
+}
+
+std::string beginningof(const std::wstring& text) {
+    return std::string(text.begin(), text.begin() + std::min<std::ptrdiff_t>(40, std::ssize(text)));
+}
+
 TEST(AutomatonTest, LimitsGiveAnErrorAndSensiblePatternsPass) {
     std::wstring distinct;
     for (int c = 0x100; c < 0x100 + REG_MAXCOLORS + 100; c++)
@@ -179,6 +213,7 @@ TEST(AutomatonTest, LimitsGiveAnErrorAndSensiblePatternsPass) {
     } cases[] = {
         {L"a{255}", REG_ADVANCED, REG_OKAY},
         {L"(a{255}){10}", REG_ADVANCED, REG_OKAY},
+        {L"(a{255}){255}", REG_ADVANCED, REG_OKAY},
         {L"(?:a?){100}", REG_ADVANCED, REG_OKAY},
         {L"((a{255}){255}){255}", REG_ADVANCED, REG_ESPACE},
         {L"(?:(?:a?){255}){255}", REG_ADVANCED, REG_ESPACE},
@@ -189,9 +224,80 @@ TEST(AutomatonTest, LimitsGiveAnErrorAndSensiblePatternsPass) {
         {L"[" + distinct + L"]", REG_ADVANCED, REG_OKAY}, // one color
     };
     for (const auto& c : cases)
-        EXPECT_EQ(CCompiled(c.pattern, c.flags).result, c.result)
-            << std::string(c.pattern.begin(),
-                           c.pattern.begin() + std::min<std::ptrdiff_t>(20, std::ssize(c.pattern)));
+        EXPECT_EQ(CCompiled(c.pattern, c.flags).result, c.result) << beginningof(c.pattern);
+}
+
+/// Arcs of all compact automata that a tree holds.
+std::ptrdiff_t arcsof(const subre* root) {
+    std::ptrdiff_t arcs = 0;
+    std::vector<const subre*> todo{root};
+    while (!todo.empty()) {
+        const subre* t = todo.back();
+        todo.pop_back();
+        for (int i = 0; i < t->cnfa.nstates; i++)
+            for (const carc* a = t->cnfa.states[i] + 1; a->co != COLORLESS; a++)
+                arcs++;
+        for (const subre* child : {t->left, t->right})
+            if (child != nullptr)
+                todo.push_back(child);
+    }
+    return arcs;
+}
+
+// What is compiled for groups must not grow with the square of their number.
+TEST(AutomatonTest, ManyGroupsCostLittleMoreThanTheirExpression) {
+    const struct {
+        std::wstring pattern, plain;
+        std::wstring text;
+    } cases[] = {
+        {times(2000, L"(a)"), times(2000, L"a"), std::wstring(2000, L'a')},
+        {times(2000, L"(a|b)"), times(2000, L"[ab]"), times(1000, L"ab")},
+        {times(1500, L"(") + L"ab" + times(1500, L")") + L"\\1", L"abab", L"abab"},
+        {L"(x)" + times(1500, L"(") + L"\\1" + times(1500, L")"), L"xx", L"xx"},
+        {times(1500, L"(") + L"a*" + times(1500, L")") + L"b", L"a*b", L"aab"},
+    };
+    for (const auto& c : cases) {
+        CCompiled p(c.pattern), plain(c.plain);
+        ASSERT_EQ(p.result, REG_OKAY) << beginningof(c.pattern);
+        EXPECT_LE(arcsof(p.compiled().tree), 10 * arcsof(plain.compiled().tree) + 10'000)
+            << beginningof(c.pattern);
+        std::vector<regmatch_t> m(p.re.re_nsub + 1);
+        ASSERT_EQ(wre_exec(&p.re, c.text.data(), c.text.size(), nullptr, m.size(), m.data(), 0),
+                  REG_OKAY);
+        EXPECT_EQ(m[0].rm_eo, std::ssize(c.text)) << beginningof(c.pattern);
+        for (const regmatch_t& group : m)
+            EXPECT_GE(group.rm_so, 0) << beginningof(c.pattern);
+    }
+}
+
+// What REG_PROGRESS writes: the tree, and a heading for each automaton and each of its stages.
+TEST(AutomatonTest, ProgressIsToldOnStandardOutput) {
+    testing::internal::CaptureStdout();
+    const int result = CCompiled(L"(?=x)(a)\\1{2,}?", REG_ADVANCED | REG_PROGRESS).result;
+    const std::string all = testing::internal::GetCapturedStdout();
+    ASSERT_EQ(result, REG_OKAY);
+    EXPECT_EQ(all.find("\n\n\n========= RAW ==========\n"), 0U);
+    EXPECT_NE(all.find("\n\n\n========= TREE FIXED ==========\n"
+                       "1. `.' shortest hascapture hasbackref 4-5 L:2 R:3"
+                       "2. `=' 4-10"
+                       "3. `.' shortest hascapture hasbackref 10-5 L:4 R:6"
+                       "4. `(' hascapture (#1) 15-16 L:5"
+                       "5. `=' 13-14"
+                       "6. `.' shortest hasbackref 16-5 L:7 R:8"
+                       "7. `=' 16-16"
+                       "8. `.' shortest hasbackref 16-5 L:9 R:10"
+                       "9. `b' shortest hasbackref (#1) {2,} 19-20"
+                       "10. `=' 20-5"),
+              std::string::npos)
+        << all;
+    const std::string stages = "\ninitial cleanup:\n\nempties:\n\nconstraints:\n\nfinal cleanup:\n";
+    std::string rest;
+    for (const int node : {2, 5, 4, 7, 9, 10, 8, 6, 3, 1})
+        rest += "\n\n\n========= TREE NODE " + std::to_string(node) + " ==========\n" + stages;
+    rest += "\n\n\n========= LA1 ==========\n";
+    EXPECT_NE(all.find(rest), std::string::npos) << all;
+    const std::string search = "\n\n\n========= SEARCH ==========\n" + stages;
+    EXPECT_EQ(all.substr(all.size() - search.size()), search);
 }
 
 } // namespace

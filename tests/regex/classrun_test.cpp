@@ -4,6 +4,8 @@
 #include "regex/regguts.h"
 #include "tests/regex/sweep.h"
 
+#include <algorithm>
+
 namespace Quil {
 namespace {
 
@@ -93,6 +95,41 @@ TEST(ClassRun, TextsThatTakeTurns) {
     EXPECT_EQ(test::print(test::exec(kept, text, 3, 1, 0)), "0-2");
     text.resize(71);
     EXPECT_EQ(test::print(test::exec(kept, text, 68, 1, 0)), "0-2");
+}
+
+TEST(ClassRun, OneTextFromPlaceToPlace) {
+    expression<wchar_t> e(L"[0-9]+", REG_ADVANCED);
+    std::basic_string<unsigned char> text(1000, 'a');
+    for (const std::size_t at : {3u, 64u, 65u, 500u, 998u, 999u})
+        text[at] = '1';
+    TRegexContext<unsigned char> context(e.handle());
+    context.settext(text.data(), text.size());
+    const auto from = [&](std::size_t place) {
+        regmatch_t m{-1, -1};
+        context.exec(place, 1, &m, 0);
+        return static_cast<std::size_t>(m.rm_so) + place;
+    };
+    EXPECT_EQ(from(400), 500u);
+    EXPECT_EQ(from(0), 3u);
+    EXPECT_EQ(from(66), 500u);
+    EXPECT_EQ(from(65), 65u);
+    EXPECT_EQ(from(999), 999u);
+
+    ASSERT_TRUE(context.inbulk());
+    const std::vector<regmatch_t> all = {{3, 4}, {64, 66}, {500, 501}, {998, 1000}};
+    for (std::size_t most = 1; most < 6; ++most) {
+        std::vector<regmatch_t> m(most);
+        EXPECT_EQ(context.spans(0, m.data(), most), std::min(most, all.size()));
+        for (std::size_t i = 0; i < std::min(most, all.size()); ++i)
+            EXPECT_EQ(m[i], all[i]) << i;
+    }
+    regmatch_t m{};
+    EXPECT_EQ(context.spans(999, &m, 1), 1u);
+    EXPECT_EQ(m.rm_so, 999);
+    EXPECT_EQ(context.spans(1000, &m, 1), 0u);
+    const std::basic_string<unsigned char> other(1000, '1');
+    context.settext(other.data(), other.size());
+    EXPECT_FALSE(context.inbulk());
 }
 
 } // namespace

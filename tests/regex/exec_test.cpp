@@ -373,6 +373,12 @@ TEST(Exec, LinearWork) {
         {L"(.*)(.*)b", asb, 1, 20},
         {L"(.*?)(.*)(.*)b", asb, 1, 30},
         {L"(a*)*b|a", as, n, 20},
+        {L"a.*?c", as, 0, 20},
+        {L"[a-z,]+ [a-z]+\n", lines, lines.size() / 27, 8},
+        {L"(ab)+ba|a", alternating, n / 2, 20},
+        {L"a.*?b", alternating, n / 2, 4},
+        {L"b.*?c|a", alternating, n / 2, 20},
+        {L"[ab]+?c", alternating, 0, 20},
     };
     for (const auto& r : rows) {
         expression<wchar_t> e(r.pattern, REG_ADVANCED);

@@ -40,6 +40,17 @@ TEST(References, ShapesOnTextsOfEveryLength) {
         L"(.)\\1.*x",
         L"(?:(a*)c\\1x|a*bc?)\\1",
         L"(?:([ab])(a*)\\1|[ab]*)\\2",
+        L"([^c]*)c\\1",
+        L"(\\w+)\\s+\\1",
+        L"(a*b)(c*)\\1",
+        L"(a)(b*)c\\2",
+        L"((a+) )\\1",
+        L"([^ ]*) ([^ ]*) \\2 \\1",
+        L"(.*) ([^ ]*) \\1",
+        L"([^c]*c)\\1+",
+        L"(a+)(b+c)x*\\2\\1",
+        L"^([^b]*)b.*\\1",
+        L"([ac]+)b\\1.*?b",
         L"(?:(a+)b|a(b)).\\1",
         L"(.{17})\\1",
         L"(.)(?:.\\1)+",
@@ -61,8 +72,10 @@ TEST(References, ShapesOnTextsOfEveryLength) {
 /// An expression by chance, of a few parts that often refer to earlier ones.
 std::wstring random(std::mt19937& seed) {
     const auto pick = [&](std::size_t n) { return static_cast<unsigned int>(seed() % n); };
-    const wchar_t* const atoms[] = {L"a", L"b", L"[ab]", L".", L"(?:a|bc)", L"\\y", L"^", L" "};
-    const wchar_t* const groups[] = {L"(a|b)", L"(.)", L"(..)", L"(a+)", L"(.*?)", L"([ab]{2})"};
+    const wchar_t* const atoms[] = {L"a", L"b", L"[ab]", L".",  L"(?:a|bc)", L"\\y",
+                                    L"^", L" ", L" ",    L"b+", L"[^ ]*"};
+    const wchar_t* const groups[] = {L"(a|b)",     L"(.)",     L"(..)",    L"(a+)", L"(.*?)",
+                                     L"([ab]{2})", L"([^ ]*)", L"([^b]+)", L"(a*b)"};
     const wchar_t* const repeats[] = {L"*", L"+", L"?", L"{2}", L"*?", L"+?", L"{1,2}"};
     std::wstring pattern;
     unsigned int opened = 0;

@@ -2,10 +2,12 @@
 #include "util/sys/advSync.h"
 #include "util/sys/event.h"
 #include "util/sys/mutex.h"
+#include "util/sys/sanitizer.h"
 #include "util/sys/sem.h"
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <gtest/gtest.h>
 #include <limits>
 #include <pthread.h>
@@ -101,30 +103,6 @@ TEST(FastMutex, ShortTimedWaitTakesAWholeSlice) {
         return !mutex.Lock(5) &&
                std::chrono::steady_clock::now() - start >= std::chrono::milliseconds(10);
     }));
-    mutex.UnLock();
-}
-
-TEST(FastMutex, CancelledWaiterStillGetsItsTurn) {
-    static CFastMutex mutex;
-    mutex.Lock();
-    pthread_t waiter;
-    ASSERT_EQ(pthread_create(
-                  &waiter, nullptr,
-                  [](void*) -> void* {
-                      mutex.Lock();
-                      mutex.UnLock();
-                      pthread_testcancel();
-                      return nullptr;
-                  },
-                  nullptr),
-              0);
-    SleepMs(30);
-    pthread_cancel(waiter);
-    mutex.UnLock();
-    void* result = nullptr;
-    pthread_join(waiter, &result);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-    EXPECT_TRUE(mutex.Lock(0));
     mutex.UnLock();
 }
 
@@ -320,6 +298,90 @@ TEST(ReaderWriter, NobodySeesAHalfWrittenPair) {
         }
     });
     EXPECT_EQ(one, 3000);
+}
+
+// --- Cancelled threads
+// --------------------------------------------------------------------------------
+
+/// Cancels a thread that waits in `wait` for what `free` gives, and gives that.
+void CancelIn(std::function<void()> wait, const std::function<void()>& free) {
+    pthread_t waiter;
+    ASSERT_EQ(pthread_create(
+                  &waiter, nullptr,
+                  [](void* argument) -> void* {
+                      (*static_cast<std::function<void()>*>(argument))();
+                      pthread_testcancel();
+                      return nullptr;
+                  },
+                  &wait),
+              0);
+    SleepMs(30);
+    pthread_cancel(waiter);
+    free();
+    void* result = nullptr;
+    pthread_join(waiter, &result);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+}
+
+TEST(Cancelled, WaiterOfAFastMutexStillGetsItsTurn) {
+    CFastMutex mutex;
+    mutex.Lock();
+    CancelIn(
+        [&] {
+            mutex.Lock();
+            mutex.UnLock();
+        },
+        [&] { mutex.UnLock(); });
+    EXPECT_TRUE(mutex.Lock(0));
+    mutex.UnLock();
+}
+
+template <class State>
+void ExpectUsableAfterACancelledWriter() {
+    State state;
+    for (const unsigned long limit : {CFastMutex::NO_LIMIT, 5000UL}) {
+        state.LockReader(0);
+        CancelIn([&] { state.UnLockWriter(state.LockWriter(limit)); },
+                 [&] { state.UnLockReader(State::FULL); });
+        const auto hold = state.LockWriter(0);
+        EXPECT_EQ(hold, State::FULL);
+        state.UnLockWriter(hold);
+    }
+}
+
+TEST(Cancelled, WaitingWriterLeavesTheEntryOpen) {
+    if (QUIL_ADDRESS_SANITIZED) {
+        GTEST_SKIP() << "it doesn't see that a cancelled thread's frames are gone";
+    }
+    ExpectUsableAfterACancelledWriter<CReaderWriterState>();
+    ExpectUsableAfterACancelledWriter<CFastReaderWriterState>();
+}
+
+TEST(Cancelled, WaiterOfAnEventGetsItsCallersLockBack) {
+    if (QUIL_ADDRESS_SANITIZED) {
+        GTEST_SKIP() << "it doesn't see that a cancelled thread's frames are gone";
+    }
+    CEvent event;
+    CFastMutex mutex;
+    bool isHeld = false;
+    CancelIn(
+        [&] {
+            struct LOOK {
+                CFastMutex& mutex;
+                bool& isHeld;
+                ~LOOK() {
+                    isHeld = mutex.IsOwner();
+                    mutex.UnLock();
+                }
+            } const look{mutex, isHeld};
+            mutex.Lock();
+            event.Wait(mutex);
+        },
+        [] {});
+    EXPECT_TRUE(isHeld);
+    EXPECT_TRUE(mutex.Lock(0));
+    mutex.UnLock();
+    EXPECT_FALSE(event.TryWait());
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "util/file/sysfile.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/log.h"
+#include "util/sys/sanitizer.h"
 #include "util/sys/thread.h"
 #include "util/sys/time.h"
 
@@ -15,6 +16,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <mutex>
+#include <pthread.h>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -296,6 +298,44 @@ TEST(Log, AFullQueueHoldsItsCallersBack) {
     caller.join();
     log.LogFlush();
     EXPECT_EQ(logger.Messages(), (Texts{"in work", "queued", "waits"}));
+}
+
+TEST(Log, OutlivesACallerThatIsCancelled) {
+    if (QUIL_ADDRESS_SANITIZED) {
+        GTEST_SKIP() << "it doesn't see that a cancelled thread's frames are gone";
+    }
+    static CLog* log;
+    CLog object(CLog::LEVEL_DEBUG, 1);
+    log = &object;
+    std::atomic<bool> mayGo{false};
+    const CKeepingLogger& logger = Push(object, [&](const std::string&) {
+        while (!mayGo) {
+            std::this_thread::yield();
+        }
+    });
+    object.EnableNoneBlockingMode(true);
+    pthread_t caller;
+    ASSERT_EQ(pthread_create(
+                  &caller, nullptr,
+                  [](void*) -> void* {
+                      for (int i = 0; i != 10; ++i) { // until the queue is full
+                          log->LogInfoMsg("m", "%d", i);
+                      }
+                      return nullptr;
+                  },
+                  nullptr),
+              0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    pthread_cancel(caller);
+    void* result = nullptr;
+    pthread_join(caller, &result);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    mayGo = true;
+    object.LogInfoMsg(stringEx("m"), stringEx("after"));
+    object.LogFlush();
+    const Texts messages = logger.Messages();
+    ASSERT_GE(messages.size(), 2U);
+    EXPECT_EQ(messages.back(), "after");
 }
 
 TEST(Log, ALoggerCantChangeTheModeNorHangInIt) {

@@ -8,6 +8,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <type_traits>
 
 namespace Quil {
 namespace {
@@ -73,6 +74,31 @@ TYPED_TEST(RegexFront, ReplaceAll) {
     for (const auto& row : rows) {
         EXPECT_EQ(this->All(row.text, row.pattern, row.rep, row.newline, row.notBol), row.expected)
             << row.pattern << " in " << row.text;
+    }
+}
+
+// With more matches than are told at once, and the first of them far behind the start.
+TYPED_TEST(RegexFront, RunsOfOneSet) {
+    const char* const alphabet = "ab ";
+    std::mt19937 seed(5);
+    for (const unsigned int before : {0U, 5U, 700U}) {
+        std::string text(before, '-');
+        std::string wrapped = text;
+        std::string removed = text;
+        unsigned int count = 0;
+        for (unsigned int run = 0; run < 2000; ++run) {
+            const std::string gap(1 + seed() % 9, alphabet[seed() % 3]);
+            const std::string number(1 + seed() % (run % 100 == 0 ? 200 : 4), '0');
+            text += number + gap;
+            wrapped += "<" + number + ">" + gap;
+            removed += gap;
+            ++count;
+        }
+        const std::string told = std::to_string(count) + ":";
+        EXPECT_EQ(this->All(text.c_str(), "[0-9]+", "<\\0>", false, false), told + wrapped);
+        EXPECT_EQ(this->All(text.c_str(), "([0-9]+)", "<\\1>", true, true), told + wrapped);
+        EXPECT_EQ(this->All(text.c_str(), "0+", "", true, false), told + removed);
+        EXPECT_EQ(this->All(text.c_str(), "0+", "\\1", false, true), told + removed);
     }
 }
 
@@ -158,6 +184,78 @@ TYPED_TEST(RegexFront, FindTellsMatchesAndGroups) {
     EXPECT_TRUE(match(true, true));
     EXPECT_FALSE(match(true, false));
     TypeParam::regex_free_tls();
+}
+
+TYPED_TEST(RegexFront, EscapesOfPatterns) {
+    const struct {
+        const char *escape, *members; // of the characters below
+    } rows[] = {
+        {"a", "gGz"},
+        {"A", "17_- \t\n\r\b\v\"'"},
+        {"l", "gz"},
+        {"L", "G17_- \t\n\r\b\v\"'"},
+        {"u", "G"},
+        {"U", "gz17_- \t\n\r\b\v\"'"},
+        {"s", " \t\n\r\v"},
+        {"S", "gGz17_-\b\"'"},
+        {"d", "17"},
+        {"D", "gGz_- \t\n\r\b\v\"'"},
+        {"x", "17"},
+        {"X", "gGz_- \t\n\r\b\v\"'"},
+        {"o", "17"},
+        {"O", "gGz_- \t\n\r\b\v\"'"},
+        {"w", "gGz17_"},
+        {"W", "- \t\n\r\b\v\"'"},
+        {"<", "17- \t\n\r\b\v\"'"},
+        {">", "- \t\n\r\b\v\"'"},
+        {"r", "\r"},
+        {"n", "\n"},
+        {"b", "\b"},
+        {"t", "\t"},
+        {"v", "\v"},
+        {"\"", "\""},
+        {"'", "'"},
+        {"g", "g"}, // not one of them: the engine's, which takes it as it is
+        {"p", std::is_same_v<TypeParam, wstringEx> ? "gGz17" : "gGz17_- \"'"},
+        {"P", std::is_same_v<TypeParam, wstringEx> ? "_- \t\n\r\b\v\"'" : "\t\n\r\b\v"},
+    };
+    const std::string all = "gGz17_- \t\n\r\b\v\"'";
+    for (const auto& row : rows) {
+        std::string members;
+        for (const char c : all) {
+            const TypeParam text(1, static_cast<typename TypeParam::value_type>(c));
+            const std::string pattern = std::string("\\") + row.escape;
+            members += text.regex_match(make<TypeParam>(pattern), 0, 0, false, false, true, false,
+                                        false, true, false)
+                           ? std::string(1, c)
+                           : "";
+        }
+        EXPECT_EQ(members, row.members) << row.escape;
+    }
+    TypeParam::regex_free_tls();
+}
+
+TYPED_TEST(RegexFront, OneOffFormsCompileForThemselves) {
+    TypeParam text = make<TypeParam>("aA\na");
+    TypeParam to = make<TypeParam>("old");
+    const auto all = [&](const char* pattern, bool ignoreCase, bool newline, bool extended) {
+        return text.regex_find_replace_all_to(to, make<TypeParam>(pattern), make<TypeParam>("\\n"),
+                                              ignoreCase, newline, extended, false, false, true);
+    };
+    EXPECT_EQ(all("a(", false, false, true), 0U);
+    EXPECT_TRUE(to.empty());
+    EXPECT_EQ(all("", false, false, true), 0U);
+    EXPECT_EQ(all("a", true, false, true), 3U);
+    EXPECT_TRUE(to == make<TypeParam>("\n\n\n\n"));
+    EXPECT_EQ(all("a$", false, false, true), 1U);
+    EXPECT_EQ(all("^a", false, true, true), 2U);
+    EXPECT_EQ(all("a+", false, false, false), 0U);
+    EXPECT_EQ(all("\\(a\\)A", false, false, false), 1U);
+    EXPECT_EQ(text.regex_find_replace_all(make<TypeParam>("(a)(\\n)?"),
+                                          make<TypeParam>("\\2\\t\\1"), true, false, true, false,
+                                          true, true),
+              3U);
+    EXPECT_TRUE(text == make<TypeParam>("\ta\n\tA\ta"));
 }
 
 TYPED_TEST(RegexFront, ReplacesOne) {

@@ -106,8 +106,8 @@ TEST_F(CommandTest, ReplacesLiteralsByBlocksAsInAWholeText) {
     const char* const finds[] = {"aa",
                                  "ab",
                                  "\xE4\xB8\xAD",
-                                 "\xE4\xB8\xAD"
-                                 "ab",
+                                 ("\xE4\xB8\xAD"
+                                  "ab"),
                                  "Ba",
                                  "aab",
                                  "z"};
@@ -171,6 +171,25 @@ TEST_F(CommandTest, FindsTheOnlyMatchAcrossABlocksEnd) {
         EXPECT_EQ(Tsub({"x.txt", "-f:\xE4\xB8\xADlit", "-t:!", "-encin:gbk"}).status, 0) << pos;
         EXPECT_TRUE(Read("x.txt") == before + "!" + behind) << pos;
     }
+}
+
+/// While the result grows the input's memory is given back, from some megabytes on.
+TEST_F(CommandTest, ConvertsAndReplacesInALargeFile) {
+    std::string text;
+    while (text.size() < 14U << 20) {
+        text += std::to_string(text.size()) + "\xD6\xD0\xCE\xC4" +
+                (text.size() % 64 == 0 ? "\xFF" : "\n");
+    }
+    Write("x.txt", text);
+    EXPECT_EQ(Tsub({"x.txt", "-any", "-encin:gbk", "-encout:utf-8"}).status, 1);
+    EXPECT_TRUE(Read("x.txt") == Converted(text, "GBK", "UTF-8"));
+
+    const auto replace = [](wstringEx& wide) -> unsigned long {
+        return wide.find_replace(wstringEx(L"7\u4E2D"), wstringEx(L"\u6587"), 0, true);
+    };
+    Write("x.txt", text);
+    Tsub({"x.txt", "-f:7\xE4\xB8\xAD", "-t:\xE6\x96\x87", "-encin:gbk"});
+    EXPECT_TRUE(Read("x.txt") == AtOnce(text, "GBK", "GBK", replace).text);
 }
 
 } // namespace

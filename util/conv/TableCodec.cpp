@@ -66,6 +66,15 @@ void StoreLowestFirst(unsigned char* dst, std::uint32_t sequence) {
     }
 }
 
+/// How many of four entries stand before the first empty one, without a branch on each: where in
+/// the four a run ends can't be foretold.
+std::size_t CountBeforeZero(std::uint32_t first, std::uint32_t second, std::uint32_t third,
+                            std::uint32_t fourth) {
+    const auto bit = [](std::uint32_t entry) { return static_cast<unsigned int>(entry != 0); };
+    return static_cast<std::size_t>(
+        std::countr_one(bit(first) | bit(second) << 1 | bit(third) << 2 | bit(fourth) << 3));
+}
+
 /// A run of ASCII by blocks.
 struct ASCII_RUN {
     std::size_t length;
@@ -122,15 +131,14 @@ CODEC_STEP CTableDecoder::__ConvertPairs(wchar_t* dst, std::size_t room, const u
         const char16_t second = pairs[PairAt(at + 2)];
         const char16_t third = pairs[PairAt(at + 4)];
         const char16_t fourth = pairs[PairAt(at + 6)];
-        if (static_cast<int>(first != 0) + static_cast<int>(second != 0) +
-                static_cast<int>(third != 0) + static_cast<int>(fourth != 0) !=
-            static_cast<int>(together)) {
-            break;
-        }
         dst[count] = static_cast<wchar_t>(first);
         dst[count + 1] = static_cast<wchar_t>(second);
         dst[count + 2] = static_cast<wchar_t>(third);
         dst[count + 3] = static_cast<wchar_t>(fourth);
+        if (first == 0 || second == 0 || third == 0 || fourth == 0) {
+            count += CountBeforeZero(first, second, third, fourth);
+            return {2 * count, count};
+        }
     }
     for (; count < limit; ++count) {
         const char16_t found = __pairs[PairAt(src + 2 * count)];
@@ -173,7 +181,8 @@ CODEC_STEP CTableDecoder::Convert(wchar_t* dst, std::size_t room, const char* sr
     return {read, written};
 }
 
-CTableEncoder::CTableEncoder(ICONV_CONVERT convert, void* descriptor) : __sequences(bmpSize) {
+CTableEncoder::CTableEncoder(ICONV_CONVERT convert, void* descriptor)
+    : __sequences(bmpSize), __pairs(bmpSize) {
     for (std::uint32_t code = 0; code < bmpSize; ++code) {
         const auto wide = static_cast<wchar_t>(code);
         unsigned char bytes[2 * sizeof(std::uint32_t)];
@@ -185,8 +194,36 @@ CTableEncoder::CTableEncoder(ICONV_CONVERT convert, void* descriptor) : __sequen
         // A last byte of 0 couldn't be told from a shorter sequence; none of the charsets has one.
         const bool isWhole = size != 0 && size <= sizeof sequence && bytes[size - 1] != 0;
         __sequences[code] = isWhole ? sequence : 0;
+        __pairs[code] =
+            isWhole && size == 2 ? static_cast<std::uint16_t>(sequence) : std::uint16_t{0};
         __isAsciiPlain = __isAsciiPlain && (code >= asciiSize || sequence == code);
     }
+}
+
+/// A run of characters that are pairs, four at a time. Answers how many.
+std::size_t CTableEncoder::__ConvertPairs(unsigned char* dst, std::size_t room, const wchar_t* src,
+                                          std::size_t length) const {
+    constexpr std::size_t together = 4;
+    const std::size_t limit = std::min(room / 2, length);
+    const std::uint16_t* const pairs = __pairs.data();
+    std::size_t count = 0;
+    for (; limit - count >= together; count += together) {
+        std::uint32_t codes[together];
+        std::memcpy(codes, src + count, sizeof codes);
+        if ((codes[0] | codes[1] | codes[2] | codes[3]) >= bmpSize) {
+            break;
+        }
+        const std::uint32_t first = pairs[codes[0]];
+        const std::uint32_t second = pairs[codes[1]];
+        const std::uint32_t third = pairs[codes[2]];
+        const std::uint32_t fourth = pairs[codes[3]];
+        StoreLowestFirst(dst + 2 * count, first | second << 16);
+        StoreLowestFirst(dst + 2 * count + 4, third | fourth << 16);
+        if (first == 0 || second == 0 || third == 0 || fourth == 0) {
+            return count + CountBeforeZero(first, second, third, fourth);
+        }
+    }
+    return count;
 }
 
 CODEC_STEP CTableEncoder::Convert(char* dst, std::size_t room, const wchar_t* src,
@@ -204,6 +241,13 @@ CODEC_STEP CTableEncoder::Convert(char* dst, std::size_t room, const wchar_t* sr
                 bytes[written++] = static_cast<unsigned char>(code);
                 ++read;
             }
+            continue;
+        }
+        const std::size_t run =
+            __ConvertPairs(bytes + written, room - written, src + read, length - read);
+        read += run;
+        written += 2 * run;
+        if (run != 0) {
             continue;
         }
         const std::uint32_t sequence = code < bmpSize ? __sequences[code] : 0;

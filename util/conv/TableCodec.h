@@ -44,7 +44,11 @@ public:
                        std::size_t length) const override;
 
 private:
+    std::size_t __ConvertPairs(unsigned char* dst, std::size_t room, const wchar_t* src,
+                               std::size_t length) const;
+
     std::vector<std::uint32_t> __sequences; ///< The bytes, the first one lowest; 0: none.
+    std::vector<std::uint16_t> __pairs;     ///< Those of two bytes again, close together; 0: none.
     bool __isAsciiPlain = true;
 };
 

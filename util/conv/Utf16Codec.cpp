@@ -27,7 +27,7 @@ bool IsSurrogate(std::uint32_t c) {
 }
 
 template <class Vector>
-bool IsZero(Vector vector) {
+bool IsZero(const Vector& vector) {
     std::uint64_t words[sizeof vector / sizeof(std::uint64_t)];
     std::memcpy(words, &vector, sizeof vector);
     std::uint64_t all = 0;

@@ -2,6 +2,7 @@
 // semaphore that is the resource.
 #include "util/sys/rwstate.h"
 
+#include "util/sys/cancel.h"
 #include "util/sys/errhdl.h"
 
 namespace Quil::IMPL {
@@ -36,6 +37,7 @@ bool TReaderWriterState<Fields>::__IsWriter() {
 
 template <class Fields>
 auto TReaderWriterState<Fields>::LockReader(unsigned long milliseconds) -> HOLD {
+    const CCancelHold hold; // a thread that ended in here would keep the entry closed
     if (!__fields.entry.Lock(milliseconds)) {
         return NONE;
     }
@@ -55,6 +57,7 @@ auto TReaderWriterState<Fields>::LockReader(unsigned long milliseconds) -> HOLD 
 
 template <class Fields>
 auto TReaderWriterState<Fields>::LockWriter(unsigned long milliseconds) -> HOLD {
+    const CCancelHold hold;
     const timespec start = Now(CLOCK_MONOTONIC);
     if (!__fields.entry.Lock(milliseconds)) {
         return NONE;

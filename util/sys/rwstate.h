@@ -20,7 +20,8 @@ namespace IMPL {
 
 /// The counting of one reader-writer lock. `Fields` supplies `entry` and `countLock` (locks),
 /// `sem`, and by reference `count` (readers, or -1 for a writer) and `owner`; `Fields::Self()`
-/// names the calling thread. All waits take milliseconds, by the rule for time-outs.
+/// names the calling thread. All waits take milliseconds, by the rule for time-outs, and none is a
+/// cancellation point.
 template <class Fields>
 class TReaderWriterState {
 public:

@@ -130,13 +130,14 @@ REPLACED overwrite_matches(T* text, unsigned int length, Matcher& matcher, text_
     return {count, written + (length - read)};
 }
 
-/// Builds in `to` the text from `begin` on with all its matches replaced. Answers their number;
-/// without a match `to` is left alone. Both may not share a block.
-template <class T, class Matcher>
+/// Builds in `to` the text with all its matches at or behind `start` replaced. Answers their
+/// number; without a match `to` is left alone. Both may not share a block. `onCopied` is told again
+/// and again up to where the text won't be read any more.
+template <class T, class Matcher, class OnCopied>
 unsigned int build_replaced(basic_buffer<T>& to, text_ref<T> text, Matcher& matcher,
-                            text_ref<T> rep, unsigned int begin, unsigned int start) {
+                            text_ref<T> rep, unsigned int start, OnCopied&& onCopied) {
     std::optional<text_writer<T>> out;
-    unsigned int copied = begin;
+    unsigned int copied = 0;
     unsigned int count = 0;
     matcher.each(text.data, text.length, start, [&](MATCH found) {
         if (count == 0) {
@@ -147,6 +148,7 @@ unsigned int build_replaced(basic_buffer<T>& to, text_ref<T> text, Matcher& matc
         out->put(rep);
         copied = found.end();
         ++count;
+        onCopied(copied);
         return true;
     });
     if (count != 0) {

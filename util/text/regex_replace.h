@@ -84,6 +84,15 @@ public:
         }
     }
 
+    /// Whether all matches can be had by `spans`, once one was found.
+    bool in_bulk() const { return __context.inbulk(); }
+    /// The next matches from `pos` on, by their bounds; fewer than there is room for if those are
+    /// all.
+    template <std::size_t Most>
+    std::size_t spans(unsigned int pos, std::array<regmatch_t, Most>& found) {
+        return __context.spans(pos, found.data(), Most);
+    }
+
     unsigned int offset(unsigned int group) const {
         return __base + static_cast<unsigned int>(__matches[group].rm_so);
     }
@@ -130,6 +139,33 @@ struct copy_out_beginning {
     }
 };
 
+/// Replaces all matches of an expression that finds them in bulk: with one every few elements, a
+/// search for each would cost more than the rest.
+template <class T>
+unsigned int regex_replace_in_bulk(text_writer<T>& out, text_ref<T> text, regex_search<T>& searches,
+                                   const regex_template<T>& filler) {
+    constexpr std::size_t BULK = 128;
+    std::array<regmatch_t, BULK> spans;
+    std::size_t found = 0;
+    unsigned int copied = 0;
+    unsigned int count = 0;
+    do {
+        found = searches.spans(copied, spans);
+        for (std::size_t i = 0; i < found; ++i) {
+            const auto begin = static_cast<unsigned int>(spans[i].rm_so);
+            const auto end = static_cast<unsigned int>(spans[i].rm_eo);
+            out.put({text.data + copied, begin - copied});
+            filler.put(out,
+                       [&](unsigned int) { return text_ref<T>(text.data + begin, end - begin); });
+            copied = end;
+        }
+        count += static_cast<unsigned int>(found);
+    } while (found == BULK);
+    out.put({text.data + copied, text.length - copied});
+    out.finish();
+    return count;
+}
+
 /// The one loop of all replace-all forms: appends the result to `to`, which is empty and apart from
 /// the text, and answers the number of matches; with none, nothing is appended. `decide` tells, for
 /// a search at a position, whether it does not begin a line. The text is that of `searches`.
@@ -151,6 +187,9 @@ unsigned int regex_replace_all(basic_buffer<T>& to, text_ref<T> text, regex_sear
         to.reserve(std::uint64_t{length} + 1);
     }
     text_writer<T> out(to);
+    if (filler.groups_used() == 1 && searches.in_bulk()) {
+        return regex_replace_in_bulk(out, text, searches, filler);
+    }
     unsigned int copied = 0;
     unsigned int count = 0;
     unsigned int pos = 0;

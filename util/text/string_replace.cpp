@@ -157,7 +157,8 @@ template <class Self, class T>
 template <class Matcher>
 unsigned int string_replace<Self, T>::__Build(Self& to, Matcher& matcher, text_ref<T> rep,
                                               unsigned int start) const {
-    const unsigned int count = IMPL::build_replaced<T>(to, *this, matcher, rep, 0, start);
+    const unsigned int count =
+        IMPL::build_replaced<T>(to, *this, matcher, rep, start, [](unsigned int) {});
     if (count == 0) {
         if (this->length() >= sm_shareFrom && !this->is_static()) {
             to.assign(*this);

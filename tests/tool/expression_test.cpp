@@ -1,0 +1,89 @@
+// Expressions on the command line: the four switches, classes, aliases, directors and references,
+// on a file in both ways of building the result, in a tree, and on a pipe.
+#include "tests/tool/command.h"
+
+#include <filesystem>
+
+namespace {
+
+TEST_F(CommandTest, Expressions) {
+    const struct {
+        const char *find, *replace, *text, *result;
+    } rows[] = {
+        // Where lines and case count.
+        {"-r:a.b", "-t:x", "a\nb a-b A-B", "a\nb x A-B"},
+        {"-ric:a.b", "-t:x", "a\nb a-b A-B", "a\nb x x"},
+        {"-rnnl:a.b", "-t:x", "a\nb a-b A-B", "x x A-B"},
+        {"-rnnlic:a.b", "-t:x", "a\nB a-b A-B", "x x x"},
+        {"-r:^", "-t:> ", "a\n\nb", "> a\n> \n> b"},
+        {"-rnnl:^", "-t:> ", "a\n\nb", "> a\n\nb"},
+        {"-r:$", "-t:;", "a\nb", "a;\nb;"},
+        // Classes and escapes.
+        {"-r:\\d+", "-t:#", "1 22\xD9\xA0 x", "# # x"},
+        {"-r:\\w+\\W", "-t:<\\0>", "ab1 _!", "<ab1 ><_!>"},
+        {"-r:\\<\\a\\>", "-t:x", "1a- ab", "x ab"},
+        {"-r:[[:upper:]]+", "-t:x", "aBC\xC3\x89", "ax"},
+        {"-r:a\\tb\\n", "-t:\\n\\t", "a\tb\nc", "\n\tc"},
+        {"-r:\\x\\o", "-t:x", "f7 g7", "x g7"},
+        // Aliases, wherever they stand; not for plain text.
+        {"-r:a[:tb:]b", "-t:x", "a\tb", "x"},
+        {"-r:[[:dq:][:sq:]]", "-t:[:bs:]", "a\"b'", "a\bb\b"},
+        {"-r:[[:alpha:][:nl:]]+", "-t:x", "a\nb1", "x1"},
+        {"-r:a", "-t:x[:nl:]y[:rt:]", "a", "x\ny\r"},
+        {"-f:a", "-t:x[:nl:]y", "a", "x[:nl:]y"},
+        {"-f:[:nl:]", "-t:x", "\n[:nl:]", "\nx"},
+        // A fold reaches neither an alias nor what a reference fills in.
+        {"-r:a", "-tu:[:tb:]x", "a", "\tX"},
+        {"-r:(a)", "-tu:\\1b", "a", "aB"},
+        // Directors.
+        {"-r:***:(?i)a.*?b", "-t:x", "Aabb", "xb"},
+        {"-r:***:(?s)a.b", "-t:x", "a\nb", "x"},
+        {"-r:***:\\ya\\y", "-t:x", "ba a", "ba x"},
+        {"-r:***=a.b", "-t:x", "axb a.b", "axb x"},
+        // References.
+        {"-r:(a)(b)(c)(d)(e)(f)(g)(h)(i)", "-t:\\9\\8\\7\\6\\5\\4\\3\\2\\1\\0", "abcdefghi",
+         "ihgfedcbaabcdefghi"},
+        {"-r:(a)|(b)", "-t:<\\1\\2\\3>", "ab", "<a><b>"},
+        {"-r:x*", "-t:-", "abc", "-a-b-c"},
+        // No expression at all: no match, and nothing is said.
+        {"-r:a(", "-t:x", "a(", "a("},
+        {"-r:a{256}", "-t:x", "a", "a"},
+        {"-r:***:(?z)a", "-t:x", "a", "a"},
+    };
+    for (const auto& row : rows) {
+        const int status = std::string(row.text) == row.result ? 1 : 0;
+        const auto message = [&](const char* how) {
+            return std::string(how) + ": " + row.find + " " + row.replace;
+        };
+        for (const char* form : {"-exp", "-noexp"}) {
+            Write("x.txt", row.text);
+            const Outcome outcome = Tsub({"x.txt", row.find, row.replace, form});
+            EXPECT_EQ(Read("x.txt"), row.result) << message(form);
+            EXPECT_EQ(outcome.status, status) << message(form);
+            EXPECT_EQ(outcome.out + outcome.err, "") << message(form);
+        }
+        // What comes from a pipe ends with a character more, as a file that holds it would.
+        Write("x.txt", row.text + std::string("\xFF"));
+        const bool isChanged = Tsub({"x.txt", row.find, row.replace}).status == 0;
+        const Outcome piped = Tsub({row.find, row.replace}, row.text);
+        EXPECT_EQ(piped.out, isChanged ? Read("x.txt") : row.text + std::string("?"))
+            << message("pipe");
+        EXPECT_EQ(piped.err, "") << message("pipe");
+    }
+}
+
+TEST_F(CommandTest, ExpressionsOnATree) {
+    std::filesystem::create_directories(folder / "sub/deep");
+    const char* const names[] = {"a.txt", "sub/b.txt", "sub/deep/c.txt"};
+    for (const char* name : names) {
+        Write(name, "one 1\n");
+    }
+    Write("sub/d.dat", "one 1\n");
+    EXPECT_EQ(Tsub({"*.txt", "-s", "-r:(\\a+) (\\d)", "-t:\\2 \\1"}).status, 0);
+    for (const char* name : names) {
+        EXPECT_EQ(Read(name), "1 one\n") << name;
+    }
+    EXPECT_EQ(Read("sub/d.dat"), "one 1\n");
+}
+
+} // namespace
