@@ -15,8 +15,9 @@ constexpr std::size_t NIBBLEBITS = 4;
 template <class Chr>
 using element = std::conditional_t<sizeof(Chr) == 1, unsigned char, Chr>;
 
-/// Boxes of any number of dimensions. With more than `most`, those are merged that grow least.
-template <class Box>
+/// Boxes of any number of dimensions, `Nibbles` for each place. With more than `most`, those are
+/// merged that grow least.
+template <class Box, std::size_t Nibbles>
 class TBoxes {
 public:
     explicit TBoxes(std::size_t most) : most_(most) {}
@@ -44,10 +45,22 @@ private:
         double growth;
     };
 
+    /// The part of the characters that it holds, ASCII counted for as much as all others together:
+    /// a box that needlessly held a letter would be found all over most texts.
     static double volume(const Box& box) {
+        constexpr std::uint16_t ASCII = 0xFF; // of a byte's higher half
         double product = 1;
-        for (const std::uint16_t mask : box)
-            product *= std::popcount(mask) / double{NIBBLEVALUES};
+        for (std::size_t i = 0; i < box.size(); i += Nibbles) {
+            double all = 1;
+            bool low = true; // beyond the lowest byte, 0 may stand
+            for (std::size_t n = 0; n < Nibbles; ++n) {
+                all *= std::popcount(box[i + n]) / double{NIBBLEVALUES};
+                low = low && (n < 2 || (box[i + n] & 1) != 0);
+            }
+            const int ascii = std::popcount(box[i]) *
+                              std::popcount(static_cast<std::uint16_t>(box[i + 1] & ASCII));
+            product *= all + (low ? ascii / double{NIBBLEVALUES * NIBBLEVALUES / 2} : 0);
+        }
         return product;
     }
     static Box hull(const Box& a, const Box& b) {
@@ -112,7 +125,7 @@ std::vector<rowbox> rowboxes(const std::bitset<256>& row) {
 
 template <class Chr>
 auto TCellSet<Chr>::boxes(std::size_t most) const -> std::vector<box> {
-    TBoxes<box> found(most);
+    TBoxes<box, NIBBLES<Chr>> found(most);
     std::array<bool, ROWS> done{};
     for (std::size_t i = 0; i < ROWS; ++i) {
         if (done[i] || rows_[i].none())
@@ -149,7 +162,7 @@ void TFingerprint<Chr>::set(const std::vector<word>& words, std::size_t places,
                             std::size_t behind) {
     constexpr std::size_t N = NIBBLES<Chr>;
     using chain = std::array<std::uint16_t, MOSTPLACES * N>;
-    TBoxes<chain> chains(MOSTWORDS);
+    TBoxes<chain, N> chains(MOSTWORDS);
     for (const word& w : words) {
         if (std::any_of(w.begin(), w.end(), [](const auto& set) { return set.empty(); }))
             continue; // no character is in that set

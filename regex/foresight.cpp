@@ -301,6 +301,19 @@ beginnings findbeginnings(const cnfa& automaton, std::size_t most) {
     return {};
 }
 
+int leadinglookahead(const cnfa& automaton) {
+    int number = 0;
+    bool all = true;
+    eacharc(automaton, automaton.pre, [&](const carc& enter) {
+        eacharc(automaton, enter.to, [&](const carc& arc) {
+            const int asked = std::max(arc.co - automaton.ncolors, 0);
+            all = all && asked > 0 && (number == 0 || asked == number);
+            number = asked;
+        });
+    });
+    return all ? number : 0;
+}
+
 necessity findnecessity(const cnfa& automaton, std::size_t most, const colorweight& weight) {
     necessity best;
     if (automaton.minlen <= 0 || long{automaton.nstates} * automaton.ncolors > MOSTCELLS)

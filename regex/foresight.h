@@ -27,6 +27,10 @@ struct beginnings {
 /// many beginnings.
 beginnings findbeginnings(const cnfa& automaton, std::size_t most);
 
+/// The number of the lookahead that is asked at the begin of every match, before anything else; 0
+/// if there is none.
+int leadinglookahead(const cnfa& automaton);
+
 /// A chain that every match holds.
 struct necessity {
     std::vector<colorset> chain; ///< empty: there is none

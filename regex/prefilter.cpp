@@ -31,16 +31,23 @@ double frequency(std::size_t cell) {
 // A chain is worth the search for it if it is rare, and rarer than what matches begin with.
 constexpr double RARE = 0.02;
 constexpr double RARER = 0.25;
+constexpr std::size_t BOXES = 3; // of a place of a longer word
 
 } // namespace
 
 template <class Chr>
-TPrefilter<Chr>::TPrefilter(const cnfa& automaton, const color* colors) : colors_(colors) {
+TPrefilter<Chr>::TPrefilter(const cnfa& automaton, const subre* lacons, const color* colors)
+    : colors_(colors) {
     weigh(automaton);
-    const beginnings b = findbeginnings(automaton, MOSTPLACES);
-    double common = 0;
-    for (const auto& word : b.words)
-        common += weight(word);
+    beginnings b = findbeginnings(automaton, MOSTPLACES);
+    // Where a lookahead must hold, its own match begins too.
+    const int leading = automaton.minlen > 0 ? leadinglookahead(automaton) : 0;
+    if (leading != 0 && lacons[leading].subno != 0) {
+        beginnings ahead = findbeginnings(lacons[leading].cnfa, MOSTPLACES);
+        if (ahead.places != 0 && (b.places == 0 || weight(ahead) < weight(b)))
+            b = std::move(ahead);
+    }
+    const double common = weight(b);
     if (b.places != 0)
         setbegin(b);
     const necessity n =
@@ -84,6 +91,14 @@ double TPrefilter<Chr>::weight(const std::vector<colorset>& chain) const {
 }
 
 template <class Chr>
+double TPrefilter<Chr>::weight(const beginnings& b) const {
+    double sum = 0;
+    for (const auto& word : b.words)
+        sum += weight(word);
+    return sum;
+}
+
+template <class Chr>
 TCellSet<Chr> TPrefilter<Chr>::cells(const colorset& set) const {
     TCellSet<Chr> found;
     const auto holds = [&set](color co) { return set[static_cast<std::size_t>(co)] != 0; };
@@ -98,7 +113,8 @@ TCellSet<Chr> TPrefilter<Chr>::cells(const colorset& set) const {
 
 template <class Chr>
 typename TFingerprint<Chr>::word TPrefilter<Chr>::boxes(const std::vector<colorset>& chain) {
-    const std::size_t most = chain.size() == 1 ? MOSTWORDS : 2;
+    // The combinations of all places' boxes are what the words come to.
+    const std::size_t most = chain.size() == 1 ? MOSTWORDS : BOXES;
     typename TFingerprint<Chr>::word word;
     for (const colorset& set : chain) {
         auto known = boxes_.find({most, set});

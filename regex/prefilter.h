@@ -22,7 +22,8 @@ public:
         const Chr* last;
     };
 
-    TPrefilter(const cnfa& automaton, const color* colors);
+    /// `lacons`: the expression's lookaheads.
+    TPrefilter(const cnfa& automaton, const subre* lacons, const color* colors);
 
     /// Whether there is anything to search for. All the rest asks for that.
     bool useful() const { return !begin_.empty() || !need_.empty(); }
@@ -42,6 +43,7 @@ private:
     TCellSet<Chr> cells(const colorset& set) const;
     double weight(const colorset& set) const;
     double weight(const std::vector<colorset>& chain) const;
+    double weight(const beginnings& b) const;
     void weigh(const cnfa& automaton);
     const color* row(std::size_t i) const { return colors_ + i * TCellSet<Chr>::ROWCELLS; }
     bool holds(const colorset& set, Chr c) const {

@@ -25,7 +25,8 @@ struct TRegexContext<Chr>::machine {
     static constexpr std::uint64_t WORTHFILTERS = 1 << 15; // characters of texts to search
     // Characters that tries in vain may look at before those are told from tries that pay.
     static constexpr std::int64_t CREDIT = 4096;
-    static constexpr std::int64_t TRYCOST = 8; // of each try, in characters
+    static constexpr std::int64_t LEASTCREDIT = CREDIT / 8; // for each text
+    static constexpr std::int64_t TRYCOST = 8;              // of each try, in characters
 
     using compiled_form = guts<typename chrtraits<Chr>::pattern>;
 
@@ -105,7 +106,7 @@ void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int
             lazy->newtext();
         if (filter)
             filter->newtext();
-        credit = CREDIT;
+        credit = std::max(credit, LEASTCREDIT);
     }
     env.start = start;
     env.stop = stop;
@@ -197,7 +198,7 @@ bool TRegexContext<Chr>::machine::filters() {
     if (!filter) {
         if (env.looked + static_cast<std::uint64_t>(env.stop - env.start) < WORTHFILTERS)
             return false;
-        filter.emplace(g.tree->cnfa, env.colors);
+        filter.emplace(g.tree->cnfa, g.lacons, env.colors);
         if (!filter->begin().empty())
             search.leapby(&filter->begin());
     }

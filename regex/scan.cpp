@@ -227,6 +227,12 @@ const Chr* TScanner<Chr>::leap(const Chr* cp, const Chr* limit, transition& at) 
     if (!begin_)
         return skip_.find(cp, limit);
     const Chr* const found = begin_->find(cp, limit, env_.stop);
+    leapt_ += found - cp;
+    if (++leaps_ == TRIALLEAPS) {
+        if (leapt_ < TRIALLEAPS * SHORTLEAP)
+            begin_ = nullptr; // the start of each leap costs more than it spares
+        leaps_ = leapt_ = 0;
+    }
     // What was passed over may lead away and come to nothing, so the state is one of a fresh start.
     if (found != cp)
         at = enter<scanway::FORWARD>(found);
@@ -244,9 +250,13 @@ typename TScanner<Chr>::outcome TScanner<Chr>::attempt(const Chr* start, bool sh
     transition at = enter<scanway::FORWARD>(start);
     const Chr* cp = start;
     const Chr* post = nullptr;
-    const auto note = [&post, shorter](const Chr* p, transition state) {
+    const auto last = [&post](const Chr* p, transition state) {
         post = (state & CDfa::POST) ? p : post;
-        return shorter && post;
+        return false;
+    };
+    const auto first = [&post](const Chr* p, transition state) {
+        post = (state & CDfa::POST) ? p : nullptr;
+        return post != nullptr;
     };
     while (at != CDfa::DEAD && cp != env_.stop && !(shorter && post)) {
         const Chr* const from = post ? post : start;
@@ -254,8 +264,11 @@ typename TScanner<Chr>::outcome TScanner<Chr>::attempt(const Chr* start, bool sh
             end = post ? longest(start, env_.stop) : nullptr;
             return end ? outcome::FOUND : outcome::OPEN;
         }
-        walk<scanway::FORWARD>(cp, env_.stop - from > PATIENCE ? from + PATIENCE : env_.stop, at,
-                               note);
+        const Chr* const far = env_.stop - from > PATIENCE ? from + PATIENCE : env_.stop;
+        if (shorter)
+            walk<scanway::FORWARD>(cp, far, at, first);
+        else
+            walk<scanway::FORWARD>(cp, far, at, last);
     }
     end = post ? post - 1 : nullptr;
     if (at != CDfa::DEAD && cp == env_.stop && !(shorter && post)) {

@@ -120,6 +120,10 @@ private:
     CRunMemo memo_;
     TSkip<Chr> skip_;
     const TFingerprint<Chr>* begin_ = nullptr;
+    static constexpr std::ptrdiff_t TRIALLEAPS = 256; // after which it is asked whether they pay
+    static constexpr std::ptrdiff_t SHORTLEAP = 8;    // characters
+    std::ptrdiff_t leaps_ = 0;
+    std::ptrdiff_t leapt_ = 0;
     std::uint32_t skipgeneration_ = ~std::uint32_t{0};
     int skiptries_ = 4;
     bool shares_ = false;

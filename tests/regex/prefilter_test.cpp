@@ -143,7 +143,8 @@ std::string randompattern(std::mt19937& seed) {
     const char* const atoms[] = {"a", "b",     "needle", "ed",        "[a-d]", "[^a]",
                                  ".", "[0-9]", "(b|c)",  "(ab|cd|e)", "\\n",   "[[:upper:]]"};
     const char* const counts[] = {"", "", "", "", "+", "*", "?", "+?", "*?", "{2,3}"};
-    const char* const edges[] = {"^", "$", "\\y", "\\m", "\\M", "(?=a)", "(?!b)", "(?=.*e)", "\\A"};
+    const char* const edges[] = {"^",     "$",     "\\y",     "\\m",        "\\M",
+                                 "(?=a)", "(?!b)", "(?=.*e)", "(?=needle)", "\\A"};
     const char* const sets[] = {"a",           "[a-d]",  "[^a]",  "[0-9]",
                                 "[[:alnum:]]", "[^\\n]", "(a|n)", "\\s"};
     if (seed() % 8 == 0)
