@@ -59,7 +59,7 @@ private:
             }
             const int ascii = std::popcount(box[i]) *
                               std::popcount(static_cast<std::uint16_t>(box[i + 1] & ASCII));
-            product *= all + (low ? ascii / double{NIBBLEVALUES * NIBBLEVALUES / 2} : 0);
+            product *= all + (low ? ascii / (double{NIBBLEVALUES} * NIBBLEVALUES / 2) : 0);
         }
         return product;
     }

@@ -14,7 +14,7 @@ namespace Quil::IMPL::engine {
 template <class Chr>
 struct lanes {
     using value = std::uint8_t;
-    typedef value vector __attribute__((vector_size(16)));
+    using vector __attribute__((vector_size(16))) = value;
     static constexpr std::ptrdiff_t COUNT = 16;
 
     static vector load(const Chr* at) {
@@ -38,7 +38,7 @@ struct lanes {
 template <>
 struct lanes<wchar_t> {
     using value = std::int32_t;
-    typedef value vector __attribute__((vector_size(16)));
+    using vector __attribute__((vector_size(16))) = value;
     static constexpr std::ptrdiff_t COUNT = 4;
     static constexpr value MASK = 0xFFFF;
 

@@ -1,48 +1,9 @@
 // Vector search for the few characters that lead away, a plain loop of color reads for many.
 #include "regex/skip.h"
 
-#include <cstdint>
-#include <cstring>
+#include "regex/lanes.h"
 
 namespace Quil::IMPL::engine {
-
-namespace {
-
-/// A vector of characters, as the compiler's own vector type.
-template <class Chr>
-struct lanes;
-
-template <>
-struct lanes<char> {
-    using value = std::uint8_t;
-    typedef value vector __attribute__((vector_size(16)));
-    static constexpr value MASK = 0xFF;
-};
-
-template <>
-struct lanes<unsigned char> : lanes<char> {};
-
-template <>
-struct lanes<wchar_t> {
-    using value = std::uint32_t;
-    typedef value vector __attribute__((vector_size(16)));
-    static constexpr value MASK = 0xFFFF; // as the color map does, only these bits count
-};
-
-template <class Chr>
-typename lanes<Chr>::value selected(Chr c) {
-    return static_cast<typename lanes<Chr>::value>(static_cast<typename lanes<Chr>::value>(c) &
-                                                   lanes<Chr>::MASK);
-}
-
-template <class Vector>
-bool any(Vector v) {
-    std::uint64_t halves[2];
-    std::memcpy(halves, &v, sizeof halves);
-    return (halves[0] | halves[1]) != 0;
-}
-
-} // namespace
 
 template <class Chr>
 void TSkip<Chr>::set(const color* colors, std::vector<unsigned char> leaving) {
@@ -71,24 +32,21 @@ const Chr* TSkip<Chr>::find(const Chr* cp, const Chr* limit) const {
 
 template <class Chr>
 const Chr* TSkip<Chr>::findfew(const Chr* cp, const Chr* limit) const {
-    using value = typename lanes<Chr>::value;
-    using vector = typename lanes<Chr>::vector;
-    constexpr std::ptrdiff_t LANES = sizeof(vector) / sizeof(value);
+    using lane = lanes<Chr>;
+    using vector = typename lane::vector;
     constexpr std::ptrdiff_t UNROLL = 4;
-    const value a = selected(few_[0]), b = selected(few_[1]), c = selected(few_[2]);
-    for (; limit - cp >= UNROLL * LANES; cp += UNROLL * LANES) {
-        vector text[UNROLL];
-        std::memcpy(text, cp, sizeof text);
+    const auto a = lane::select(few_[0]), b = lane::select(few_[1]), c = lane::select(few_[2]);
+    for (; limit - cp >= UNROLL * lane::COUNT; cp += UNROLL * lane::COUNT) {
         vector hits{};
-        for (vector& v : text) {
-            v &= lanes<Chr>::MASK;
+        for (std::ptrdiff_t i = 0; i < UNROLL; ++i) {
+            const vector v = lane::load(cp + i * lane::COUNT);
             hits |= reinterpret_cast<vector>((v == a) | (v == b) | (v == c));
         }
-        if (any(hits))
+        if (anylane(hits))
             break;
     }
     for (; cp != limit; ++cp) {
-        const value v = selected(*cp);
+        const auto v = lane::select(*cp);
         if (v == a || v == b || v == c)
             break;
     }
