@@ -47,6 +47,8 @@ void ReleaseGlobalAtExit() {
 stringEx Formatted(const char* format, va_list arguments) {
     va_list again;
     va_copy(again, arguments);
+    // The analyzer doesn't see that the list is copied.
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     const int length = std::vsnprintf(nullptr, 0, format, again);
     va_end(again);
     if (length <= 0) {
