@@ -226,6 +226,8 @@ template <class Chr>
 const Chr* TScanner<Chr>::leap(const Chr* cp, const Chr* limit, transition& at) {
     if (!begin_)
         return skip_.find(cp, limit);
+    if (cp == env_.start && begin_->looksbehind())
+        return cp; // nothing stands before the text: its first character is walked over
     const Chr* const found = begin_->find(cp, limit, env_.stop);
     leapt_ += found - cp;
     if (++leaps_ == TRIALLEAPS) {

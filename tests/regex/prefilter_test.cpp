@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <random>
+#include <sys/mman.h>
 
 namespace Quil {
 namespace {
@@ -113,6 +114,30 @@ TYPED_TEST(fingerprints, FindsEveryWord) {
     EXPECT_GT(found, 1000u);
 }
 
+/// Room for texts with nothing before it, and nothing behind it, that could be read. For the whole
+/// of the program.
+template <class Chr>
+class guardedroom {
+public:
+    guardedroom() {
+        char* const all = static_cast<char*>(
+            mmap(nullptr, 3 * SIZE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        mprotect(all, SIZE, PROT_NONE);
+        mprotect(all + 2 * SIZE, SIZE, PROT_NONE);
+        begin_ = reinterpret_cast<Chr*>(all + SIZE);
+    }
+    /// A copy of the text at one of the room's two ends.
+    const Chr* put(const std::basic_string<Chr>& text, bool atend) {
+        Chr* const at = atend ? begin_ + SIZE / sizeof(Chr) - text.size() : begin_;
+        std::copy(text.begin(), text.end(), at);
+        return at;
+    }
+
+private:
+    static constexpr std::size_t SIZE = std::size_t{1} << 20; // bytes, whole pages
+    Chr* begin_;
+};
+
 /// All matches of a text as a replace-all meets them.
 template <class Chr>
 std::string sweep(const regex_t* re, const std::basic_string<Chr>& text, bool fast,
@@ -125,7 +150,8 @@ std::string sweep(const regex_t* re, const std::basic_string<Chr>& text, bool fa
         context.settext(longtext.data(), longtext.size());
         context.exec(0, 0, nullptr, 0);
     }
-    context.settext(text.data(), text.size());
+    static guardedroom<Chr> room;
+    context.settext(room.put(text, slots % 2 == 0), text.size());
     std::vector<regmatch_t> m(slots);
     std::string all;
     for (std::size_t from = 0; from <= text.size();) {
