@@ -57,8 +57,8 @@ def utf8_perl(code):
 def through(charset, script):
     """What one does today for a file in another charset: to UTF-8, replace there, and back."""
     to, back = f"iconv -f {charset} -t utf-8 {{f}}", f"iconv -f utf-8 -t {charset} > {{o}}"
-    return {"iconv|sed|iconv": f"{to} | LC_ALL=C sed '{script}' | {back}",
-            "iconv|perl|iconv": f"{to} | perl -pe '{script}' | {back}"}
+    return {"iconv+sed+iconv": f"{to} | LC_ALL=C sed '{script}' | {back}",
+            "iconv+perl+iconv": f"{to} | perl -pe '{script}' | {back}"}
 
 
 def convert(source, target):
@@ -126,8 +126,8 @@ WORKLOADS = [
              {"sed": f"{TREE} sed -i s/return/give\\ back/g", "perl": f"{TREE} perl -i -pe 's/return/give back/g'",
               "sd": f"{TREE} sd -s return 'give back'"}, mode="tree", must=1.3, goal=2.0),
     Workload("tree: replace in a tenth", None, ["*.c", "-s", "-f:obsolete_name", "-t:new_name"],
-             {"sed": f"{TREE} sed -i s/obsolete_name/new_name/g", "rg|sed": "rg -l -0 obsolete_name | xargs -0 sed -i s/obsolete_name/new_name/g",
-              "rg|sd": "rg -l -0 obsolete_name | xargs -0 sd -s obsolete_name new_name"}, mode="tree", must=0.7, goal=1.0),
+             {"sed": f"{TREE} sed -i s/obsolete_name/new_name/g", "rg+sed": "rg -l -0 obsolete_name | xargs -0 sed -i s/obsolete_name/new_name/g",
+              "rg+sd": "rg -l -0 obsolete_name | xargs -0 sd -s obsolete_name new_name"}, mode="tree", must=0.7, goal=1.0),
     Workload("to standard output", texts.english, ["-f:wheelbarrow", "-t:pushcart"],
              {"sed": "LC_ALL=C sed s/wheelbarrow/pushcart/g {f} > {o}", "perl": "perl -pe s/wheelbarrow/pushcart/g {f} > {o}", **rg("wheelbarrow", "pushcart", "-F"), **mawk("wheelbarrow", "pushcart")},
              mode="stdout", must=1.2, goal=1.7),
