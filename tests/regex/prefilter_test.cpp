@@ -1,10 +1,8 @@
 // The search by filters against the plain one, and the vector search against its plain form.
-#include "engine.h"
 #include "regex/fingerprint.h"
+#include "tests/regex/sweep.h"
 
 #include <algorithm>
-#include <random>
-#include <sys/mman.h>
 
 namespace Quil {
 namespace {
@@ -114,54 +112,19 @@ TYPED_TEST(fingerprints, FindsEveryWord) {
     EXPECT_GT(found, 1000u);
 }
 
-/// Room for texts with nothing before it, and nothing behind it, that could be read. For the whole
-/// of the program.
-template <class Chr>
-class guardedroom {
-public:
-    guardedroom() {
-        char* const all = static_cast<char*>(
-            mmap(nullptr, 3 * SIZE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        mprotect(all, SIZE, PROT_NONE);
-        mprotect(all + 2 * SIZE, SIZE, PROT_NONE);
-        begin_ = reinterpret_cast<Chr*>(all + SIZE);
-    }
-    /// A copy of the text at one of the room's two ends.
-    const Chr* put(const std::basic_string<Chr>& text, bool atend) {
-        Chr* const at = atend ? begin_ + SIZE / sizeof(Chr) - text.size() : begin_;
-        std::copy(text.begin(), text.end(), at);
-        return at;
-    }
-
-private:
-    static constexpr std::size_t SIZE = std::size_t{1} << 20; // bytes, whole pages
-    Chr* begin_;
-};
-
-/// All matches of a text as a replace-all meets them.
+/// All matches of a text, by filters if `fast`. Those are made once there is enough to search, and
+/// then serve short texts as well.
 template <class Chr>
 std::string sweep(const regex_t* re, const std::basic_string<Chr>& text, bool fast,
                   std::size_t slots) {
+    static const std::basic_string<Chr> longtext(100'000, Chr('~'));
     TRegexContext<Chr> context(re);
     context.setfastroads(fast);
-    // The filters are made once there is enough to search, and then serve short texts as well.
-    static const std::basic_string<Chr> longtext(100'000, Chr('~'));
     if (fast) {
         context.settext(longtext.data(), longtext.size());
         context.exec(0, 0, nullptr, 0);
     }
-    static guardedroom<Chr> room;
-    context.settext(room.put(text, slots % 2 == 0), text.size());
-    std::vector<regmatch_t> m(slots);
-    std::string all;
-    for (std::size_t from = 0; from <= text.size();) {
-        const bool within = from > 0 && text[from - 1] != Chr('\n');
-        if (context.exec(from, slots, m.data(), within ? REG_NOTBOL : 0) != REG_OKAY)
-            break;
-        all += std::to_string(from) + ":" + test::print(m) + "\n";
-        from += static_cast<std::size_t>(m[0].rm_eo) + (m[0].rm_so == m[0].rm_eo ? 1 : 0);
-    }
-    return all;
+    return test::sweep(context, text, slots);
 }
 
 /// An expression by chance, of the kinds that filters are made for or must keep away from.

@@ -1,8 +1,6 @@
 // Sweeps of one text by every way.
 #include "tests/regex/sweep.h"
 
-#include <algorithm>
-
 namespace test {
 
 namespace {
@@ -42,6 +40,20 @@ bool comparesweeps(const std::wstring& pattern, int flags, const std::wstring& t
         EXPECT_EQ(sweep(chars, subject, slots), sweep(plainchars, subject, slots)) << name;
     }
     return !expected.empty();
+}
+
+std::size_t sweeptextures(std::initializer_list<const wchar_t*> patterns,
+                          std::initializer_list<const wchar_t*> alphabets, std::size_t most,
+                          std::size_t step) {
+    using namespace Quil;
+    std::mt19937 seed(12);
+    std::size_t found = 0;
+    for (const wchar_t* const pattern : patterns)
+        for (const int flags : {REG_ADVANCED, REG_ADVANCED | REG_ICASE, REG_ADVANCED | REG_NEWLINE})
+            for (const wchar_t* const alphabet : alphabets)
+                for (std::size_t length = 0; length < most; length += 1 + seed() % step)
+                    found += comparesweeps(pattern, flags, texture(seed, length, alphabet)) ? 1 : 0;
+    return found;
 }
 
 std::wstring texture(std::mt19937& seed, std::size_t length, const std::wstring& alphabet) {
