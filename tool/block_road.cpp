@@ -1,9 +1,9 @@
 #include "tool/block_road.h"
 
+#include "tool/standard_output.h"
 #include "util/text/text_search.h"
 
 #include <algorithm>
-#include <iostream>
 
 namespace Quil {
 
@@ -191,12 +191,12 @@ void CBlockRoad::Print() {
     if (__state == STATE::REPLACED) {
         const stringEx& result = __encoder.Finish();
         const unsigned int sign = __run.MarksUtf8() ? __run.constants.btUtf8Sign.length() : 0;
-        std::cout << result.substr_static(sign);
+        PrintText(result.substr_static(sign));
         return;
     }
     __StartResult(false);
     __Convert([this] {
-        std::cout << __encoder.Finish();
+        PrintText(__encoder.Finish());
         __encoder.Restart();
     });
 }

@@ -5,6 +5,7 @@
 #include "util/conv/TextConv.h"
 
 #include <iostream>
+#include <sstream>
 
 namespace Quil {
 
@@ -26,21 +27,21 @@ stringEx Padded(const stringEx& cell, unsigned int width) {
     return result;
 }
 
-void PrintEncoding(const stringEx& name, const TTextConv::ENCINFO& info) {
-    std::cout << name;
+void PutEncoding(std::ostream& out, const stringEx& name, const TTextConv::ENCINFO& info) {
+    out << name;
     if (name.length() < NAME_WIDTH) {
-        std::cout << stringEx(NAME_WIDTH - name.length(), ' ');
+        out << stringEx(NAME_WIDTH - name.length(), ' ');
     } else {
-        std::cout << "\n" << stringEx(NAME_WIDTH, ' ');
+        out << "\n" << stringEx(NAME_WIDTH, ' ');
     }
     stringEx codePage("CP");
     codePage.append_ulong(info.codePage, 10);
-    std::cout << Padded(codePage, CODE_PAGE_WIDTH) << info.description << "\n";
+    out << Padded(codePage, CODE_PAGE_WIDTH) << info.description << "\n";
 }
 
 /// The two sets side by side. A side that is empty as a whole says so in its first line; one that
 /// has run out leaves its column blank.
-void PrintSides(const TTextConv::NAME_SET& from, const TTextConv::NAME_SET& to) {
+void PutSides(std::ostream& out, const TTextConv::NAME_SET& from, const TTextConv::NAME_SET& to) {
     auto left = from.begin();
     auto right = to.begin();
     for (bool first = true; left != from.end() || right != to.end(); first = false) {
@@ -48,43 +49,45 @@ void PrintSides(const TTextConv::NAME_SET& from, const TTextConv::NAME_SET& to) 
         const bool anyRight = to.empty() && first;
         const stringEx cell = anyLeft ? stringEx(ANY) : left != from.end() ? *left++ : stEMPTY;
         if (to.empty() && !first) {
-            std::cout << cell << "\n";
+            out << cell << "\n";
             continue;
         }
-        std::cout << Padded(cell, FROM_WIDTH);
-        std::cout << (anyRight ? stringEx(ANY) : right != to.end() ? *right++ : stEMPTY) << "\n";
+        out << Padded(cell, FROM_WIDTH);
+        out << (anyRight ? stringEx(ANY) : right != to.end() ? *right++ : stEMPTY) << "\n";
     }
 }
 
 } // namespace
 
-void PrintEncodings() {
-    std::cout << "\n"
-              << "Name                Codepage   Description\n"
-              << RULE;
+stringEx EncodingListing() {
+    std::ostringstream out;
+    out << "\n"
+        << "Name                Codepage   Description\n"
+        << RULE;
     TTextConv::ENC_COOKIE cookie;
     stringEx name;
     TTextConv::ENCINFO info;
     while (TTextConv::EnumEncoding(cookie, name, info)) {
-        PrintEncoding(name, info);
+        PutEncoding(out, name, info);
     }
+    return stringEx(out.str().c_str());
 }
 
-void PrintCompatibleConversions() {
+stringEx ConversionListing() {
+    std::ostringstream out;
     TTextConv::CMP_COOKIE cookie;
     TTextConv::COMPENC_INFO group;
     while (TTextConv::EnumCompatibleCata(cookie, group)) {
-        std::cout << "\n-- " << group.name << " --\n"
-                  << Padded("From", FROM_WIDTH) << "To\n"
-                  << RULE;
+        out << "\n-- " << group.name << " --\n" << Padded("From", FROM_WIDTH) << "To\n" << RULE;
         if (!group.mutual) {
-            PrintSides(group.from, group.to);
+            PutSides(out, group.from, group.to);
             continue;
         }
         for (const stringEx& name : group.from) {
-            std::cout << Padded(name, FROM_WIDTH) << name << "\n";
+            out << Padded(name, FROM_WIDTH) << name << "\n";
         }
     }
+    return stringEx(out.str().c_str());
 }
 
 bool PassCompatibilityGate(const stringEx& from, const stringEx& to) {

@@ -5,11 +5,11 @@
 
 namespace Quil {
 
-/// Prints every accepted encoding with its code page and description on standard output.
-void PrintEncodings();
+/// Every accepted encoding with its code page and description.
+stringEx EncodingListing();
 
-/// Prints, group by group, which conversions are held to lose nothing, on standard output.
-void PrintCompatibleConversions();
+/// Group by group, which conversions are held to lose nothing.
+stringEx ConversionListing();
 
 /// Whether the catalogue holds a conversion between the two named encodings to lose nothing. Says
 /// why on standard output when it does not.

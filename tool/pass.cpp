@@ -1,7 +1,9 @@
 // Reading the inputs and writing the results; what lies between is the road's.
 #include "tool/pass.h"
 
+#include "tool/held_signals.h"
 #include "tool/road.h"
+#include "tool/standard_output.h"
 #include "util/file/dir.h"
 #include "util/sys/errhdl.h"
 
@@ -51,21 +53,31 @@ PASS ReportFileFailure(const Run& run, const char* what, const stringEx& path, c
     return run.errStop ? PASS::stop : PASS::done;
 }
 
+void ReportFile(const stringEx& path, unsigned long replCount) {
+    stringEx line("\n## ");
+    line.append_ulong(replCount, 10);
+    line.append(" replacements in file: ").append(path).append("\n");
+    PrintReport(line);
+}
+
 /// Writes the result over the file, if there is one, and reports it.
 PASS RewriteFile(Run& run, IRoad& road, const stringEx& path, unsigned long replCount) {
     if (replCount == 0 && run.findFunc != FIND::any) {
         return PASS::done;
     }
     const byteEx& bytes = road.Encode();
+    const CHeldSignals untilWritten;
     try {
         CDir::WriteFile(path, bytes, false, false);
-        if (run.showFileCount && replCount != 0) {
-            std::cout << "\n## " << replCount << " replacements in file: " << path << "\n";
-        }
     } catch (qlExp& cause) {
+        run.failedToWrite = true;
         return ReportFileFailure(run, "can't write to file: ", path, cause);
     }
+    run.changedFile = true;
     run.totalCount += replCount;
+    if (run.showFileCount && replCount != 0) {
+        ReportFile(path, replCount);
+    }
     return PASS::done;
 }
 

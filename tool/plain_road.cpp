@@ -1,6 +1,6 @@
 #include "tool/plain_road.h"
 
-#include <iostream>
+#include "tool/standard_output.h"
 
 namespace Quil {
 
@@ -95,13 +95,13 @@ const byteEx& CPlainRoad::Encode() {
 
 void CPlainRoad::Print() {
     if (!__run.outWide) {
-        std::cout << __run.outConv->WCtoMB(__text);
+        PrintText(__run.outConv->WCtoMB(__text));
         return;
     }
     if (__run.outBigEndian) {
         FlipWord(__text);
     }
-    std::wcout << __text;
+    PrintText(__text);
 }
 
 } // namespace Quil

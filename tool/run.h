@@ -58,6 +58,8 @@ struct Run {
 
     unsigned long totalCount = 0;
     bool foundAny = false;
+    bool changedFile = false;   ///< a file was rewritten
+    bool failedToWrite = false; ///< a file should have been rewritten and was not
 
     /// Whether a file that is written gets a byte-order mark in UTF-8: only under this one name of
     /// it.

@@ -2,13 +2,14 @@
 // which switches are read decides which of several wins and which error is reported first, so it is
 // part of the command's behaviour.
 #include "tool/listings.h"
+#include "tool/locale_choice.h"
 #include "tool/pass.h"
+#include "tool/standard_output.h"
 #include "tool/usage.h"
 #include "util/file/dir.h"
 #include "util/sys/errhdl.h"
 #include "util/text/CmdArgParser.h"
 
-#include <clocale>
 #include <exception>
 #include <iostream>
 
@@ -194,9 +195,16 @@ void CompileExpression(Run& run) {
     }
 }
 
+/// Reports the total and answers the exit status. A run that changed nothing since it could not
+/// write must not look like one that did its work.
 int Report(const Run& run) {
     if (run.showTotalCount && run.totalCount != 0) {
-        std::cout << "\n## total replaced " << run.totalCount << " matchs" << std::endl;
+        stringEx line("\n## total replaced ");
+        line.append_ulong(run.totalCount, 10);
+        PrintReport(line.append(" matchs\n"));
+    }
+    if (run.failedToWrite && !run.changedFile) {
+        return EXIT_ERROR;
     }
     return run.foundAny ? EXIT_REPLACED : EXIT_NOTHING;
 }
@@ -206,11 +214,11 @@ int RunCommand(int argc, const char* const* argv) {
     CCmdArgParser parser("-", ":=", 1);
     parser.Parse(argc, argv);
     if (HasSwitch(parser, "listenc")) {
-        PrintEncodings();
+        PrintText(EncodingListing());
         return EXIT_LISTED;
     }
     if (HasSwitch(parser, "listcmp")) {
-        PrintCompatibleConversions();
+        PrintText(ConversionListing());
         return EXIT_LISTED;
     }
     if (!SettleArgumentEncoding(parser, run)) {
@@ -219,7 +227,7 @@ int RunCommand(int argc, const char* const* argv) {
     SettleFind(parser, run);
     SettleReplacement(parser, run);
     if (WantsUsage(parser, run)) {
-        std::cout << USAGE_TEXT << std::flush;
+        PrintText(stringEx(USAGE_TEXT));
         return EXIT_NOTHING;
     }
     SettleFlags(parser, run);
@@ -239,9 +247,14 @@ int RunCommand(int argc, const char* const* argv) {
 } // namespace Quil
 
 int main(int argc, char** argv) {
-    setlocale(LC_ALL, "");
+    Quil::TakeLocale();
     try {
-        return Quil::RunCommand(argc, argv);
+        const int status = Quil::RunCommand(argc, argv);
+        Quil::FinishPrinting();
+        return status;
+    } catch (Quil::outputExp& cause) {
+        std::cerr << "[FATAL ERROR] can't write to standard output: " << cause.GetErrString()
+                  << "\n";
     } catch (Quil::qlExp& cause) {
         std::cerr << "[FATAL ERROR] Quil runtime lib error: " << cause.GetErrString() << "\n";
     } catch (std::exception& cause) {

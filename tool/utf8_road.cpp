@@ -2,12 +2,11 @@
 
 #include "regex/uni_data.h"
 #include "tool/consumed_input.h"
+#include "tool/standard_output.h"
 #include "util/conv/TextLibIConv.h"
 #include "util/conv/Utf8Codec.h"
 #include "util/conv/Utf8Validation.h"
 #include "util/text/match_replace.h"
-
-#include <iostream>
 
 namespace Quil {
 
@@ -184,8 +183,7 @@ void CUtf8Road::Print() {
         __plain->Print();
         return;
     }
-    std::cout.write(static_cast<const char*>(static_cast<const void*>(__result.data())),
-                    __result.length());
+    PrintText(static_cast<stringEx>(__result));
 }
 
 } // namespace Quil

@@ -23,6 +23,10 @@ void Spill(const fs::path& path, const std::string& content) {
     ASSERT_TRUE(file.good()) << path;
 }
 
+void SetVariable(const char* name, const char* value) {
+    value != nullptr ? setenv(name, value, 1) : unsetenv(name);
+}
+
 void Redirect(const fs::path& path, int flags, int to) {
     const int fd = open(path.c_str(), flags | O_CREAT, 0666);
     if (fd < 0 || dup2(fd, to) < 0) {
@@ -53,8 +57,19 @@ Outcome CommandTest::Tsub(const std::vector<std::string>& arguments, const std::
     if (child == 0) {
         Redirect(around / "stdin", O_RDONLY, STDIN_FILENO);
         Redirect(around / "stdout", O_WRONLY | O_TRUNC, STDOUT_FILENO);
+        if (outDescriptor >= 0) {
+            dup2(outDescriptor, STDOUT_FILENO);
+        }
         Redirect(around / "stderr", O_WRONLY | O_TRUNC, STDERR_FILENO);
-        setenv("LC_ALL", locale, 1);
+        SetVariable("LC_ALL", locale);
+        for (const auto& [name, value] : environment) {
+            SetVariable(name, value);
+        }
+        if (!fault.empty()) {
+            SetVariable("TSUB_TEST_FAULT", fault.c_str());
+            SetVariable("LD_PRELOAD", FAULTS_PATH);
+            SetVariable("ASAN_OPTIONS", "verify_asan_link_order=0");
+        }
         if (chdir(folder.c_str()) != 0) {
             _exit(126);
         }

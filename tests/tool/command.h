@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct Outcome {
@@ -18,7 +19,7 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    /// Runs the command in the test's folder; `locale` is the value of LC_ALL.
+    /// Runs the command in the test's folder; `locale` is the value of LC_ALL, unset for null.
     Outcome Tsub(const std::vector<std::string>& arguments, const std::string& input = "",
                  const char* locale = "C.UTF-8") const;
 
@@ -27,4 +28,8 @@ protected:
 
     std::filesystem::path folder;
     unsigned long fileLimit = 0; ///< bytes that the command may write to one file; 0: no limit
+    std::string fault;           ///< what goes wrong in the command (tests/shim/faults.cpp)
+    int outDescriptor = -1;      ///< where its output goes instead of into the outcome
+    /// Variables of the command's environment beside LC_ALL; those with a null value are unset.
+    std::vector<std::pair<const char*, const char*>> environment;
 };

@@ -249,7 +249,7 @@ TEST_F(CommandTest, AFullDiskKeepsTheOldContent) {
     const Outcome outcome = Tsub({"full/a.txt", "-f:a", "-t:bbb", "-trc"});
     const std::string kept = Read("full/a.txt");
     umount(disk.c_str());
-    EXPECT_EQ(outcome.status, 0) << "something was found, though it could not be written";
+    EXPECT_EQ(outcome.status, 255) << "what was found could not be written";
     EXPECT_EQ(outcome.err.rfind("[ERROR] can't write to file: ", 0), 0U) << outcome.err;
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(kept, old);

@@ -1,0 +1,100 @@
+// What must not be lost: a file whose run is broken off, output that a device refuses, letters
+// where the locale names no charset.
+#include "tests/tool/command.h"
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+TEST_F(CommandTest, ASignalEndsTheRunBehindTheFileThatIsBeingWritten) {
+    const std::string old(300000, 'a');
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        Write("1.txt", old);
+        Write("2.txt", old);
+        fault = "write 1 " + std::to_string(-signal);
+        const Outcome outcome = Tsub({"1.txt", "2.txt", "-f:a", "-t:bb", "-frc"});
+        EXPECT_EQ(outcome.status, 256 + signal);
+        EXPECT_EQ(Read("1.txt"), std::string(600000, 'b'));
+        EXPECT_EQ(Read("2.txt"), old);
+        EXPECT_NE(outcome.out.find("\n## 300000 replacements in file: "), std::string::npos)
+            << "the files that were done are reported";
+    }
+}
+
+TEST_F(CommandTest, OutputThatADeviceRefusesIsAnError) {
+    const std::string text(200000, 'a');
+    const std::vector<std::string> rows[] = {
+        {"-listenc"},
+        {"-listcmp"},
+        {"-h"},
+        {"-f:a", "-t:b"},
+        {"-f:a", "-t:b", "-encin:gbk"},
+        {"-r:a", "-t:b", "-encin:gbk"},
+        {"-any", "-encin:gbk", "-encout:utf-8"},
+        {"x.txt", "-f:a", "-t:b", "-stdout"},
+        {"x.txt", "-f:a", "-t:b", "-encin:ucs-2", "-stdout"},
+    };
+    Write("x.txt", std::string("a\0\0\0", 4) + text);
+    outDescriptor = open("/dev/full", O_WRONLY);
+    for (const std::vector<std::string>& arguments : rows) {
+        const Outcome outcome = Tsub(arguments, text);
+        EXPECT_EQ(outcome.status, 255) << testing::PrintToString(arguments);
+        EXPECT_EQ(outcome.err,
+                  "[FATAL ERROR] can't write to standard output: No space left on device\n");
+    }
+    Write("y.txt", "a");
+    EXPECT_EQ(Tsub({"y.txt", "-f:a", "-t:b", "-frc"}).status, 255);
+    EXPECT_EQ(Read("y.txt"), "b") << "a report that is lost keeps no file from its replacement";
+    close(outDescriptor);
+}
+
+TEST_F(CommandTest, AReaderThatWentAwayEndsTheRunQuietly) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    outDescriptor = ends[1];
+    const Outcome outcome = Tsub({"-f:a", "-t:b"}, std::string(200000, 'a'));
+    EXPECT_EQ(outcome.status, 256 + SIGPIPE);
+    EXPECT_EQ(outcome.err, "");
+    Write("1.txt", "a");
+    Write("2.txt", "a");
+    EXPECT_EQ(Tsub({"1.txt", "2.txt", "-f:a", "-t:b", "-frc"}).status, 256 + SIGPIPE);
+    EXPECT_EQ(Read("1.txt") + Read("2.txt"), "bb") << "who listens to reports decides no file";
+    close(ends[1]);
+}
+
+TEST_F(CommandTest, WhereTheLocaleNamesNoCharsetTextIsUtf8) {
+    const std::string text = "caf\xC3\xA9 a\n";
+    const struct {
+        const char* all;
+        const char* characters;
+        const char* language;
+        std::vector<std::string> arguments;
+        std::string result;
+    } rows[] = {
+        {nullptr,
+         nullptr,
+         nullptr,
+         {"-f:a", "-t:\xC3\xA9"},
+         "c\xC3\xA9"
+         "f\xC3\xA9 \xC3\xA9\n"},
+        {"C", nullptr, nullptr, {"-f:a", "-t:b"}, "cbf\xC3\xA9 b\n"},
+        {"", "POSIX", "C.UTF-8", {"-f:a", "-t:b"}, "cbf\xC3\xA9 b\n"},
+        {nullptr, "", "C", {"-ric:\xC3\x89", "-t:e"}, "cafe a\n"},
+        {"xx_XX.UTF-8", nullptr, nullptr, {"-f:a", "-t:b"}, "cbf\xC3\xA9 b\n"},
+        {"C", nullptr, nullptr, {"-f:a", "-t:b", "-encin:ascii"}, "cbf?? b\n"},
+    };
+    for (const auto& row : rows) {
+        Write("x.txt", text);
+        environment = {{"LC_CTYPE", row.characters}, {"LANG", row.language}};
+        std::vector<std::string> arguments{"x.txt"};
+        arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+        EXPECT_EQ(Tsub(arguments, "", row.all).status, 0);
+        EXPECT_EQ(Read("x.txt"), row.result) << testing::PrintToString(arguments);
+    }
+}
+
+} // namespace

@@ -1,0 +1,27 @@
+// A signal that ends the run must not end it between the first and the last byte of a file: what is
+// written is new up to there and nothing any more from there on.
+#pragma once
+
+#include <csignal>
+
+namespace Quil {
+
+/// Ends the process by the default action of a signal, so that a shell or a script sees what it
+/// would have seen of a program without any care. Never returns.
+[[noreturn]] void EndBySignal(int signal);
+
+/// While an object of this class lives, the signals by which people and systems end a run wait:
+/// SIGINT, SIGTERM, SIGHUP, SIGQUIT. One that has come meanwhile takes effect when the object goes,
+/// after what the run has reported so far is written out. For the only thread of a program.
+class CHeldSignals {
+public:
+    CHeldSignals();
+    ~CHeldSignals();
+    CHeldSignals(const CHeldSignals&) = delete;
+    CHeldSignals& operator=(const CHeldSignals&) = delete;
+
+private:
+    sigset_t __before{};
+};
+
+} // namespace Quil
