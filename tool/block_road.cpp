@@ -25,12 +25,13 @@ bool CBlockRoad::CanServe(const Run& run) {
                                                     : (run.findFunc == FIND::literal ||
                                                        run.findFunc == FIND::literalNoCase) &&
                                                           !run.findText.empty();
-    return isServed && !run.inWide && !run.outWide && CanGoByBlocks(*run.inConv) &&
-           CanGoByBlocks(*run.outConv);
+    return isServed && !run.in.isWide && !run.out.isWide && CanGoByBlocks(*run.in.converter) &&
+           CanGoByBlocks(*run.out.converter);
 }
 
 CBlockRoad::CBlockRoad(const Run& run)
-    : __run(run), __decoder(*run.inConv), __encoder(*run.outConv), __window(WindowSizeFor(run)) {}
+    : __run(run), __decoder(*run.in.converter), __encoder(*run.out.converter),
+      __window(WindowSizeFor(run)) {}
 
 /// Decodes the first block without the byte-order mark. False if there is no text at all.
 bool CBlockRoad::__Begin() {

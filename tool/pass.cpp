@@ -85,7 +85,7 @@ PASS RewriteFile(Run& run, IRoad& road, const stringEx& path, unsigned long repl
 PASS Pass(Run& run, IRoad& road, const stringEx* path, byteEx& raw) {
     raw.clear();
     if (path == nullptr) {
-        run.inWide ? ReadWideInput(raw) : ReadNarrowInput(raw);
+        run.in.isWide ? ReadWideInput(raw) : ReadNarrowInput(raw);
     } else {
         try {
             CDir::ReadFile(*path, raw);

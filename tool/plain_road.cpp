@@ -30,15 +30,15 @@ std::optional<unsigned long> CPlainRoad::Replace(byteEx& raw) {
 
 /// The bytes go as soon as they are decoded: the wide text is four times as large already.
 void CPlainRoad::__Decode(byteEx& raw) {
-    if (__run.inWide) {
+    if (__run.in.isWide) {
         __text = static_cast<wstringEx>(raw);
         raw = byteEx();
-        if (__run.inBigEndian) {
+        if (__run.in.isBigEndian) {
             FlipWord(__text);
         }
         return;
     }
-    __run.inConv->MBtoWC(__text, static_cast<stringEx>(raw));
+    __run.in.converter->MBtoWC(__text, static_cast<stringEx>(raw));
     raw = byteEx();
 }
 
@@ -76,17 +76,17 @@ unsigned long CPlainRoad::__FindAndReplace() {
 }
 
 const byteEx& CPlainRoad::Encode() {
-    if (__run.outWide) {
+    if (__run.out.isWide) {
         if (__run.addSign) {
             __text.insert(0, __run.constants.wsUniSign);
         }
-        if (__run.outBigEndian) {
+        if (__run.out.isBigEndian) {
             FlipWord(__text);
         }
         __bytes = static_cast<byteEx>(__text);
         return __bytes;
     }
-    __bytes = static_cast<byteEx>(__run.outConv->WCtoMB(__text));
+    __bytes = static_cast<byteEx>(__run.out.converter->WCtoMB(__text));
     if (__run.MarksUtf8()) {
         __bytes.insert(0, __run.constants.btUtf8Sign);
     }
@@ -94,11 +94,11 @@ const byteEx& CPlainRoad::Encode() {
 }
 
 void CPlainRoad::Print() {
-    if (!__run.outWide) {
-        PrintText(__run.outConv->WCtoMB(__text));
+    if (!__run.out.isWide) {
+        PrintText(__run.out.converter->WCtoMB(__text));
         return;
     }
-    if (__run.outBigEndian) {
+    if (__run.out.isBigEndian) {
         FlipWord(__text);
     }
     PrintText(__text);

@@ -22,6 +22,15 @@ struct Constants {
     const byteEx btUtf8Sign = byteEx(reinterpret_cast<const unsigned char*>("\xEF\xBB\xBF"), 3);
 };
 
+/// In which form text comes or goes: by a converter, or as raw wide characters, for which the
+/// converter isn't asked.
+struct CHARSET {
+    stringEx name;
+    CTextConvHandle converter;
+    bool isWide = false;
+    bool isBigEndian = false;
+};
+
 enum class FIND { none, literal, literalNoCase, regex, any };
 
 /// All that the switches decide, and what the passes add up.
@@ -43,15 +52,9 @@ struct Run {
     bool addSign = false;
     bool errStop = false;
 
-    CTextConvHandle argConv;
-    CTextConvHandle inConv;
-    CTextConvHandle outConv;
-    stringEx inEnc;
-    stringEx outEnc;
-    bool inWide = false;
-    bool inBigEndian = false;
-    bool outWide = false;
-    bool outBigEndian = false;
+    CHARSET arg;
+    CHARSET in;
+    CHARSET out;
 
     std::vector<stringEx> fileList;
     wstringEx::regex_handle regexComp;
@@ -63,7 +66,7 @@ struct Run {
 
     /// Whether a file that is written gets a byte-order mark in UTF-8: only under this one name of
     /// it.
-    bool MarksUtf8() const { return addSign && !outWide && outEnc.equal_no_case("utf-8"); }
+    bool MarksUtf8() const { return addSign && !out.isWide && out.name.equal_no_case("utf-8"); }
 };
 
 } // namespace Quil

@@ -55,20 +55,43 @@ CTextConvHandle ConverterFor(const stringEx& name) {
     return converter;
 }
 
+/// What a switch for an encoding makes of `unless`, which holds without it. A name of raw wide text
+/// needs no converter; any other leaves the text as wide as it is there, so that a raw wide input
+/// stays raw whatever narrow encoding is asked for at the output.
+CHARSET SettleCharset(const CCmdArgParser& parser, const char* name, const CHARSET& unless,
+                      const Constants& constants) {
+    CHARSET charset = unless;
+    if (!HasSwitch(parser, name)) {
+        return charset;
+    }
+    charset.name = TrimmedValue(parser, name);
+    if (constants.UnicodeEncs.count(charset.name) != 0) {
+        charset.isWide = true;
+        charset.isBigEndian = constants.BigEndianEncs.count(charset.name) != 0;
+    } else {
+        charset.converter = ConverterFor(charset.name);
+    }
+    return charset;
+}
+
+/// The system's, which holds for all three unless a switch says otherwise.
+CHARSET SystemCharset() {
+    return {TTextConv::GetSysDefaultEnc(), GainBestSysDefConv()};
+}
+
 /// `-encarg`. False, after saying so, for an encoding that can't stand on a command line.
 bool SettleArgumentEncoding(const CCmdArgParser& parser, Run& run) {
-    run.argConv = GainBestSysDefConv();
-    if (!HasSwitch(parser, "encarg")) {
-        return true;
-    }
-    const stringEx name = TrimmedValue(parser, "encarg");
-    if (run.constants.UnicodeEncs.count(name) != 0) {
+    run.arg = SettleCharset(parser, "encarg", SystemCharset(), run.constants);
+    if (run.arg.isWide) {
         std::cout << "[FATAL ERROR] due to system's limite, wide char is not support for the "
                      "argument.\n";
-        return false;
     }
-    run.argConv = ConverterFor(name);
-    return true;
+    return !run.arg.isWide;
+}
+
+void SettleTextEncodings(const CCmdArgParser& parser, Run& run) {
+    run.in = SettleCharset(parser, "encin", SystemCharset(), run.constants);
+    run.out = SettleCharset(parser, "encout", run.in, run.constants);
 }
 
 /// The find switches in the order in which they win; the first one present decides.
@@ -90,7 +113,7 @@ void SettleFind(const CCmdArgParser& parser, Run& run) {
         run.regexNoCase = row.noCase;
         run.regexNoNewline = row.noNewline;
         if (row.func != FIND::any) {
-            run.findText = run.argConv->TtoWC(parser.GetSwitchNoCase(row.name, 0));
+            run.findText = run.arg.converter->TtoWC(parser.GetSwitchNoCase(row.name, 0));
         }
         if (row.func == FIND::regex) {
             RegexExtendClassParser(run.findText);
@@ -106,7 +129,7 @@ void SettleReplacement(const CCmdArgParser& parser, Run& run) {
             continue;
         }
         run.hasReplace = true;
-        run.replaceText = run.argConv->TtoWC(parser.GetSwitchNoCase(name, 0));
+        run.replaceText = run.arg.converter->TtoWC(parser.GetSwitchNoCase(name, 0));
         if (run.findFunc == FIND::regex) {
             RegexExtendClassParser(run.replaceText);
         }
@@ -136,40 +159,6 @@ void SettleFlags(const CCmdArgParser& parser, Run& run) {
     run.showTotalCount = HasSwitch(parser, "trc");
     run.addSign = HasSwitch(parser, "unisign");
     run.errStop = HasSwitch(parser, "errstop");
-}
-
-void SettleInputEncoding(const CCmdArgParser& parser, Run& run) {
-    run.inConv = GainBestSysDefConv();
-    run.inEnc = TTextConv::GetSysDefaultEnc();
-    if (!HasSwitch(parser, "encin")) {
-        return;
-    }
-    run.inEnc = TrimmedValue(parser, "encin");
-    if (run.constants.UnicodeEncs.count(run.inEnc) == 0) {
-        run.inConv = ConverterFor(run.inEnc);
-    } else {
-        run.inWide = true;
-        run.inBigEndian = run.constants.BigEndianEncs.count(run.inEnc) != 0;
-    }
-}
-
-/// The output is as wide as the input unless a raw wide name is given: a raw wide input thus stays
-/// raw whatever narrow encoding is asked for.
-void SettleOutputEncoding(const CCmdArgParser& parser, Run& run) {
-    run.outConv = run.inConv;
-    run.outEnc = run.inEnc;
-    run.outWide = run.inWide;
-    run.outBigEndian = run.inBigEndian;
-    if (!HasSwitch(parser, "encout")) {
-        return;
-    }
-    run.outEnc = TrimmedValue(parser, "encout");
-    if (run.constants.UnicodeEncs.count(run.outEnc) == 0) {
-        run.outConv = ConverterFor(run.outEnc);
-    } else {
-        run.outWide = true;
-        run.outBigEndian = run.constants.BigEndianEncs.count(run.outEnc) != 0;
-    }
 }
 
 /// Expands the file patterns. Hidden files are listed unless the run stops at access errors.
@@ -231,9 +220,8 @@ int RunCommand(int argc, const char* const* argv) {
         return EXIT_NOTHING;
     }
     SettleFlags(parser, run);
-    SettleInputEncoding(parser, run);
-    SettleOutputEncoding(parser, run);
-    if (!HasSwitch(parser, "force") && !PassCompatibilityGate(run.inEnc, run.outEnc)) {
+    SettleTextEncodings(parser, run);
+    if (!HasSwitch(parser, "force") && !PassCompatibilityGate(run.in.name, run.out.name)) {
         return EXIT_ERROR;
     }
     if (!run.stdioMode && !BuildFileList(parser, run)) {

@@ -25,9 +25,9 @@ struct ascii_fold {
     }
 };
 
-bool IsUtf8(const CTextConvHandle& converter, const stringEx& name) {
-    return (name.equal_no_case("UTF-8") || name.equal_no_case("UTF8")) &&
-           dynamic_cast<const CTextLibIConv*>(converter.get()) != nullptr;
+bool IsUtf8(const CHARSET& charset) {
+    return (charset.name.equal_no_case("UTF-8") || charset.name.equal_no_case("UTF8")) &&
+           dynamic_cast<const CTextLibIConv*>(charset.converter.get()) != nullptr;
 }
 
 /// The bytes of a text, or none if it holds an element that isn't a Unicode character.
@@ -74,9 +74,8 @@ std::vector<byteEx> ForeignPartners(const wstringEx& text) {
 bool CUtf8Road::CanServe(const Run& run) {
     const bool isServed = run.findFunc == FIND::literal || run.findFunc == FIND::regex ||
                           (run.findFunc == FIND::literalNoCase && IsAscii(run.findText));
-    return isServed && !run.inWide && !run.outWide && IsUtf8(run.inConv, run.inEnc) &&
-           IsUtf8(run.outConv, run.outEnc) && EncodeStrictly(run.findText) &&
-           EncodeStrictly(run.replaceText);
+    return isServed && !run.in.isWide && !run.out.isWide && IsUtf8(run.in) && IsUtf8(run.out) &&
+           EncodeStrictly(run.findText) && EncodeStrictly(run.replaceText);
 }
 
 CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain)
