@@ -73,6 +73,7 @@ TEST_F(WholeFile, FailedReadsAndWritesSayWhy) {
 
 TEST_F(WholeFile, NoRoomForMoreLeavesTheOldContentWhole) {
     Put("f", "old content");
+    Put("larger", std::string(200000, 'l'));
     byteEx large;
     large.resize(100000);
     rlimit old = {};
@@ -83,15 +84,19 @@ TEST_F(WholeFile, NoRoomForMoreLeavesTheOldContentWhole) {
     const std::string overwrite = Failure<sysfileExp>([&] { CDir::WriteFile("f", large); });
     const std::string append =
         Failure<sysfileExp>([&] { CDir::WriteFile("f", large, false, true); });
+    const std::string shorter = Failure<sysfileExp>([&] { CDir::WriteFile("larger", large); });
     const std::string created = Failure<sysfileExp>([&] { CDir::WriteFile("new", large); });
     ::setrlimit(RLIMIT_FSIZE, &old);
     std::signal(SIGXFSZ, oldSignal);
-    ExpectParts(overwrite, {"27 CSysFile::ReserveRoom - failed reserve room for the file\n"});
+    ExpectParts(overwrite, {"27 CSysFile::ReserveRoom - failed reserve room for the file\n",
+                            "\n  file state = the old content stands"});
     ExpectParts(append, {"27 CSysFile::ReserveRoom"});
+    ExpectParts(shorter, {"27 CSysFile::ReserveRoom"});
     EXPECT_EQ(Get("f"), "old content");
+    EXPECT_EQ(Get("larger"), std::string(200000, 'l'));
     // A short write is not taken for a whole one: the call behind it tells.
     ExpectParts(created, {"27 CSysFile::Write - failed write file\n"});
-    EXPECT_EQ(Get("new").size(), 50000U);
+    EXPECT_EQ(Get("new"), "");
 }
 
 TEST_F(WholeFile, FullDeviceLeavesTheOldContentWhole) {
@@ -99,15 +104,22 @@ TEST_F(WholeFile, FullDeviceLeavesTheOldContentWhole) {
     if (::mount("tmpfs", "small", "tmpfs", 0, "size=64k") != 0)
         GTEST_SKIP() << "no right to mount a small file system";
     Put("small/f", "old content");
+    Put("small/holes", "h");
+    std::filesystem::resize_file(m_root + "small/holes", 100000);
+    const std::string holes = Get("small/holes");
     byteEx large;
     large.resize(100000);
     const std::string overwrite = Failure<sysfileExp>([&] { CDir::WriteFile("small/f", large); });
     const std::string content = Get("small/f");
+    const std::string filled = Failure<sysfileExp>([&] { CDir::WriteFile("small/holes", large); });
+    const bool holesStand = Get("small/holes") == holes;
     large.resize(50000); // what was refused must not have kept its room
     const std::string fitting = Failure<sysfileExp>([&] { CDir::WriteFile("small/f", large); });
     ::umount("small");
     ExpectParts(overwrite, {"28 CSysFile::ReserveRoom", "no space left on the device"});
     EXPECT_EQ(content, "old content");
+    ExpectParts(filled, {"28 CSysFile::ReserveRoom", "the old content stands"});
+    EXPECT_TRUE(holesStand);
     EXPECT_EQ(fitting, "nothing thrown");
 }
 

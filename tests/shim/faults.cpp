@@ -1,9 +1,10 @@
 // Loaded in front of the C library into a command under test: lets one call of it go wrong, or have
 // a signal arrive in the middle of it, which no test can arrange from outside without a race.
 //
-// TSUB_TEST_FAULT is "CALL N WHAT": in the N-th call of that name (from 1) WHAT happens: the number
-// of an error that it fails with, or minus the number of a signal that comes before it is done. Of
-// `write` only calls to regular files count.
+// TSUB_TEST_FAULT is a list of "CALL N WHAT" with commas between: in the N-th call of that name
+// (from 1) WHAT happens: the number of an error that it fails with, minus the number of a signal
+// that comes before it is done, or 0 for half of what was asked. Of `write` only calls to regular
+// files count.
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -15,29 +16,36 @@
 
 namespace {
 
-/// The fault that is due in this call, 0 if none is.
-int Due(const char* call) {
-    static const char* const plan = std::getenv("TSUB_TEST_FAULT");
-    static int count = 0;
-    char name[32];
-    int which = 0;
-    int what = 0;
-    if (plan == nullptr || std::sscanf(plan, "%31s %d %d", name, &which, &what) != 3 ||
-        std::strcmp(name, call) != 0) {
-        return 0;
+constexpr int NONE = 1 << 20;
+constexpr int HALF = 0;
+
+/// Counts a call and answers the fault that is due in it.
+int Due(const char* call, int& count) {
+    ++count;
+    const char* plan = std::getenv("TSUB_TEST_FAULT");
+    while (plan != nullptr) {
+        char name[32];
+        int which = 0;
+        int what = 0;
+        if (std::sscanf(plan, "%31s %d %d", name, &which, &what) == 3 &&
+            std::strcmp(name, call) == 0 && which == count) {
+            return what;
+        }
+        plan = std::strchr(plan, ',');
+        plan += plan != nullptr ? 1 : 0;
     }
-    return ++count == which ? what : 0;
+    return NONE;
 }
 
-/// Makes the fault happen. False if the call is to go on.
-bool Fails(const char* call) {
-    const int what = Due(call);
+/// Makes a signal or a failure happen. False if the call is to go on.
+bool Fails(int what) {
     if (what < 0) {
         kill(getpid(), -what);
-    } else if (what > 0) {
+    } else if (what != HALF && what != NONE) {
         errno = what;
+        return true;
     }
-    return what > 0;
+    return false;
 }
 
 template <class Function>
@@ -48,13 +56,26 @@ Function* Next(const char* name) {
 } // namespace
 
 extern "C" ssize_t write(int fd, const void* bytes, size_t count) {
+    static int calls = 0;
     struct stat status = {};
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && Fails("write")) {
-        return -1;
+    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) {
+        const int what = Due("write", calls);
+        if (Fails(what)) {
+            return -1;
+        }
+        count = what == HALF ? count / 2 : count;
     }
     return Next<ssize_t(int, const void*, size_t)>("write")(fd, bytes, count);
 }
 
 extern "C" int ftruncate64(int fd, off64_t size) {
-    return Fails("ftruncate") ? -1 : Next<int(int, off64_t)>("ftruncate64")(fd, size);
+    static int calls = 0;
+    return Fails(Due("ftruncate", calls)) ? -1 : Next<int(int, off64_t)>("ftruncate64")(fd, size);
+}
+
+extern "C" int fallocate64(int fd, int mode, off64_t offset, off64_t length) {
+    static int calls = 0;
+    return Fails(Due("fallocate", calls))
+               ? -1
+               : Next<int(int, int, off64_t, off64_t)>("fallocate64")(fd, mode, offset, length);
 }

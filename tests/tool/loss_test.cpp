@@ -24,6 +24,46 @@ TEST_F(CommandTest, ASignalEndsTheRunBehindTheFileThatIsBeingWritten) {
     }
 }
 
+TEST_F(CommandTest, AWriteThatFailsLeavesTheOldContentOrSaysWhatThereIs) {
+    const std::string old(300000, 'a');
+    const std::string longer(600000, 'b');
+    const char* const stands = "the old content stands\n";
+    const struct {
+        const char* fault;
+        const char* replacement;
+        std::string content;
+        const char* state;
+    } rows[] = {
+        {"fallocate 1 28", "-t:bb", old, stands},
+        {"fallocate 1 95, write 1 28", "-t:bb", old, stands},
+        {"write 1 0, write 2 28", "-t:bb", old, stands},
+        {"write 1 11", "-t:bb", old, stands},
+        {"write 2 5", "-t:bb", old, stands},
+        {"write 1 5", "-t:b", old, stands},
+        {"ftruncate 1 5", "-t:", old, "the new content, and behind it the end of the old\n"},
+        {"write 1 0, write 2 5", "-t:b", longer.substr(0, 150000) + old.substr(150000),
+         "new up to byte 150000, old from there to byte 300000\n"},
+        {"write 2 0, write 3 28", "-t:bb",
+         longer.substr(0, 150000) + old.substr(150000) + longer.substr(300000),
+         "new up to byte 150000, old from there to byte 300000, new from there on\n"},
+        {"write 1 0, write 2 4, write 3 0, write 4 4", "-t:bb", longer, nullptr},
+    };
+    for (const auto& row : rows) {
+        Write("x.txt", old);
+        fault = row.fault;
+        const Outcome outcome = Tsub({"x.txt", "-f:a", row.replacement});
+        EXPECT_EQ(outcome.status, row.state != nullptr ? 255 : 0) << row.fault;
+        EXPECT_TRUE(Read("x.txt") == row.content) << row.fault << ": " << Read("x.txt").size();
+        EXPECT_TRUE(row.state == nullptr
+                        ? outcome.err.empty()
+                        : outcome.err.ends_with(std::string("\n  file state = ") + row.state))
+            << row.fault << ": " << outcome.err;
+    }
+    Write("y.txt", old);
+    fault = "write 1 28";
+    EXPECT_EQ(Tsub({"x.txt", "y.txt", "-ric:[ab]", "-t:c"}).status, 0) << "one file was changed";
+}
+
 TEST_F(CommandTest, OutputThatADeviceRefusesIsAnError) {
     const std::string text(200000, 'a');
     const std::vector<std::string> rows[] = {

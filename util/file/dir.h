@@ -220,9 +220,10 @@ public:
     /// Writes the elements as they lie in memory over the file, or behind its end with `append`; a
     /// missing file is created. `flush` waits for the device.
     ///
-    /// The file is written in place. Room for what is longer than the old content is made sure of
-    /// first, so that a full device leaves the old content whole; any later failure leaves the file
-    /// as far as it was written. What the file itself refuses comes as `sysfileExp`.
+    /// The file is written in place. What is longer than the old content is written first and taken
+    /// back where it can't be, so that a full device leaves the old content whole; then the old
+    /// bytes are overwritten from the front. What the file refuses comes as `sysfileExp`, whose
+    /// text ends with a line that says what the file holds now.
     static void WriteFile(const stringEx& path, const byteEx& data, bool flush = false,
                           bool append = false);
     static void WriteFile(const stringEx& path, const stringEx& data, bool flush = false,

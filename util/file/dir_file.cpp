@@ -5,6 +5,7 @@
 
 #include "util/file/dir.h"
 #include "util/file/errtext.h"
+#include "util/file/file_rewrite.h"
 #include "util/file/posixdir.h"
 #include "util/sys/errhdl.h"
 
@@ -130,16 +131,8 @@ void WriteWhole(const stringEx& path, const void* data, std::size_t size, bool f
         throw dirExp(EMPTY_ARGUMENT, stringEx("CDir::WriteFile - write what ?"));
     CSysFile file;
     file.Open(path, CSysFile::ACCESS_WRITE, CSysFile::CREATE, SHARE_WRITE, READ_WRITE_FOR_ALL, 0);
-    file.SeekEnd(0);
-    const CLongLongNative oldSize = file.GetCurrentPos();
-    const CLongLongNative newSize = append ? oldSize + size : CLongLongNative(size);
-    if (oldSize > 0 && newSize > oldSize)
-        file.ReserveRoom(newSize);
-    if (!append) {
-        file.SeekBegin(0);
-        file.ResizeToCurrentPos();
-    }
-    WriteAll(file, data, size);
+    IMPL::CFileRewrite rewrite(file);
+    append ? rewrite.Append(data, size) : rewrite.Overwrite(data, size);
     if (flush)
         file.Flush();
     // Errors that come as late as this must reach the caller too.

@@ -8,6 +8,7 @@
 #include "util/sys/errhdl.h"
 #include "util/sys/time.h"
 
+#include <algorithm>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -79,18 +80,22 @@ timespec FromTime(const CTime* time) {
     return result;
 }
 
-/// Asks the device for room beyond the file's end without moving that; answers 0 or the error
-/// number.
-int Allocate(int descriptor, std::int64_t oldSize, std::int64_t newSize) {
+/// Asks the device for the room that the file's first `size` bytes lack, without moving the file's
+/// end; answers 0 or the error number.
+int Allocate(int descriptor, const struct stat& status, std::int64_t size) {
     // The process's own limit is one that the allocation doesn't look at.
     struct rlimit limit = {};
     if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
-        static_cast<rlim_t>(newSize) > limit.rlim_cur)
+        static_cast<rlim_t>(size) > limit.rlim_cur)
         return EFBIG;
 #ifdef FALLOC_FL_KEEP_SIZE
-    if (RetryInterrupted([&] {
-            return ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, oldSize, newSize - oldSize);
-        }) == -1)
+    constexpr std::int64_t blockUnit = 512;
+    const bool hasHoles = status.st_blocks * blockUnit < std::min(status.st_size, size);
+    const std::int64_t begin = hasHoles ? 0 : status.st_size;
+    if (size > begin && RetryInterrupted([&] {
+                            return ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, begin,
+                                               size - begin);
+                        }) == -1)
         return errno;
 #endif
     return 0;
@@ -215,9 +220,9 @@ void CSysFile::ResizeToCurrentPos() {
 
 void CSysFile::ReserveRoom(const CLongLongNative& size) {
     struct stat status = {};
-    if (::fstat(m_descriptor, &status) == -1 || size <= status.st_size)
+    if (::fstat(m_descriptor, &status) == -1 || !S_ISREG(status.st_mode))
         return;
-    const int code = Allocate(m_descriptor, status.st_size, size.Value());
+    const int code = Allocate(m_descriptor, status, size.Value());
     if (code != ENOSPC && code != EDQUOT && code != EFBIG)
         return;
     // Gives back what was allocated before the room ran out; a failure here changes nothing more.

@@ -89,9 +89,10 @@ public:
     CLongLongNative GetSize() const;
     /// Cuts the file at the current position, or lengthens it with zero bytes up to there.
     void ResizeToCurrentPos();
-    /// Makes sure that the device has room for the file to grow to `size` bytes. Size and content
-    /// stay; a file system that can't promise room is believed to have it. Throws when there is
-    /// none, with the file as it was.
+    /// Makes sure that the device has room for the file's first `size` bytes, for those behind its
+    /// end and for those that lie in a hole, and that this process may write so far. Size and
+    /// content stay; a file system that can't promise room is believed to have it. Throws when
+    /// there is none, with the file as it was. For all but regular files there is always room.
     void ReserveRoom(const CLongLongNative& size);
 
     /// Locks `length` bytes from `from` on (a length of 0: to the end, however far it grows) for
