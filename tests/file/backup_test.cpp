@@ -86,6 +86,20 @@ TEST_F(Backup, BesideTheFileAndWithoutExtension) {
     EXPECT_EQ(Get("sub.d/note"), "text");
 }
 
+TEST_F(Backup, KeepsWhatTheFileIs) {
+    Put("c.txt", "secret");
+    CDir::SetAttributes(Path("c.txt"), 0600);
+    const auto time = std::filesystem::last_write_time("c.txt") - std::chrono::hours(9);
+    std::filesystem::last_write_time("c.txt", time);
+    Link("nowhere", "c@dangling.txt");
+    EXPECT_TRUE(Root().VersionBackup("c.txt", 2, false));
+    Put("c.txt", "changed");
+    EXPECT_TRUE(Root().TryRestoreLastVersion("c.txt"));
+    EXPECT_EQ(Get("c.txt"), "secret");
+    EXPECT_EQ(CDir::GetAttributes(Path("c.txt")), 0600U);
+    EXPECT_EQ(std::filesystem::last_write_time("c.txt"), time);
+}
+
 TEST_F(Backup, TheNewestComesBack) {
     Put("a.txt", "now");
     EXPECT_TRUE(Root().TryRestoreLastVersion("a.txt"));

@@ -4,9 +4,12 @@
 #include "tests/file/temp_tree.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -62,8 +65,24 @@ TEST_F(WholeFile, FailedReadsAndWritesSayWhy) {
     std::filesystem::create_directory(m_root + "dir");
     ExpectParts(Failure<sysfileExp>([&] { CDir::WriteFile("dir", data); }), {"21 PosixOpenFile"});
     ExpectParts(Failure<ioExp>([&] { read("dir"); }), {" - "});
+    // A FIFO isn't opened: who writes to it would take that for a reader that soon goes away.
     ASSERT_EQ(::mkfifo("pipe", 0600), 0);
+    std::thread writer([] {
+        const int end = ::open("pipe", O_WRONLY);
+        EXPECT_EQ(::write(end, "kept", 4), 4);
+        ::close(end);
+    });
     ExpectParts(Failure<sysfileExp>([&] { read("pipe"); }), {"29 PosixSeekFile"});
+    ExpectParts(Failure<sysfileExp>([&] { CDir::WriteFile("pipe", data); }), {"29 PosixSeekFile"});
+    ExpectParts(Failure<dirExp>([] { CDir::DuplicateDir(".", "../copy_of_fifo", false); }),
+                {"29 CDir::DuplicateDir"});
+    std::filesystem::remove_all("../copy_of_fifo");
+    EXPECT_FALSE(CDir(m_root.c_str()).VersionBackup("pipe", 1, false));
+    char text[8] = {};
+    const int reader = ::open("pipe", O_RDONLY);
+    EXPECT_EQ(::read(reader, text, sizeof text), 4);
+    ::close(reader);
+    writer.join();
     Put("huge");
     std::filesystem::resize_file(m_root + "huge", std::uintmax_t{5} << 30);
     ExpectParts(Failure<dirExp>([&] { read("huge"); }),
@@ -164,13 +183,27 @@ TEST_F(WholeFile, MovesFiles) {
     ExpectParts(Failure<dirExp>([] { CDir::TransferFile("b", "b/x", false, false); }),
                 {"20 CDir::TransferFile - error link"});
     if (std::filesystem::exists("/dev/shm") && CDir("/dev/shm").GetSpaceInfo().free > 0) {
-        const stringEx other = CDir("/dev/shm").GetPath() + "quil_move_test";
+        const CDir memory("/dev/shm");
+        const stringEx other = memory.GenTempFileName();
+        CDir::SetAttributes("b", 0640);
+        const auto time = std::filesystem::last_write_time("b") - std::chrono::hours(9);
+        std::filesystem::last_write_time("b", time);
         CDir::TransferFile("b", other, true, false);
         EXPECT_FALSE(Has("b"));
-        CDir::TransferFile(other, "back", false, false);
+        Put("back", "old");
+        CDir::TransferFile(other, "back", true, false);
         EXPECT_EQ(Get("back"), "A");
+        EXPECT_EQ(CDir::GetAttributes("back"), 0640U);
+        EXPECT_EQ(std::filesystem::last_write_time("back"), time);
         EXPECT_FALSE(CDir::IsFileExist(other));
     }
+    // What is at the target stays until it is replaced.
+    std::filesystem::create_directory("dir");
+    Put("dir/x", "X");
+    Put("from", "F");
+    ExpectParts(Failure<dirExp>([] { CDir::TransferFile("from", "dir", true, false); }),
+                {"21 CDir::TransferFile - error link"});
+    EXPECT_EQ(Get("from") + Get("dir/x"), "FX");
     EXPECT_FALSE(CDir::TryTransferFile("none", "x", true, false, true));
     EXPECT_TRUE(CDir::TryTransferFile("alias", "moved", true, false, true) || Has("alias"));
 }
@@ -260,8 +293,12 @@ TEST_F(WholeFile, CopiesAndMovesDirectories) {
     Link("..", "d/s/up");
     ExpectParts(Failure<dirExp>([] { CDir::DuplicateDir("d", "endless"); }), {"a loop exists"});
 
+    std::filesystem::create_directory("keep");
     ExpectParts(Failure<dirExp>([] { CDir::TransferDir("d", "d/s"); }),
                 {"CDir::TransferDir - dir nesting found in recursive copy mode\n  source dir = "});
+    Link("../d/s", "keep/into_d");
+    ExpectParts(Failure<dirExp>([] { CDir::TransferDir("d", "keep/into_d/x"); }),
+                {"CDir::TransferDir - dir nesting found in recursive copy mode\n"});
     Put("moved/f", "mine");
     ExpectParts(Failure<dirExp>([] { CDir::TransferDir("d", "moved"); }),
                 {"17 CDir::TransferDir - failed transfer dir\n", "the target has been exist"});

@@ -1,11 +1,12 @@
 // Names for temporary files, and dated copies of a file beside it with a way back.
 //
 // The copies carry their time in their names, so the order of the names is that of their age. What
-// complicates it: other files may stand beside them that the same pattern finds ("a@home.txt"
-// beside "a.txt", and "?" or "*" in a name). Only an exact stamp makes a file a backup, since what
-// is one may be removed.
+// complicates it: other files may stand beside them with names much alike ("a@home.txt" beside
+// "a.txt"). Only an exact stamp makes a file a backup, since what is one may be removed.
 
 #include "util/file/dir.h"
+#include "util/file/file_copy.h"
+#include "util/file/posixdir.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/log.h"
 #include "util/sys/time.h"
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <cxxabi.h>
 #include <functional>
+#include <memory>
 
 namespace Quil {
 
@@ -33,10 +35,20 @@ public:
         return stringEx(m_head + time.Format("%Y%M%d_%H%T%S") + m_tail);
     }
 
-    std::vector<stringEx> FindNewestFirst(const CDir& dir) const {
+    /// Only what has a backup's name is looked at: whatever else stands there has no say.
+    std::vector<stringEx> FindNewestFirst() const {
+        const stringEx folder(m_head, 0, m_head.rfind('/') + 1);
         std::vector<stringEx> found;
-        dir.GetAllFiles(found, m_head + "*" + m_tail, false, true, false);
-        std::erase_if(found, [this](const stringEx& path) { return !__IsBackup(path); });
+        const std::unique_ptr<DIR, IMPL::DirCloser> directory(::opendir(folder.c_str()));
+        if (!directory) {
+            IMPL::ThrowStatError(folder, errno);
+        }
+        while (const dirent* const entry = IMPL::PosixReadDir(directory.get())) {
+            const stringEx path = folder + entry->d_name;
+            if (__IsBackup(path) && CDir::IsFileExist(path)) {
+                found.push_back(path);
+            }
+        }
         std::sort(found.begin(), found.end(), std::greater<stringEx>());
         return found;
     }
@@ -55,16 +67,6 @@ private:
     stringEx m_head; ///< the path without its extension, and "@"
     stringEx m_tail; ///< "." and the extension
 };
-
-/// Copies; half a copy must not stay, or it would pass for the newest version.
-void CopyWhole(const stringEx& from, const stringEx& to, bool flush) {
-    try {
-        CDir::DuplicateFile(from, to, true, flush);
-    } catch (...) {
-        CDir::TryRemoveFile(to, false);
-        throw;
-    }
-}
 
 /// Logs the exception that is being handled, behind a head line that `writeHead` adds to a text.
 template <class WriteHead>
@@ -107,10 +109,10 @@ bool CDir::VersionBackup(const stringEx& file, unsigned int maxVersions, bool fl
         if (maxVersions != 0) {
             const stringEx backup = names.At(CTime::Now());
             if (!IsFileExist(backup)) {
-                CopyWhole(path, backup, flush);
+                IMPL::CopyFileAsItIs(path, backup, flush);
             }
         }
-        std::vector<stringEx> backups = names.FindNewestFirst(*this);
+        std::vector<stringEx> backups = names.FindNewestFirst();
         for (; backups.size() > maxVersions; backups.pop_back()) {
             TryRemoveFile(backups.back(), false);
         }
@@ -129,12 +131,11 @@ bool CDir::TryRestoreLastVersion(const stringEx& file) const {
     stringEx path(file);
     try {
         ToAbsolutePath(path);
-        const std::vector<stringEx> backups = BackupNames(path).FindNewestFirst(*this);
+        const std::vector<stringEx> backups = BackupNames(path).FindNewestFirst();
         if (backups.empty()) {
             return false;
         }
         newest = backups.front();
-        TryRemoveFile(path, false);
         TransferFile(newest, path, true);
         return true;
     } catch (abi::__forced_unwind&) {

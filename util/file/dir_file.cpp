@@ -7,6 +7,7 @@
 #include "util/file/errtext.h"
 #include "util/file/file_rewrite.h"
 #include "util/file/posixdir.h"
+#include "util/file/posixfile.h"
 #include "util/sys/errhdl.h"
 
 #include <algorithm>
@@ -40,27 +41,6 @@ constexpr ERROR_TEXT REMOVE_ERRORS[] = {
     {ELOOP, "a loop exists in symbolic links, or too many links levels"},
     {ENOTDIR, "a component of the path is not a directory"},
 };
-
-constexpr ERROR_TEXT MOVE_ERRORS[] = {
-    {ENOENT, "source file does not exist"},
-    {EEXIST, "the target has been exist"},
-    {EACCES, "permission is denied for a directory of one of the paths"},
-    {ELOOP, "a loop exists in symbolic links, or too many links levels"},
-    {ENAMETOOLONG, "pathname is too long"},
-    {ENOSPC, "the directory to contain the link cannot be extended"},
-    {ENOTDIR, "a component of a path is not a directory"},
-    {EPERM, "the file system does not support links, or the source can't be linked"},
-    {EROFS, "the requested link requires writing in a directory on a read-only file system"},
-};
-
-[[noreturn]] void ThrowMoveError(const char* head, const stringEx& from, const stringEx& to,
-                                 int code) {
-    throw dirExp(static_cast<unsigned int>(code),
-                 ComposeError(head, {{"  from       = ", from},
-                                     {"  to         = ", to},
-                                     {"  error code = ", code},
-                                     {"  error desc = ", DescribeSysError(code, MOVE_ERRORS)}}));
-}
 
 /// Reads until `size` bytes have come or the file ends; answers the count.
 unsigned int ReadAll(const CSysFile& file, void* buffer, unsigned int size) {
@@ -113,8 +93,9 @@ void ReadWhole(const stringEx& path, S& data) {
         data.clear(); // and the block, if nobody shares it, serves this file too
     if (name.empty())
         throw dirExp(EMPTY_ARGUMENT, stringEx("CDir::ReadFile - read what ?"));
+    IMPL::PosixRefuseFifo(name);
     CSysFile file;
-    // A pipe without a writer must not hold the run up: not waiting, it fails at its size.
+    // One that has taken the name since then must not hold the run up: it fails at its size.
     file.Open(name, CSysFile::ACCESS_READ, O_NONBLOCK, SHARE_READ, READ_WRITE_FOR_ALL, 0);
     const unsigned int size = SizeForString<S>(file, name);
     if (size == 0)
@@ -129,6 +110,7 @@ void ReadWhole(const stringEx& path, S& data) {
 void WriteWhole(const stringEx& path, const void* data, std::size_t size, bool flush, bool append) {
     if (path.empty())
         throw dirExp(EMPTY_ARGUMENT, stringEx("CDir::WriteFile - write what ?"));
+    IMPL::PosixRefuseFifo(path);
     CSysFile file;
     file.Open(path, CSysFile::ACCESS_WRITE, CSysFile::CREATE, SHARE_WRITE, READ_WRITE_FOR_ALL, 0);
     IMPL::CFileRewrite rewrite(file);
@@ -139,13 +121,9 @@ void WriteWhole(const stringEx& path, const void* data, std::size_t size, bool f
     file.Close();
 }
 
-IMPL::FILE_ID IdOf(const stringEx& path) {
-    struct stat status = {};
-    IMPL::PosixStat(path, &status);
-    return {status.st_dev, status.st_ino};
-}
-
 void CopyContent(const stringEx& from, const stringEx& to, bool flush) {
+    IMPL::PosixRefuseFifo(from);
+    IMPL::PosixRefuseFifo(to);
     CSysFile source;
     source.Open(from, CSysFile::ACCESS_READ, 0, SHARE_READ, READ_WRITE_FOR_ALL, 0);
     CSysFile target;
@@ -242,35 +220,6 @@ void CDir::DuplicateFile(const stringEx& from, const stringEx& to, bool overwrit
                                                        {"  destination file  = ", target}},
                                                       cause.GetErrString()));
     }
-}
-
-void CDir::TransferFile(const stringEx& from, const stringEx& to, bool overwrite, bool flush) {
-    constexpr const char* linkFailed = "CDir::TransferFile - error link file to the target path\n";
-    if (!IsFileExist(from))
-        ThrowMoveError(linkFailed, from, to, ENOENT);
-    if (IsFileExist(to)) {
-        // Removing one of two names of a file could lose it: the other may be a mere link to it.
-        if (IdOf(from) == IdOf(to))
-            return;
-        if (!overwrite)
-            ThrowMoveError(linkFailed, from, to, EEXIST);
-        RemoveFile(to);
-    }
-    if (::link(from.c_str(), to.c_str()) == -1) {
-        const int code = errno;
-        if (code != EXDEV && code != EMLINK)
-            ThrowMoveError(linkFailed, from, to, code);
-        try {
-            DuplicateFile(from, to, overwrite, flush);
-        } catch (const qlExp& cause) {
-            throw dirExp(cause.GetErrCode(),
-                         ComposeError("CDir::TransferFile - error copy file to the target\n",
-                                      {{"  from       = ", from}, {"  to         = ", to}},
-                                      cause.GetErrString()));
-        }
-    }
-    if (::unlink(from.c_str()) == -1)
-        ThrowMoveError("CDir::TransferFile - error remove (unlink) the source\n", from, to, errno);
 }
 
 void CDir::RemoveFile(const stringEx& path) {

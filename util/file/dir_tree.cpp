@@ -10,6 +10,7 @@
 #include "util/sys/errhdl.h"
 
 #include <climits>
+#include <cstdlib>
 #include <fcntl.h>
 #include <memory>
 #include <unistd.h>
@@ -57,14 +58,10 @@ struct LISTED {
     FILE_ID id;
 };
 
-struct DirCloser {
-    void operator()(DIR* directory) const { ::closedir(directory); }
-};
-
 /// What is in the directory at `path`, which ends in "/", but "." and "..". Symbolic links are
 /// followed, or else listed as such. A directory that can't be opened throws.
 std::vector<LISTED> List(const stringEx& path, bool followLinks) {
-    const std::unique_ptr<DIR, DirCloser> directory(::opendir(path.c_str()));
+    const std::unique_ptr<DIR, IMPL::DirCloser> directory(::opendir(path.c_str()));
     if (!directory)
         IMPL::ThrowStatError(path, errno);
     std::vector<LISTED> entries;
@@ -168,6 +165,22 @@ private:
     std::vector<FILE_ID> m_way;
 };
 
+/// Whether the directory `inner`, or what there is of the way to it, lies in `outer`, by whatever
+/// links it is reached.
+bool LiesIn(stringEx inner, const stringEx& outer) {
+    while (!CDir::IsDirExist(inner)) {
+        CDir::RemoveTailingDelimiter(inner);
+        inner.erase(inner.rfind('/') + 1, stringEx::npos);
+    }
+    char innerPath[PATH_MAX];
+    char outerPath[PATH_MAX];
+    if (::realpath(inner.c_str(), innerPath) == nullptr)
+        IMPL::ThrowStatError(inner, errno);
+    if (::realpath(outer.c_str(), outerPath) == nullptr)
+        IMPL::ThrowStatError(outer, errno);
+    return stringEx(stringEx(innerPath) + "/").begin_with(stringEx(outerPath) + "/");
+}
+
 /// A link is made anew, so that it may go to another file system.
 void MoveLink(const stringEx& from, const stringEx& to) {
     char target[PATH_MAX];
@@ -259,7 +272,7 @@ void CDir::DuplicateDir(const stringEx& from, const stringEx& to, bool overwrite
 void CDir::TransferDir(const stringEx& from, const stringEx& to) {
     const CDir source(from);
     const CDir target(to, false, true);
-    if (target <= source)
+    if (target <= source || LiesIn(target.m_path, source.m_path))
         throw dirExp(
             static_cast<unsigned int>(EINVAL),
             ComposeError("CDir::TransferDir - dir nesting found in recursive copy mode\n",

@@ -10,6 +10,10 @@
 
 namespace Quil::IMPL {
 
+struct DirCloser {
+    void operator()(DIR* directory) const { ::closedir(directory); }
+};
+
 /// What tells one file from all others, whatever its names.
 struct FILE_ID {
     dev_t device = 0;

@@ -7,6 +7,7 @@
 #include "util/sys/errhdl.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Quil::IMPL {
@@ -72,6 +73,15 @@ template <class Exp>
                                   {"  error desc = ", DescribeSysError(code, table)}}));
 }
 
+[[noreturn]] void ThrowSeekError(std::int64_t offset, int whence, int code) {
+    throw sysfileExp(static_cast<unsigned int>(code),
+                     ComposeError("PosixSeekFile - failed seek file\n",
+                                  {{"  offset     = ", offset},
+                                   {"  whence     = ", whence},
+                                   {"  error code = ", code},
+                                   {"  error desc = ", DescribeSysError(code, SEEK_ERRORS)}}));
+}
+
 /// The platform's flags for `open`. The word's CREATE is not the platform's own bit, and its other
 /// bits are. A terminal must never become the controlling one by being opened.
 int OpenFlags(unsigned long access, unsigned long mode) {
@@ -124,17 +134,16 @@ void PosixCloseFile(int descriptor) {
         ThrowDescriptorError<Exp>("PosixCloseFile - failed close file\n", errno, CLOSE_ERRORS);
 }
 
+void PosixRefuseFifo(const stringEx& path) {
+    struct stat status = {};
+    if (::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode))
+        ThrowSeekError(0, SEEK_CUR, ESPIPE);
+}
+
 std::int64_t PosixSeekFile(int descriptor, std::int64_t offset, int whence) {
     const off_t position = ::lseek(descriptor, offset, whence);
-    if (position == -1) {
-        const int code = errno;
-        throw sysfileExp(static_cast<unsigned int>(code),
-                         ComposeError("PosixSeekFile - failed seek file\n",
-                                      {{"  offset     = ", offset},
-                                       {"  whence     = ", whence},
-                                       {"  error code = ", code},
-                                       {"  error desc = ", DescribeSysError(code, SEEK_ERRORS)}}));
-    }
+    if (position == -1)
+        ThrowSeekError(offset, whence, errno);
     return position;
 }
 

@@ -16,6 +16,10 @@ template <class Exp>
 int PosixOpenFile(const stringEx& path, unsigned long access, unsigned long mode,
                   unsigned long permissions, unsigned long options);
 
+/// Throws for a FIFO what reading its size would throw. Opening one already harms: the program at
+/// its other end takes it for a reader or a writer, and loses its data or its life when it goes.
+void PosixRefuseFifo(const stringEx& path);
+
 /// A second descriptor for the same open file, closed in programs started from this one.
 template <class Exp>
 int PosixDuplicateFile(int descriptor);

@@ -16,10 +16,6 @@ namespace {
 
 constexpr unsigned int SEARCH_FAILED = 19;
 
-struct DirCloser {
-    void operator()(DIR* directory) const { ::closedir(directory); }
-};
-
 } // namespace
 
 void CTreeSearch::Run(const stringEx& base) {
