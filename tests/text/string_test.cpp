@@ -103,6 +103,18 @@ TYPED_TEST(BothWidths, FoldedSearch) {
     EXPECT_EQ(s.find_last_of_no_case(this->Make("C"), 3), npos);
 }
 
+// A needle that nearly fits everywhere: by trying each place this would take minutes.
+TYPED_TEST(BothWidths, SearchesStayLinear) {
+    using S = TypeParam;
+    S text(8'000'000, 'a');
+    const S needle = S(4'000'000, 'a') + 'b';
+    EXPECT_EQ(text.find_no_case(needle), npos);
+    EXPECT_EQ(text.find(needle), npos);
+    text += S(1, 'b');
+    EXPECT_EQ(text.find_no_case(needle), 4'000'000U);
+    EXPECT_EQ(text.find(needle, 5), 4'000'000U);
+}
+
 TYPED_TEST(BothWidths, FoldedCompare) {
     using S = TypeParam;
     EXPECT_EQ(this->Make("aBc").compare_no_case(this->Make("AbC")), 0);

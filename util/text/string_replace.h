@@ -2,9 +2,9 @@
 //
 // A form is a way of matching (a text, one element of a set, a run of elements of a set; each plain
 // or folded) times a way of replacing. Matching is the business of `text_search.h`; there are two
-// ways of replacing. In place, the text itself is rewritten in one pass, front to back where
-// nothing grows and else back to front. The `_to` forms build the result in a second string, for
-// the price of its memory.
+// ways of replacing. In place, the text itself is rewritten from front to back; where it grows, it
+// is first moved up by as much, so that nothing is written over before it is read. The `_to` forms
+// build the result in a second string, for the price of its memory.
 #pragma once
 
 #include "util/text/string_core.h"
@@ -121,9 +121,7 @@ private:
     unsigned int __To(Self& to, FORM form, const Self& what, const Self& rep,
                       unsigned int start) const;
     template <class Matcher>
-    unsigned int __Overwrite(Matcher& matcher, text_ref<T> rep, unsigned int start, bool all);
-    template <class Matcher>
-    unsigned int __Expand(Matcher& matcher, text_ref<T> rep, unsigned int start, bool all);
+    unsigned int __OverwriteMatches(Matcher& matcher, text_ref<T> rep, unsigned int start, bool all);
     template <class Matcher>
     unsigned int __Build(Self& to, Matcher& matcher, text_ref<T> rep, unsigned int start) const;
 };
