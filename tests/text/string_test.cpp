@@ -236,6 +236,43 @@ TEST(Format, WideFitsOrAddsNothing) {
     EXPECT_EQ(written, 5);
 }
 
+TYPED_TEST(BothWidths, SourcesLookIntoTheString) {
+    using S = TypeParam;
+    const S percent = this->Make("%s%s");
+    S s = this->Make("own text, ");
+    S expected = s;
+    for (int i = 0; i < 5; ++i) {
+        s.append_format(2000, percent.c_str(), s.c_str(), s.c_str());
+        expected.append(expected + expected);
+        ASSERT_EQ(s, expected);
+    }
+    s = this->Make("own");
+    EXPECT_EQ(s.format(percent.c_str(), s.c_str(), s.c_str()), this->Make("ownown"));
+    s = this->Make("<%d>");
+    EXPECT_EQ(s.format(s.c_str(), 7), this->Make("<7>"));
+
+    s = this->Make("bytes of its own, more than fit behind it");
+    const S before(s.data(), s.length());
+    expected = before;
+    expected << static_cast<byteEx>(before);
+    s << static_cast<byteEx>(s.substr_static());
+    EXPECT_EQ(s, expected);
+    s = S(before.data(), before.length());
+    static_cast<byteEx>(s.substr_static()).to_hex_encode(s, s.substr_static(0, 1));
+    static_cast<byteEx>(before).to_hex_encode(expected, before.substr(0, 1));
+    EXPECT_EQ(s, expected);
+    using Other = std::conditional_t<std::is_same_v<S, stringEx>, wstringEx, stringEx>;
+    const Other other = static_cast<byteEx>(s.substr_static());
+    if constexpr (std::is_same_v<S, stringEx>) {
+        expected = Other(other.data(), other.length()).to_str();
+        s.from_wstr(other);
+    } else {
+        expected = Other(other.data(), other.length()).to_wstr();
+        s.from_str(other);
+    }
+    EXPECT_EQ(s, expected);
+}
+
 TEST(Conversion, ReTypingSharesTheBlock) {
     wstringEx w(L"abc");
     byteEx bytes = w;
@@ -305,9 +342,6 @@ TEST(Bytes, Hex) {
     EXPECT_EQ(byteEx().to_hex_encode(":"), "");
     EXPECT_EQ(byteEx().from_hex_code("00:ab:7F", ":"), bytes);
     EXPECT_EQ(byteEx().from_hex_code(wstringEx(L"00AB7F")), bytes);
-    stringEx text("-");
-    bytes.to_hex_encode(text, text);
-    EXPECT_EQ(text, "00-AB-7F");
     EXPECT_EQ(bytes.to_array_definition("data"),
               "const unsigned char data[] = {\n0X00, 0XAB, 0X7F};\n");
     EXPECT_EQ(byteEx().to_array_definition("x", false), "unsigned char x[] = {\n};\n");

@@ -229,7 +229,12 @@ unsigned int string_core<Self, T>::find_last_not_of_no_case(text_ref<T> set,
 template <class Self, class T>
 Self& string_core<Self, T>::append_text(const Other* text, unsigned int n) {
     const unsigned int length = this->length();
-    this->_grow(std::uint64_t{length} + n + Buffer::sm_tail);
+    const std::uint64_t need = std::uint64_t{length} + n + Buffer::sm_tail;
+    if (this->_reaches(text, n * sizeof(Other), need)) { // bytes of this very string, say
+        const basic_buffer<Other> copy(text, n);
+        return append_text(copy.data(), n);
+    }
+    this->_grow(need);
     std::transform(text, text + n, this->ref() + length, [](Other element) {
         if constexpr (sm_isWide) {
             return static_cast<T>(static_cast<signed char>(element));
