@@ -268,6 +268,14 @@ TEST(ReplaceText, NeedsMemoryForTheResultAlone) {
     EXPECT_EXIT(replaceWithin(16), testing::ExitedWithCode(2), "");
 }
 
+// A truth value is no position, and a number says nothing of all.
+template <class S, class Third>
+constexpr bool takes = requires(S s, Third third) {
+    s.find_replace(s, s, third);
+};
+static_assert(takes<stringEx, int> && takes<wstringEx, unsigned int> && takes<byteEx, bool>);
+static_assert(!takes<stringEx, bool> && !takes<wstringEx, bool> && !takes<byteEx, int>);
+
 TEST(ReplaceText, TextThatDefeatsTheFilterStaysLinear) {
     wstringEx text(400000, L'a');
     wstringEx needle(4000, L'a');
