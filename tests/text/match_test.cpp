@@ -101,6 +101,13 @@ TYPED_TEST(Match, EscapeTable) {
     TypeParam text = make<TypeParam>("\\\n2");
     text.escape_translate('\\', table, true);
     EXPECT_TRUE(text == make<TypeParam>("\\\\\\t\\abc"));
+
+    TypeParam own = make<TypeParam>("all values are in the text");
+    const TypeParam views[][2] = {{own.substr_static(0, 3), own.substr_static(18, 3)},
+                                  {own.substr_static(4, 6), make<TypeParam>("v")},
+                                  {TypeParam(), TypeParam()}};
+    own.escape_translate('%', views, false);
+    EXPECT_TRUE(own == make<TypeParam>("%the %v are in the text"));
 }
 
 /// Answers "x" as one element, "stop" as an end, and words between tags in brackets.
@@ -299,6 +306,10 @@ TYPED_TEST(Match, ReplaceFields) {
     TypeParam text = from("a,bcd");
     text.replace_field(comma, 0, text.get_field_static(comma, 1));
     EXPECT_TRUE(text == from("bcd,bcd")) << "the field replaced by a view of its neighbour";
+    const byteEx whole = stringEx("HEAD,body of the file");
+    byteEx head = whole.substr(0, 4);
+    head.replace_field(byteEx(stringEx(",")), 0, whole);
+    EXPECT_TRUE(head == whole) << "by a longer one on the same block";
 }
 
 } // namespace

@@ -1,13 +1,18 @@
 // Literal find and replace: both shapes of every form against a plain, obviously right replacement,
 // over small alphabets where matches are dense; then the edges that the plain one can't tell.
 
+#include "util/sys/sanitizer.h"
 #include "util/text/byteEx.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
+#include <cstdlib>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <new>
 #include <random>
 #include <string>
+#include <sys/resource.h>
 
 namespace Quil {
 namespace {
@@ -233,7 +238,43 @@ TEST(ReplaceText, LongRunsShrinkWhileShortOnesGrow) {
     stringEx text(std::string("a b").append(500, ' ').append("c d e").c_str());
     EXPECT_EQ(text.shrink_set(" ", "____"), 4U);
     EXPECT_TRUE(text == "a____b____c____d____e");
+    char room[] = "a b    c|";
+    stringEx view(room, 8, stringEx::NOT_OWNER());
+    EXPECT_EQ(view.shrink_set(" ", "__"), 2U);
+    EXPECT_STREQ(room, "a__b__c");
+    EXPECT_EQ(room[8], '|') << "written behind the view and its result";
 }
+
+// Twice the text is enough for twice the text, and less is an error that can be caught.
+TEST(ReplaceText, NeedsMemoryForTheResultAlone) {
+    if (QUIL_SANITIZED) {
+        GTEST_SKIP() << "the sanitizer takes all addresses";
+    }
+    constexpr unsigned int LENGTH = 32 << 20;
+    const auto replaceWithin = [](unsigned int megabytes) {
+        stringEx text(LENGTH, 'a');
+        unsigned long pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        const rlim_t most = pages * 4096 + (rlim_t{megabytes} << 20);
+        const rlimit limit{most, most};
+        setrlimit(RLIMIT_AS, &limit);
+        try {
+            std::exit(text.find_replace("a", "bc", 0, true) == LENGTH ? 0 : 1);
+        } catch (const std::bad_alloc&) {
+            std::exit(text.length() == LENGTH && text.back() == 'a' ? 2 : 1);
+        }
+    };
+    EXPECT_EXIT(replaceWithin(48), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(replaceWithin(16), testing::ExitedWithCode(2), "");
+}
+
+// A truth value is no position, and a number says nothing of all.
+template <class S, class Third>
+constexpr bool takes = requires(S s, Third third) {
+    s.find_replace(s, s, third);
+};
+static_assert(takes<stringEx, int> && takes<wstringEx, unsigned int> && takes<byteEx, bool>);
+static_assert(!takes<stringEx, bool> && !takes<wstringEx, bool> && !takes<byteEx, int>);
 
 TEST(ReplaceText, TextThatDefeatsTheFilterStaysLinear) {
     wstringEx text(400000, L'a');

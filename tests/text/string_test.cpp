@@ -103,6 +103,18 @@ TYPED_TEST(BothWidths, FoldedSearch) {
     EXPECT_EQ(s.find_last_of_no_case(this->Make("C"), 3), npos);
 }
 
+// A needle that nearly fits everywhere: by trying each place this would take minutes.
+TYPED_TEST(BothWidths, SearchesStayLinear) {
+    using S = TypeParam;
+    S text(8'000'000, 'a');
+    const S needle = S(4'000'000, 'a') + 'b';
+    EXPECT_EQ(text.find_no_case(needle), npos);
+    EXPECT_EQ(text.find(needle), npos);
+    text += S(1, 'b');
+    EXPECT_EQ(text.find_no_case(needle), 4'000'000U);
+    EXPECT_EQ(text.find(needle, 5), 4'000'000U);
+}
+
 TYPED_TEST(BothWidths, FoldedCompare) {
     using S = TypeParam;
     EXPECT_EQ(this->Make("aBc").compare_no_case(this->Make("AbC")), 0);
@@ -224,6 +236,43 @@ TEST(Format, WideFitsOrAddsNothing) {
     EXPECT_EQ(written, 5);
 }
 
+TYPED_TEST(BothWidths, SourcesLookIntoTheString) {
+    using S = TypeParam;
+    const S percent = this->Make("%s%s");
+    S s = this->Make("own text, ");
+    S expected = s;
+    for (int i = 0; i < 5; ++i) {
+        s.append_format(2000, percent.c_str(), s.c_str(), s.c_str());
+        expected.append(expected + expected);
+        ASSERT_EQ(s, expected);
+    }
+    s = this->Make("own");
+    EXPECT_EQ(s.format(percent.c_str(), s.c_str(), s.c_str()), this->Make("ownown"));
+    s = this->Make("<%d>");
+    EXPECT_EQ(s.format(s.c_str(), 7), this->Make("<7>"));
+
+    s = this->Make("bytes of its own, more than fit behind it");
+    const S before(s.data(), s.length());
+    expected = before;
+    expected << static_cast<byteEx>(before);
+    s << static_cast<byteEx>(s.substr_static());
+    EXPECT_EQ(s, expected);
+    s = S(before.data(), before.length());
+    static_cast<byteEx>(s.substr_static()).to_hex_encode(s, s.substr_static(0, 1));
+    static_cast<byteEx>(before).to_hex_encode(expected, before.substr(0, 1));
+    EXPECT_EQ(s, expected);
+    using Other = std::conditional_t<std::is_same_v<S, stringEx>, wstringEx, stringEx>;
+    const Other other = static_cast<byteEx>(s.substr_static());
+    if constexpr (std::is_same_v<S, stringEx>) {
+        expected = Other(other.data(), other.length()).to_str();
+        s.from_wstr(other);
+    } else {
+        expected = Other(other.data(), other.length()).to_wstr();
+        s.from_str(other);
+    }
+    EXPECT_EQ(s, expected);
+}
+
 TEST(Conversion, ReTypingSharesTheBlock) {
     wstringEx w(L"abc");
     byteEx bytes = w;
@@ -293,9 +342,6 @@ TEST(Bytes, Hex) {
     EXPECT_EQ(byteEx().to_hex_encode(":"), "");
     EXPECT_EQ(byteEx().from_hex_code("00:ab:7F", ":"), bytes);
     EXPECT_EQ(byteEx().from_hex_code(wstringEx(L"00AB7F")), bytes);
-    stringEx text("-");
-    bytes.to_hex_encode(text, text);
-    EXPECT_EQ(text, "00-AB-7F");
     EXPECT_EQ(bytes.to_array_definition("data"),
               "const unsigned char data[] = {\n0X00, 0XAB, 0X7F};\n");
     EXPECT_EQ(byteEx().to_array_definition("x", false), "unsigned char x[] = {\n};\n");

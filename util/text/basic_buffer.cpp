@@ -2,8 +2,9 @@
 // streams in basic_buffer_stream.cpp.
 //
 // Every change reduces to one of two shapes: content that is overwritten (`_alloc_if_need`, then a
-// copy) and content that is kept (`_grow`, then moves). Whoever passes elements of the receiver
-// itself is turned to offsets before the block may move.
+// copy) and content that is kept (`_grow`, then moves). Where the elements to be read lie in what
+// the change itself moves, frees or overwrites (`_reaches`), all shapes go one way:
+// `__ReplaceByReached`.
 #include "util/text/basic_buffer.h"
 
 #include "util/text/byte_buffer.h"
@@ -71,10 +72,9 @@ bool basic_buffer<T, Traits>::__Owns(const T* p) const noexcept {
 
 /// Erases all but a range.
 template <class T, class Traits>
-void basic_buffer<T, Traits>::__KeepRange(unsigned int pos, unsigned int n) {
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::__KeepRange(unsigned int pos, unsigned int n) {
     const RANGE range = __Clamp(pos, n);
-    erase(range.pos + range.n, npos);
-    erase(0, range.pos);
+    return erase(range.pos + range.n, npos).erase(0, range.pos);
 }
 
 template <class T, class Traits>
@@ -83,8 +83,7 @@ basic_buffer<T, Traits>& basic_buffer<T, Traits>::operator=(const basic_buffer& 
         return *this;
     }
     if (other.is_static() && __Owns(other.__block.get())) {
-        __KeepRange(__Offset(other.begin()), other.__length);
-        return *this;
+        return __Assign(other.__block.get(), other.__length);
     }
     Block block = other.__block; // equal pointers may hide different counts
     __block.swap(block);
@@ -112,21 +111,25 @@ basic_buffer<T, Traits>& basic_buffer<T, Traits>::assign(const basic_buffer& src
                                                          unsigned int n) {
     const RANGE range = src.__Clamp(pos, n);
     if (this == &src) {
-        __KeepRange(range.pos, range.n);
-    } else if (range.pos == 0 && (range.n == src.__length || sm_tail == 0)) {
-        *this = src;
-        __length = std::min(__length, range.n);
-    } else {
-        assign(src.__At(range.pos), range.n);
+        return __KeepRange(range.pos, range.n);
     }
+    if (range.pos != 0 || (range.n != src.__length && sm_tail != 0)) {
+        return __Assign(src.__At(range.pos), range.n);
+    }
+    *this = src;
+    __length = std::min(__length, range.n);
     return *this;
 }
 
 template <class T, class Traits>
 basic_buffer<T, Traits>& basic_buffer<T, Traits>::assign(const T* elements, unsigned int n) {
-    if (_is_inside(elements)) {
-        __KeepRange(static_cast<unsigned int>(elements - __block.get()), n);
-        return *this;
+    return _is_inside(elements) ? __KeepRange(__OffsetOf(elements), n) : __Assign(elements, n);
+}
+
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::__Assign(const T* elements, unsigned int n) {
+    if (_reaches(elements, n * sizeof(T), std::uint64_t{n} + sm_tail)) {
+        return __Replace({0, __length}, elements, n);
     }
     _alloc_if_need(std::uint64_t{n} + sm_tail);
     __copy(__block.get(), elements, n);
@@ -143,14 +146,13 @@ basic_buffer<T, Traits>& basic_buffer<T, Traits>::assign(unsigned int n, T eleme
 }
 
 template <class T, class Traits>
-basic_buffer<T, Traits>& basic_buffer<T, Traits>::assign(const T* elements, unsigned int n,
-                                                         NOT_OWNER) {
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::__View(const T* elements, unsigned int n) {
     if (elements != nullptr && elements == __block.get()) {
         __block.Disown();
         __capacity = max_size();
         __length = n;
     } else if (__Owns(elements)) {
-        __KeepRange(static_cast<unsigned int>(elements - __block.get()), n);
+        __Assign(elements, n);
     } else {
         __Look(elements, n);
     }
@@ -196,13 +198,15 @@ T* basic_buffer<T, Traits>::__alloc(std::uint64_t n) {
     return static_cast<T*>(block);
 }
 
-/// A block of its own with the present elements; the sharers keep the old one.
+/// A block of its own with the present elements, terminated; the sharers keep the old one. The
+/// capacity must hold both.
 template <class T, class Traits>
 void basic_buffer<T, Traits>::__Unshare(std::uint64_t capacity) {
     Block fresh(__alloc(capacity));
     __copy(fresh.get(), __block.get(), __length);
     __block.swap(fresh);
     __capacity = static_cast<unsigned int>(capacity);
+    __Terminate();
 }
 
 /// Resizes the block that this buffer owns alone, or makes its first one.
@@ -210,6 +214,9 @@ template <class T, class Traits>
 void basic_buffer<T, Traits>::__Reallocate(std::uint64_t capacity) {
     if (!__block.IsOwner()) {
         __block = Block(__alloc(capacity));
+        if (__length < capacity) {
+            __Terminate();
+        }
     } else {
         const std::uint64_t size = __Checked(capacity) * sizeof(T);
         void* const moved = PreferHugePages(std::realloc(__block.get(), size), size);
@@ -228,7 +235,7 @@ void basic_buffer<T, Traits>::__Grow(std::uint64_t n) {
         return std::min<std::uint64_t>(need | CAPACITY_MASK<T>, max_size());
     };
     if (__block.IsShared()) {
-        __Unshare(rounded(std::max<std::uint64_t>(n, __length)));
+        __Unshare(rounded(std::max(n, std::uint64_t{__length} + sm_tail)));
         return;
     }
     std::uint64_t capacity = rounded(n);
@@ -243,7 +250,7 @@ template <class T, class Traits>
 void basic_buffer<T, Traits>::__GrowExactly(std::uint64_t n) {
     __Checked(n);
     if (__block.IsShared()) {
-        __Unshare(std::max<std::uint64_t>(n, __length));
+        __Unshare(std::max(n, std::uint64_t{__length} + sm_tail));
     } else {
         __Reallocate(n);
     }
@@ -257,7 +264,7 @@ void basic_buffer<T, Traits>::_alloc_if_need(std::uint64_t n) {
     Block fresh(__alloc(n));
     __block.swap(fresh);
     __capacity = static_cast<unsigned int>(n);
-    __length = 0;
+    _eofonly(0);
 }
 
 template <class T, class Traits>
@@ -270,18 +277,13 @@ T* basic_buffer<T, Traits>::_eofbuf(unsigned int n) {
 // --- Changes ------------------------------------------------------------------------------------
 
 template <class T, class Traits>
-basic_buffer<T, Traits>& basic_buffer<T, Traits>::append(const T* elements, unsigned int n) {
-    if (_is_inside(elements)) {
-        const auto from = static_cast<unsigned int>(elements - __block.get());
-        n = std::min(n, __length - from);
-        _grow(std::uint64_t{__length} + n + sm_tail);
-        elements = __block.get() + from;
-    } else {
-        _grow(std::uint64_t{__length} + n + sm_tail);
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::__Append(const T* elements, unsigned int n) {
+    const std::uint64_t need = std::uint64_t{__length} + n + sm_tail;
+    if (_reaches(elements, n * sizeof(T), need)) {
+        return __ReplaceByReached({__length, 0}, elements, n);
     }
-    if (n != 0) {
-        __copy(__block.get() + __length, elements, n);
-    }
+    _grow(need);
+    __copy(__block.get() + __length, elements, n);
     if (__block.get() != nullptr) {
         _eofonly(__length + n);
     }
@@ -309,11 +311,12 @@ basic_buffer<T, Traits>& basic_buffer<T, Traits>::erase(unsigned int pos, unsign
 }
 
 template <class T, class Traits>
-void basic_buffer<T, Traits>::pop_back() {
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::pop_back() {
     if (__length != 0) {
         _grow(__length);
         _eofonly(__length - 1);
     }
+    return *this;
 }
 
 template <class T, class Traits>
@@ -333,86 +336,103 @@ basic_buffer<T, Traits>& basic_buffer<T, Traits>::replace(unsigned int pos, unsi
 }
 
 template <class T, class Traits>
-basic_buffer<T, Traits>& basic_buffer<T, Traits>::replace(unsigned int pos, unsigned int n1,
-                                                          const T* elements, unsigned int n2) {
-    const RANGE range = __Clamp(pos, n1);
-    if (_is_inside(elements)) {
-        const auto from = static_cast<unsigned int>(elements - __block.get());
-        __ReplaceByOwn(range.pos, range.n, from, std::min(n2, __length - from));
-        return *this;
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::__Replace(RANGE gap, const T* elements,
+                                                            unsigned int n) {
+    const std::uint64_t result = std::uint64_t{__length} - gap.n + n;
+    if (_reaches(elements, n * sizeof(T), result + sm_tail)) {
+        return __ReplaceByReached(gap, elements, n);
     }
-    const std::uint64_t result = std::uint64_t{__length} - range.n + n2;
     _grow(result + sm_tail);
     if (__block.get() == nullptr) {
         return *this;
     }
-    T* const gap = __block.get() + range.pos;
-    if (n2 != range.n) {
-        __move(gap + n2, gap + range.n, __length - range.pos - range.n);
+    T* const place = __block.get() + gap.pos;
+    if (n != gap.n) {
+        __move(place + n, place + gap.n, __length - gap.pos - gap.n);
     }
-    __copy(gap, elements, n2);
+    __copy(place, elements, n);
     _eofonly(static_cast<unsigned int>(result));
     return *this;
 }
 
-/// Replaces a range by another range of this very buffer, in place. The order of the moves follows
+/// Replaces a range by elements that the change itself may move, free or overwrite.
+template <class T, class Traits>
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::__ReplaceByReached(RANGE gap, const T* elements,
+                                                                     unsigned int n) {
+    if (__block.IsShared()) {
+        const Block kept = __block; // they lie in there, and the sharers may go meanwhile
+        _grow(std::uint64_t{__length} - gap.n + n + sm_tail);
+        return __Replace(gap, elements, n);
+    }
+    if (_is_inside(elements) && n <= __length - __OffsetOf(elements)) {
+        return __ReplaceByOwn(gap, __OffsetOf(elements), n);
+    }
+    const basic_buffer copy(elements, n); // behind the content, or across its end
+    return __Replace(gap, copy.__block.get(), n);
+}
+
+/// Replaces a range by another range of this very content, in place. The order of the moves follows
 /// from what each of them would overwrite.
 template <class T, class Traits>
-void basic_buffer<T, Traits>::__ReplaceByOwn(unsigned int pos, unsigned int n1, unsigned int subpos,
-                                             unsigned int n2) {
-    const std::uint64_t result = std::uint64_t{__length} - n1 + n2;
-    const unsigned int tail = __length - pos - n1;
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::__ReplaceByOwn(RANGE gap, unsigned int from,
+                                                                 unsigned int n) {
+    const std::uint64_t result = std::uint64_t{__length} - gap.n + n;
+    const unsigned int tail = __length - gap.pos - gap.n;
     _grow(result + sm_tail);
     T* const base = __block.get();
-    T* const gap = base + pos;
-    const auto moveTail = [&] { __move(gap + n2, gap + n1, tail); };
-    if (n2 <= n1) {
-        __move(gap, base + subpos, n2);
+    T* const place = base + gap.pos;
+    const auto moveTail = [&] { __move(place + n, place + gap.n, tail); };
+    if (n <= gap.n) {
+        __move(place, base + from, n);
         moveTail();
-    } else if (pos >= subpos) {
+    } else if (gap.pos >= from) {
         moveTail();
-        __move(gap, base + subpos, n2);
-    } else if (subpos >= pos + n1) { // wholly behind the gap: it moves with the tail
+        __move(place, base + from, n);
+    } else if (from >= gap.pos + gap.n) { // wholly behind the gap: it moves with the tail
         moveTail();
-        __move(gap, base + subpos - n1 + n2, n2);
+        __move(place, base + from - gap.n + n, n);
     } else { // across the gap's end: its front stays, the rest moves with the tail
-        __move(gap, base + subpos, n1);
+        __move(place, base + from, gap.n);
         moveTail();
-        __move(gap + n1, base + subpos + n2, n2 - n1);
+        __move(place + gap.n, base + from + n, n - gap.n);
     }
     _eofonly(static_cast<unsigned int>(result));
+    return *this;
 }
 
 template <class T, class Traits>
-void basic_buffer<T, Traits>::resize(unsigned int n, T element) {
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::resize(unsigned int n, T element) {
     detach();
     if (n > __length) {
         append(n - __length, element);
     } else if (n < __length) {
         _eofonly(n);
     }
+    return *this;
 }
 
 template <class T, class Traits>
-void basic_buffer<T, Traits>::clear() {
-    if constexpr (sm_tail == 0) {
-        if (__block.IsShared()) {
-            __block = Block();
-            __capacity = 0;
-        }
-        __length = 0;
-    } else if (__length = 0; __block.get() != nullptr) {
-        _grow_no_expand(1);
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::clear() {
+    if (__block.IsShared()) {
+        Block fresh = sm_tail != 0 ? Block(__alloc(sm_tail)) : Block();
+        __block.swap(fresh);
+        __capacity = sm_tail;
+    }
+    __length = 0;
+    if (__block.get() != nullptr) {
+        _grow_no_expand(sm_tail);
         __Terminate();
     }
+    return *this;
 }
 
 template <class T, class Traits>
-void basic_buffer<T, Traits>::shrink() {
+basic_buffer<T, Traits>& basic_buffer<T, Traits>::shrink() {
     const std::uint64_t need = std::uint64_t{__length} + sm_tail;
     if (__block.IsOwner() && !__block.IsShared() && need < __capacity) {
         __Reallocate(std::max<std::uint64_t>(need, 1));
     }
+    return *this;
 }
 
 template <class T, class Traits>

@@ -42,7 +42,12 @@ namespace Quil {
 /// | shared | set             | above 1  | the block's  |
 ///
 /// A buffer object belongs to one thread at a time; blocks may be common to buffers of several
-/// threads. Arguments that look into the receiver's own block are safe in every operation.
+/// threads.
+///
+/// Arguments may look into the receiver's own block, also into spare room of it: every operation
+/// reads them as they were before. A buffer as argument, or a pair of iterators, counts by its own
+/// length, whatever block it shares. A pointer with a count that points into the receiver's content
+/// reaches to the end of that content at most.
 template <class T, class Traits = std::char_traits<T>>
 class basic_buffer {
     using Block = CHandle<T, FreeDeletor<T>, CAtomicINT32, 0>;
@@ -127,13 +132,15 @@ public:
     /// Becomes a view. On the start of a block that this buffer owns alone, the block is given up
     /// without being freed: it is then whoever else knows it that must free it. A view that begins
     /// further inside the own block would look at freed memory: that keeps the range, owned.
-    basic_buffer& assign(const T* elements, unsigned int n, NOT_OWNER);
+    basic_buffer& assign(const T* elements, unsigned int n, NOT_OWNER) {
+        return __View(elements, elements != __block.get() ? __OwnCount(elements, n) : n);
+    }
     basic_buffer& assign(const T* text, NOT_OWNER) {
         return assign(text, __calclen(text), NOT_OWNER());
     }
     basic_buffer& assign(const basic_buffer& src, unsigned int pos, unsigned int n, NOT_OWNER) {
         const RANGE range = src.__Clamp(pos, n);
-        return assign(src.__At(range.pos), range.n, NOT_OWNER());
+        return __View(src.__At(range.pos), range.n);
     }
 
     /// Adopts a block from `malloc`; it will be freed here. Both sizes are in bytes. Nothing is
@@ -235,29 +242,32 @@ public:
     }
     void detach() { make_tail(); }
 
-    // --- Changes --------------------------------------------------------------------------------
+    // --- Changes: all answer the buffer itself, unless an iterator -------------------------------
 
     basic_buffer& append(const basic_buffer& src) {
-        return append(src.__block.get(), src.__length);
+        return __Append(src.__block.get(), src.__length);
     }
     basic_buffer& append(const basic_buffer& src, unsigned int pos, unsigned int n = npos) {
         const RANGE range = src.__Clamp(pos, n);
-        return append(src.__At(range.pos), range.n);
+        return __Append(src.__At(range.pos), range.n);
     }
     basic_buffer& append(const T* text) { return append(text, __calclen(text)); }
-    basic_buffer& append(const T* elements, unsigned int n);
+    basic_buffer& append(const T* elements, unsigned int n) {
+        return __Append(elements, __OwnCount(elements, n));
+    }
     basic_buffer& append(unsigned int n, T element);
     template <BufferRangeEnd<T> It>
     basic_buffer& append(It first, It last) {
-        return append(std::to_address(first), __Distance(first, last));
+        return __Append(std::to_address(first), __Distance(first, last));
     }
     basic_buffer& operator+=(const basic_buffer& src) { return append(src); }
     basic_buffer& operator+=(const T* text) { return append(text); }
-    basic_buffer& operator+=(T element) { return push_back(element), *this; }
-    void push_back(T element) {
+    basic_buffer& operator+=(T element) { return push_back(element); }
+    basic_buffer& push_back(T element) {
         _grow(std::uint64_t{__length} + 1 + sm_tail);
         __block.get()[__length++] = element;
         __Terminate();
+        return *this;
     }
 
     basic_buffer& insert(unsigned int pos, const basic_buffer& src) { return replace(pos, 0, src); }
@@ -278,12 +288,12 @@ public:
         replace(pos, 0, 1, element);
         return begin() + pos;
     }
-    void insert(const_iterator where, unsigned int n, T element) {
-        replace(__Offset(where), 0, n, element);
+    basic_buffer& insert(const_iterator where, unsigned int n, T element) {
+        return replace(__Offset(where), 0, n, element);
     }
     template <BufferRangeEnd<T> It>
-    void insert(const_iterator where, It first, It last) {
-        replace(__Offset(where), 0, std::to_address(first), __Distance(first, last));
+    basic_buffer& insert(const_iterator where, It first, It last) {
+        return replace(where, where, first, last);
     }
 
     basic_buffer& erase(unsigned int pos = 0, unsigned int n = npos);
@@ -301,21 +311,23 @@ public:
         return begin() + pos;
     }
     /// Takes the last element off; nothing on an empty buffer.
-    void pop_back();
+    basic_buffer& pop_back();
 
     basic_buffer& replace(unsigned int pos, unsigned int n1, unsigned int n2, T element);
     basic_buffer& replace(unsigned int pos, unsigned int n1, const basic_buffer& src) {
-        return replace(pos, n1, src.__block.get(), src.__length);
+        return __Replace(__Clamp(pos, n1), src.__block.get(), src.__length);
     }
     basic_buffer& replace(unsigned int pos, unsigned int n1, const basic_buffer& src,
                           unsigned int subpos, unsigned int n2 = npos) {
         const RANGE range = src.__Clamp(subpos, n2);
-        return replace(pos, n1, src.__At(range.pos), range.n);
+        return __Replace(__Clamp(pos, n1), src.__At(range.pos), range.n);
     }
     basic_buffer& replace(unsigned int pos, unsigned int n1, const T* text) {
         return replace(pos, n1, text, __calclen(text));
     }
-    basic_buffer& replace(unsigned int pos, unsigned int n1, const T* elements, unsigned int n2);
+    basic_buffer& replace(unsigned int pos, unsigned int n1, const T* elements, unsigned int n2) {
+        return __Replace(__Clamp(pos, n1), elements, __OwnCount(elements, n2));
+    }
     basic_buffer& replace(const_iterator first, const_iterator last, const basic_buffer& src) {
         return replace(__Offset(first), __Distance(first.base(), last.base()), src);
     }
@@ -331,21 +343,24 @@ public:
     }
     template <BufferRangeEnd<T> It>
     basic_buffer& replace(const_iterator first, const_iterator last, It from, It to) {
-        return replace(first, last, std::to_address(from), __Distance(from, to));
+        return __Replace(__Clamp(__Offset(first), __Distance(first.base(), last.base())),
+                         std::to_address(from), __Distance(from, to));
     }
 
     /// Shortens, or fills up with `element`. Un-shares first; a view is terminated in place.
-    void resize(unsigned int n, T element = T(0));
-    /// Room for `n` elements, the terminator's place included, and not one more.
-    void reserve(std::uint64_t n) { _grow_no_expand(n); }
+    basic_buffer& resize(unsigned int n, T element = T(0));
+    /// Room for `n` elements, the terminator's place included. A shared text also gets that of its
+    /// own terminator; beyond that not one more.
+    basic_buffer& reserve(std::uint64_t n) { return _grow_no_expand(n), *this; }
     /// Empties the text. An owned block is kept; sharers keep theirs.
-    void clear();
+    basic_buffer& clear();
     /// Gives spare room back, when the block is this buffer's alone.
-    void shrink();
-    void swap(basic_buffer& other) noexcept {
+    basic_buffer& shrink();
+    basic_buffer& swap(basic_buffer& other) noexcept {
         std::swap(__length, other.__length);
         std::swap(__capacity, other.__capacity);
         __block.swap(other.__block);
+        return *this;
     }
 
     // --- Search and compare, by plain element value ---------------------------------------------
@@ -481,6 +496,16 @@ public:
     bool _is_inside(const T* p) const noexcept {
         return std::less_equal<>()(__block.get(), p) && std::less<>()(p, __block.get() + __length);
     }
+    /// True if a change to `need` elements, the terminator's place included, could move, free or
+    /// overwrite memory that is to be read. All of an own block can be. A view's memory is never
+    /// moved or freed, but what is written may go beyond its end.
+    bool _reaches(const void* memory, std::size_t bytes,
+                  std::uint64_t need = max_size()) const noexcept {
+        const T* const first = __block.get();
+        const T* const last = first + (is_static() ? need : __capacity);
+        const std::less<const void*> isBefore;
+        return isBefore(memory, last) && isBefore(first, static_cast<const char*>(memory) + bytes);
+    }
     /// Sets the length and writes the terminator there. No growth, no un-sharing.
     void _eofonly(unsigned int n) noexcept {
         __length = n;
@@ -493,7 +518,8 @@ public:
 
     /// Makes the block this buffer's own with room for `n` elements, the terminator's place
     /// included. A block that must grow does so by one half, or to the need when that is more. A
-    /// view has room for anything: what is written next goes to the memory looked at.
+    /// view has room for anything: what is written next goes to the memory looked at. A text is
+    /// terminated in its new block.
     void _grow(std::uint64_t n) {
         if (n > __capacity || __block.IsShared()) {
             __Grow(n);
@@ -576,6 +602,13 @@ protected:
         pos = std::min(pos, __length);
         return {pos, std::min(n, __length - pos)};
     }
+    /// How far a pointer argument reaches: into the own content to its end at most.
+    unsigned int __OwnCount(const T* elements, unsigned int n) const noexcept {
+        return _is_inside(elements) ? std::min(n, __length - __OffsetOf(elements)) : n;
+    }
+    unsigned int __OffsetOf(const T* element) const noexcept {
+        return static_cast<unsigned int>(element - __block.get());
+    }
     /// The length for a change, checked before anything is touched.
     static std::uint64_t __Checked(std::uint64_t n) {
         if (n > max_size()) {
@@ -615,13 +648,19 @@ private:
     }
     [[noreturn]] static void __ThrowOutOfRange();
     void __Look(const T* elements, unsigned int n) noexcept;
-    void __KeepRange(unsigned int pos, unsigned int n);
+    basic_buffer& __View(const T* elements, unsigned int n);
+    basic_buffer& __KeepRange(unsigned int pos, unsigned int n);
     bool __Owns(const T* p) const noexcept;
+    // The changes that read elements, which may be the receiver's own. All `n` of them count.
+    basic_buffer& __Assign(const T* elements, unsigned int n);
+    basic_buffer& __Append(const T* elements, unsigned int n);
+    basic_buffer& __Replace(RANGE gap, const T* elements, unsigned int n);
+    basic_buffer& __ReplaceByReached(RANGE gap, const T* elements, unsigned int n);
+    basic_buffer& __ReplaceByOwn(RANGE gap, unsigned int from, unsigned int n);
     void __Grow(std::uint64_t n);
     void __GrowExactly(std::uint64_t n);
     void __Unshare(std::uint64_t capacity);
     void __Reallocate(std::uint64_t capacity);
-    void __ReplaceByOwn(unsigned int pos, unsigned int n1, unsigned int subpos, unsigned int n2);
 
     unsigned int __length = 0;
     unsigned int __capacity = 0;

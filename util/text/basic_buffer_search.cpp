@@ -1,8 +1,10 @@
 // Searching and comparing a buffer's elements, by plain value.
 //
 // A search looks for the needle's first element with the C library's scan and compares the rest
-// only there: the scan is what runs over the text.
+// only there: the scan is what runs over the text. A text where that element is everywhere, but not
+// the needle, is left to the search that has a bound.
 #include "util/text/basic_buffer.h"
+#include "util/text/text_search.h"
 
 namespace Quil {
 
@@ -10,6 +12,20 @@ namespace {
 
 template <class T>
 using Unsigned = std::make_unsigned_t<std::conditional_t<sizeof(T) == 1, char, std::int32_t>>;
+
+// What the comparisons behind found first elements may come to, for the elements scanned.
+constexpr std::size_t COMPARE_ALLOWANCE = 1 << 16;
+constexpr std::size_t COMPARE_FACTOR = 8;
+
+template <class T>
+const T* SearchWithBound(const T* elements, std::size_t n, std::size_t from, const T* needle,
+                         std::size_t m) noexcept {
+    using Search = IMPL::text_search<T, IMPL::plain_fold>;
+    const auto length = static_cast<unsigned int>(n);
+    Search search(needle, static_cast<unsigned int>(m), length);
+    const unsigned int found = search.find(elements, length, static_cast<unsigned int>(from));
+    return found != Search::npos ? elements + found : nullptr;
+}
 
 } // namespace
 
@@ -36,10 +52,16 @@ const T* basic_buffer<T, Traits>::__search(const T* elements, std::size_t n, con
         return static_cast<const T*>(memmem(elements, n, needle, m));
     } else {
         const T* const last = elements + (n - m) + 1; // behind the last candidate
+        std::size_t compared = 0;
         for (const T* p = elements; p < last; ++p) {
             p = __findchr(p, static_cast<std::size_t>(last - p), *needle);
             if (p == nullptr || __eq(p + 1, needle + 1, m - 1)) {
                 return p;
+            }
+            compared += m;
+            const auto passed = static_cast<std::size_t>(p + 1 - elements);
+            if (compared > COMPARE_ALLOWANCE + COMPARE_FACTOR * passed) {
+                return SearchWithBound(elements, n, passed, needle, m);
             }
         }
         return nullptr;

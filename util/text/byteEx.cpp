@@ -36,62 +36,55 @@ byteEx& byteEx::operator<<(const wstringEx& text) {
 namespace {
 
 template <class S>
-void EncodeHex(const byteEx& bytes, S& to, const S& separator, bool upper) {
+S EncodeHex(const byteEx& bytes, const S& separator, bool upper) {
     const char* const digits = upper ? "0123456789ABCDEF" : "0123456789abcdef";
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): `to` may be the same object
-    const S between = separator;
-    to.clear();
     const std::uint64_t n = bytes.length();
-    to.reserve((n + 1) * between.length() + 2 * n + 2);
-    for (unsigned int i = 0; i < bytes.length(); ++i) {
-        to += static_cast<typename S::value_type>(digits[bytes[i] >> 4]);
-        to += static_cast<typename S::value_type>(digits[bytes[i] & 0xF]);
-        to += between;
+    S text;
+    text.reserve((n + 1) * separator.length() + 2 * n + 2);
+    for (const unsigned char byte : bytes) {
+        text += static_cast<typename S::value_type>(digits[byte >> 4]);
+        text += static_cast<typename S::value_type>(digits[byte & 0xF]);
+        text += separator;
     }
-    to.erase(to.length() - (n != 0 ? between.length() : 0));
+    text.erase(text.length() - (n != 0 ? separator.length() : 0));
+    return text;
 }
 
 template <class S>
-void DecodeHex(byteEx& bytes, const S& text, const S& separator) {
+byteEx DecodeHex(const S& text, const S& separator) {
     const std::uint64_t step = std::uint64_t{separator.length()} + 2;
-    bytes.clear();
+    byteEx bytes;
     bytes.reserve(text.length() / step + 1);
     for (std::uint64_t pos = 0; pos < text.length(); pos += step) {
-        bytes.push_back(
-            static_cast<unsigned char>(text.to_ulong(static_cast<unsigned int>(pos), 2, 16)));
+        bytes += static_cast<unsigned char>(text.to_ulong(static_cast<unsigned int>(pos), 2, 16));
     }
+    return bytes;
 }
 
 } // namespace
 
 void byteEx::to_hex_encode(stringEx& to, const stringEx& separator, bool upper) const {
-    EncodeHex(*this, to, separator, upper);
+    to._Become(EncodeHex(*this, separator, upper));
 }
 
 void byteEx::to_hex_encode(wstringEx& to, const wstringEx& separator, bool upper) const {
-    EncodeHex(*this, to, separator, upper);
+    to._Become(EncodeHex(*this, separator, upper));
 }
 
 stringEx byteEx::to_hex_encode(const stringEx& separator, bool upper) const {
-    stringEx text;
-    EncodeHex(*this, text, separator, upper);
-    return text;
+    return EncodeHex(*this, separator, upper);
 }
 
 wstringEx byteEx::to_hex_encode(const wstringEx& separator, bool upper) const {
-    wstringEx text;
-    EncodeHex(*this, text, separator, upper);
-    return text;
+    return EncodeHex(*this, separator, upper);
 }
 
 byteEx& byteEx::from_hex_code(const stringEx& text, const stringEx& separator) {
-    DecodeHex(*this, text, separator);
-    return *this;
+    return _Become(DecodeHex(text, separator));
 }
 
 byteEx& byteEx::from_hex_code(const wstringEx& text, const wstringEx& separator) {
-    DecodeHex(*this, text, separator);
-    return *this;
+    return _Become(DecodeHex(text, separator));
 }
 
 stringEx byteEx::to_array_definition(const stringEx& name, bool isConst) const {

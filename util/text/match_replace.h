@@ -72,18 +72,6 @@ private:
     element_set<T, Fold> __set;
 };
 
-/// The first match at or behind `pos`, if there is one.
-template <class T, class Matcher>
-std::optional<MATCH> first_match(Matcher& matcher, const T* text, unsigned int length,
-                                 unsigned int pos) {
-    std::optional<MATCH> first;
-    matcher.each(text, length, pos, [&first](MATCH found) {
-        first = found;
-        return false;
-    });
-    return first;
-}
-
 /// Room in `to` for a text whose matches are replaced, as far as one can tell before: one element
 /// in so many is assumed to be matched.
 template <class T>
@@ -109,25 +97,55 @@ struct REPLACED {
     unsigned int length; ///< of the text now
 };
 
-/// Replaces in place the matches at or behind `start`, or the first of them, by a text that is not
-/// longer than any of them.
+/// What replacing the matches at or behind a place comes to.
+struct GROWTH {
+    unsigned int count; ///< of the matches
+    unsigned int first; ///< where the first one begins
+    std::uint64_t most; ///< by how much the text behind a match moves up at most
+};
+
+/// Looks at the matches at or behind `start`, or at the first of them.
+template <class T, class Matcher>
+GROWTH measure_growth(const T* text, unsigned int length, Matcher& matcher, unsigned int rep,
+                      unsigned int start, bool all) {
+    GROWTH growth{0, length, 0};
+    std::int64_t shift = 0;
+    std::int64_t most = 0;
+    matcher.each(text, length, start, [&](MATCH found) {
+        if (growth.count++ == 0) {
+            growth.first = found.pos;
+        }
+        shift += std::int64_t{rep} - found.length;
+        most = std::max(most, shift);
+        return all;
+    });
+    growth.most = static_cast<std::uint64_t>(most);
+    return growth;
+}
+
+/// Replaces in place the matches at or behind `start`, or the first of them. Where that makes the
+/// text longer, its part from `start` on must have been moved up by a gap, as large as what the
+/// replacements add up to at any match: then the writing never overtakes the reading.
 template <class T, class Matcher>
 REPLACED overwrite_matches(T* text, unsigned int length, Matcher& matcher, text_ref<T> rep,
-                           unsigned int start, bool all) {
-    unsigned int written = start;
+                           unsigned int start, bool all, std::size_t gap = 0) {
+    T* const source = text + gap;
+    std::size_t written = start;
     unsigned int read = start;
     unsigned int count = 0;
-    matcher.each(text, length, start, [&](MATCH found) {
-        move_elements(text + written, text + read, found.pos - read);
-        written += found.pos - read;
-        move_elements(text + written, rep.data, rep.length);
-        written += rep.length;
+    const auto put = [&](const T* elements, std::size_t n) {
+        move_elements(text + written, elements, n);
+        written += n;
+    };
+    matcher.each(source, length, start, [&](MATCH found) {
+        put(source + read, found.pos - read);
+        put(rep.data, rep.length);
         read = found.end();
         ++count;
         return all;
     });
-    move_elements(text + written, text + read, length - read);
-    return {count, written + (length - read)};
+    put(source + read, length - read);
+    return {count, static_cast<unsigned int>(written)};
 }
 
 /// Builds in `to` the text with all its matches at or behind `start` replaced. Answers their

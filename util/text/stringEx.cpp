@@ -27,8 +27,7 @@ wstringEx stringEx::to_wstr() const {
 }
 
 stringEx& stringEx::from_wstr(const wstringEx& text) {
-    clear();
-    return *this << text;
+    return _Become(text.to_str()); // which may look into this string
 }
 
 stringEx::operator byteEx() const {

@@ -2,6 +2,7 @@
 #include "util/text/string_core.h"
 
 #include "util/text/byteEx.h"
+#include "util/text/text_search.h"
 
 namespace Quil {
 
@@ -142,22 +143,6 @@ Self string_core<Self, T>::_Lowered(text_ref<T> text) {
 }
 
 template <class Self, class T>
-const T* string_core<Self, T>::_SearchNoCase(const T* elements, std::size_t n, const T* lowered,
-                                             std::size_t m) noexcept {
-    if (m > n) {
-        return nullptr;
-    }
-    const auto agrees = [](T element, T low) { return static_cast<T>(to_lower(element)) == low; };
-    const T* const last = elements + (n - m);
-    for (const T* p = elements; p <= last; ++p) {
-        if (agrees(*p, *lowered) && std::equal(p + 1, p + m, lowered + 1, agrees)) {
-            return p;
-        }
-    }
-    return nullptr;
-}
-
-template <class Self, class T>
 unsigned int string_core<Self, T>::find_no_case(text_ref<T> s, unsigned int pos) const {
     if (pos >= this->length() || s.length > this->length() - pos) {
         return npos;
@@ -165,10 +150,10 @@ unsigned int string_core<Self, T>::find_no_case(text_ref<T> s, unsigned int pos)
     if (s.length == 0) {
         return pos;
     }
-    const Self needle = _Lowered(s);
-    const T* const found =
-        _SearchNoCase(this->data() + pos, this->length() - pos, needle.data(), needle.length());
-    return found != nullptr ? static_cast<unsigned int>(found - this->data()) : npos;
+    // Callers look for one delimiter after the other, so there is nothing to prepare for the length
+    // of the text.
+    IMPL::text_search<T, IMPL::lower_fold<Self>> search(s.data, s.length, 0);
+    return search.find(this->data(), this->length(), pos);
 }
 
 template <class Self, class T>
@@ -180,8 +165,9 @@ unsigned int string_core<Self, T>::rfind_no_case(text_ref<T> s, unsigned int pos
         return npos;
     }
     const Self needle = _Lowered(s);
+    const auto agrees = [](T low, T element) { return static_cast<T>(to_lower(element)) == low; };
     for (unsigned int i = std::min(this->length() - s.length, pos) + 1; i-- > 0;) {
-        if (_SearchNoCase(this->data() + i, s.length, needle.data(), s.length) != nullptr) {
+        if (std::equal(needle.begin(), needle.end(), this->data() + i, agrees)) {
             return i;
         }
     }
@@ -243,7 +229,12 @@ unsigned int string_core<Self, T>::find_last_not_of_no_case(text_ref<T> set,
 template <class Self, class T>
 Self& string_core<Self, T>::append_text(const Other* text, unsigned int n) {
     const unsigned int length = this->length();
-    this->_grow(std::uint64_t{length} + n + Buffer::sm_tail);
+    const std::uint64_t need = std::uint64_t{length} + n + Buffer::sm_tail;
+    if (this->_reaches(text, n * sizeof(Other), need)) { // bytes of this very string, say
+        const basic_buffer<Other> copy(text, n);
+        return append_text(copy.data(), n);
+    }
+    this->_grow(need);
     std::transform(text, text + n, this->ref() + length, [](Other element) {
         if constexpr (sm_isWide) {
             return static_cast<T>(static_cast<signed char>(element));

@@ -144,8 +144,8 @@ public:
 
     // --- Appending ------------------------------------------------------------------------------
 
-    Self& operator<<(const T* text) { return append_text(text, Buffer::__calclen(text)); }
-    Self& operator<<(const Buffer& text) { return append_text(text.data(), text.length()); }
+    Self& operator<<(const T* text) { return this->append(text); }
+    Self& operator<<(const Buffer& text) { return this->append(text); }
     Self& operator<<(const std::basic_string<T>& text) {
         return append_text(text.data(), static_cast<unsigned int>(text.size()));
     }
@@ -174,13 +174,12 @@ public:
     Self& operator<<(unsigned long long value);
 
 protected:
-    Self& append_text(const T* text, unsigned int n) { return this->append(text, n); }
+    /// All `n` elements, also where they lie in this string's own block.
+    Self& append_text(const T* text, unsigned int n) {
+        return this->append(Buffer(text, n, typename Buffer::NOT_OWNER()));
+    }
     Self& append_text(const Other* text, unsigned int n);
 
-    /// The first place among `n` elements where all `m` of a lowered needle agree with the lowered
-    /// text, or null. `m` is at least 1.
-    static const T* _SearchNoCase(const T* elements, std::size_t n, const T* lowered,
-                                  std::size_t m) noexcept;
     /// A copy with every element lowered.
     static Self _Lowered(text_ref<T> text);
 

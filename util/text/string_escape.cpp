@@ -57,12 +57,7 @@ template <class Self, class T>
 template <class Rule>
 Self& string_escape<Self, T>::__Rewrite(T esc, bool removeLone, bool keepDouble, Rule rule) {
     if (this->find(esc) != npos) {
-        Self result = __Rewritten(esc, removeLone, keepDouble, rule);
-        if (this->is_static()) {
-            this->assign(result.data(), result.length()); // a view is written through
-        } else {
-            this->swap(result);
-        }
+        this->_Become(__Rewritten(esc, removeLone, keepDouble, rule));
     }
     return this->_self();
 }
@@ -87,16 +82,20 @@ Self& string_escape<Self, T>::escape_restore(T esc, const Self (*table)[2], bool
 
 template <class Self, class T>
 Self& string_escape<Self, T>::escape_translate(T esc, const Self (*table)[2], bool doubleEsc) {
+    // The rows may look into this string, which stays whole until the last one is done.
+    Self text = this->_self();
+    text.detach_if_static();
+    unsigned int count = 0;
     if (doubleEsc) {
-        this->find_replace(Self(1, esc), Self(2, esc));
+        count += text.find_replace(Self(1, esc), Self(2, esc));
     }
     for (auto row = table; !(*row)[0].empty() || !(*row)[1].empty(); ++row) {
         const Self& value = (*row)[0];
         if (!value.empty()) {
-            this->find_replace(value, Self(1, esc) + (*row)[1]);
+            count += text.find_replace(value, Self(1, esc) + (*row)[1]);
         }
     }
-    return this->_self();
+    return count != 0 ? this->_Become(std::move(text)) : this->_self();
 }
 
 template <class Self, class T>

@@ -1,8 +1,8 @@
 // The lowest layer of the string classes: the buffer's operations, answering in the string class.
 //
-// `s.append(x).trim_left()` needs an `append` that gives the string and not its buffer. So does
-// `substr`, and the sums. This layer wraps those and adds what all three strings share; it holds no
-// data.
+// `s.append(x).trim_left()` needs an `append` that gives the string and not its buffer. So do all
+// changes, `substr` and the sums. This layer wraps those and adds what all three strings share; it
+// holds no data.
 #pragma once
 
 #include "util/text/basic_buffer.h"
@@ -94,9 +94,10 @@ public:
     }
     Self& operator+=(const Buffer& src) { return append(src); }
     Self& operator+=(const T* text) { return append(text); }
-    Self& operator+=(T element) { return Buffer::push_back(element), _self(); }
+    Self& operator+=(T element) { return push_back(element); }
+    Self& push_back(T element) { return Buffer::push_back(element), _self(); }
+    Self& pop_back() { return Buffer::pop_back(), _self(); }
 
-    using Buffer::insert; // the iterator forms
     Self& insert(unsigned int pos, const Buffer& src) { return Buffer::insert(pos, src), _self(); }
     Self& insert(unsigned int pos, const Buffer& src, unsigned int subpos, unsigned int n = npos) {
         return Buffer::insert(pos, src, subpos, n), _self();
@@ -107,6 +108,16 @@ public:
     }
     Self& insert(unsigned int pos, unsigned int n, T element) {
         return Buffer::insert(pos, n, element), _self();
+    }
+    iterator insert(const_iterator where, T element = T(0)) {
+        return Buffer::insert(where, element);
+    }
+    Self& insert(const_iterator where, unsigned int n, T element) {
+        return Buffer::insert(where, n, element), _self();
+    }
+    template <BufferRangeEnd<T> It>
+    Self& insert(const_iterator where, It first, It last) {
+        return Buffer::insert(where, first, last), _self();
     }
 
     using Buffer::erase; // the iterator forms
@@ -133,6 +144,18 @@ public:
     template <class... With>
     Self& replace(const_iterator first, const_iterator last, const With&... with) {
         return Buffer::replace(first, last, with...), _self();
+    }
+
+    Self& resize(unsigned int n, T element = T(0)) { return Buffer::resize(n, element), _self(); }
+    Self& reserve(std::uint64_t n) { return Buffer::reserve(n), _self(); }
+    Self& clear() { return Buffer::clear(), _self(); }
+    Self& shrink() { return Buffer::shrink(), _self(); }
+    Self& swap(Buffer& other) noexcept { return Buffer::swap(other), _self(); }
+
+    /// Takes over a text that was built apart, since its sources may look into this one. A view is
+    /// written through.
+    Self& _Become(Self&& built) {
+        return this->is_static() ? assign(built.data(), built.length()) : swap(built);
     }
 
     /// Both in one new block with no spare room.
@@ -172,7 +195,7 @@ protected:
     /// Only a temporary that owns its block may be extended: behind a view stands foreign memory.
     /// Nor may the block move under a `b` that looks into it.
     Self _Extended(const Buffer& b) {
-        if (this->is_static() || this->_is_inside(b.data())) {
+        if (this->is_static() || this->_reaches(b.data(), b.length() * sizeof(T))) {
             return _Sum(b);
         }
         this->_grow_no_expand(std::uint64_t{this->length()} + b.length() + Buffer::sm_tail);

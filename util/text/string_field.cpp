@@ -185,7 +185,8 @@ auto string_field<Self, T>::__RDelimited(text_ref<T> begin, text_ref<T> end, lon
 template <class Self, class T>
 Self& string_field<Self, T>::__Replace(PART part, text_ref<T> rep) {
     if (part.is_there()) {
-        this->replace(part.start, part.length, rep.data, rep.length);
+        this->replace(part.start, part.length,
+                      Self(rep.data, rep.length, typename Self::NOT_OWNER()));
     }
     return this->_self();
 }

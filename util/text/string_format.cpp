@@ -1,8 +1,12 @@
 // printf into a string of either width. The room is fixed and there is no second try: the caller
 // who expects more than the usual room says how much.
+//
+// The arguments may be texts of the very string, and so may the format: what is formatted is
+// written apart from it, and appended when all are read.
 #include "util/text/byteEx.h"
 #include "util/text/wide_format.h"
 
+#include <array>
 #include <cstdio>
 
 namespace Quil {
@@ -10,6 +14,33 @@ namespace Quil {
 namespace {
 
 constexpr unsigned int FORMAT_ROOM = 256;
+
+/// What is formatted, apart from any string; at most `size` elements.
+template <class S>
+class formatted_text {
+    using T = typename S::value_type;
+
+public:
+    formatted_text(unsigned int size, const T* format, va_list arguments) {
+        T* const room = size <= FORMAT_ROOM ? __usual.data() : __large._eofbuf(size);
+        // The C library counts the terminator as part of the room, the wide formatter doesn't.
+        constexpr unsigned int tail = sizeof(T) == 1 ? 1 : 0;
+        const int wanted = S::vsnprintf(room, size + tail, format, arguments);
+        __data = room;
+        __length = std::min(wanted > 0 ? static_cast<unsigned int>(wanted) : 0U, size);
+    }
+    formatted_text(const formatted_text&) = delete;
+    formatted_text& operator=(const formatted_text&) = delete;
+
+    const T* data() const noexcept { return __data; }
+    unsigned int length() const noexcept { return __length; }
+
+private:
+    std::array<T, FORMAT_ROOM + 1> __usual;
+    basic_buffer<T> __large;
+    const T* __data;
+    unsigned int __length;
+};
 
 } // namespace
 
@@ -33,15 +64,9 @@ int string_core<Self, T>::snprintf(T* to, unsigned int n, const T* format, ...) 
 
 template <class Self, class T>
 Self& string_core<Self, T>::append_vformat(unsigned int size, const T* format, va_list arguments) {
-    const unsigned int length = this->length();
-    this->_grow_no_expand(std::uint64_t{length} + size + 1);
-    // The C library counts the terminator as part of the room, the wide formatter doesn't.
-    const unsigned int room = sm_isWide ? size : size + 1;
-    const int wanted = vsnprintf(this->ref() + length, room, format, arguments);
-    const unsigned int written = wanted > 0 ? static_cast<unsigned int>(wanted) : 0;
-    this->ref()[length + size] = T(0);
-    this->_eofonly(length + std::min(written, size));
-    return this->_self();
+    const formatted_text<Self> formatted(size, format, arguments);
+    this->reserve(std::uint64_t{this->length()} + size + 1);
+    return append_text(formatted.data(), formatted.length());
 }
 
 template <class Self, class T>
@@ -51,8 +76,9 @@ Self& string_core<Self, T>::append_vformat(const T* format, va_list arguments) {
 
 template <class Self, class T>
 Self& string_core<Self, T>::vformat(unsigned int size, const T* format, va_list arguments) {
-    this->clear();
-    return append_vformat(size, format, arguments);
+    const formatted_text<Self> formatted(size, format, arguments);
+    this->clear().reserve(std::uint64_t{size} + 1);
+    return append_text(formatted.data(), formatted.length());
 }
 
 template <class Self, class T>

@@ -1,7 +1,6 @@
-// One dispatch from form to matcher, then one of three ways to write the result: `__Overwrite`
-// where no replacement is longer than what it replaces, `__Expand` where one may be, `__Build` into
-// another string. A matcher finds the next match at or behind a position of a text that is not
-// changed from there on.
+// One dispatch from form to matcher, then one of two ways to write the result: `__OverwriteMatches`
+// in place, `__Build` into another string. A matcher finds the next match at or behind a position
+// of a text that is not changed from there on.
 
 #include "util/text/string_replace.h"
 
@@ -10,12 +9,8 @@
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
-#include <vector>
-
 namespace Quil {
 
-using IMPL::MATCH;
-using IMPL::move_elements;
 using IMPL::set_matcher;
 using IMPL::text_matcher;
 
@@ -64,72 +59,39 @@ unsigned int string_replace<Self, T>::__InPlace(FORM form, const Self& what, con
     // The string itself as the replacement is taken as it grows, which ends the work.
     const bool repeats = all && &rep != static_cast<const Buffer*>(this);
     return __WithMatcher(form, heldWhat.text(), this->length(), [&](auto& matcher) {
-        return heldRep.text().length <= matcher.shortest()
-                   ? __Overwrite(matcher, heldRep.text(), start, repeats)
-                   : __Expand(matcher, heldRep.text(), start, repeats);
+        return __OverwriteMatches(matcher, heldRep.text(), start, repeats);
     });
 }
 
+/// Two passes where the text grows: the first one measures by how much, then the text is moved up
+/// and written down again with its replacements. Where it can't grow the first match is enough.
 template <class Self, class T>
 template <class Matcher>
-unsigned int string_replace<Self, T>::__Overwrite(Matcher& matcher, text_ref<T> rep,
-                                                  unsigned int start, bool all) {
+unsigned int string_replace<Self, T>::__OverwriteMatches(Matcher& matcher, text_ref<T> rep,
+                                                         unsigned int start, bool all) {
     const unsigned int length = this->length();
-    const std::optional<MATCH> first = IMPL::first_match(matcher, this->data(), length, start);
-    if (!first) {
+    const bool mayGrow = rep.length > matcher.shortest();
+    const IMPL::GROWTH growth =
+        IMPL::measure_growth(this->data(), length, matcher, rep.length, start, all && mayGrow);
+    if (growth.count == 0) {
         return 0;
     }
-    this->_grow(std::uint64_t{length} + Buffer::sm_tail);
+    if (growth.most != 0 && this->is_static()) { // nothing is written behind a view's result
+        Self own(this->data(), length);
+        const unsigned int count = own.__OverwriteMatches(matcher, rep, growth.first, all);
+        this->assign(own.data(), own.length());
+        return count;
+    }
+    this->_grow(length + growth.most + Buffer::sm_tail);
+    T* const elements = this->ref();
+    if (growth.most != 0) {
+        Buffer::__move(elements + growth.first + growth.most, elements + growth.first,
+                       length - growth.first);
+    }
     const IMPL::REPLACED done =
-        IMPL::overwrite_matches(this->ref(), length, matcher, rep, first->pos, all);
+        IMPL::overwrite_matches(elements, length, matcher, rep, growth.first, all, growth.most);
     this->_eofonly(done.length);
     return done.count;
-}
-
-template <class Self, class T>
-template <class Matcher>
-unsigned int string_replace<Self, T>::__Expand(Matcher& matcher, text_ref<T> rep,
-                                               unsigned int start, bool all) {
-    const unsigned int length = this->length();
-    std::vector<MATCH> matches;
-    std::int64_t growth = 0;
-    matcher.each(this->data(), length, start, [&](MATCH found) {
-        matches.push_back(found);
-        growth += std::int64_t{rep.length} - found.length;
-        return all;
-    });
-    if (matches.empty()) {
-        return 0;
-    }
-    const std::int64_t newLength = std::int64_t{length} + growth;
-    // Where long runs give way to short replacements the text may need the old room till the end.
-    this->_grow(static_cast<std::uint64_t>(std::max<std::int64_t>(newLength, length)) +
-                Buffer::sm_tail);
-
-    // What stands between two matches keeps its order wherever it goes, so no piece that moves down
-    // can reach one that moves up: first all that go down, front to back, then the others.
-    T* const elements = this->ref();
-    const auto pieceLength = [&](std::size_t i) {
-        return (i + 1 < matches.size() ? matches[i + 1].pos : length) - matches[i].end();
-    };
-    std::int64_t shift = 0;
-    for (std::size_t i = 0; i < matches.size(); ++i) {
-        shift += std::int64_t{rep.length} - matches[i].length;
-        if (shift < 0) {
-            T* const piece = elements + matches[i].end();
-            move_elements(piece + shift, piece, pieceLength(i));
-        }
-    }
-    for (std::size_t i = matches.size(); i-- > 0;) {
-        T* const piece = elements + matches[i].end();
-        if (shift > 0) {
-            move_elements(piece + shift, piece, pieceLength(i));
-        }
-        move_elements(piece + shift - rep.length, rep.data, rep.length);
-        shift -= std::int64_t{rep.length} - matches[i].length;
-    }
-    this->_eofonly(static_cast<unsigned int>(newLength));
-    return static_cast<unsigned int>(matches.size());
 }
 
 template <class Self, class T>

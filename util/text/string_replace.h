@@ -2,14 +2,42 @@
 //
 // A form is a way of matching (a text, one element of a set, a run of elements of a set; each plain
 // or folded) times a way of replacing. Matching is the business of `text_search.h`; there are two
-// ways of replacing. In place, the text itself is rewritten in one pass, front to back where
-// nothing grows and else back to front. The `_to` forms build the result in a second string, for
-// the price of its memory.
+// ways of replacing. In place, the text itself is rewritten from front to back; where it grows, it
+// is first moved up by as much, so that nothing is written over before it is read. The `_to` forms
+// build the result in a second string, for the price of its memory.
 #pragma once
 
 #include "util/text/string_core.h"
 
 namespace Quil {
+
+namespace IMPL {
+
+/// Where a search begins, and whether it is for all matches. The third argument of a replace
+/// operation is the one of text and may be the other of bytes, so neither takes what converts to
+/// it: `find_replace(x, y, true)` on a text would begin at 1.
+class start_argument {
+public:
+    start_argument(unsigned int position) noexcept : __position(position) {}
+    template <std::same_as<bool> Flag>
+    start_argument(Flag) = delete;
+    operator unsigned int() const noexcept { return __position; }
+
+private:
+    unsigned int __position;
+};
+
+class all_argument {
+public:
+    template <std::same_as<bool> Flag>
+    all_argument(Flag isAll) noexcept : __isAll(isAll) {}
+    operator bool() const noexcept { return __isAll; }
+
+private:
+    bool __isAll;
+};
+
+} // namespace IMPL
 
 /// The layer of the literal replace operations. Positions and results are in elements; every
 /// operation answers the number of replacements.
@@ -31,6 +59,8 @@ template <class Self, class T>
 class string_replace : public string_core<Self, T> {
     using Core = string_core<Self, T>;
     using Buffer = basic_buffer<T>;
+    using Start = IMPL::start_argument;
+    using All = IMPL::all_argument;
     static constexpr bool sm_isText = !std::is_same_v<T, unsigned char>;
 
 public:
@@ -39,70 +69,70 @@ public:
     constexpr string_replace() noexcept = default;
 
     /// The text `find`. Of bytes only: an empty `find` is found once, at `start`.
-    unsigned int find_replace(const Self& find, const Self& rep, unsigned int start, bool all) {
+    unsigned int find_replace(const Self& find, const Self& rep, Start start, All all) {
         return __InPlace(FORM::TEXT, find, rep, start, all);
     }
     unsigned int find_replace(const Self& find, const Self& rep,
-                              unsigned int start = 0) requires sm_isText {
+                              Start start = 0) requires sm_isText {
         return __InPlace(FORM::TEXT, find, rep, start, true);
     }
     unsigned int find_replace(const Self& find, const Self& rep,
-                              bool all = true) requires(!sm_isText) {
+                              All all = true) requires(!sm_isText) {
         return __InPlace(FORM::TEXT, find, rep, 0, all);
     }
     unsigned int find_replace_to(Self& to, const Self& find, const Self& rep,
-                                 unsigned int start = 0) const {
+                                 Start start = 0) const {
         return __To(to, FORM::TEXT, find, rep, start);
     }
-    unsigned int find_replace_no_case(const Self& find, const Self& rep, unsigned int start = 0,
-                                      bool all = true) requires sm_isText {
+    unsigned int find_replace_no_case(const Self& find, const Self& rep, Start start = 0,
+                                      All all = true) requires sm_isText {
         return __InPlace(FORM::TEXT_NO_CASE, find, rep, start, all);
     }
     unsigned int find_replace_no_case_to(Self& to, const Self& find, const Self& rep,
-                                         unsigned int start = 0) const requires sm_isText {
+                                         Start start = 0) const requires sm_isText {
         return __To(to, FORM::TEXT_NO_CASE, find, rep, start);
     }
 
     /// Any one element of `set`.
-    unsigned int find_replace_set(const Self& set, const Self& rep, unsigned int start, bool all) {
+    unsigned int find_replace_set(const Self& set, const Self& rep, Start start, All all) {
         return __InPlace(FORM::SET, set, rep, start, all);
     }
     unsigned int find_replace_set(const Self& set, const Self& rep,
-                                  unsigned int start = 0) requires sm_isText {
+                                  Start start = 0) requires sm_isText {
         return __InPlace(FORM::SET, set, rep, start, true);
     }
     unsigned int find_replace_set(const Self& set, const Self& rep,
-                                  bool all = true) requires(!sm_isText) {
+                                  All all = true) requires(!sm_isText) {
         return __InPlace(FORM::SET, set, rep, 0, all);
     }
     unsigned int find_replace_set_to(Self& to, const Self& set, const Self& rep,
-                                     unsigned int start = 0) const {
+                                     Start start = 0) const {
         return __To(to, FORM::SET, set, rep, start);
     }
-    unsigned int find_replace_set_no_case(const Self& set, const Self& rep, unsigned int start = 0,
-                                          bool all = true) requires sm_isText {
+    unsigned int find_replace_set_no_case(const Self& set, const Self& rep, Start start = 0,
+                                          All all = true) requires sm_isText {
         return __InPlace(FORM::SET_NO_CASE, set, rep, start, all);
     }
     unsigned int find_replace_set_no_case_to(Self& to, const Self& set, const Self& rep,
-                                             unsigned int start = 0) const requires sm_isText {
+                                             Start start = 0) const requires sm_isText {
         return __To(to, FORM::SET_NO_CASE, set, rep, start);
     }
 
     /// A run of elements of `set`, as long as it goes, replaced once.
-    unsigned int shrink_set(const Self& set, const Self& rep, unsigned int start = 0,
-                            bool all = true) requires sm_isText {
+    unsigned int shrink_set(const Self& set, const Self& rep, Start start = 0,
+                            All all = true) requires sm_isText {
         return __InPlace(FORM::RUN, set, rep, start, all);
     }
     unsigned int shrink_set_to(Self& to, const Self& set, const Self& rep,
-                               unsigned int start = 0) const requires sm_isText {
+                               Start start = 0) const requires sm_isText {
         return __To(to, FORM::RUN, set, rep, start);
     }
-    unsigned int shrink_set_no_case(const Self& set, const Self& rep, unsigned int start = 0,
-                                    bool all = true) requires sm_isText {
+    unsigned int shrink_set_no_case(const Self& set, const Self& rep, Start start = 0,
+                                    All all = true) requires sm_isText {
         return __InPlace(FORM::RUN_NO_CASE, set, rep, start, all);
     }
     unsigned int shrink_set_no_case_to(Self& to, const Self& set, const Self& rep,
-                                       unsigned int start = 0) const requires sm_isText {
+                                       Start start = 0) const requires sm_isText {
         return __To(to, FORM::RUN_NO_CASE, set, rep, start);
     }
 
@@ -121,9 +151,8 @@ private:
     unsigned int __To(Self& to, FORM form, const Self& what, const Self& rep,
                       unsigned int start) const;
     template <class Matcher>
-    unsigned int __Overwrite(Matcher& matcher, text_ref<T> rep, unsigned int start, bool all);
-    template <class Matcher>
-    unsigned int __Expand(Matcher& matcher, text_ref<T> rep, unsigned int start, bool all);
+    unsigned int __OverwriteMatches(Matcher& matcher, text_ref<T> rep, unsigned int start,
+                                    bool all);
     template <class Matcher>
     unsigned int __Build(Self& to, Matcher& matcher, text_ref<T> rep, unsigned int start) const;
 };

@@ -53,15 +53,10 @@ class kept_argument {
 public:
     kept_argument(const basic_buffer<T>& changed, const basic_buffer<T>& argument)
         : __text(argument) {
-        // A view has no end: what is written through it may go anywhere behind its start.
-        const std::less_equal<const T*> notAfter;
-        const T* const first = changed.data();
-        const bool isApart = notAfter(argument.data() + argument.length(), first) ||
-                             notAfter(first + changed.capacity(), argument.data());
         // The change of a shared block is made on a copy, and the argument keeps the old one.
         const bool keepsBlock =
             &argument != &changed && !argument.is_static() && !changed.is_static();
-        if (!isApart && !keepsBlock) {
+        if (!keepsBlock && changed._reaches(argument.data(), argument.length() * sizeof(T))) {
             __copy = basic_buffer<T>(argument.data(), argument.length());
             __text = __copy;
             __isCopied = true;

@@ -1,5 +1,3 @@
-#pragma once
-
 // The one scan for a literal that every find-and-replace form shares.
 //
 // The idea: look at two elements of the needle at once, its first and its last, sixteen bytes of
@@ -8,14 +6,20 @@
 // list of partners; and a text on which the filter nearly always fits, but the needle doesn't,
 // would make the verification quadratic, so a search that spent too much on it goes over to an
 // automaton.
+#pragma once
+
+#include "util/sys/handle.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <memory>
+#include <new>
 #include <type_traits>
 #include <vector>
 
@@ -43,7 +47,9 @@ struct lower_fold {
 };
 
 /// Searches texts for one needle. Keeps a pointer to a plain needle, and a lowered copy of a folded
-/// one. Not for an empty needle. Positions and lengths are in elements. One thread at a time.
+/// one (std::bad_alloc). Not for an empty needle. Positions and lengths are in elements. One thread
+/// at a time. A search needs memory for the automaton alone, and goes on without where there is
+/// none.
 template <class T, class Fold>
 class text_search {
 public:
@@ -72,6 +78,14 @@ private:
     static constexpr unsigned int partner_room = 4;
     using partners = std::array<T, partner_room>;
 
+    // Memory comes from malloc: that operator new is out of it may end the process.
+    template <class U>
+    using room = std::unique_ptr<U[], FreeDeletor<U>>;
+    template <class U>
+    static room<U> __Allocate(std::size_t n) noexcept {
+        return room<U>(static_cast<U*>(std::malloc(n * sizeof(U))));
+    }
+
     // Verification may cost this many comparisons for each element scanned before the automaton,
     // which needs a bounded number of them, takes over.
     static constexpr std::uint64_t verify_factor = 8;
@@ -86,7 +100,7 @@ private:
 
     static unsigned int __Partners(T folded, partners& out);
     void __PrepareFilter(unsigned int textLength);
-    void __PrepareAutomaton();
+    bool __PrepareAutomaton() noexcept;
     bool __Verify(const T* candidate);
     template <unsigned int Count>
     static block __Compare(const T* text, const partners& wanted);
@@ -102,10 +116,12 @@ private:
     template <unsigned int Count>
     block __Filter(const T* place) const;
 
-    /// True once failed verifications cost more than the scan of this much text may.
-    bool __IsSlow(std::ptrdiff_t scanned) const {
-        return __wasted >
-               verify_allowance + verify_factor * (__scanned + static_cast<std::uint64_t>(scanned));
+    /// True once failed verifications cost more than the scan of this much text may, and the
+    /// automaton is there to go on.
+    bool __IsSlow(std::ptrdiff_t scanned) {
+        return __wasted > verify_allowance +
+                              verify_factor * (__scanned + static_cast<std::uint64_t>(scanned)) &&
+               __PrepareAutomaton();
     }
 
     const T* __needle; ///< lowered when folding
@@ -115,8 +131,11 @@ private:
     partners __tails{};
     std::uint64_t __scanned = 0; ///< elements passed by earlier calls
     std::uint64_t __wasted = 0;  ///< comparisons in verifications that failed
-    std::vector<T> __lowered;
-    std::vector<unsigned int> __borders; ///< the automaton, once it is needed
+    room<T> __lowered;
+    /// The automaton, once it is needed: for each prefix of the needle the length of its longest
+    /// proper prefix that is also its suffix.
+    room<unsigned int> __borders;
+    bool __isWithout = false; ///< there was no memory for the automaton
 };
 
 /// Membership in a set of elements. Values below 256 cost one look-up, others a search by halves.
@@ -146,10 +165,12 @@ template <class T, class Fold>
 text_search<T, Fold>::text_search(const T* needle, unsigned int length, unsigned int textLength)
     : __needle(needle), __length(length) {
     if constexpr (!Fold::is_plain) {
-        __lowered.reserve(length);
-        for (unsigned int i = 0; i < length; ++i)
-            __lowered.push_back(Fold::apply(needle[i]));
-        __needle = __lowered.data();
+        __lowered = __Allocate<T>(length);
+        if (!__lowered)
+            throw std::bad_alloc();
+        std::transform(needle, needle + length, __lowered.get(),
+                       [](T element) { return Fold::apply(element); });
+        __needle = __lowered.get();
     }
     __PrepareFilter(textLength);
 }
@@ -218,7 +239,7 @@ void text_search<T, Fold>::each(const T* text, unsigned int length, unsigned int
     const T* first = text + pos;
     const T* end = text + (length - __length) + 1;
     const T* reached = nullptr;
-    if (!__borders.empty())
+    if (__borders)
         reached = __ScanByAutomaton(first, end, take);
     else if (__partnerCount == 1)
         reached = __ScanFiltered<1>(first, end, take);
@@ -296,7 +317,6 @@ const T* text_search<T, Fold>::__ScanFiltered(const T* first, const T* end, Take
                     if (!open)
                         return candidate;
                 } else if (__IsSlow(candidate - first)) {
-                    __PrepareAutomaton();
                     return __ScanByAutomaton(candidate + 1, end, take);
                 }
             }
@@ -318,24 +338,28 @@ const T* text_search<T, Fold>::__ScanSimply(const T* first, const T* end, Take& 
             continue;
         }
         ++place;
-        if (isCandidate && __IsSlow(place - first)) {
-            __PrepareAutomaton();
+        if (isCandidate && __IsSlow(place - first))
             return __ScanByAutomaton(place, end, take);
-        }
     }
     return end;
 }
 
-// For each prefix of the needle the length of its longest proper prefix that is also its suffix.
 template <class T, class Fold>
-void text_search<T, Fold>::__PrepareAutomaton() {
-    __borders.assign(__length, 0);
+bool text_search<T, Fold>::__PrepareAutomaton() noexcept {
+    if (__borders || __isWithout)
+        return !__isWithout;
+    __borders = __Allocate<unsigned int>(__length);
+    __isWithout = !__borders;
+    if (__isWithout)
+        return false;
+    __borders[0] = 0;
     for (unsigned int i = 1, border = 0; i < __length; ++i) {
         while (border > 0 && __needle[i] != __needle[border])
             border = __borders[border - 1];
         border += __needle[i] == __needle[border];
         __borders[i] = border;
     }
+    return true;
 }
 
 template <class T, class Fold>

@@ -47,8 +47,7 @@ stringEx wstringEx::to_str() const {
 }
 
 wstringEx& wstringEx::from_str(const stringEx& text) {
-    clear();
-    return *this << text;
+    return _Become(text.to_wstr()); // which may look into this string
 }
 
 wstringEx::operator byteEx() const {
