@@ -1,10 +1,10 @@
 // The command: settles the switches in a fixed order, then passes over the inputs. The order in
 // which switches are read decides which of several wins and which error is reported first, so it is
 // part of the command's behaviour.
+#include "tool/file_list.h"
 #include "tool/listings.h"
 #include "tool/pass.h"
 #include "tool/usage.h"
-#include "util/file/dir.h"
 #include "util/sys/errhdl.h"
 #include "util/text/CmdArgParser.h"
 
@@ -169,21 +169,6 @@ void SettleOutputEncoding(const CCmdArgParser& parser, Run& run) {
         run.outWide = true;
         run.outBigEndian = run.constants.BigEndianEncs.count(run.outEnc) != 0;
     }
-}
-
-/// Expands the file patterns. Hidden files are listed unless the run stops at access errors.
-bool BuildFileList(const CCmdArgParser& parser, Run& run) {
-    CDir current;
-    current.Open(".", false, false);
-    for (unsigned int i = 0; i < parser.GetNoneSwitchCount(); ++i) {
-        current.GetAllFiles(run.fileList, parser.GetNoneSwitch(i), run.withSubDirs, !run.errStop,
-                            false);
-    }
-    if (run.fileList.empty()) {
-        std::cerr << "[FATAL ERROR] can't find the file(s)!\n";
-        return false;
-    }
-    return true;
 }
 
 /// An expression that doesn't compile leaves a null handle, and nothing matches.
