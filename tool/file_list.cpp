@@ -41,6 +41,7 @@ bool IsMissingName(const stringEx& pattern) {
 bool BuildFileList(const CCmdArgParser& parser, Run& run) {
     const std::vector<stringEx> words = parser.GetNoneSwitches();
     std::vector<stringEx> patterns;
+    patterns.reserve(words.size());
     for (const stringEx& word : words) {
         patterns.push_back(FromHere(word));
     }

@@ -191,7 +191,7 @@ unsigned int CDir::GetAllFiles(std::vector<stringEx>& out, const std::vector<str
 
 unsigned int CDir::GetAllSubDirs(std::vector<stringEx>& out, stringEx pattern, bool recursive,
                                  bool hidden, bool dots, bool /*reserved*/) const {
-    CPatternSearch(*this, {true, recursive, hidden, dots}).Run({pattern}, out, nullptr);
+    CPatternSearch(*this, {true, recursive, hidden, dots}).Run({std::move(pattern)}, out, nullptr);
     return static_cast<unsigned int>(out.size());
 }
 
