@@ -1,12 +1,12 @@
 // The command: settles the switches in a fixed order, then passes over the inputs. The order in
 // which switches are read decides which of several wins and which error is reported first, so it is
 // part of the command's behaviour.
+#include "tool/file_list.h"
 #include "tool/listings.h"
 #include "tool/locale_choice.h"
 #include "tool/pass.h"
 #include "tool/standard_output.h"
 #include "tool/usage.h"
-#include "util/file/dir.h"
 #include "util/sys/errhdl.h"
 #include "util/text/CmdArgParser.h"
 
@@ -159,21 +159,6 @@ void SettleFlags(const CCmdArgParser& parser, Run& run) {
     run.showTotalCount = HasSwitch(parser, "trc");
     run.addSign = HasSwitch(parser, "unisign");
     run.errStop = HasSwitch(parser, "errstop");
-}
-
-/// Expands the file patterns. Hidden files are listed unless the run stops at access errors.
-bool BuildFileList(const CCmdArgParser& parser, Run& run) {
-    CDir current;
-    current.Open(".", false, false);
-    for (unsigned int i = 0; i < parser.GetNoneSwitchCount(); ++i) {
-        current.GetAllFiles(run.fileList, parser.GetNoneSwitch(i), run.withSubDirs, !run.errStop,
-                            false);
-    }
-    if (run.fileList.empty()) {
-        std::cerr << "[FATAL ERROR] can't find the file(s)!\n";
-        return false;
-    }
-    return true;
 }
 
 /// An expression that doesn't compile leaves a null handle, and nothing matches.

@@ -114,6 +114,34 @@ bool FindsTheLibraryAfterAFailure() {
     return failed && IsOf<CTextLibIConv>(GainBestConvFor(0, stringEx("GBK")));
 }
 
+template <class Gain>
+bool RunsOut(Gain gain) {
+    try {
+        gain();
+    } catch (const tconvExp& e) {
+        return e.GetErrCode() == TTextConv::OUT_OF_RESOURCES;
+    }
+    return false;
+}
+
+/// A library that fails for want of memory or descriptors may know the encoding: nothing weaker is
+/// to take its place. One that doesn't know it says so by EINVAL.
+bool TellsTroubleFromAnUnknownEncoding() {
+    CTextLibIConv::SetExternalDependencyLocation(stringEx(FAILING_ICONV));
+    CTextLibIcu::SetExternalDependencyLocation(stringEx("/nonexistent/libicuuc"));
+    for (const char* const error : {"12", "23", "24"}) { // ENOMEM, ENFILE, EMFILE
+        setenv("QUIL_TEST_ICONV_ERRNO", error, 1);
+        if (!RunsOut(GainBestSysDefConv) || !RunsOut(GainBestUTF8Conv) ||
+            !RunsOut([] { GainBestConvFor(936, stringEx("GBK")); }) ||
+            !RunsOut([] { GainBestConvFor(936, stringEx()); })) {
+            return false;
+        }
+    }
+    setenv("QUIL_TEST_ICONV_ERRNO", "22", 1); // EINVAL
+    return IsOf<TTextConv>(GainBestConvFor(936, stringEx("GBK"))) &&
+           Str(GainBestUTF8Conv()->WCtoMB(wstringEx(L"abc"))) == "abc";
+}
+
 bool ConvertsInTheCLocale() {
     const stringEx utf8("a\xC3\xA9");
     stringEx same(utf8);
@@ -141,6 +169,8 @@ TEST(SelectionDeathTest, FollowsLocaleAndLibraries) {
     EXPECT_EXIT(RunApart("C.UTF-8", WorksWithoutLibraries), testing::ExitedWithCode(0), "");
     EXPECT_EXIT(RunApart("C", WorksWithoutLibraries), testing::ExitedWithCode(0), "");
     EXPECT_EXIT(RunApart("C", FindsTheLibraryAfterAFailure), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(RunApart("C.UTF-8", TellsTroubleFromAnUnknownEncoding), testing::ExitedWithCode(0),
+                "");
     EXPECT_EXIT(RunApart("C", ConvertsInTheCLocale), testing::ExitedWithCode(0), "");
     EXPECT_EXIT(RunApart("C.UTF-8", ConvertsInAUtf8Locale), testing::ExitedWithCode(0), "");
 }

@@ -119,6 +119,68 @@ TEST_F(Search, EntryByEntry) {
     EXPECT_FALSE(gone.EnumFile(files, name, false));
 }
 
+TEST_F(Search, ManyPatternsGiveWhatEachGives) {
+    const CDir base(stringEx(m_root.c_str()));
+    const std::vector<stringEx> patterns{
+        "*.c",   "sub/*",   "a.txt",      "gone",       "sub",       "",
+        "*.txt", "./a.txt", "sub/../*.c", "sub/s.txt",  "*.c",       "a.txt",
+        ".hid",  "x.txt",   ".",          "sub\\s.txt", "sub/deep/", ".//b.c"};
+    for (const bool recursive : {false, true}) {
+        for (const bool hidden : {false, true}) {
+            std::vector<stringEx> each;
+            std::vector<stringEx> all;
+            std::vector<unsigned int> counts;
+            std::vector<unsigned int> expected;
+            for (const stringEx& pattern : patterns) {
+                const std::size_t before = each.size();
+                base.GetAllFiles(each, pattern, recursive, hidden, false);
+                expected.push_back(static_cast<unsigned int>(each.size() - before));
+            }
+            EXPECT_EQ(base.GetAllFiles(all, patterns, recursive, hidden, &counts), each.size());
+            EXPECT_TRUE(all == each) << recursive << hidden;
+            EXPECT_EQ(counts, expected);
+        }
+    }
+}
+
+TEST_F(Search, ANameAloneIsAskedFor) {
+    Link("nowhere", "sub/bad");
+    Link("s.txt", "sub/link.txt");
+    EXPECT_EQ(Files("sub/s.txt"), "sub/s.txt ");
+    EXPECT_EQ(Files("sub/link.txt"), "sub/link.txt ");
+    EXPECT_EQ(Files("sub/gone"), "");
+    EXPECT_EQ(Files(("sub/" + std::string(300, 'n')).c_str()), "") << "no name is that long";
+    EXPECT_EQ(Dirs("sub/deep", false, false), "") << "in a directory its own name is sought";
+    std::filesystem::create_directories(m_root + "sub/deep/deep");
+    EXPECT_EQ(Dirs("sub/deep", false, false), "sub/deep/deep ");
+    ExpectParts(Failure<dirExp>([&] { Files("sub/bad"); }),
+                {"19 CDir::GetAllFiles", "sub/\n@ PosixStat", "path does not exists"});
+    ExpectParts(Failure<dirExp>([&] { Files("sub/*"); }), {"19 CDir::GetAllFiles"});
+    // A directory of that name where the process stands is not the file of that name here.
+    Put("sub/x.txt");
+    std::vector<stringEx> out;
+    CDir("sub").GetAllFiles(out, "x.txt");
+    EXPECT_EQ(Names(out), "sub/x.txt ");
+}
+
+TEST_F(Search, WhatVanishesBehindTheListingIsPassedOver) {
+    for (int i = 0; i < 20; ++i)
+        Put("many/f" + std::to_string(i));
+    std::filesystem::create_directories(m_root + "many/d1");
+    std::filesystem::create_directories(m_root + "many/d2");
+    const CDir many("many");
+    CDir::COOKIE files;
+    CDir::COOKIE dirs;
+    stringEx file;
+    stringEx dir;
+    // The first call of each reads the whole directory; the entries are asked one by one.
+    ASSERT_TRUE(many.EnumFile(files, file, false));
+    ASSERT_TRUE(many.EnumSubDir(dirs, dir, false, false));
+    std::filesystem::remove_all(m_root + "many");
+    EXPECT_FALSE(many.EnumFile(files, file, false)) << file.c_str();
+    EXPECT_FALSE(many.EnumSubDir(dirs, dir, false, false)) << dir.c_str();
+}
+
 TEST_F(Search, DanglingLinkEndsTheSearch) {
     Link("nowhere", "sub/.bad");
     EXPECT_EQ(Files("*"), "a.txt b.c ");

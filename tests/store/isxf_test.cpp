@@ -6,6 +6,7 @@
 #include "util/store/MemoryBasedISXFReader.h"
 #include "util/sys/errhdl.h"
 
+#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
 #include <random>
@@ -398,6 +399,38 @@ TEST(MemoryBasedIsxfReader, GivesViewsWithinTheBuffer) {
         cutIo.SeekBegin(100);
         EXPECT_TRUE(CMemoryBasedISXFReader<CByteIO>(cutIo).IsEOF());
     }
+}
+
+/// Takes a few bytes at a time, as a file may, and ends when it is full.
+class CNarrowSink final : public TDataSink {
+public:
+    bool IsValid() const override { return true; }
+    unsigned int Write(const void* buffer, unsigned int size) override {
+        const auto room = static_cast<unsigned int>(limit - taken.size());
+        const unsigned int count = std::min({size, 3U, room});
+        taken.append(static_cast<const char*>(buffer), count);
+        return count;
+    }
+    void Flush() override {}
+
+    std::string taken;
+    std::size_t limit = 1000;
+};
+
+TEST(Isxf, WhatAShortWriteLeavesIsWritten) {
+    CNarrowSink sink;
+    CISXFWriter<TDataSink> writer(sink);
+    writer.AppendString(stringEx("a longer text"));
+    writer.AppendQWord(0x0807060504030201ULL);
+    EXPECT_EQ(sink.taken, std::string("\x0A\x0D\0\0\0a longer text\x05\1\2\3\4\5\6\7\x08", 27));
+    sink.limit = 30;
+    try {
+        writer.AppendQWord(1);
+        FAIL() << "the sink is full";
+    } catch (const isxfExp& e) {
+        EXPECT_EQ(e.GetErrCode(), CISXFBasic::ERROR_OVERRUN);
+    }
+    EXPECT_THROW(writer.AppendVoid(), isxfExp) << "nothing can follow";
 }
 
 } // namespace

@@ -94,7 +94,6 @@ TEST_F(CommandTest, ATreeIsRewrittenWhereSomethingMatched) {
     EXPECT_EQ(Read("a.txt") + Read(".hidden.txt"), "the dogcat");
     EXPECT_EQ(Tsub({"sub/*", "-f:none", "-t:some"}).status, 0);
     EXPECT_EQ(Read("sub/c.txt"), "some");
-    EXPECT_EQ(Tsub({"./*.txt", "-f:dog", "-t:cow"}).status, 255);
     EXPECT_EQ(Tsub({"sub/", "-f:some", "-t:all"}).status, 0) << "an open end stands for all files";
     EXPECT_EQ(Read("sub/c.txt"), "all");
     EXPECT_EQ(Tsub({"sub", "-f:all", "-t:x"}).status, 255) << "in a folder its own name is sought";
@@ -214,7 +213,7 @@ TEST_F(CommandTest, AnUnreadableFileStopsTheOthersOnlyOnRequest) {
     EXPECT_EQ(Read("a.txt") + Read("z.txt"), "cb");
 
     fs::create_symlink("nowhere", folder / "dangling");
-    const Outcome aborted = Tsub({"*.txt", "-f:c", "-t:d"});
+    const Outcome aborted = Tsub({"*.txt", "-f:c", "-t:d"}); // a listing meets it, a name doesn't
     EXPECT_EQ(aborted.status, 255);
     EXPECT_EQ(
         aborted.err.rfind(

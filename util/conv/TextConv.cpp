@@ -14,6 +14,7 @@
 #include <climits>
 #include <cwchar>
 #include <memory>
+#include <new>
 #include <typeinfo>
 
 namespace Quil {
@@ -90,14 +91,28 @@ private:
 constinit IMPL::CLazyStatic<TTextConv> sysDefPrototype;
 constinit IMPL::CLazyStatic<TTextConv> utf8Prototype;
 
-/// A converter of the kind `Kind` for a name or a code page, or null if making it throws.
+/// What `make` answers, or null if it throws for want of a library or of the encoding in it. Memory
+/// or descriptors that ran out say nothing of either, and pass.
+template <class Make>
+TTextConv* Try(Make make) {
+    try {
+        return make();
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const tconvExp& cause) {
+        if (cause.GetErrCode() == TTextConv::OUT_OF_RESOURCES) {
+            throw;
+        }
+    } catch (...) {
+        // no converter of this kind
+    }
+    return nullptr;
+}
+
+/// A converter of the kind `Kind` for a name or a code page, or null if there can't be one.
 template <class Kind, class Key>
 TTextConv* TryMake(const Key& key) {
-    try {
-        return new Kind(key);
-    } catch (...) {
-        return nullptr;
-    }
+    return Try([&]() -> TTextConv* { return new Kind(key); });
 }
 
 /// By name if there is one, then by code page if there is one.
@@ -132,13 +147,8 @@ TTextConv* MakeUtf8Prototype() {
 /// A clone of the prototype; of the kind `Fallback` when there can't be one.
 template <class Fallback>
 CTextConvHandle CloneOr(const TTextConv& prototype) {
-    TTextConv* clone = nullptr;
-    try {
-        clone = prototype.Clone();
-    } catch (...) {
-        clone = new Fallback;
-    }
-    return CTextConvHandle(clone);
+    TTextConv* const clone = Try([&] { return prototype.Clone(); });
+    return CTextConvHandle(clone != nullptr ? clone : new Fallback);
 }
 
 } // namespace

@@ -51,6 +51,11 @@ public:
         bool rightToLeft = false;
     };
 
+    /// Code of the exception of a converter that can't be made because the process ran out of
+    /// something, such as descriptors, though the encoding may be known. Out of memory may also
+    /// show as std::bad_alloc.
+    static constexpr unsigned int OUT_OF_RESOURCES = 6;
+
     using NAME_SET = std::set<stringEx, less_no_case<stringEx>>;
 
     /// A group of conversions that lose nothing. In a mutual group each member of `from` converts
@@ -136,6 +141,10 @@ public:
 /// Shared ownership of a converter.
 using CTextConvHandle = CHandle<TTextConv, GuardedDeletor<TTextConv>, CAtomicINT32, 0>;
 
+// The factories answer a converter whatever libraries there are and whatever they know. They throw
+// only when the process runs out of memory or descriptors: a weaker converter would then turn text
+// that the better one knows into "?".
+
 /// A converter for the encoding of the user's locale.
 CTextConvHandle GainBestSysDefConv();
 
@@ -143,8 +152,8 @@ CTextConvHandle GainBestSysDefConv();
 CTextConvHandle GainBestUTF8Conv();
 
 /// The best converter for an encoding that works on this machine: by iconv, else by ICU, by name
-/// before code page. `cp` 0 and an empty `enc` mean not given. Never fails: when nothing knows the
-/// encoding the answer is a plain TTextConv (see EnsureConvFound).
+/// before code page. `cp` 0 and an empty `enc` mean not given. When nothing knows the encoding the
+/// answer is a plain TTextConv (see EnsureConvFound).
 CTextConvHandle GainBestConvFor(unsigned long cp, const stringEx& enc);
 
 /// Throws if `conv`, which GainBestConvFor(0, enc) gave, is but the plain converter because nothing

@@ -10,8 +10,10 @@
 #include "util/sys/errhdl.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <memory>
+#include <new>
 #include <string_view>
 
 namespace Quil {
@@ -120,14 +122,28 @@ bool IsOpen(const void* descriptor) {
     return descriptor != reinterpret_cast<void*>(-1);
 }
 
-/// The descriptor from one encoding to another, for which IsOpen may be false.
+[[noreturn]] void ThrowOutOfResources(const stringEx& to, const stringEx& from, int code) {
+    stringEx message("CTextLibIConv::CTextLibIConv - failed init encoding convertion\n");
+    message << "  from encoding = " << from << "\n  to encoding   = " << to
+            << "\n  error code    = " << code
+            << "\n  error desc    = " << GetSysErrString(static_cast<unsigned long>(code));
+    throw libiconvExp(TTextConv::OUT_OF_RESOURCES, message);
+}
+
+/// The descriptor from one encoding to another, for which IsOpen may be false: the library then
+/// doesn't know one of them. Any other trouble of the library throws.
 void* Open(const INTERFACE& library, const stringEx& to, const stringEx& from) {
+    stringEx target(to.c_str());
     if (library.isLibiconv) {
-        stringEx target(to.c_str());
         target << ignoreSuffix;
-        return library.open(target.c_str(), from.c_str());
     }
-    return library.open(to.c_str(), from.c_str());
+    errno = 0;
+    void* const descriptor = library.open(target.c_str(), from.c_str());
+    const int code = errno;
+    if (!IsOpen(descriptor) && code != 0 && code != EINVAL) {
+        ThrowOutOfResources(to, from, code);
+    }
+    return descriptor;
 }
 
 /// Calls `open(wide)` with the name of wide characters that suits the library. The C library can't
@@ -182,6 +198,9 @@ void CTextLibIConv::__AddRef() {
     } catch (const dlllExp& e) {
         library.loader.reset();
         throw libiconvExp(initError, LoadFailure(e));
+    } catch (const std::bad_alloc&) {
+        library.loader.reset();
+        throw;
     } catch (...) {
         library.loader.reset();
         throw libiconvExp(initError, stringEx("CTextLibIConv::__AddRef - unknwon error"));
@@ -214,8 +233,13 @@ bool CTextLibIConv::__OpenKnownAs(const stringEx& name) {
 /// closed again.
 bool CTextLibIConv::__OpenFromWide() {
     const INTERFACE& library = Global::If();
-    __fromWide =
-        OpenWithWide(library, [&](const stringEx& wide) { return Open(library, __enc, wide); });
+    try {
+        __fromWide =
+            OpenWithWide(library, [&](const stringEx& wide) { return Open(library, __enc, wide); });
+    } catch (...) {
+        library.close(__toWide);
+        throw;
+    }
     if (!IsOpen(__fromWide)) {
         library.close(__toWide);
         return false;

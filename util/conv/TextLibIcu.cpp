@@ -45,6 +45,7 @@ constexpr unsigned int dllProcError = 3;
 constexpr unsigned int initError = 3;
 constexpr unsigned int convertError = 4;
 
+constexpr ICU_ERROR noMemory = 7;
 constexpr ICU_ERROR indexOutOfBounds = 8;
 constexpr ICU_ERROR invalidCharFound = 10;
 constexpr ICU_ERROR illegalCharFound = 12;
@@ -230,17 +231,28 @@ void CTextLibIcu::__AddRef() {
     } catch (const dlllExp& e) {
         library.loader.reset();
         throw libicuExp(initError, LoadFailure(e));
+    } catch (const std::bad_alloc&) {
+        library.loader.reset();
+        throw;
     } catch (...) {
         library.loader.reset();
         throw libicuExp(initError, stringEx("CTextLibIcu::__AddRef - unknwon error"));
     }
 }
 
-/// Opens the converter for `name` and remembers the name. An empty one would open the locale's.
+/// Opens the converter for `name` and remembers the name. An empty one would open the locale's. Out
+/// of memory is not a name that isn't known: it throws.
 bool CTextLibIcu::__Open(const stringEx& name, int& error) {
     __enc = name;
     error = 0;
     __converter = name.empty() ? nullptr : Global::If().open(name.c_str(), &error);
+    if (__converter == nullptr && error == noMemory) {
+        stringEx message("CTextLibIcu::CTextLibIcu - failed init encoding convertion\n"
+                         "  encoding name = ");
+        message << __enc << "\n";
+        throw libicuExp(OUT_OF_RESOURCES, WithError(message, "  error number ", "  error desc   ",
+                                                    error, Global::If()));
+    }
     return __converter != nullptr;
 }
 

@@ -81,7 +81,7 @@ public:
     /// The next file (anything that is not a directory) as a full path; a null cookie starts. False
     /// at the end, which releases the cookie, and for a directory that can't be opened. Names that
     /// begin with "." come only with `hidden`. An entry that can't be asked for its kind, such as a
-    /// dangling symbolic link, throws.
+    /// dangling symbolic link, throws; one that has been removed meanwhile is passed over.
     bool EnumFile(COOKIE& cookie, stringEx& name, bool hidden = false) const;
     /// The same for directories; "." and ".." come only with `dots`.
     bool EnumSubDir(COOKIE& cookie, stringEx& name, bool hidden = false, bool dots = false) const;
@@ -96,9 +96,15 @@ public:
     /// only with `hidden`. `reserved` has no effect.
     ///
     /// An entry that can't be asked for its kind, and a symbolic link that leads back to a
-    /// directory above it, end the search with code 19.
+    /// directory above it, end the search with code 19. A name without wildcards costs no listing
+    /// unless `recursive`: other entries beside it are not looked at then.
     unsigned int GetAllFiles(std::vector<stringEx>& out, stringEx pattern, bool recursive = false,
                              bool hidden = false, bool reserved = false) const;
+    /// The same for many patterns, one after the other; those that search one directory share its
+    /// listing. `counts`, unless null, is appended how many files each pattern found.
+    unsigned int GetAllFiles(std::vector<stringEx>& out, const std::vector<stringEx>& patterns,
+                             bool recursive, bool hidden,
+                             std::vector<unsigned int>* counts = nullptr) const;
     /// The same for directories. `dots` also offers "." and "..", which are never gone into.
     unsigned int GetAllSubDirs(std::vector<stringEx>& out, stringEx pattern, bool recursive = false,
                                bool hidden = false, bool dots = false, bool reserved = false) const;

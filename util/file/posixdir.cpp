@@ -59,20 +59,31 @@ dirent* PosixReadDir(DIR* directory) {
     return entry;
 }
 
+int StatEntry(int directory, const char* path, struct stat* status) {
+    if (::fstatat(directory, path, status, 0) == 0)
+        return 0;
+    const int code = errno;
+    if (::fstatat(directory, path, status, AT_SYMLINK_NOFOLLOW) == 0)
+        return S_ISLNK(status->st_mode) ? code : 0; // no link: it has come just now
+    const bool isMissing = errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG;
+    return isMissing ? NO_ENTRY : errno;
+}
+
 bool ReadEntry(DIR* directory, const stringEx& path, DIR_ENTRY& entry) {
-    const dirent* const next = PosixReadDir(directory);
-    if (next == nullptr)
-        return false;
-    // The call below goes from the open directory; the full path must be usable all the same.
-    if (path.length() + std::strlen(next->d_name) >= PATH_MAX)
-        ThrowStatError(path + next->d_name, ENAMETOOLONG);
-    struct stat status = {};
-    if (::fstatat(::dirfd(directory), next->d_name, &status, 0) == -1) {
-        const int code = errno;
-        ThrowStatError(path + next->d_name, code);
+    while (const dirent* const next = PosixReadDir(directory)) {
+        // The call below goes from the open directory; the full path must be usable all the same.
+        if (path.length() + std::strlen(next->d_name) >= PATH_MAX)
+            ThrowStatError(path + next->d_name, ENAMETOOLONG);
+        struct stat status = {};
+        const int code = StatEntry(::dirfd(directory), next->d_name, &status);
+        if (code == NO_ENTRY)
+            continue;
+        if (code != 0)
+            ThrowStatError(path + next->d_name, code);
+        entry = {next->d_name, S_ISDIR(status.st_mode), {status.st_dev, status.st_ino}};
+        return true;
     }
-    entry = {next->d_name, S_ISDIR(status.st_mode), {status.st_dev, status.st_ino}};
-    return true;
+    return false;
 }
 
 bool IsDotOrDotDot(const char* name) {

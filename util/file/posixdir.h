@@ -34,11 +34,19 @@ void PosixStat(const stringEx& path, struct stat* status);
 /// The exception of `PosixStat` for the error number `code`.
 [[noreturn]] void ThrowStatError(const stringEx& path, int code);
 
+/// The answer of `StatEntry` where there is nothing of that name.
+constexpr int NO_ENTRY = -1;
+/// Asks for the status of `path`, seen from the open directory `directory`, symbolic links
+/// followed. Answers 0, `NO_ENTRY`, or the error number for an entry that can't be asked: a
+/// dangling link is there, a name that another process has just removed is not.
+int StatEntry(int directory, const char* path, struct stat* status);
+
 /// The next entry, or null at the end. Throws `dirExp` with code 18.
 dirent* PosixReadDir(DIR* directory);
 
 /// The next entry of the directory opened at `path`, which ends in "/"; false at the end. Each
-/// entry is asked for its status once, whose failure throws as `PosixStat` does.
+/// entry is asked for its status once, whose failure throws as `PosixStat` does. An entry that is
+/// gone by then is passed over.
 bool ReadEntry(DIR* directory, const stringEx& path, DIR_ENTRY& entry);
 
 /// Whether an entry is a file, or a directory, that an enumeration with these flags answers.

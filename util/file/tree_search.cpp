@@ -1,4 +1,4 @@
-// The walk through a directory tree, and CDir's searches on top of it.
+// The walk through a directory tree, and CDir's searches by expression on top of it.
 
 #include "util/file/tree_search.h"
 
@@ -6,6 +6,8 @@
 #include "util/file/errtext.h"
 #include "util/sys/errhdl.h"
 
+#include <climits>
+#include <fcntl.h>
 #include <memory>
 
 namespace Quil {
@@ -19,16 +21,53 @@ constexpr unsigned int SEARCH_FAILED = 19;
 } // namespace
 
 void CTreeSearch::Run(const stringEx& base) {
-    try {
+    Guard(base, [&] {
         if (!m_query.directories)
             CDir().Open(base);
         Walk(base);
+    });
+}
+
+void CTreeSearch::LookUp(const stringEx& base, const stringEx& name) {
+    Guard(base, [&] {
+        m_way.push_back({base, {}, {}});
+        Ask(base, name);
+        m_way.pop_back();
+    });
+}
+
+/// Failures of `search` come out with the heads of the search on them.
+template <class Search>
+void CTreeSearch::Guard(const stringEx& base, Search search) {
+    try {
+        search();
     } catch (const qlExp& cause) {
         const stringEx text = WrapCause(cause.GetErrString());
         throw dirExp(SEARCH_FAILED, m_query.directories
                                         ? text
                                         : ComposeError("CDir::GetAllFiles - failed find files\n",
                                                        {{"  base dir = ", base}}, text));
+    }
+}
+
+/// A directory that can't be listed has no entries, though they can't be asked either.
+void CTreeSearch::Ask(const stringEx& base, const stringEx& name) {
+    const stringEx path = base + name;
+    struct stat status = {};
+    const int code = StatEntry(AT_FDCWD, path.c_str(), &status);
+    if (code == 0) {
+        const DIR_ENTRY entry{name.c_str(), S_ISDIR(status.st_mode), {}};
+        if (m_query.directories ? IsWantedDir(entry, m_query.hidden, m_query.dots)
+                                : IsWantedFile(entry, m_query.hidden, false))
+            m_offer(base, name);
+    } else if (code == NO_ENTRY) {
+        if (path.length() >= PATH_MAX)
+            ThrowStatError(path, ENAMETOOLONG);
+        if (!m_query.directories)
+            CDir().Open(base);
+    } else if (DIR* const directory = ::opendir(base.c_str()); directory != nullptr) {
+        ::closedir(directory);
+        ThrowStatError(path, code);
     }
 }
 
@@ -78,16 +117,15 @@ void CTreeSearch::ReadLevel(DIR* directory, LEVEL& level) {
     while (ReadEntry(directory, level.path, entry)) {
         if (wantsDirs && IsWantedDir(entry, m_query.hidden, m_query.dots))
             level.subDirs.push_back({stringEx(entry.name), entry.id});
-        else if (!m_query.directories && IsWantedFile(entry, m_query.hidden, false) &&
-                 m_query.matches(stringEx(entry.name, stringEx::NOT_OWNER())))
-            m_out.push_back(level.path + entry.name);
+        else if (!m_query.directories && IsWantedFile(entry, m_query.hidden, false))
+            m_offer(level.path, stringEx(entry.name, stringEx::NOT_OWNER()));
     }
 }
 
 void CTreeSearch::Visit(const SUB_DIR& subDir) {
     const stringEx path = m_way.back().path + subDir.name;
-    if (m_query.directories && m_query.matches(subDir.name))
-        m_out.push_back(path);
+    if (m_query.directories)
+        m_offer(m_way.back().path, subDir.name);
     if (!m_query.recursive || IsDotOrDotDot(subDir.name.c_str()))
         return;
     RefuseLoop(path, subDir.id);
@@ -106,66 +144,21 @@ void CTreeSearch::RefuseLoop(const stringEx& path, const FILE_ID& id) const {
 
 namespace {
 
-/// Sets the directory part of a search pattern apart. False when there is none, the pattern being a
-/// plain one then; an empty name stands for all names.
-bool SplitPattern(stringEx& pattern, stringEx& directory) {
-    bool split = false;
-    if (!pattern.empty()) {
-        directory = pattern;
-        CDir::GetPathDir(directory);
-        split = directory != "./";
-        if (split)
-            CDir::GetPathFilename(pattern);
-    }
-    if (pattern.empty())
-        pattern = "*";
-    return split;
-}
-
-unsigned int Search(const CDir& base, std::vector<stringEx>& out, IMPL::TREE_QUERY query) {
-    IMPL::CTreeSearch(std::move(query), out).Run(base.GetPath());
-    return static_cast<unsigned int>(out.size());
-}
-
-/// The name that is left of a pattern is not taken apart a second time: it may itself be the name
-/// of a directory.
-unsigned int SearchByWildcards(const CDir& base, std::vector<stringEx>& out, stringEx pattern,
-                               IMPL::TREE_QUERY query) {
-    pattern.detach_if_static();
-    stringEx directory;
-    const bool split = SplitPattern(pattern, directory);
-    query.matches = [&pattern](const stringEx& name) {
-        return name.wildcard_match(pattern, 0, '?', '*', false);
-    };
-    if (!split)
-        return Search(base, out, std::move(query));
-    const CDir start = directory.begin_with("/") ? CDir(directory) : base.GainDir(directory);
-    return Search(start, out, std::move(query));
-}
-
 CDir::REGEX CompileNamePattern(const stringEx& pattern, CDir::CASE_SET caseSet) {
     return stringEx::regex_comp(pattern, caseSet == CDir::CASE_INSENSITIVE, false, true, true);
 }
 
-auto MatchedBy(const CDir::REGEX& pattern) {
-    return [&pattern](const stringEx& name) {
-        return name.regex_match_with_comp(pattern, false, false);
-    };
+unsigned int SearchByExpression(const CDir& base, std::vector<stringEx>& out,
+                                const CDir::REGEX& pattern, const IMPL::TREE_QUERY& query) {
+    IMPL::CTreeSearch search(query, [&](const stringEx& folder, const stringEx& name) {
+        if (name.regex_match_with_comp(pattern, false, false))
+            out.push_back(folder + name);
+    });
+    search.Run(base.GetPath());
+    return static_cast<unsigned int>(out.size());
 }
 
 } // namespace
-
-unsigned int CDir::GetAllFiles(std::vector<stringEx>& out, stringEx pattern, bool recursive,
-                               bool hidden, bool /*reserved*/) const {
-    return SearchByWildcards(*this, out, std::move(pattern),
-                             {false, recursive, hidden, false, nullptr});
-}
-
-unsigned int CDir::GetAllSubDirs(std::vector<stringEx>& out, stringEx pattern, bool recursive,
-                                 bool hidden, bool dots, bool /*reserved*/) const {
-    return SearchByWildcards(*this, out, std::move(pattern),
-                             {true, recursive, hidden, dots, nullptr});
-}
 
 unsigned int CDir::GetAllFilesRegEx(std::vector<stringEx>& out, const stringEx& pattern,
                                     CASE_SET caseSet, bool recursive, bool hidden,
@@ -175,7 +168,7 @@ unsigned int CDir::GetAllFilesRegEx(std::vector<stringEx>& out, const stringEx& 
 
 unsigned int CDir::GetAllFilesRegEx(std::vector<stringEx>& out, const REGEX& pattern,
                                     bool recursive, bool hidden, bool /*reserved*/) const {
-    return Search(*this, out, {false, recursive, hidden, false, MatchedBy(pattern)});
+    return SearchByExpression(*this, out, pattern, {false, recursive, hidden, false});
 }
 
 unsigned int CDir::GetAllSubDirsRegEx(std::vector<stringEx>& out, const stringEx& pattern,
@@ -188,7 +181,7 @@ unsigned int CDir::GetAllSubDirsRegEx(std::vector<stringEx>& out, const stringEx
 unsigned int CDir::GetAllSubDirsRegEx(std::vector<stringEx>& out, const REGEX& pattern,
                                       bool recursive, bool hidden, bool dots,
                                       bool /*reserved*/) const {
-    return Search(*this, out, {true, recursive, hidden, dots, MatchedBy(pattern)});
+    return SearchByExpression(*this, out, pattern, {true, recursive, hidden, dots});
 }
 
 } // namespace Quil

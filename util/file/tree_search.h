@@ -16,22 +16,27 @@ namespace Quil::IMPL {
 
 /// What a search looks for.
 struct TREE_QUERY {
-    bool directories;                                  ///< instead of files
-    bool recursive;                                    ///< into sub-directories
-    bool hidden;                                       ///< also names that begin with "."
-    bool dots;                                         ///< also "." and "..", as directories
-    std::function<bool(const stringEx& name)> matches; ///< is given the last component
+    bool directories; ///< instead of files
+    bool recursive;   ///< into sub-directories
+    bool hidden;      ///< also names that begin with "."
+    bool dots;        ///< also "." and "..", as directories
 };
 
-/// One walk. Results are appended to `out`, each directory's ahead of those below it.
+/// One search. What it comes by is offered, each directory's entries ahead of those below it.
 class CTreeSearch {
 public:
-    CTreeSearch(TREE_QUERY query, std::vector<stringEx>& out)
-        : m_query(std::move(query)), m_out(out) {}
+    /// Is given the directory, which ends in "/", and the name in it. Both are good for the call.
+    using OFFER = std::function<void(const stringEx& folder, const stringEx& name)>;
+
+    CTreeSearch(const TREE_QUERY& query, OFFER offer) : m_query(query), m_offer(std::move(offer)) {}
 
     /// Walks the directory at `base`, which ends in "/". Failures throw `dirExp` with code 19, the
     /// cause below a head for each directory on the way to it.
     void Run(const stringEx& base);
+
+    /// Asks for one name in the directory at `base` without listing it, to the effect of a listing
+    /// that is not recursive. No other entry is looked at, so none can end the search.
+    void LookUp(const stringEx& base, const stringEx& name);
 
 private:
     struct SUB_DIR {
@@ -46,7 +51,10 @@ private:
         std::size_t next = 0;
     };
 
+    template <class Search>
+    void Guard(const stringEx& base, Search search);
     void Walk(const stringEx& base);
+    void Ask(const stringEx& base, const stringEx& name);
     void Enter(const stringEx& path);
     void ReadLevel(DIR* directory, LEVEL& level);
     void Visit(const SUB_DIR& subDir);
@@ -54,7 +62,7 @@ private:
     stringEx WrapCause(const stringEx& cause) const;
 
     TREE_QUERY m_query;
-    std::vector<stringEx>& m_out;
+    OFFER m_offer;
     std::vector<LEVEL> m_way;
 };
 

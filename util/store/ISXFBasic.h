@@ -78,8 +78,8 @@ protected:
     /// Takes `n` bytes off the bound, before anything is read or written. When they are too many
     /// the bound becomes 0 and `isxfExp` is thrown.
     void _CheckBound(std::uint64_t n) const;
-    /// For a source that ended after `got` of `n` bytes: the bound becomes 0, since nothing can
-    /// follow, and the error is that of a bound which stood there.
+    /// For a source or a sink that ended after `got` of `n` bytes: the bound becomes 0, since
+    /// nothing can follow, and the error is that of a bound which stood there.
     [[noreturn]] void _ThrowShortage(std::uint64_t n, std::uint64_t got) const;
 
     static PAYLOAD _PayloadOf(DATATYPE type);

@@ -4,6 +4,7 @@
 
 #include "util/sys/errhdl.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -57,8 +58,8 @@ void CISXFWriter<IO>::__AppendText(DATATYPE type, const T* elements, std::uint64
     const auto size = static_cast<std::uint32_t>(length * sizeof(T));
     _CheckBound(sizeof type + sizeof size + std::uint64_t{size});
     __WriteTag(type);
-    __io->Write(&size, sizeof size);
-    __io->Write(elements, size);
+    __Write(&size, sizeof size);
+    __Write(elements, size);
 }
 
 template <class IO>
@@ -66,13 +67,26 @@ void CISXFWriter<IO>::__AppendValue(DATATYPE type, const void* payload, unsigned
     _CheckBound(sizeof type + std::uint64_t{size});
     __WriteTag(type);
     if (size != 0) {
-        __io->Write(payload, size);
+        __Write(payload, size);
     }
 }
 
 template <class IO>
 void CISXFWriter<IO>::__WriteTag(DATATYPE type) {
-    __io->Write(&type, sizeof type);
+    __Write(&type, sizeof type);
+}
+
+/// A sink may take less than it is given, as files do. One that takes nothing has ended.
+template <class IO>
+void CISXFWriter<IO>::__Write(const void* data, unsigned int size) {
+    const auto* const bytes = static_cast<const unsigned char*>(data);
+    for (unsigned int done = 0; done < size;) {
+        const unsigned int count = __io->Write(bytes + done, size - done);
+        if (count == 0) {
+            _ThrowShortage(size, done);
+        }
+        done += std::min(count, size - done);
+    }
 }
 
 template class CISXFWriter<TDataSink>;

@@ -14,7 +14,8 @@ namespace Quil {
 ///
 /// The I/O object belongs to the caller and must outlive the writer; both belong to one thread.
 /// What the I/O object throws passes through. A value that doesn't fit into what the bound leaves
-/// throws `isxfExp`, code 2, before any of it is written.
+/// throws `isxfExp`, code 2, before any of it is written. What a short write leaves is written by
+/// further ones; a sink that takes nothing more throws `isxfExp`, code 2, amid the value.
 template <class IO>
 class CISXFWriter : public CISXFBasic {
 public:
@@ -97,6 +98,7 @@ private:
     void __AppendTag(DATATYPE type) { __AppendValue(type, nullptr, 0); }
     void __AppendValue(DATATYPE type, const void* payload, unsigned int size);
     void __WriteTag(DATATYPE type);
+    void __Write(const void* data, unsigned int size);
 
     IO* __io;
 };

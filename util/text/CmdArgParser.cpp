@@ -240,6 +240,17 @@ stringEx CCmdArgParser::GetNoneSwitch(unsigned int nth) const {
     return stEMPTY;
 }
 
+std::vector<stringEx> CCmdArgParser::GetNoneSwitches() const {
+    const std::size_t count = GetNoneSwitchCount();
+    std::vector<stringEx> words;
+    for (std::size_t i = __first; i < __arguments.size() && words.size() < count; ++i) {
+        if (__arguments[i].name.empty()) {
+            words.push_back(__arguments[i].raw);
+        }
+    }
+    return words;
+}
+
 unsigned int CCmdArgParser::GetNoneSwitchCount() const {
     const std::size_t taken = std::size_t{__switchCount} + __first;
     return __arguments.size() > taken ? static_cast<unsigned int>(__arguments.size() - taken) : 0;

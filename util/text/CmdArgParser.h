@@ -77,6 +77,8 @@ public:
 
     /// The raw text of the nth plain word, empty when there is none.
     stringEx GetNoneSwitch(unsigned int nth) const;
+    /// All of them, as many as are counted, in one scan.
+    std::vector<stringEx> GetNoneSwitches() const;
 
     /// The number of plain words. A bare "-" or a nameless "-:x" counts as a switch here though it
     /// has no name, so with one of them on the line the last plain word falls off the end.
