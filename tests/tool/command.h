@@ -26,5 +26,6 @@ protected:
     std::string Read(const std::string& name) const;
 
     std::filesystem::path folder;
-    unsigned long fileLimit = 0; ///< bytes that the command may write to one file; 0: no limit
+    unsigned long fileLimit = 0;   ///< bytes that the command may write to one file; 0: no limit
+    bool errorsOnTerminal = false; ///< standard error is a terminal: `err` is what it shows
 };
