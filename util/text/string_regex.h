@@ -26,8 +26,8 @@ struct RegexDeletor {
 /// The layer of regular expressions. Positions and lengths are in elements.
 ///
 /// A pattern that doesn't compile gives a null handle, and with it, or when the engine fails, there
-/// is no match. Only the second form of `regex_comp` tells the reason. Texts of 2^31 elements and more have none either.
-/// Memory for strings raises std::bad_alloc.
+/// is no match. Only the second form of `regex_comp` tells the reason. Texts of 2^31 elements and
+/// more have none either. Memory for strings raises std::bad_alloc.
 ///
 /// What the arguments mean everywhere:
 /// - `ignoreCase`, `newline` (`.` and `[^...]` stop at line feeds, `^` and `$` match at them),
