@@ -244,14 +244,14 @@ TEST(Exhaustive, AlternativesBeforeReferencesByChance) {
         return over(',', {seed() % 2 ? group() : plain(), seed() % 2 ? refer() : group()});
     };
     std::size_t compared = 0;
-    for (int i = 0; i < 4000; ++i) {
+    for (int i = 0; i < 2000; ++i) {
         const astp choice = over('|', {branch(), branch(), branch()});
         const astp rest = repeated(leaf('c', 'b'), 0, 1, 'L');
         compared +=
             compare(flatten(over(',', {choice, group(), refer(), rest})), texts("ab", 4), {}) ? 1
                                                                                               : 0;
     }
-    EXPECT_GT(compared, 1000u);
+    EXPECT_GT(compared, 500u);
 }
 
 TEST(Exhaustive, LargerExpressionsByChance) {
