@@ -92,6 +92,7 @@ void rangemember(vars<chr>* v, chr start, state* lp, state* rp) {
 
 template <class chr>
 void brackpart(vars<chr>* v, state* lp, state* rp) {
+    const construct member(v);
     switch (v->nexttype) {
     case RANGE:
         seterr(v, REG_ERANGE);

@@ -58,6 +58,7 @@ void translate(vars<chr>* v) {
     }
     if (!iserr(v))
         v->tree = parse(v, v->nfa->init, v->nfa->final);
+    v->at = REG_NOWHERE;
     if (!iserr(v))
         specialcolors(v->nfa);
 }
@@ -113,7 +114,8 @@ void package(vars<chr>* v) {
 } // namespace
 
 template <class chr>
-int compile(regex_t* re, const chr* pattern, std::size_t len, int flags) {
+int compile(regex_t* re, const chr* pattern, std::size_t len, int flags, std::ptrdiff_t& at) {
+    at = REG_NOWHERE;
     if (!re || !pattern || badflags(flags))
         return REG_INVARG;
     re->re_magic = REMAGIC;
@@ -125,7 +127,8 @@ int compile(regex_t* re, const chr* pattern, std::size_t len, int flags) {
 
     vars<chr> v{};
     v.re = re;
-    v.now = pattern;
+    v.errat = v.at = v.construct = REG_NOWHERE;
+    v.pattern = v.now = pattern;
     v.stop = pattern + len;
     v.cflags = flags;
     v.nlcolor = COLORLESS;
@@ -141,10 +144,11 @@ int compile(regex_t* re, const chr* pattern, std::size_t len, int flags) {
         package(&v);
     if (iserr(&v))
         rfree<chr>(re);
+    at = v.errat;
     return v.err;
 }
 
-template int compile(regex_t*, const char*, std::size_t, int);
-template int compile(regex_t*, const wchar_t*, std::size_t, int);
+template int compile(regex_t*, const char*, std::size_t, int, std::ptrdiff_t&);
+template int compile(regex_t*, const wchar_t*, std::size_t, int, std::ptrdiff_t&);
 
 } // namespace Quil::IMPL::engine

@@ -8,12 +8,12 @@
 
 namespace Quil::IMPL::engine {
 
-/// Compiles `len` characters of `pattern` into `re`; the result code. What wre_comp() and
-/// sre_comp() do.
+/// Compiles `len` characters of `pattern` into `re`; the result code, and where the error was
+/// found. What wre_comp_at() and sre_comp_at() do.
 template <class chr>
-int compile(regex_t* re, const chr* pattern, std::size_t len, int flags);
+int compile(regex_t* re, const chr* pattern, std::size_t len, int flags, std::ptrdiff_t& at);
 
-extern template int compile(regex_t*, const char*, std::size_t, int);
-extern template int compile(regex_t*, const wchar_t*, std::size_t, int);
+extern template int compile(regex_t*, const char*, std::size_t, int, std::ptrdiff_t&);
+extern template int compile(regex_t*, const wchar_t*, std::size_t, int, std::ptrdiff_t&);
 
 } // namespace Quil::IMPL::engine

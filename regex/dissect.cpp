@@ -20,18 +20,7 @@ bool shorter(const subre& node) {
 
 template <class Chr>
 TDissector<Chr>::TDissector(const guts<pattern>& g, scanenv<Chr>& env, TNodes<Chr>& nodes)
-    : guts_(g), env_(env), nodes_(nodes), hinges_(static_cast<std::size_t>(g.ntree)) {
-    // Only an alternation goes on, to its next alternative, without clearing what the last one did.
-    zapping_.assign(1, g.tree);
-    while (!zapping_.empty()) {
-        const subre* const t = zapping_.back();
-        zapping_.pop_back();
-        leftovers_ = leftovers_ || (t->op == '|' && (t->flags & BACKR));
-        for (const subre* const child : {t->left, t->right})
-            if (child)
-                zapping_.push_back(child);
-    }
-}
+    : guts_(g), env_(env), nodes_(nodes), hinges_(static_cast<std::size_t>(g.ntree)) {}
 
 template <class Chr>
 void TDissector<Chr>::setmatches(regmatch_t* pmatch, std::size_t nmatch) {
@@ -176,9 +165,9 @@ const Chr* TDissector<Chr>::preferred(const subre& left, const CPlaces& among, c
     return place < 0 ? nullptr : begin + place;
 }
 
-/// Pushes the set of divisions that both sides allow; gives the last one that the left side allows.
+/// Pushes the set of divisions that both sides allow.
 template <class Chr>
-const Chr* TDissector<Chr>::collect(const subre& node, const Chr* begin, const Chr* end) {
+void TDissector<Chr>::collect(const subre& node, const Chr* begin, const Chr* end) {
     const std::size_t at = bits_.size();
     const std::size_t words = CPlaces::wordsfor(static_cast<std::size_t>(end - begin) + 1);
     bits_.resize(at + 2 * words, 0);
@@ -186,11 +175,8 @@ const Chr* TDissector<Chr>::collect(const subre& node, const Chr* begin, const C
     CPlaces rights = places(at + words, begin, end);
     nodes_.forward(*node.left).ends(begin, end, lefts);
     nodes_.backward(*node.right).begins(begin, end, rights);
-    const bool small = shorter(*node.left);
-    const std::ptrdiff_t last = small ? lefts.previous(end - begin) : lefts.next(0);
     lefts.intersect(rights);
     bits_.resize(at + words);
-    return last < 0 ? nullptr : begin + last;
 }
 
 /// Each node starts afresh whenever it is entered: a parent that tries another division clears what
@@ -305,34 +291,26 @@ int TDissector<Chr>::concatenate(int er) {
     }
 }
 
-/// Goes over to the next division. Those that the right side can't reach the end from are left out,
-/// but for the last one: when all fail, groups stay as the left side has set them there.
+/// Goes over to the next division. Those that the right side can't reach the end from are left out
+/// where that can be told beforehand.
 template <class Chr>
 int TDissector<Chr>::nextmid() {
     frame& f = frames_.back();
     const auto [node, begin, end] = f.span;
     const subre& left = *node->left;
     const Chr* const tried = f.mid;
-    if (tried == (shorter(left) ? end : begin))
-        return REG_NOMATCH;
-    if (f.only && !leftovers_)
+    if (f.only || tried == (shorter(left) ? end : begin))
         return REG_NOMATCH;
     if (f.candidates == NONE && collectable(begin, end)) {
         f.candidates = bits_.size();
-        f.lastmid = collect(*node, begin, end);
+        collect(*node, begin, end);
     }
-    if (f.candidates == NONE) {
-        f.mid = stepmid(left, begin, tried, end);
-    } else {
-        f.mid = preferred(left, places(f.candidates, begin, end), begin,
-                          shorter(left) ? tried + 1 : tried - 1);
-        if (!f.mid && tried != f.lastmid)
-            f.mid = f.lastmid;
-    }
+    f.mid = f.candidates == NONE ? stepmid(left, begin, tried, end)
+                                 : preferred(left, places(f.candidates, begin, end), begin,
+                                             shorter(left) ? tried + 1 : tried - 1);
     if (!f.mid)
         return REG_NOMATCH;
     f.at = INLEFT;
-    f.only = false;
     zap(&left);
     zap(node->right);
     enter(&left, begin, f.mid);
@@ -345,6 +323,8 @@ int TDissector<Chr>::alternate(int er) {
     const piece span = f.span;
     if (f.at == INLEFT && er != REG_NOMATCH)
         return er;
+    if (f.at == INLEFT)
+        zap(f.alternative->left);
     f.alternative = f.at == ENTERED ? span.node : f.alternative->right;
     while (f.alternative && !nodes_.matches(*f.alternative->left, span.begin, span.end))
         f.alternative = f.alternative->right;
@@ -384,7 +364,6 @@ int TDissector<Chr>::compare(const Chr* a, const Chr* b, std::size_t length) con
         return guts_.compare == &casecmp<pattern> ? casecmp(a, b, length) : cmp(a, b, length);
 }
 
-/// The groups below `root` take no part, as long as nothing else is found.
 template <class Chr>
 void TDissector<Chr>::zap(const subre* root) {
     zapping_.assign(1, root);
@@ -394,7 +373,7 @@ void TDissector<Chr>::zap(const subre* root) {
         if (t->op == '(' && static_cast<std::size_t>(t->subno) < nmatch_)
             pmatch_[t->subno] = regmatch_t{-1, -1};
         for (const subre* const child : {t->left, t->right})
-            if (child && (child->flags & CAP))
+            if (child)
                 zapping_.push_back(child);
     }
 }

@@ -30,7 +30,8 @@ public:
     int dissect(const subre* root, const Chr* begin, const Chr* end);
     /// The same with back references: REG_NOMATCH if the span doesn't match after all.
     int cdissect(const subre* root, const Chr* begin, const Chr* end);
-    /// The groups below `root` take no part, as long as nothing else is found.
+    /// The groups below `root` take no part, as long as nothing else is found. All nodes are asked:
+    /// an alternation's flags tell of all alternatives, those of one alternative not of the rest.
     void zap(const subre* root);
 
 private:
@@ -47,7 +48,6 @@ private:
         const subre* alternative = nullptr; // of an alternation: the node of the one tried now
         const Chr* mid = nullptr;           // of a concatenation: the division tried now
         bool only = false;                  // ... and no other is possible
-        const Chr* lastmid = nullptr;       // the last one that the left side allows
         std::size_t candidates = NONE; // place in `bits_` of the divisions that both sides allow
     };
     static constexpr std::size_t NONE = ~std::size_t{0};
@@ -62,7 +62,7 @@ private:
     CPlaces places(std::size_t at, const Chr* begin, const Chr* end);
     const Chr* preferred(const subre& left, const CPlaces& among, const Chr* begin,
                          const Chr* from) const;
-    const Chr* collect(const subre& node, const Chr* begin, const Chr* end);
+    void collect(const subre& node, const Chr* begin, const Chr* end);
     bool collectable(const Chr* begin, const Chr* end) const;
 
     void enter(const subre* node, const Chr* begin, const Chr* end);
@@ -80,7 +80,6 @@ private:
     TNodes<Chr>& nodes_;
     regmatch_t* pmatch_ = nullptr; // borrowed
     std::size_t nmatch_ = 0;
-    bool leftovers_ = false; // what a node that failed has set of its groups may yet be seen
     std::vector<std::optional<CHinge>> hinges_; // by node, made when first asked for
     std::vector<piece> pieces_;
     std::vector<frame> frames_;

@@ -42,7 +42,7 @@ void copygroup(varsbase* v, const subre* node) {
 }
 
 /// Puts a choice between the node in `slot` and nothing in its place. `slot` is then that of the
-/// node.
+/// node. The way past the node, from `bypass` to its end, is yet to be laid.
 void either(varsbase* v, subre**& slot, int preference, state* lp, state* bypass) {
     subre* const node = *slot;
     const int flags = COMBINE(preference, node->flags);
@@ -51,7 +51,6 @@ void either(varsbase* v, subre**& slot, int preference, state* lp, state* bypass
     subre* const nothing = newsubre(v, '=', 0, bypass, node->end);
     if (iserr(v))
         return;
-    emptyarc(v, bypass, node->end);
     choice->left = node;
     choice->right = other;
     other->left = nothing;
@@ -165,7 +164,8 @@ void divide(varsbase* v, subre* node, quantifier q, state* lp, state* rp, subre*
 
     if (node->op == 'b')
         copygroup(v, node);
-    if (q.min == 0) {
+    const bool optional = q.min == 0;
+    if (optional) {
         either(v, slot, q.preference, lp, bypass);
         q.min = 1;
     }
@@ -177,6 +177,9 @@ void divide(varsbase* v, subre* node, quantifier q, state* lp, state* rp, subre*
         emptyarc(v, prefix, node->begin);
     else
         repeatnode(v, slot, q, prefix);
+    // Only now: a loop takes all arcs to the node's end along, and what passes by would enter it.
+    if (optional)
+        emptyarc(v, bypass, node->end);
     t->right = newsubre(v, '=', 0, node->end, rp);
 }
 

@@ -36,6 +36,7 @@ typename lexer<chr>::outcome lexer<chr>::read() {
     const bool maintext = v->lexcon == L_ERE || v->lexcon == L_BRE;
     if (has(REG_EXPANDED) && (maintext || v->lexcon == L_EBND || v->lexcon == L_BBND))
         skip();
+    begintoken();
     if (atend())
         return atpatternend();
     const chr c = *v->now++;
@@ -71,8 +72,10 @@ typename lexer<chr>::outcome lexer<chr>::atpatternend() {
         return token(EOS);
     case L_EBND:
     case L_BBND:
+        v->at = v->opened;
         return fail(REG_EBRACE);
     default:
+        v->at = v->opened;
         return fail(REG_EBRACK);
     }
 }
@@ -113,7 +116,7 @@ typename lexer<chr>::outcome lexer<chr>::readbrack(chr c) {
         return token(RANGE, c);
     case '[':
         if (atend())
-            return fail(REG_EBRACK);
+            return atpatternend();
         if (take('.')) {
             v->lexcon = L_CEL;
             return token(COLLEL);
@@ -206,6 +209,7 @@ typename lexer<chr>::outcome lexer<chr>::readbreescape() {
     switch (c) {
     case '{':
         v->lexcon = L_BBND;
+        v->opened = v->at;
         note(v, REG_UBOUNDS);
         return token('{');
     case '(':
@@ -254,6 +258,7 @@ typename lexer<chr>::outcome lexer<chr>::readere(chr c) {
         if (!atend() && isdigitchr(*v->now)) {
             note(v, REG_UBOUNDS);
             v->lexcon = L_EBND;
+            v->opened = v->at;
             return token('{');
         }
         note(v, REG_UBRACES | REG_UUNSPEC);
@@ -310,6 +315,7 @@ typename lexer<chr>::outcome lexer<chr>::openbrack() {
         }
     }
     v->lexcon = L_BRACK;
+    v->opened = v->at;
     return token('[', take('^') ? 0 : 1);
 }
 

@@ -59,6 +59,11 @@ struct lexer {
 
     bool has(int flag) const { return (v->cflags & flag) == flag; }
     bool atend() const { return v->now == v->stop; }
+    /// The present token begins here. One of a nested string begins where the shorthand does.
+    void begintoken() {
+        if (!v->savenow)
+            v->at = v->now - v->pattern;
+    }
     std::size_t left() const { return static_cast<std::size_t>(v->stop - v->now); }
     bool nextis(char c) const { return !atend() && *v->now == c; }
     bool nextare(std::string_view text) const;
@@ -125,7 +130,7 @@ typename lexer<chr>::outcome lexer<chr>::token(int type, celt value) {
 
 template <class chr>
 typename lexer<chr>::outcome lexer<chr>::fail(int code) {
-    seterr(v, code);
+    seterr(v, code, v->at);
     return TOKEN;
 }
 

@@ -8,6 +8,7 @@ template <class chr>
 void lexer<chr>::prefixes() {
     if (has(REG_QUOTE))
         return;
+    begintoken();
     constexpr std::size_t DIRECTORLENGTH = 4;
     if (left() >= DIRECTORLENGTH && nextare("***"))
         director();
@@ -44,9 +45,11 @@ void lexer<chr>::options() {
     v->now += 2;
     for (; !atend() && isletterchr(*v->now); ++v->now)
         if (!option(*v->now)) {
+            begintoken();
             fail(REG_BADOPT);
             return;
         }
+    begintoken();
     if (!take(')'))
         fail(REG_BADOPT);
     else if (has(REG_QUOTE))

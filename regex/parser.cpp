@@ -14,7 +14,7 @@ template <class chr>
 struct parser {
     vars<chr>* v;
 
-    subre* parse(int stopper, int type, state* init, state* final);
+    subre* parse(int stopper, int type, state* init, state* final, std::ptrdiff_t opened);
 
 private:
     struct atominfo {
@@ -84,9 +84,10 @@ void parser<chr>::forgetgroups(std::size_t before) {
         v->subs[i] = {};
 }
 
-/// An expression up to `stopper`, which stays the present token.
+/// An expression up to `stopper`, which stays the present token. `opened` is where the parenthesis
+/// stands that it closes.
 template <class chr>
-subre* parser<chr>::parse(int stopper, int type, state* init, state* final) {
+subre* parser<chr>::parse(int stopper, int type, state* init, state* final, std::ptrdiff_t opened) {
     if (!deeper())
         return nullptr;
     subre* const branches = alternatives(stopper, type, init, final);
@@ -94,7 +95,7 @@ subre* parser<chr>::parse(int stopper, int type, state* init, state* final) {
     if (failed())
         return nullptr;
     if (!see(stopper)) {
-        seterr(v, REG_EPAREN);
+        seterr(v, REG_EPAREN, opened);
         return nullptr;
     }
     return simplified(branches);
@@ -206,6 +207,7 @@ void parser<chr>::parseqatom(int type, state* lp, state* rp, subre* top) {
     atominfo atom = parseatom(type, lp, rp);
     if (failed())
         return;
+    const construct quantified(v);
     const quantifier q = parsequantifier();
     if (failed())
         return;
@@ -317,13 +319,14 @@ template <class chr>
 void parser<chr>::lookahead(state* lp, state* rp) {
     const bool positive = v->nextvalue != 0;
     const auto before = static_cast<std::size_t>(v->nsubexp);
+    const std::ptrdiff_t opened = v->at;
     next(v);
     state *s, *s2;
     newstates(s, s2);
     if (failed())
         return;
     ++v->lookahead;
-    subre* const content = parse(')', LACON, s, s2);
+    subre* const content = parse(')', LACON, s, s2, opened);
     --v->lookahead;
     if (failed())
         return;
@@ -421,6 +424,7 @@ template <class chr>
 void parser<chr>::group(atominfo& atom, int type, state* lp, state* rp) {
     const bool capturing = type != LACON && v->nextvalue != 0;
     const std::size_t number = capturing ? static_cast<std::size_t>(++v->nsubexp) : 0;
+    const std::ptrdiff_t opened = v->at;
     next(v);
     state *s, *s2;
     newstates(s, s2);
@@ -428,7 +432,7 @@ void parser<chr>::group(atominfo& atom, int type, state* lp, state* rp) {
         return;
     emptyarc(lp, s);
     emptyarc(s2, rp);
-    atom.node = parse(')', PLAIN, s, s2);
+    atom.node = parse(')', PLAIN, s, s2, opened);
     if (failed())
         return;
     next(v);
@@ -546,7 +550,7 @@ void parser<chr>::cancel(const atominfo& atom, state* lp, state* rp) {
 
 template <class chr>
 subre* parse(vars<chr>* v, state* init, state* final) {
-    return parser<chr>{v}.parse(EOS, PLAIN, init, final);
+    return parser<chr>{v}.parse(EOS, PLAIN, init, final, v->at);
 }
 
 template subre* parse(vars<char>*, state*, state*);

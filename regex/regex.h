@@ -81,6 +81,9 @@ inline constexpr int REG_MIXED = 17;   ///< handle compiled by the other engine
 inline constexpr int REG_BADOPT = 18;  ///< bad embedded option
 /// @}
 
+/// No place in a pattern.
+inline constexpr std::ptrdiff_t REG_NOWHERE = -1;
+
 /// \name Limits
 /// A pattern that passes one of them gets REG_ESPACE. They stand far above what an expression
 /// written for a purpose needs, and keep a hostile one from eating the machine.
@@ -133,6 +136,13 @@ struct rm_detail_t {
 /// Returns a result code. After a failure `re` needs no freeing.
 int wre_comp(regex_t* re, const wchar_t* pattern, std::size_t len, int flags);
 
+/// The same, and after a failure `at` is the index of the character at which the error was found:
+/// of the quantifier, escape, range or name that is wrong, of the parenthesis, bracket or brace
+/// that isn't closed, or of the part that is too large. REG_NOWHERE if no part can be blamed, as
+/// when all are too large together. Meaningless after a success.
+int wre_comp_at(regex_t* re, const wchar_t* pattern, std::size_t len, int flags,
+                std::ptrdiff_t& at);
+
 /// Searches `len` characters for the leftmost match. On REG_OKAY pmatch[0] is the whole match and
 /// pmatch[i] group i, for i below `nmatch`. `details` may be null unless compiled with REG_EXPECT.
 /// A string of 2^31 characters or more can't be told in `regmatch_t` and must not be given.
@@ -148,6 +158,7 @@ void wregfree(regex_t* re);
 /// The same over `char`. Case and classes follow the C library's locale of the moment.
 /// @{
 int sre_comp(regex_t* re, const char* pattern, std::size_t len, int flags);
+int sre_comp_at(regex_t* re, const char* pattern, std::size_t len, int flags, std::ptrdiff_t& at);
 int sre_exec(regex_t* re, const char* string, std::size_t len, rm_detail_t* details,
              std::size_t nmatch, regmatch_t pmatch[], int flags);
 void sregfree(regex_t* re);

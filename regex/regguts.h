@@ -1,8 +1,9 @@
 // The records that the stages of the engine share: the subexpression tree, the compiled form, and
 // the working record of a compile.
 //
-// Error discipline: the first error wins. seterr() records it and makes the token stream look
-// ended, so the parser runs out of work; every later step that sees iserr() does nothing.
+// Error discipline: the first error wins. seterr() records it, and where in the pattern it was
+// found, and makes the token stream look ended, so the parser runs out of work; every later step
+// that sees iserr() does nothing.
 #pragma once
 
 #include "regex/arena.h"
@@ -127,6 +128,10 @@ inline constexpr std::size_t NINLINESUBS = 10;
 struct varsbase {
     regex_t* re;                ///< the handle; null once the compile has succeeded
     int err;                    ///< first error, 0 if none
+    std::ptrdiff_t errat;       ///< where in the pattern it was found; REG_NOWHERE
+    std::ptrdiff_t at;          ///< where the present token begins; REG_NOWHERE behind the parser
+    std::ptrdiff_t opened;      ///< where the bracket or bound being read was opened
+    std::ptrdiff_t construct;   ///< where what errors are told of began; REG_NOWHERE: the token
     int cflags;                 ///< flags in force
     int lasttype;               ///< previous token
     int nexttype;               ///< current token
@@ -161,7 +166,8 @@ struct cvec;
 /// takes it first.
 template <class chr>
 struct vars : varsbase {
-    const chr* now; ///< the pattern still to read
+    const chr* pattern; ///< the whole of it
+    const chr* now;     ///< what is still to read
     const chr* stop;
     const chr* savenow; ///< the outer pattern while a nested string is read
     const chr* savestop;
@@ -175,13 +181,33 @@ inline bool iserr(const varsbase* v) {
 }
 
 /// Records an error, unless there is one already, and ends the token stream. Returns the recorded
-/// one.
-inline int seterr(varsbase* v, int e) {
+/// one. `at` is the place in the pattern that is to be told.
+inline int seterr(varsbase* v, int e, std::ptrdiff_t at) {
     v->nexttype = EOS;
-    if (v->err == 0)
+    if (v->err == 0) {
         v->err = e;
+        v->errat = at;
+    }
     return v->err;
 }
+
+/// The same at the present token, or at the construct that it belongs to.
+inline int seterr(varsbase* v, int e) {
+    return seterr(v, e, v->construct != REG_NOWHERE ? v->construct : v->at);
+}
+
+/// While it lives, errors of the parser are told of what begins with the token present when it was
+/// made: a range is found to be bad only when all of it has been read.
+class construct {
+public:
+    explicit construct(varsbase* v) : v_(v) { v->construct = v->at; }
+    ~construct() { v_->construct = REG_NOWHERE; }
+    construct(const construct&) = delete;
+    construct& operator=(const construct&) = delete;
+
+private:
+    varsbase* v_;
+};
 
 /// Notes an information bit.
 inline void note(varsbase* v, long bit) {

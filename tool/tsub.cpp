@@ -1,6 +1,7 @@
 // The command: settles the switches in a fixed order, then passes over the inputs. The order in
 // which switches are read decides which of several wins and which error is reported first, so it is
 // part of the command's behaviour.
+#include "tool/expression.h"
 #include "tool/file_list.h"
 #include "tool/listings.h"
 #include "tool/locale_choice.h"
@@ -20,19 +21,6 @@ constexpr int EXIT_REPLACED = 0;
 constexpr int EXIT_LISTED = 0;
 constexpr int EXIT_NOTHING = 1;
 constexpr int EXIT_ERROR = -1;
-
-/// Expands the aliases for characters that are hard to type on a command line. A blind literal
-/// replacement, one alias after the other: brackets and backslashes around one don't matter.
-void RegexExtendClassParser(wstringEx& str) {
-    static constexpr struct {
-        const wchar_t* alias;
-        const wchar_t* character;
-    } aliases[] = {{L"[:dq:]", L"\""}, {L"[:sq:]", L"'"},  {L"[:nl:]", L"\n"},
-                   {L"[:rt:]", L"\r"}, {L"[:tb:]", L"\t"}, {L"[:bs:]", L"\b"}};
-    for (const auto& row : aliases) {
-        str.find_replace(row.alias, row.character, 0, true);
-    }
-}
 
 // ---- Switches ----
 
@@ -115,9 +103,6 @@ void SettleFind(const CCmdArgParser& parser, Run& run) {
         if (row.func != FIND::any) {
             run.findText = run.arg.converter->TtoWC(parser.GetSwitchNoCase(row.name, 0));
         }
-        if (row.func == FIND::regex) {
-            RegexExtendClassParser(run.findText);
-        }
         return;
     }
 }
@@ -159,14 +144,6 @@ void SettleFlags(const CCmdArgParser& parser, Run& run) {
     run.showTotalCount = HasSwitch(parser, "trc");
     run.addSign = HasSwitch(parser, "unisign");
     run.errStop = HasSwitch(parser, "errstop");
-}
-
-/// An expression that doesn't compile leaves a null handle, and nothing matches.
-void CompileExpression(Run& run) {
-    if (run.findFunc == FIND::regex) {
-        run.regexComp =
-            wstringEx::regex_comp(run.findText, run.regexNoCase, !run.regexNoNewline, true, true);
-    }
 }
 
 /// Reports the total and answers the exit status. A run that changed nothing since it could not

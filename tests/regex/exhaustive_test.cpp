@@ -88,7 +88,9 @@ bool compare(astp root, const std::vector<std::string>& subjects, reference::opt
     reference::matcher matcher(*root, static_cast<int>(groups.size()) - 1, o);
     for (const std::string& text : subjects) {
         const std::wstring widetext = test::widen<wchar_t>(text);
-        const std::string expected = asspans(matcher.match(text));
+        const std::vector<reference::span> spans = matcher.match(text);
+        EXPECT_TRUE(matcher.isreading(spans)) << pattern << " on '" << text << "'";
+        const std::string expected = asspans(spans);
         const std::size_t slots = groups.size();
         const auto by = [&](auto& context, const auto& subject, int more) {
             return test::print(test::exec(context, subject, 0, slots, eflags | more));
@@ -116,10 +118,19 @@ bool comparelibrary(const std::string& pattern, const std::vector<std::string>& 
     return true;
 }
 
+/// A back reference, yet to be settled.
+astp referring(int group) {
+    astp a = leaf('\\');
+    a->group = group;
+    return a;
+}
+
 /// All expressions of exactly `size` nodes, by size.
-std::vector<std::vector<astp>> expressions(std::size_t most) {
+std::vector<std::vector<astp>> expressions(std::size_t most,
+                                           std::vector<astp> leaves = {leaf('c', 'a'),
+                                                                       leaf('c', 'b'), leaf('.')}) {
     std::vector<std::vector<astp>> of(most + 1);
-    of[1] = {leaf('c', 'a'), leaf('c', 'b'), leaf('.')};
+    of[1] = std::move(leaves);
     for (std::size_t size = 2; size <= most; ++size) {
         for (const astp& a : of[size - 1]) {
             for (const auto& [min, max] : {std::pair{0, MANY}, {1, MANY}, {0, 1}, {1, 2}})
@@ -148,11 +159,8 @@ astp random(std::mt19937& seed, int depth, bool grouping = true) {
     if (depth == 0 || pick(8) == 0) {
         if (pick(5) == 0)
             return leaf('^', "^$AZyYmM"[pick(8)]);
-        if (grouping && pick(4) == 0) {
-            astp reference = leaf('\\');
-            reference->group = 1 + pick(2);
-            return reference;
-        }
+        if (grouping && pick(4) == 0)
+            return referring(1 + pick(2));
         return pick(5) == 0 ? leaf('.') : leaf('c', "aab "[pick(4)]);
     }
     const auto child = [&] { return random(seed, depth - 1, grouping); };
@@ -197,6 +205,21 @@ TEST(Exhaustive, SmallExpressions) {
     EXPECT_GT(compared, 3000u);
 }
 
+// Behind a group that took part, that may have, and that hasn't.
+TEST(Exhaustive, SmallExpressionsWithReferences) {
+    const astp either = over('(', {over('|', {leaf('c', 'a'), leaf('c', 'b')})});
+    const astp starred = over('(', {repeated(leaf('c', 'a'), 0, MANY, 'L')});
+    const auto all = expressions(3, {leaf('c', 'b'), leaf('.'), referring(1)});
+    std::size_t compared = 0;
+    for (const auto& size : all)
+        for (const astp& a : size)
+            for (const astp& root :
+                 {over(',', {either, a}), over(',', {starred, a}), over('|', {starred, a}),
+                  over(',', {over('|', {either, leaf('c', 'b')}), a})})
+                compared += compare(flatten(root), texts("ab", 4), {}) ? 1 : 0;
+    EXPECT_GT(compared, 1000u);
+}
+
 TEST(Exhaustive, PlainExtendedAgainstTheLibrary) {
     const auto subjects = texts("ab", 4);
     std::size_t compared = 0;
@@ -207,6 +230,28 @@ TEST(Exhaustive, PlainExtendedAgainstTheLibrary) {
                 compared += comparelibrary(pattern, subjects) ? 1 : 0;
         }
     EXPECT_GT(compared, 400u);
+}
+
+// What an alternative has set before it failed must not be seen by a later reference.
+TEST(Exhaustive, AlternativesBeforeReferencesByChance) {
+    std::mt19937 seed(7);
+    const auto atoms = expressions(2);
+    const auto pick = [&](const auto& of) { return of[seed() % of.size()]; };
+    const auto plain = [&] { return pick(atoms[1 + seed() % 2]); };
+    const auto group = [&] { return over('(', {plain()}); };
+    const auto refer = [&] { return referring(1 + static_cast<int>(seed() % 4)); };
+    const auto branch = [&] {
+        return over(',', {seed() % 2 ? group() : plain(), seed() % 2 ? refer() : group()});
+    };
+    std::size_t compared = 0;
+    for (int i = 0; i < 2000; ++i) {
+        const astp choice = over('|', {branch(), branch(), branch()});
+        const astp rest = repeated(leaf('c', 'b'), 0, 1, 'L');
+        compared +=
+            compare(flatten(over(',', {choice, group(), refer(), rest})), texts("ab", 4), {}) ? 1
+                                                                                              : 0;
+    }
+    EXPECT_GT(compared, 500u);
 }
 
 TEST(Exhaustive, LargerExpressionsByChance) {

@@ -85,7 +85,8 @@ struct matcher::node {
 };
 
 matcher::matcher(const ast& root, int groups, options o)
-    : tree_(alternatives(root)), groups_(groups), options_(o), backrefs_(tree_->flags & BACKR) {}
+    : root_(root), tree_(alternatives(root)), groups_(groups), options_(o),
+      backrefs_(tree_->flags & BACKR) {}
 
 matcher::~matcher() = default;
 
@@ -338,9 +339,11 @@ bool matcher::divide(const node& n, int begin, int end) {
         spans_[static_cast<std::size_t>(n.group)] = {begin, end};
         return true;
     case '|':
-        for (const node* t = &n; t; t = t->right.get())
+        for (const node* t = &n; t; t = t->right.get()) {
             if (accepts(*t->left, begin, end) && divide(*t->left, begin, end))
                 return true;
+            zap(*t->left);
+        }
         return false;
     case '.': {
         std::vector<int> mids;
@@ -388,6 +391,94 @@ std::vector<span> matcher::match(const std::string& text) {
         }
     }
     return {};
+}
+
+namespace {
+
+template <class Visit>
+void eachwithin(const ast& a, Visit visit) {
+    visit(a);
+    for (const astp& part : a.parts)
+        eachwithin(*part, visit);
+}
+
+/// Holds a repeated part, more than a back reference, with a back reference in it.
+bool repeatsreference(const ast& a) {
+    bool found = false;
+    eachwithin(a, [&](const ast& loop) {
+        if (loop.kind == '*' && loop.max > 1 && loop.parts[0]->kind != '\\')
+            eachwithin(loop, [&](const ast& within) { found = found || within.kind == '\\'; });
+    });
+    return found;
+}
+
+} // namespace
+
+/// The rounds of a repetition.
+matcher::readings matcher::readagain(const ast& a, const readings& before) const {
+    readings now = before, all;
+    const int rounds = std::min(a.max, a.min + static_cast<int>(text_.size()) + 1);
+    for (int i = 0; i <= rounds; ++i) {
+        if (i >= a.min)
+            all.insert(now.begin(), now.end());
+        readings afresh;
+        for (reading r : now) {
+            eachwithin(a, [&](const ast& within) {
+                if (within.kind == '(')
+                    r.second[static_cast<std::size_t>(within.group)] = {-1, -1};
+            });
+            afresh.insert(std::move(r));
+        }
+        now = read(*a.parts[0], afresh);
+    }
+    return all;
+}
+
+matcher::readings matcher::read(const ast& a, const readings& before) const {
+    readings all;
+    const auto group = static_cast<std::size_t>(a.group);
+    switch (a.kind) {
+    case ',':
+        all = before;
+        for (const astp& part : a.parts)
+            all = read(*part, all);
+        return all;
+    case '|':
+        for (const astp& part : a.parts)
+            all.merge(read(*part, before));
+        return all;
+    case '*':
+        return readagain(a, before);
+    case '(':
+        for (const reading& r : before)
+            for (reading inside : read(*a.parts[0], {r})) {
+                inside.second[group] = {r.first, inside.first};
+                all.insert(std::move(inside));
+            }
+        return all;
+    case '\\':
+        for (const auto& [at, groups] : before) {
+            const auto [begin, end] = groups[group];
+            const auto length = static_cast<std::size_t>(end - begin);
+            if (begin >= 0 && text_.compare(static_cast<std::size_t>(at), length, text_,
+                                            static_cast<std::size_t>(begin), length) == 0)
+                all.insert({at + end - begin, groups});
+        }
+        return all;
+    default: // sets no group
+        for (const auto& [at, groups] : before)
+            for (const int end : from(a, at))
+                all.insert({end, groups});
+        return all;
+    }
+}
+
+bool matcher::isreading(const std::vector<span>& spans) const {
+    if (spans.empty() || repeatsreference(root_))
+        return true;
+    reading start{spans[0].first, {spans.size(), {-1, -1}}}, wanted{spans[0].second, spans};
+    start.second[0] = spans[0];
+    return read(root_, {start}).count(wanted) > 0;
 }
 
 } // namespace reference

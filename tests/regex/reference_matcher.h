@@ -46,8 +46,20 @@ public:
     matcher& operator=(const matcher&) = delete;
     /// Spans of the match and the groups, empty if there is none.
     std::vector<span> match(const std::string& text);
+    /// Whether the spans that `match` gave are a way to read the text by the meaning of each
+    /// construct alone, whatever is preferred: a back reference stands for what its group matched
+    /// and for nothing without it, a group keeps nothing from an earlier round of a repetition.
+    /// Always true where a repeated part holds a back reference, since only its last round is
+    /// compared.
+    bool isreading(const std::vector<span>& spans) const;
 
 private:
+    /// What was read so far: up to where, and the groups.
+    using reading = std::pair<int, std::vector<span>>;
+    using readings = std::set<reading>;
+    readings read(const ast& a, const readings& before) const;
+    readings readagain(const ast& a, const readings& before) const;
+
     struct node;
     using nodep = std::unique_ptr<node>;
     using ends = std::set<int>;
@@ -67,6 +79,7 @@ private:
     bool refer(const node& n, int begin, int end) const;
     void zap(const node& n);
 
+    const ast& root_;
     nodep tree_;
     int groups_;
     options options_;

@@ -18,6 +18,8 @@ TEST(References, ShapesOnTextsOfEveryLength) {
                                                    L"(.)\\1.*?c",
                                                    L"(.)\\1?b",
                                                    L"(.)\\1*",
+                                                   L"(.)\\1*?c",
+                                                   L"(?:(a)|b)\\1*c",
                                                    L"(a|b)\\1",
                                                    L"(ab|bc)\\1",
                                                    L"(?:(.)|b)\\1",

@@ -296,6 +296,57 @@ TYPED_TEST(RegexFront, NullAndEmpty) {
     EXPECT_TRUE(text.empty());
 }
 
+// The engine's code, and the element of the pattern as it was given.
+TYPED_TEST(RegexFront, TellsWhatIsWrongAndWhere) {
+    const struct {
+        const char *pattern, *expected;
+    } rows[] = {
+        {"ab", "0:-"},
+        {"", "0:-"},
+        // What isn't closed, where it was opened.
+        {"a(b(c)", "8:1"},
+        {"***:a(?=b", "8:5"},
+        {"***:a)", "8:5"},
+        {"a[b[:alpha:]", "7:1"},
+        {"[a][[.b", "7:3"},
+        {"a{1}b{2", "9:5"},
+        // What doesn't fit, where it begins.
+        {"a*+", "13:2"},
+        {"a|*", "13:2"},
+        {"***:(?<a)", "13:4"},
+        {"a{2,1}b", "10:1"},
+        {"a{1x}", "10:3"},
+        {"a\\", "5:1"},
+        {"***:[a\\q]", "5:6"},
+        {"***:(a)\\2(b)", "6:7"},
+        {"[a-cz-xb]", "11:4"},
+        {"[a-c-e]", "11:4"},
+        {"[b[:foo:]c]", "4:2"},
+        {"[b[.foo.]c]", "3:2"},
+        {"***:(?inz)a", "18:8"},
+        {"***:(?in", "18:8"},
+        {"***?", "2:0"},
+        {"a(b{255}){255}(((b{255}){255}){255}){255}c", "12:30"},
+        // Behind escapes, which are rewritten to something longer or shorter; and within one.
+        {"\\d\\n\\\\\\.\\<\\\"(", "8:12"},
+        {"\\w[z-\\n]", "11:3"},
+        {"[a-\\d]", "11:1"},
+        {"***:\\d\\n(", "8:8"},
+    };
+    for (const auto& row : rows) {
+        regex_error error;
+        const auto handle =
+            TypeParam::regex_comp(make<TypeParam>(row.pattern), false, true, true, true, error);
+        EXPECT_EQ(!handle, error || *row.pattern == '\0') << row.pattern;
+        EXPECT_EQ(error.text[0] != '\0', static_cast<bool>(error)) << row.pattern;
+        EXPECT_EQ(
+            std::to_string(error.code) + ":" +
+                (error.position == regex_error::NOWHERE ? "-" : std::to_string(error.position)),
+            row.expected)
+            << row.pattern;
+    }
+}
+
 TYPED_TEST(RegexFront, HandleServesThreads) {
     const auto handle = TypeParam::regex_comp(make<TypeParam>("(a+)b"), false, false, true, true);
     const auto work = [handle] {

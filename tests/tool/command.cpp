@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
+#include <pty.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -35,6 +36,18 @@ void Redirect(const fs::path& path, int flags, int to) {
     close(fd);
 }
 
+/// All that a terminal is made to show, up to where nobody has it open any more.
+std::string ReadTerminal(int terminal) {
+    std::string shown;
+    char buffer[512];
+    for (ssize_t got = 0; (got = read(terminal, buffer, sizeof(buffer))) > 0;) {
+        shown.append(buffer, static_cast<std::size_t>(got));
+    }
+    close(terminal);
+    std::erase(shown, '\r'); // which it puts before each line feed
+    return shown;
+}
+
 } // namespace
 
 void CommandTest::SetUp() {
@@ -53,6 +66,11 @@ Outcome CommandTest::Tsub(const std::vector<std::string>& arguments, const std::
                           const char* locale) const {
     const fs::path around = folder.parent_path();
     Spill(around / "stdin", input);
+    int terminal = -1;
+    int terminalEnd = -1;
+    if (errorsOnTerminal) {
+        EXPECT_EQ(openpty(&terminal, &terminalEnd, nullptr, nullptr, nullptr), 0);
+    }
     const pid_t child = fork();
     if (child == 0) {
         Redirect(around / "stdin", O_RDONLY, STDIN_FILENO);
@@ -61,6 +79,11 @@ Outcome CommandTest::Tsub(const std::vector<std::string>& arguments, const std::
             dup2(outDescriptor, STDOUT_FILENO);
         }
         Redirect(around / "stderr", O_WRONLY | O_TRUNC, STDERR_FILENO);
+        if (errorsOnTerminal) {
+            dup2(terminalEnd, STDERR_FILENO);
+            close(terminalEnd);
+            close(terminal);
+        }
         SetVariable("LC_ALL", locale);
         for (const auto& [name, value] : environment) {
             SetVariable(name, value);
@@ -84,10 +107,15 @@ Outcome CommandTest::Tsub(const std::vector<std::string>& arguments, const std::
         execv(TSUB_PATH, argv.data());
         _exit(127);
     }
+    std::string shown;
+    if (errorsOnTerminal) {
+        close(terminalEnd);
+        shown = ReadTerminal(terminal);
+    }
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 256 + WTERMSIG(status),
-            Slurp(around / "stdout"), Slurp(around / "stderr")};
+            Slurp(around / "stdout"), errorsOnTerminal ? shown : Slurp(around / "stderr")};
 }
 
 void CommandTest::Write(const std::string& name, const std::string& content) const {

@@ -32,4 +32,5 @@ protected:
     int outDescriptor = -1;      ///< where its output goes instead of into the outcome
     /// Variables of the command's environment beside LC_ALL; those with a null value are unset.
     std::vector<std::pair<const char*, const char*>> environment;
+    bool errorsOnTerminal = false; ///< standard error is a terminal: `err` is what it shows
 };

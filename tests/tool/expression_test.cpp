@@ -45,10 +45,6 @@ TEST_F(CommandTest, Expressions) {
          "ihgfedcbaabcdefghi"},
         {"-r:(a)|(b)", "-t:<\\1\\2\\3>", "ab", "<a><b>"},
         {"-r:x*", "-t:-", "abc", "-a-b-c"},
-        // No expression at all: no match, and nothing is said.
-        {"-r:a(", "-t:x", "a(", "a("},
-        {"-r:a{256}", "-t:x", "a", "a"},
-        {"-r:***:(?z)a", "-t:x", "a", "a"},
     };
     for (const auto& row : rows) {
         const int status = std::string(row.text) == row.result ? 1 : 0;
@@ -70,6 +66,44 @@ TEST_F(CommandTest, Expressions) {
             << message("pipe");
         EXPECT_EQ(piped.err, "") << message("pipe");
     }
+}
+
+// Only a terminal is told; scripts see that nothing was replaced. Characters count as typed.
+TEST_F(CommandTest, BadExpressions) {
+    std::string allTogether;
+    for (int i = 0; i < 3000; ++i) {
+        allTogether += "(a*)";
+    }
+    const struct {
+        std::string find;
+        const char* told;
+    } rows[] = {
+        {"-r:ab(c", "parentheses not balanced, at character 3"},
+        {"-rnnlic:\xC3\xA9\\d+[:tb:]\xC3\xA9[z-a]", "bad range, at character 13"},
+        {"-r:[[:dq:]]a{256}", "bad repeat count (up to 255, the lower first), at character 10"},
+        {"-ric:***:(?i", "unknown or unfinished option in (?...), at its end"},
+        {"-r:(((a{255}){255}){255}){255}", "too large, at character 17"},
+        {"-r:" + allTogether, "too large"}, // no group alone is
+        {"-r:a", nullptr},
+        {"-f:a(", nullptr},
+    };
+    for (const auto& row : rows) {
+        for (const bool onTerminal : {false, true}) {
+            errorsOnTerminal = onTerminal;
+            Write("x.txt", "-");
+            const Outcome outcome = Tsub({"x.txt", row.find, "-t:x"});
+            EXPECT_EQ(outcome.status, 1) << row.find;
+            EXPECT_EQ(Read("x.txt") + outcome.out, "-") << row.find;
+            EXPECT_EQ(outcome.err, onTerminal && row.told != nullptr
+                                       ? std::string("[ERROR] bad expression: ") + row.told + "\n"
+                                       : "")
+                << row.find;
+        }
+    }
+    // A pipe's text goes through as it would without a match.
+    const Outcome piped = Tsub({"-r:a(", "-t:x"}, "a(");
+    EXPECT_EQ(piped.out, "a(?");
+    EXPECT_NE(piped.err, "");
 }
 
 TEST_F(CommandTest, ExpressionsOnATree) {

@@ -24,14 +24,14 @@ struct engine;
 
 template <>
 struct engine<char> {
-    static constexpr auto comp = sre_comp;
+    static constexpr auto comp = sre_comp_at;
     static constexpr auto exec = sre_exec;
     static constexpr auto free = sregfree;
 };
 
 template <>
 struct engine<wchar_t> {
-    static constexpr auto comp = wre_comp;
+    static constexpr auto comp = wre_comp_at;
     static constexpr auto exec = wre_exec;
     static constexpr auto free = wregfree;
 };
@@ -93,6 +93,24 @@ constinit IMPL::CLazyStatic<CTlsSlot> threadSlot;
 template <class S>
 void translate_pattern(S& pattern) {
     patternEscapes<S>.Get([] { return new const escape_table<S>(CLASS_ESCAPES, ELEMENT_ESCAPES); }).restore(pattern);
+}
+
+/// The place in a pattern of what stands at `position` in its translation: the backslash of an
+/// escape for all that the escape stands for.
+template <class S>
+unsigned int untranslated_position(const S& pattern, unsigned int position) {
+    unsigned int i = 0;
+    for (unsigned int translated = 0; i < pattern.length();) {
+        S piece = pattern.substr(i, pattern[i] == '\\' ? 2 : 1);
+        const unsigned int length = piece.length();
+        translate_pattern(piece);
+        translated += piece.length();
+        if (position < translated) {
+            break;
+        }
+        i += length;
+    }
+    return i;
 }
 
 /// The slot of the threads' records.
@@ -170,8 +188,9 @@ struct string_regex<Self, T>::CACHE {
         if (wantsTranslate) {
             translate_pattern(wanted);
         }
-        if (engine<T>::comp(&re, wanted.c_str(), wanted.length(), static_cast<int>(wantedFlags)) !=
-            REG_OKAY) {
+        std::ptrdiff_t at;
+        if (engine<T>::comp(&re, wanted.c_str(), wanted.length(), static_cast<int>(wantedFlags),
+                            at) != REG_OKAY) {
             return false;
         }
         pattern = untranslated;
@@ -184,16 +203,35 @@ struct string_regex<Self, T>::CACHE {
 template <class Self, class T>
 auto string_regex<Self, T>::regex_comp(Self pattern, bool ignoreCase, bool newline, bool extended,
                                        bool translate) -> regex_handle {
+    regex_error error;
+    return regex_comp(std::move(pattern), ignoreCase, newline, extended, translate, error);
+}
+
+template <class Self, class T>
+auto string_regex<Self, T>::regex_comp(Self pattern, bool ignoreCase, bool newline, bool extended,
+                                       bool translate, regex_error& error) -> regex_handle {
+    error = {};
     if (pattern.empty()) {
         return {};
     }
-    if (!has_director(pattern, newline) && translate) {
-        translate_pattern(pattern);
+    const bool translates = !has_director(pattern, newline) && translate;
+    Self translated = pattern;
+    if (translates) {
+        translate_pattern(translated);
     }
     const std::uint32_t flags = compile_flags(ignoreCase, newline, extended);
     auto compiled = std::make_unique<record>(record{{}, flags});
-    if (engine<T>::comp(&compiled->re, pattern.c_str(), pattern.length(),
-                        static_cast<int>(flags)) != REG_OKAY) {
+    std::ptrdiff_t at;
+    error.code = engine<T>::comp(&compiled->re, translated.c_str(), translated.length(),
+                                 static_cast<int>(flags), at);
+    if (error.code != REG_OKAY) {
+        error.text = IMPL::regex_error_text(error.code);
+        if (at != REG_NOWHERE) {
+            error.position = static_cast<unsigned int>(at);
+        }
+        if (at != REG_NOWHERE && translates) {
+            error.position = untranslated_position(pattern, error.position);
+        }
         return {};
     }
     return regex_handle(static_cast<unsigned char*>(static_cast<void*>(compiled.release())));

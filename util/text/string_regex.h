@@ -6,6 +6,7 @@
 // that begins where the last match ended.
 #pragma once
 
+#include "util/text/regex_error.h"
 #include "util/text/string_match.h"
 
 namespace Quil {
@@ -24,9 +25,9 @@ struct RegexDeletor {
 
 /// The layer of regular expressions. Positions and lengths are in elements.
 ///
-/// No operation reports a reason: a pattern that doesn't compile gives a null handle, and with it,
-/// or when the engine fails, there is no match. Texts of 2^31 elements and more have none either.
-/// Memory for strings raises std::bad_alloc.
+/// A pattern that doesn't compile gives a null handle, and with it, or when the engine fails, there
+/// is no match. Only the second form of `regex_comp` tells the reason. Texts of 2^31 elements and
+/// more have none either. Memory for strings raises std::bad_alloc.
 ///
 /// What the arguments mean everywhere:
 /// - `ignoreCase`, `newline` (`.` and `[^...]` stop at line feeds, `^` and `$` match at them),
@@ -59,9 +60,12 @@ public:
     using Matches::npos;
     constexpr string_regex() noexcept = default;
 
-    /// Null for an empty pattern and for one that doesn't compile.
+    /// Null for an empty pattern and for one that doesn't compile. `error` is what was wrong; an
+    /// empty pattern is no error.
     static regex_handle regex_comp(Self pattern, bool ignoreCase, bool newline, bool extended,
                                    bool translate);
+    static regex_handle regex_comp(Self pattern, bool ignoreCase, bool newline, bool extended,
+                                   bool translate, regex_error& error);
     /// Releases the block of a compiled pattern; nothing for null. For the handle's deleter.
     static void __regex_free(void* block) noexcept;
     /// Drops the pattern that this thread keeps. A thread that has given a pattern as text calls it

@@ -1,0 +1,66 @@
+// Aliases stand for one character each, and what they make holds no alias, so a place behind them
+// is found again by one walk over what was typed.
+#include "tool/expression.h"
+
+#include <iostream>
+#include <unistd.h>
+
+namespace Quil {
+namespace {
+
+constexpr struct {
+    const wchar_t* alias;
+    const wchar_t* character;
+} ALIASES[] = {{L"[:dq:]", L"\""}, {L"[:sq:]", L"'"},  {L"[:nl:]", L"\n"},
+               {L"[:rt:]", L"\r"}, {L"[:tb:]", L"\t"}, {L"[:bs:]", L"\b"}};
+
+/// The length of what stands at a place of the typed text for one character.
+unsigned int TypedLength(const wstringEx& typed, unsigned int at) {
+    for (const auto& row : ALIASES) {
+        const wstringEx alias = row.alias;
+        if (typed.substr_static(at, alias.length()) == alias) {
+            return alias.length();
+        }
+    }
+    return 1;
+}
+
+void Tell(const regex_error& error, const wstringEx& typed) {
+    std::cerr << "[ERROR] bad expression: " << error.text;
+    if (error.position != regex_error::NOWHERE) {
+        unsigned int at = 0;
+        for (unsigned int i = 0; i < error.position && at < typed.length(); ++i) {
+            at += TypedLength(typed, at);
+        }
+        if (at < typed.length()) {
+            std::cerr << ", at character " << at + 1;
+        } else {
+            std::cerr << ", at its end";
+        }
+    }
+    std::cerr << std::endl;
+}
+
+} // namespace
+
+void RegexExtendClassParser(wstringEx& str) {
+    for (const auto& row : ALIASES) {
+        str.find_replace(row.alias, row.character, 0, true);
+    }
+}
+
+void CompileExpression(Run& run) {
+    if (run.findFunc != FIND::regex) {
+        return;
+    }
+    wstringEx expression = run.findText;
+    RegexExtendClassParser(expression);
+    regex_error error;
+    run.regexComp =
+        wstringEx::regex_comp(expression, run.regexNoCase, !run.regexNoNewline, true, true, error);
+    if (error && isatty(STDERR_FILENO) != 0) {
+        Tell(error, run.findText);
+    }
+}
+
+} // namespace Quil
