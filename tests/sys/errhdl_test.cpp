@@ -1,4 +1,5 @@
 // The exception family and the net below it. Handlers end the process, so they are met in children.
+#include "tests/sys/child.h"
 #include "tests/sys/message_of.h"
 #include "util/file/sysfile.h"
 #include "util/sys/errhdl.h"
@@ -19,11 +20,15 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
 using namespace Quil;
+using TEST::ENDING;
+using TEST::InChild;
 
 template <class Caught, class Thrown>
 bool Catches() {
@@ -124,60 +129,6 @@ TEST(SignalText, ByRecord) {
 
 // --- Children
 // -------------------------------------------------------------------------------------
-
-/// Writes the message to a descriptor, and then does what the test says.
-class CPipeLogger : public ILogger {
-public:
-    CPipeLogger(int descriptor, std::function<void()> then)
-        : __descriptor(descriptor), __then(std::move(then)) {}
-    void OnLogMsg(const CTime&, CLog::LEVEL, const stringEx& module,
-                  const stringEx& message) override {
-        const stringEx text = module + ": " + message + "\n";
-        if (write(__descriptor, text.data(), text.length()) < 0) {
-            _exit(99);
-        }
-        if (__then) {
-            __then();
-        }
-    }
-
-private:
-    int __descriptor;
-    std::function<void()> __then;
-};
-
-struct ENDING {
-    int status;
-    std::string log;
-};
-
-/// What becomes of a child that does `deed` with a log whose logger then does `then`.
-ENDING InChild(const std::function<void()>& deed, const std::function<void()>& then = nullptr) {
-    int ends[2];
-    if (pipe(ends) != 0) {
-        return {-1, "no pipe"};
-    }
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(20); // a hang fails the test instead of stopping it
-        const CLog::LogHandle log(new CLog);
-        log->PushLogger(CLog::LoggerHandle(new CPipeLogger(ends[1], then)));
-        CLog::SetGlobal(log);
-        deed();
-        _exit(0);
-    }
-    close(ends[1]);
-    ENDING ending{};
-    char block[4096];
-    for (ssize_t n = 0; (n = read(ends[0], block, sizeof block)) > 0;) {
-        ending.log.append(block, static_cast<std::size_t>(n));
-    }
-    close(ends[0]);
-    waitpid(child, &ending.status, 0);
-    ending.status =
-        WIFEXITED(ending.status) ? WEXITSTATUS(ending.status) : -WTERMSIG(ending.status);
-    return ending;
-}
 
 constexpr int FATAL = 255;
 
@@ -322,22 +273,93 @@ TEST(FatalHandlers, UnexpectedExceptionsAreTold) {
     }
 }
 
+void LimitMemory() {
+    constexpr rlim_t room = 256UL << 20;
+    const rlimit limit{room, room};
+    setrlimit(RLIMIT_AS, &limit);
+}
+
+/// Until there is none left, be it for a small block.
+void TakeByNew() {
+    LimitMemory();
+    char* volatile kept = nullptr; // or a compiler may leave the allocations out
+    for (;;) {
+        kept = new (std::nothrow) char[1000];
+        kept[0] = 1;
+    }
+}
+
+/// Nothing is left when the queue needs room: the handler runs within a push.
+void TakeAllAndLog() {
+    const CLog::LogHandle log = CLog::GetGlobal();
+    log->EnableNoneBlockingMode(true, 1);
+    const stringEx text("x");
+    log->LogInfoMsg(text, text);
+    log->LogFlush();
+    LimitMemory();
+    for (std::size_t size = 1 << 20; size >= sizeof(int);) {
+        char* volatile const kept = static_cast<char*>(std::malloc(size));
+        size /= kept != nullptr ? 1 : 2;
+    }
+    for (;;) {
+        log->LogInfoMsg(text, text);
+    }
+}
+
 TEST(FatalHandlers, NoMemoryForNew) {
     if (QUIL_SANITIZED) {
         GTEST_SKIP() << "the sanitizer's own allocation doesn't call the handler";
     }
-    const ENDING ending = InChild([] {
-        constexpr rlim_t room = 256UL << 20;
-        const rlimit limit{room, room};
-        setrlimit(RLIMIT_AS, &limit);
-        char* volatile kept = nullptr; // or a compiler may leave the allocations out
+    for (void (*const take)() : {TakeByNew, TakeAllAndLog}) {
+        const ENDING ending = InChild(take);
+        EXPECT_EQ(ending.status, FATAL);
+        EXPECT_TRUE(ending.log.ends_with("util.errhnd: not enough memory, process aborted\n"))
+            << ending.log;
+    }
+}
+
+/// Never comes back from what the log asks of it.
+class CStuckLogger : public ILogger {
+public:
+    void OnLogMsg(const CTime&, CLog::LEVEL, const stringEx&, const stringEx&) override { Flush(); }
+    void Flush() override {
         for (;;) {
-            kept = new (std::nothrow) char[1 << 20];
-            kept[0] = 1;
+            pause();
         }
-    });
-    EXPECT_EQ(ending.status, FATAL);
-    EXPECT_EQ(ending.log, "util.errhnd: not enough memory, process aborted\n");
+    }
+};
+
+TEST(FatalHandlers, EndBesideAStuckLogger) {
+    const std::function<void()> ends[] = {IMPL::NewHandler, IMPL::TerminateHandler,
+                                          IMPL::UnexpectHandler, [] { util_FatalExit(true); }};
+    enum { STUCK_HERE, STUCK_IN_A_CALLER, STUCK_IN_THE_QUEUE, SINK_COUNT };
+    std::vector<pid_t> children; // all at once, since each may take its seconds
+    for (const auto& end : ends) {
+        for (int sink = STUCK_HERE; sink != SINK_COUNT; ++sink) {
+            const pid_t child = fork();
+            if (child == 0) {
+                alarm(30);
+                const CLog::LogHandle log(new CLog);
+                log->PushLogger(CLog::LoggerHandle(new CStuckLogger));
+                CLog::SetGlobal(log);
+                log->EnableNoneBlockingMode(sink == STUCK_IN_THE_QUEUE);
+                const auto say = [] { CLog::InfoMsg(stringEx("m"), stringEx("x")); };
+                if (sink == STUCK_IN_A_CALLER) {
+                    std::thread(say).detach();
+                } else if (sink == STUCK_IN_THE_QUEUE) {
+                    say();
+                }
+                TThread::Sleep(100);
+                end();
+            }
+            children.push_back(child);
+        }
+    }
+    for (const pid_t child : children) {
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == FATAL) << child - children.front();
+    }
 }
 
 TEST(FatalHandlers, FatalExitRunsNothing) {

@@ -1,4 +1,5 @@
 // The log: layout, threshold, loggers that misbehave, and the mode with a thread of its own.
+#include "tests/sys/child.h"
 #include "tests/sys/message_of.h"
 #include "util/file/filelogger.h"
 #include "util/file/sysfile.h"
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
@@ -19,8 +21,10 @@
 #include <pthread.h>
 #include <sstream>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -436,6 +440,91 @@ TEST(Log, MayGoWhileItsOwnThreadIsInALogger) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     EXPECT_EQ(written, 5);
+}
+
+TEST(Log, ExitWritesWhatIsQueued) {
+    static CLog::LogHandle kept; // by somebody who doesn't release it
+    const auto queueFive = [] {
+        kept = CLog::GetGlobal();
+        kept->EnableNoneBlockingMode(true, 10);
+        kept->Pause();
+        for (int i = 0; i != 5; ++i) {
+            kept->LogInfoMsg("m", "%d", i);
+        }
+    };
+    const TEST::ENDING ending = TEST::InChild([&] {
+        queueFive();
+        std::exit(7);
+    });
+    const TEST::ENDING inLogger = TEST::InChild(
+        [&] {
+            queueFive();
+            kept->Continue();
+            TThread::Sleep(60000);
+        },
+        [] {
+            static bool isFirst = true;
+            if (std::exchange(isFirst, false)) {
+                std::exit(8);
+            }
+        });
+    const std::string all = "m: 0\nm: 1\nm: 2\nm: 3\nm: 4\n";
+    EXPECT_EQ(ending.status, 7);
+    EXPECT_EQ(ending.log, all);
+    EXPECT_EQ(inLogger.status, 8);
+    EXPECT_EQ(inLogger.log, all);
+}
+
+TEST(Log, AForkedChildWritesDirectly) {
+    static std::atomic<bool> isInside{false};
+    static std::atomic<bool> mayGo{false};
+    for (const bool isFlushed : {false, true}) {
+        for (const bool isInOutput : {false, true}) {
+            isInside = false;
+            mayGo = !isInOutput;
+            const TEST::ENDING ending = TEST::InChild(
+                [=] {
+                    const CLog::LogHandle log = CLog::GetGlobal();
+                    log->EnableNoneBlockingMode(true, 2);
+                    if (isInOutput) {
+                        log->LogInfoMsg(stringEx("parent"), stringEx("0"));
+                        while (!isInside) {
+                            std::this_thread::yield();
+                        }
+                    } else {
+                        log->Pause();
+                    }
+                    log->LogInfoMsg(stringEx("parent"), stringEx("1"));
+                    const pid_t child = fork();
+                    if (child == 0) {
+                        alarm(20);
+                        mayGo = true;
+                        for (int i = 0; i != 4; ++i) { // more than the queue takes
+                            CLog::FatalMsg("child", "%d", i);
+                        }
+                        isFlushed ? CLog::Flush() : CLog::SetGlobal(CLog::LogHandle());
+                        if (QUIL_ADDRESS_SANITIZED) {
+                            _exit(7); // what the parent's thread held counts as a leak here
+                        }
+                        std::exit(7);
+                    }
+                    int status = 0;
+                    waitpid(child, &status, 0);
+                    mayGo = true;
+                    log->LogFlush();
+                    _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 1);
+                },
+                [] {
+                    isInside = true;
+                    while (!mayGo) {
+                        std::this_thread::yield();
+                    }
+                });
+            EXPECT_EQ(ending.status, 7);
+            EXPECT_EQ(ending.log, std::string(isInOutput ? "parent: 0\n" : "") +
+                                      "child: 0\nchild: 1\nchild: 2\nchild: 3\nparent: 1\n");
+        }
+    }
 }
 
 } // namespace

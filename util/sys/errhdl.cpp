@@ -13,6 +13,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <initializer_list>
@@ -29,6 +30,10 @@ constexpr char LOG_MODULE[] = "util.errhnd";
 /// What a handler may take: it runs code that isn't safe there, and a hang must end as well.
 constexpr unsigned int HANDLER_SECONDS = 5;
 
+/// What logging may take when nothing else is left.
+constexpr std::size_t RESERVE_BYTES = std::size_t{64} * 1024;
+
+constinit std::atomic<void*> memoryReserve{nullptr};
 constinit std::atomic<int> terminateEntries{0};
 constinit std::atomic<int> isInSignalHandler{0};
 static_assert(std::atomic<int>::is_always_lock_free);
@@ -74,6 +79,19 @@ void BoundHandlerTime() {
     alarm(HANDLER_SECONDS);
 }
 
+/// Not for a crash, where the heap may be what is broken.
+void FreeReserve() {
+    std::free(memoryReserve.exchange(nullptr));
+}
+
+/// The end of every handler: `makeText()` goes to the log, and the process ends with it.
+template <class MakeText>
+[[noreturn]] void EndProcess(MakeText makeText) {
+    BoundHandlerTime();
+    Guarded([&] { CLog::LastMsg(stringEx(LOG_MODULE), makeText()); });
+    _exit(FATAL_STATUS);
+}
+
 /// Takes the crash signals.
 class CSigActionsSentry {
 public:
@@ -92,13 +110,9 @@ private:
         if (isInSignalHandler.exchange(1) != 0 || !CLog::HasAnyLogger()) {
             _exit(FATAL_STATUS);
         }
-        BoundHandlerTime();
-        Guarded([&] {
-            CLog::FatalMsg(stringEx(LOG_MODULE), "unrecoverable underlaying error ocurred: " +
-                                                     IMPL::ParseSigCode(info, context));
+        EndProcess([&] {
+            return "unrecoverable underlaying error ocurred: " + IMPL::ParseSigCode(info, context);
         });
-        Guarded([] { CLog::Flush(); });
-        _exit(FATAL_STATUS);
     }
 };
 
@@ -153,6 +167,7 @@ void IgnoreSigUsr(bool usr1, bool usr2) {
 
 void util_FatalExit(bool flushLog) {
     if (flushLog) {
+        BoundHandlerTime();
         Guarded([] { CLog::Flush(); });
     }
     _exit(FATAL_STATUS);
@@ -169,6 +184,9 @@ void util_ResetOsErrHdl() {
         CSigActionsSentry::Install();
     }
     BlockRealTimeSignal();
+    if (memoryReserve.load() == nullptr) {
+        std::free(memoryReserve.exchange(std::malloc(RESERVE_BYTES)));
+    }
     std::set_new_handler(IMPL::NewHandler);
     std::set_terminate(IMPL::TerminateHandler);
 }
@@ -177,31 +195,22 @@ namespace IMPL {
 
 void NewHandler() {
     std::set_new_handler(nullptr); // logging allocates, and would come here again
-    Guarded([] {
-        CLog::FatalMsg(stringEx(LOG_MODULE), stringEx("not enough memory, process aborted"));
-    });
-    Guarded([] { CLog::Flush(); });
-    _exit(FATAL_STATUS);
+    FreeReserve();
+    EndProcess([] { return stringEx("not enough memory, process aborted"); });
 }
 
 void TerminateHandler() {
-    if (terminateEntries.fetch_add(1) == 0) {
-        Guarded([] {
-            CLog::FatalMsg(stringEx(LOG_MODULE),
-                           stringEx("process has been terminated in an unexpected way"));
-        });
-        Guarded([] { CLog::Flush(); });
+    if (terminateEntries.fetch_add(1) != 0) {
+        _exit(FATAL_STATUS);
     }
-    _exit(FATAL_STATUS);
+    FreeReserve(); // strings that find no memory throw, and where nobody catches it, it is here
+    EndProcess([] { return stringEx("process has been terminated in an unexpected way"); });
 }
 
 void UnexpectHandler() {
-    Guarded([] {
-        CLog::FatalMsg(LOG_MODULE, "an unexpected exception has occured, process aborted\n@ %s",
-                       CurrentExceptionText().c_str());
+    EndProcess([] {
+        return "an unexpected exception has occured, process aborted\n@ " + CurrentExceptionText();
     });
-    Guarded([] { CLog::Flush(); });
-    util_FatalExit(false);
 }
 
 } // namespace IMPL

@@ -93,7 +93,7 @@ wstringEx GetSysErrStringW(unsigned long code);
 void IgnoreSigUsr(bool usr1, bool usr2);
 
 /// Ends the process with -1 at once: no destructors, nothing of `atexit`, no streams written out.
-/// With `flushLog` the log is flushed first.
+/// With `flushLog` the log is flushed first, as far as that is done within a few seconds.
 [[noreturn]] void util_FatalExit(bool flushLog);
 
 /// Puts up the signal dispositions and handlers again, for a program that has changed them. The
@@ -102,7 +102,8 @@ void util_ResetOsErrHdl();
 
 namespace IMPL {
 
-/// The handlers of last resort. None of them returns or throws.
+/// The handlers of last resort. None of them returns or throws, and each ends within a few seconds,
+/// whatever the loggers do.
 /// @{
 
 /// No memory in `operator new`.

@@ -12,7 +12,6 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <cxxabi.h>
 #include <exception>
 #include <ostream>
 
@@ -22,13 +21,9 @@ namespace {
 
 using LoggerVector = std::vector<CLog::LoggerHandle>;
 
-/// The process-wide log. Its lock is never held while a log is called or released.
-struct GLOBAL_LOG {
-    CFastMutex lock;
-    CLog::LogHandle handle;
-};
-
-constinit IMPL::CImmortal<GLOBAL_LOG> globalLog;
+/// The process-wide log. The lock of all logs guards it, and is never held while a log is called or
+/// released.
+constinit IMPL::CImmortal<CLog::LogHandle> globalLog;
 
 /// What a global log has queued is written when the program ends.
 void ReleaseGlobalAtExit() {
@@ -70,9 +65,8 @@ CLog::~CLog() noexcept(false) {
     const IMPL::CCancelHold hold;
     try {
         __body->Shut();
-    } catch (const abi::__forced_unwind&) {
-        throw;
     } catch (...) {
+        IMPL::PassThreadEnd();
         if (std::uncaught_exceptions() == 0) {
             throw;
         }
@@ -111,13 +105,15 @@ bool CLog::RemoveLogger(const LoggerHandle& logger) {
 }
 
 bool CLog::IsLoggerExist(const LoggerHandle& logger) const {
-    return __body->WithLoggers([&](const LoggerVector& loggers) {
+    return __body->LookAtLoggers([&](const LoggerVector& loggers) {
         return std::ranges::find(loggers, logger) != loggers.end();
     });
 }
 
 void CLog::GetAllLoggers(LoggerVector& loggers) const {
-    __body->WithLoggers([&](const LoggerVector& present) { loggers = present; });
+    LoggerVector copied; // exchanged after the lock, since that may release loggers
+    __body->LookAtLoggers([&](const LoggerVector& present) { copied = present; });
+    loggers.swap(copied);
 }
 
 void CLog::ResetAllLoggers(const LoggerVector& loggers) {
@@ -129,7 +125,7 @@ void CLog::ResetAllLoggers(const LoggerVector& loggers) {
 }
 
 unsigned int CLog::GetLoggerCount() const {
-    return __body->WithLoggers(
+    return __body->LookAtLoggers(
         [](const LoggerVector& loggers) { return static_cast<unsigned int>(loggers.size()); });
 }
 
@@ -203,17 +199,15 @@ void CLog::LogFlush() {
 // -------------------------------------------------------------------------
 
 CLog::LogHandle CLog::GetGlobal() {
-    GLOBAL_LOG& global = globalLog.Get();
-    const CFastSessionLock lock(global.lock);
-    return global.handle;
+    const CFastSessionLock lock(IMPL::CLogBody::ProcessLock());
+    return globalLog.Get();
 }
 
 void CLog::SetGlobal(const LogHandle& log) {
     ReleaseGlobalAtExit();
     LogHandle exchanged(log); // afterwards the old one, released after the lock
-    GLOBAL_LOG& global = globalLog.Get();
-    const CFastSessionLock lock(global.lock);
-    global.handle.swap(exchanged);
+    const CFastSessionLock lock(IMPL::CLogBody::ProcessLock());
+    globalLog.Get().swap(exchanged);
 }
 
 void CLog::Msg(LEVEL level, const stringEx& module, const stringEx& message) {
@@ -244,6 +238,14 @@ void CLog::_VMsg(LEVEL level, const char* module, const char* format, va_list ar
 void CLog::Flush() {
     if (const LogHandle log = GetGlobal()) {
         log->LogFlush();
+    }
+}
+
+void CLog::LastMsg(const stringEx& module, const stringEx& message) {
+    if (const LogHandle log = GetGlobal()) {
+        if (log->__body->IsPassing(LEVEL_FATAL)) {
+            log->__body->LogLast(module, message);
+        }
     }
 }
 
@@ -292,10 +294,8 @@ void CStreamLogger::OnLogMsg(const CTime& time, CLog::LEVEL level, const stringE
 void CStreamLogger::Flush() {
     try {
         __stream.flush();
-    } catch (const abi::__forced_unwind&) {
-        throw;
-    } catch (...) { // its buffer's own failure, too
-        return;     // its state tells those who ask
+    } catch (...) { // its buffer's own failure, too; its state tells those who ask
+        IMPL::PassThreadEnd();
     }
 }
 

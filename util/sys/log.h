@@ -75,6 +75,10 @@ public:
     /// In this mode a thread of the log's own writes, and a caller waits only while `queueLen`
     /// messages are queued (0: the constructor's number; at least 1). Leaving it writes all queued
     /// messages first.
+    ///
+    /// `exit` leaves it for all logs, whoever holds them, and it can't be entered behind that. A
+    /// forked child begins outside of it: it has no thread that would write, and what was queued is
+    /// written by its parent.
     void EnableNoneBlockingMode(bool enable, unsigned int queueLen = 0);
     bool IsInNoneBlockingMode() const;
     /// Hold and free the output of the log's own thread. A fatal message, flushing, and leaving the
@@ -95,6 +99,10 @@ public:
     [[gnu::format(printf, 3, 4)]] static void Msg(LEVEL level, const char* module,
                                                   const char* format, ...);
     static void Flush();
+    /// The last words of a process that can't go on, at fatal level, and a flush. They don't go
+    /// through the queue, which may be why it can't: they are written here, behind what is queued
+    /// if that is written within a few seconds, and not at all if the loggers stay busy.
+    static void LastMsg(const stringEx& module, const stringEx& message);
 
     /// Whether any log has a logger. Takes no lock: for signal handlers.
     static bool HasAnyLogger();

@@ -4,7 +4,7 @@
 
 #include "util/sys/cancel.h"
 
-#include <cxxabi.h>
+#include <cstdlib>
 #include <exception>
 #include <utility>
 
@@ -18,10 +18,8 @@ void Swallow(Step step) {
     const CCancelHold hold;
     try {
         step();
-    } catch (abi::__forced_unwind&) {
-        throw; // the code ends its thread
     } catch (...) {
-        return;
+        PassThreadEnd();
     }
 }
 
@@ -95,7 +93,7 @@ void CLoggingThread::__Write(const LOG_RECORD& record) {
 }
 
 void CLoggingThread::_OnUncaughtException() {
-    __body->OnThreadFailed(*this);
+    __body->OnThreadEnds(*this);
 }
 
 // --- Loggers and filter
@@ -106,11 +104,12 @@ constinit std::atomic<int> CLogBody::sm_loggerCount{0};
 void CLogBody::SetFilter(const CLog::FilterHandle& filter) {
     CLog::FilterHandle old(filter); // released after the lock
     const CFastSessionLock lock(__lock);
+    const CFastSessionLock state(__stateLock);
     __filter.swap(old);
 }
 
 CLog::FilterHandle CLogBody::GetFilter() const {
-    const CFastSessionLock lock(__lock);
+    const CFastSessionLock lock(__stateLock);
     return __filter;
 }
 
@@ -164,6 +163,11 @@ void CLogBody::Flush() {
         }
     }
     const CFastSessionLock lock(__lock);
+    __FlushLoggers();
+}
+
+/// With the output's lock held.
+void CLogBody::__FlushLoggers() {
     for (std::size_t i = 0; i < __loggers.size(); ++i) {
         Swallow([&] {
             const CLog::LoggerHandle logger = __loggers[i];
@@ -172,18 +176,42 @@ void CLogBody::Flush() {
     }
 }
 
+/// Nothing here waits without limit, and nothing needs a place in the queue: the caller may hold
+/// the queue's own lock, where it ran out of memory.
+void CLogBody::LogLast(const stringEx& module, const stringEx& message) {
+    constexpr unsigned long queueLimit = 3000;
+    constexpr unsigned long outputLimit = 1000;
+    if (!__lock.IsOwner()) {
+        if (const LogQueueHandle queue = __GetQueue()) {
+            Continue();
+            queue->WaitUntilDone(queueLimit);
+        }
+    }
+    const CFastSessionLock lock(__lock, outputLimit);
+    if (lock.IsLocked()) {
+        Write(CTime::Now(), CLog::LEVEL_FATAL, module, message);
+        __FlushLoggers();
+    }
+}
+
 // --- Mode
 // -----------------------------------------------------------------------------------------
 
 LogQueueHandle CLogBody::__GetQueue() const {
-    const CFastSessionLock lock(__queueLock);
+    const CFastSessionLock lock(__stateLock);
     return __queue;
 }
 
 void CLogBody::__SetQueue(const LogQueueHandle& queue) {
     LogQueueHandle old(queue); // released after the lock
-    const CFastSessionLock lock(__queueLock);
+    const CFastSessionLock lock(__stateLock);
     __queue.swap(old);
+}
+
+void CLogBody::__SetWriter(CLoggingThread* thread) {
+    const CFastSessionLock lock(__lock);
+    const CFastSessionLock state(__stateLock);
+    __writer = thread;
 }
 
 void CLogBody::EnterMode(const LogBodyHandle& self, unsigned int queueLength) {
@@ -191,19 +219,17 @@ void CLogBody::EnterMode(const LogBodyHandle& self, unsigned int queueLength) {
         return;
     }
     const CFastSessionLock mode(__modeLock);
-    if (IsInMode()) {
+    if (IsInMode() || sm_isExiting) {
         return;
     }
+    [[maybe_unused]] static const int registered = std::atexit(__LeaveModesAtExit);
     LeaveMode(); // a thread that failed is still to be joined
     auto thread =
         std::make_unique<CLoggingThread>(self, queueLength != 0 ? queueLength : __queueLength);
     thread->Create(false);
     thread->Run();
     const LogQueueHandle queue = thread->GetQueue();
-    {
-        const CFastSessionLock lock(__lock);
-        __writer = thread.release();
-    }
+    __SetWriter(thread.release());
     __SetQueue(queue);
 }
 
@@ -224,12 +250,11 @@ void CLogBody::LeaveMode() {
     }
     __writer->WriteRest(); // all of it, if the stop came before the thread's start
     __SetQueue(LogQueueHandle());
-    std::unique_ptr<CLoggingThread> thread;
-    const CFastSessionLock lock(__lock);
-    thread.reset(std::exchange(__writer, nullptr));
+    const std::unique_ptr<CLoggingThread> thread(__writer);
+    __SetWriter(nullptr);
 }
 
-void CLogBody::OnThreadFailed(CLoggingThread& thread) {
+void CLogBody::OnThreadEnds(CLoggingThread& thread) {
     thread.GetQueue()->Close();
     thread.WriteRest();
     __SetQueue(LogQueueHandle());
@@ -248,7 +273,9 @@ void CLogBody::Shut() {
         // The log goes while one of its loggers runs. Its thread writes the rest by itself.
         __writer->GetQueue()->Close();
         Continue();
-        std::exchange(__writer, nullptr)->Detach();
+        CLoggingThread* const thread = __writer;
+        __SetWriter(nullptr);
+        thread->Detach();
         __SetQueue(LogQueueHandle());
         return;
     }
@@ -260,9 +287,8 @@ void CLogBody::Shut() {
     const auto release = [&failure](auto& handle) {
         try {
             handle = {};
-        } catch (const abi::__forced_unwind&) {
-            throw;
         } catch (...) {
+            PassThreadEnd();
             failure = failure != nullptr ? failure : std::current_exception();
         }
     };

@@ -1,8 +1,12 @@
-// What a log is made of, and its thread.
+// What a log is made of, its thread, and what all logs of a process have in common.
 //
-// Four locks, always taken in this order: the mode's, the output's, the queue handle's, the queue's
-// own. Whoever holds the output's lock is inside a logger: it writes at once, waits for nobody and
-// leaves the mode alone, else it would wait for itself.
+// The locks are always taken in this order: the mode's, the output's, that of all logs, the
+// state's, the queue's own. Whoever holds the output's lock is inside a logger: it writes at once,
+// waits for nobody and leaves the mode alone, else it would wait for itself.
+//
+// A fork may come at any time, and the child has none of the other threads. The last three locks
+// but the queue's are held for short times only, so they are taken around the fork, and the child
+// finds what they guard whole. The others it makes anew, and the queue it leaves to its parent.
 #pragma once
 
 #include "util/sys/log.h"
@@ -37,6 +41,7 @@ public:
     bool TryStop() override;
 
     const LogQueueHandle& GetQueue() const { return __queue; }
+    const LogBodyHandle& GetBody() const { return __body; }
     /// Ends alone and deletes itself.
     void Detach();
     /// Writes what is queued on the calling thread. The logging thread must have ended.
@@ -56,16 +61,22 @@ private:
 /// The state of a log, counted by the log object, by each call and by the logging thread.
 class CLogBody {
 public:
-    CLogBody(CLog::LEVEL level, unsigned int queueLength)
-        : __queueLength(queueLength), __level(level) {}
+    CLogBody(CLog::LEVEL level, unsigned int queueLength);
     CLogBody(const CLogBody&) = delete;
     CLogBody& operator=(const CLogBody&) = delete;
-    ~CLogBody() noexcept(false) = default;
+    ~CLogBody() noexcept(false);
 
-    /// Looks at the loggers or changes them, by `change(loggers)`.
+    /// Looks at the loggers, by `look(loggers)`; doesn't wait for output.
+    template <class Look>
+    auto LookAtLoggers(Look look) const {
+        const CFastSessionLock lock(__stateLock);
+        return look(__loggers);
+    }
+    /// Changes the loggers, by `change(loggers)`.
     template <class Change>
     auto WithLoggers(Change change) {
         const CFastSessionLock lock(__lock);
+        const CFastSessionLock state(__stateLock);
         const COUNT_CHANGE count{__loggers, __loggers.size()};
         return change(__loggers);
     }
@@ -92,14 +103,19 @@ public:
     void Write(const CTime& time, CLog::LEVEL level, const stringEx& module,
                const stringEx& message);
     void Flush();
+    /// What `CLog::LastMsg` says.
+    void LogLast(const stringEx& module, const stringEx& message);
 
     /// Ends the log as the log object goes: nothing of it is lost.
     void Shut();
     /// The logging thread is about to end by itself: what it has queued is written now, and callers
     /// write from then on.
-    void OnThreadFailed(CLoggingThread& thread);
+    void OnThreadEnds(CLoggingThread& thread);
 
     static bool HasAnyLogger() { return sm_loggerCount.load() != 0; }
+
+    /// The lock of what all logs have in common.
+    static CFastMutex& ProcessLock();
 
 private:
     struct COUNT_CHANGE {
@@ -112,19 +128,37 @@ private:
 
     LogQueueHandle __GetQueue() const;
     void __SetQueue(const LogQueueHandle& queue);
+    void __SetWriter(CLoggingThread* thread);
+    void __FlushLoggers();
+
+    static void __LeaveModesAtExit();
+    void __LeaveModeAtExit();
+    static void __BeforeFork();
+    static void __AfterFork();
+    static void __InChild();
+    void __BeginInChild();
 
     std::vector<CLog::LoggerHandle> __loggers;
     unsigned int __queueLength;
     std::atomic<CLog::LEVEL> __level;
     CLog::FilterHandle __filter;
-    CLoggingThread* __writer = nullptr; ///< null in blocking mode
-    mutable CFastMutex __lock;          ///< guards the above and the output
-    CFastMutex __modeLock;              ///< held through a change of the mode
-    mutable CFastMutex __queueLock;     ///< guards the handle below alone
-    LogQueueHandle __queue;             ///< empty in blocking mode
+    CLoggingThread* __writer = nullptr;        ///< null in blocking mode
+    CLoggingThread* __parentsWriter = nullptr; ///< in a child: the copy of one that isn't here
+    mutable CFastMutex __lock;                 ///< guards the output
+    CFastMutex __modeLock;                     ///< held through a change of the mode
+    /// Guards each of the above and the queue's handle; those above are changed with the output's
+    /// lock held as well, so they stay as they are for whoever holds either.
+    mutable CFastMutex __stateLock;
+    LogQueueHandle __queue; ///< empty in blocking mode
     CEvent __mayWrite{true};
 
+    // The list of all logs, under their common lock.
+    CLogBody* __previous = nullptr;
+    CLogBody* __next;
+
     static std::atomic<int> sm_loggerCount;
+    static CLogBody* sm_first;
+    static std::atomic<bool> sm_isExiting;
 };
 
 } // namespace Quil::IMPL

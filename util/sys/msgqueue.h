@@ -75,6 +75,8 @@ public:
 
     /// Waits until all records have been dealt with.
     void WaitUntilDone() { __allDone.Wait(); }
+    /// The same with a limit in milliseconds. False if that was too short.
+    bool WaitUntilDone(unsigned long milliseconds) { return __allDone.Wait(milliseconds); }
 
 private:
     /// With the lock held, as the event's state goes with the count.

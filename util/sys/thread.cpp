@@ -8,7 +8,6 @@
 #include "util/sys/platinfo.h"
 #include "util/sys/thread_imp.h"
 
-#include <cxxabi.h>
 #include <exception>
 #include <memory>
 #include <sched.h>
@@ -45,26 +44,21 @@ TThread::~TThread() noexcept(false) {
     const IMPL::CCancelHold hold;
     const bool mayThrow = std::uncaught_exceptions() == 0;
     std::unique_ptr<IMPL::CThread_Imp> imp;
-    {
-        const CFastSessionLock lock(__record->lock);
-        imp.reset(std::exchange(__imp, nullptr));
-        if (imp != nullptr && __IsAlive()) {
-            try {
-                imp->Kill();
-                if (__record->hold != 0) {
-                    imp->Resume(*__record);
-                }
-            } catch (const qlExp&) {
-                if (mayThrow) {
-                    throw;
-                }
-            }
-        }
+    const CFastSessionLock lock(__record->lock); // goes first, so that the thread can be joined
+    imp.reset(std::exchange(__imp, nullptr));
+    if (imp == nullptr || !__IsAlive()) {
+        return;
     }
-    const bool wasAlive = imp != nullptr && __IsAlive();
-    imp.reset();
-    if (wasAlive) {
-        __ReportKill(0);
+    __record->released = 1;
+    if (IMPL::CThread_Imp::IsCurrent(*__record)) {
+        return; // its own code ends the program, and goes on behind this
+    }
+    try {
+        __Cancel(*imp, 0);
+    } catch (const qlExp&) {
+        if (mayThrow) {
+            throw;
+        }
     }
 }
 
@@ -75,6 +69,9 @@ void TThread::Create(CSemiBool autoDestroy, unsigned long stackSize) {
     constexpr unsigned long slice = 10;
     IMPL::THREAD_RECORD& record = *__record;
     CFastSessionLock lock(record.lock);
+    if (__IsAlive() && IMPL::CThread_Imp::IsCurrent(record)) {
+        throw threadExp(0, "TThread::Create - a thread can't wait for itself");
+    }
     while (__IsAlive()) {
         lock.Reset(); // the thread needs it to end
         IMPL::SleepFor(slice);
@@ -83,7 +80,9 @@ void TThread::Create(CSemiBool autoDestroy, unsigned long stackSize) {
     delete std::exchange(__imp, nullptr); // past its state, the thread takes no lock any more
     __autoDestroy = autoDestroy.Value(__autoDestroy);
     record.exitCode = 0;
+    record.killCode = IMPL::FAILED_EXIT;
     record.stop = 0;
+    record.released = 0;
     record.hold = 0;
     record.systemId = 0;
     record.created = MicrosecondsSince1970();
@@ -178,18 +177,12 @@ void TThread::Kill(int code) {
         }
         autoDestroy = __autoDestroy;
         _OnKilling(code);
-        __imp->Kill();
-        if (record->hold != 0) {
-            __imp->Resume(*record);
-        }
+        __Cancel(*__imp, code);
+        record->released = 1;
         _OnKilled(code);
         imp.reset(std::exchange(__imp, nullptr));
     }
     imp.reset();
-    if (record->state == ENDED) {
-        return; // it came to its end first, and has seen to its object
-    }
-    __ReportKill(code);
     if (!autoDestroy) {
         return;
     }
@@ -201,21 +194,20 @@ void TThread::Kill(int code) {
         nested = failure.GetErrString();
     } catch (const std::exception& failure) {
         nested = failure.what();
-    } catch (abi::__forced_unwind&) {
-        throw;
     } catch (...) {
+        IMPL::PassThreadEnd();
         nested.detach_if_static();
     }
     throw threadExp(0, "TThread::Kill - unexpected error on auto destroy\n@ " + nested);
 }
 
-/// After the join: the thread didn't come to say so itself.
-void TThread::__ReportKill(int code) {
-    if (__record->state != ENDED) {
-        __record->exitCode.exchange(code);
-        __record->state.exchange(KILLED);
+/// Makes the thread unwind and end with `code`; with the object's lock held, which it needs to end.
+void TThread::__Cancel(IMPL::CThread_Imp& imp, int code) {
+    __record->killCode = code;
+    imp.Kill();
+    if (__record->hold != 0) {
+        imp.Resume(*__record);
     }
-    __record->ended.Raise();
 }
 
 // --- Waiting and looking
@@ -227,7 +219,10 @@ bool TThread::Wait() const {
 
 bool TThread::Wait(unsigned long milliseconds) const {
     const CHandle record = __record; // whose event this is, whatever becomes of the object
-    return milliseconds == 0 ? !IsAliveState(record->state) : record->ended.Wait(milliseconds);
+    if (milliseconds == 0 || IMPL::CThread_Imp::IsCurrent(*record)) {
+        return !IsAliveState(record->state);
+    }
+    return record->ended.Wait(milliseconds);
 }
 
 bool TThread::TryWait() const {

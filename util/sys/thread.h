@@ -41,9 +41,12 @@ private:
 /// A thread. The derived class supplies `_Entry`; it must also stop the thread and wait for it in
 /// its own destructor, since the thread uses what that destroys.
 ///
-/// Any thread may call the members, also on itself (but not `Wait` and `Kill`). Failures are thrown
-/// as `threadExp`. Time-outs are in milliseconds: 0 is a try, a value that is negative as a signed
-/// number or above 2147483646 waits without limit.
+/// An exception that leaves `_Entry` ends the thread alone, with exit code -1 and one line in the
+/// process-wide log, or on standard error where that has no logger.
+///
+/// Any thread may call the members, also on itself (but not `Kill`, nor `Create` before its end).
+/// Failures are thrown as `threadExp`. Time-outs are in milliseconds: 0 is a try, a value that is
+/// negative as a signed number or above 2147483646 waits without limit.
 class TThread {
 public:
     enum STATE : int {
@@ -52,13 +55,14 @@ public:
         SUSPENDED = 1, ///< created or suspended, not running
         RUNNING = 2,
         STOPPING = 3, ///< running, asked to stop
-        ENDED = 4,    ///< by returning from `_Entry`
-        KILLED = 5
+        ENDED = 4,    ///< by returning from `_Entry`, or by an exception
+        KILLED = 5    ///< or unwound by the system's means, with exit code -1
     };
     enum PRIORITY { LOWEST, LOW, NORMAL, HIGH, HIGHEST };
     enum SCHDPOLICY { SCHD_OTHER, SCHD_FIFO, SCHD_ROUND_ROBIN };
 
-    /// A thread that is still running is killed here, which is too late for the derived part.
+    /// A thread that is still running is killed here, which is too late for the derived part. One
+    /// that destroys its own object, as a static one's does when its code calls `exit`, runs on.
     virtual ~TThread() noexcept(false);
 
     /// A new object of the same class, and a copy; null where a class has neither.
@@ -72,7 +76,8 @@ protected:
 
     /// What the thread does; the result is its exit code. Long work looks at `_ShouldStop`.
     virtual int _Entry() = 0;
-    /// Called on the thread while an exception that left `_Entry` is handled.
+    /// Called on the thread while an exception that left `_Entry` is handled. What it throws itself
+    /// is reported likewise.
     virtual void _OnUncaughtException() {}
     /// Around a kill, on the thread that kills.
     virtual void _OnKilling(int /*code*/) {}
@@ -95,7 +100,8 @@ public:
     /// Cancels the thread and waits until it has unwound, which takes a cancellation point.
     void Kill(int code);
 
-    /// True if there is nothing (more) to wait for.
+    /// True if there is nothing (more) to wait for. A thread that waits for itself gets false at
+    /// once.
     bool Wait() const;
     bool Wait(unsigned long milliseconds) const;
     bool TryWait() const;
@@ -159,7 +165,7 @@ private:
 
     bool __IsAlive() const;
     pthread_t __LiveThread(const char* caller) const;
-    void __ReportKill(int code);
+    void __Cancel(IMPL::CThread_Imp& imp, int code);
 
     CHandle<IMPL::THREAD_RECORD, GuardedDeletor<IMPL::THREAD_RECORD>> __record;
     IMPL::CThread_Imp* __imp = nullptr;

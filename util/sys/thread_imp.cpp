@@ -12,7 +12,7 @@
 #include "util/text/wstringEx.h"
 
 #include <cerrno>
-#include <cxxabi.h>
+#include <cstdio>
 #include <memory>
 #include <optional>
 #include <sched.h>
@@ -52,6 +52,22 @@ public:
     ~CCurrentRecord() { currentRecord = nullptr; }
 };
 
+/// Leaves a line on the exception that is being handled: in the process-wide log, or where that has
+/// no logger, on standard error. What fails here can't be told.
+void Report(const char* head) {
+    try {
+        const stringEx text = stringEx(head) + ": " + CurrentExceptionText();
+        const CLog::LogHandle log = CLog::GetGlobal();
+        if (log && log->HasLogger()) {
+            log->LogErrorMsg(stringEx("util.trd"), text);
+        } else {
+            std::fprintf(stderr, "[ERROR] %s\n", text.c_str());
+        }
+    } catch (...) {
+        PassThreadEnd();
+    }
+}
+
 /// Frees what the library keeps for the calling thread.
 void ClearTls() {
     stringEx::regex_free_tls();
@@ -59,9 +75,16 @@ void ClearTls() {
     ConvStrFreeTls();
 }
 
-extern "C" void Cleaner(void*) {
-    const CCancelHold hold;
-    ClearTls();
+/// Runs foreign code on a thread that is about to end. An exception of its own, told by `head`,
+/// goes no further.
+template <class Step>
+void RunGuarded(const char* head, Step step) {
+    try {
+        step();
+    } catch (...) {
+        PassThreadEnd();
+        Report(head);
+    }
 }
 
 /// The attributes of a new thread.
@@ -134,6 +157,10 @@ CThread_Imp::~CThread_Imp() {
     }
 }
 
+bool CThread_Imp::IsCurrent(const THREAD_RECORD& record) {
+    return currentRecord == &record;
+}
+
 void CThread_Imp::Kill() {
     Check(pthread_cancel(__handle), "CThread_Imp::Kill - failed kill the thread", THREAD_ERRORS);
 }
@@ -158,50 +185,57 @@ void* CThread_Imp::__EntryPoint(void* argument) {
     const sigset_t holdSignal = HoldSignalSet();
     pthread_sigmask(SIG_UNBLOCK, &holdSignal, nullptr);
 
-    record.start.P();
     int code = 0;
+    pthread_cleanup_push(__Cleaner, start.get());
+    record.start.P();
     if (record.stop == 0) {
-        pthread_cleanup_push(Cleaner, nullptr);
         code = __RunEntry(*thread);
-        pthread_cleanup_pop(0);
     }
+    pthread_cleanup_pop(0);
+    __End(*start, TThread::ENDED, code);
+    return nullptr;
+}
+
+/// The thread is unwound to its end, by a kill, a cancellation from outside or `pthread_exit`.
+void CThread_Imp::__Cleaner(void* start) {
+    __End(*static_cast<const START*>(start), TThread::KILLED, 0);
+}
+
+/// A thread's last steps. With the state they come to where somebody else may destroy the object.
+void CThread_Imp::__End(const START& start, TThread::STATE state, int code) {
     const CCancelHold hold; // from here on the thread ends by itself
-    const bool shouldDestroy = thread->_ShouldDestroy();
+    THREAD_RECORD& record = *start.record;
     record.lock.Lock();
-    record.exitCode.exchange(code);
-    record.state.exchange(TThread::ENDED);
+    const bool shouldDestroy = record.released == 0 && start.thread->_ShouldDestroy();
+    record.exitCode.exchange(state == TThread::KILLED ? record.killCode.load() : code);
+    record.state.exchange(state);
     record.lock.UnLock();
-    // Somebody may have destroyed the object by now, unless that is this thread's business.
     if (shouldDestroy) {
-        delete thread;
+        RunGuarded("an exception left the destructor of a thread's object",
+                   [&] { delete start.thread; });
     }
     ClearTls();
     record.ended.Raise();
-    return nullptr;
 }
 
 int CThread_Imp::__RunEntry(TThread& thread) {
     try {
         return thread._Entry();
-    } catch (abi::__forced_unwind&) {
-        throw; // a cancelled thread unwinds to its end
     } catch (...) {
+        PassThreadEnd();
         __OnException(thread);
     }
-    return 0;
+    return FAILED_EXIT;
 }
 
+/// The hook goes first, since a class may have to mend what a report needs; the handler last, since
+/// it may end the process. Neither keeps the next from its turn.
 void CThread_Imp::__OnException(TThread& thread) {
-    try {
-        thread._OnUncaughtException();
-        if (void (*const handler)() = TThread::sm_apUncaughtHandler.load()) {
-            handler();
-        }
-    } catch (abi::__forced_unwind&) {
-        throw;
-    } catch (...) {
-        CLog::FatalMsg(stringEx("util.trd"),
-                       stringEx("an exception left the handler of uncaught exceptions"));
+    constexpr char HOOK_FAILED[] = "an exception left the handler of uncaught exceptions";
+    RunGuarded(HOOK_FAILED, [&] { thread._OnUncaughtException(); });
+    Report("an exception has ended a thread");
+    if (void (*const handler)() = TThread::sm_apUncaughtHandler.load()) {
+        RunGuarded(HOOK_FAILED, handler);
     }
 }
 

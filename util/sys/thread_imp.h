@@ -19,15 +19,21 @@ struct THREAD_RECORD {
     CFastMutex lock;    ///< guards the object
     CSem start{0};      ///< the new thread waits here until it is resumed
     CSem suspended{0};  ///< the thread's answer to a suspension
-    CEvent ended{true}; ///< raised by the thread's last step
+    CEvent ended{true}; ///< raised by the thread's last step, however it ends
     std::atomic<int> state{TThread::NOT_CREATED};
     std::atomic<int> exitCode{0};
-    std::atomic<int> stop{0}; ///< not 0: asked to stop
-    std::atomic<int> hold{0}; ///< number of the present suspension, 0 for none
-    std::atomic<int> held{0}; ///< number of the last suspension that the thread answered
+    std::atomic<int> stop{0};     ///< not 0: asked to stop
+    std::atomic<int> killCode{0}; ///< the exit code if the thread is unwound to its end
+    std::atomic<int> released{0}; ///< not 0: the object is no business of the thread any more
+    std::atomic<int> hold{0};     ///< number of the present suspension, 0 for none
+    std::atomic<int> held{0};     ///< number of the last suspension that the thread answered
     std::atomic<pid_t> systemId{0};
     std::atomic<long long> created{0}; ///< microseconds since 1970
 };
+
+/// The exit code of a thread that an exception ended, or something else that `_Entry` didn't return
+/// from.
+constexpr int FAILED_EXIT = -1;
 
 using THREAD_RECORD_HANDLE = CHandle<THREAD_RECORD, GuardedDeletor<THREAD_RECORD>>;
 
@@ -49,6 +55,9 @@ public:
 
     pthread_t GetHandle() const { return __handle; }
 
+    /// Whether the caller is the record's thread.
+    static bool IsCurrent(const THREAD_RECORD& record);
+
     // Scheduling of any thread.
 
     static TThread::PRIORITY GetPriority(pthread_t thread);
@@ -63,6 +72,8 @@ private:
     static void* __EntryPoint(void* argument);
     static int __RunEntry(TThread& thread);
     static void __OnException(TThread& thread);
+    static void __End(const START& start, TThread::STATE state, int code);
+    static void __Cleaner(void* start);
     static void __OnHoldSignal(int);
 
     static void _GetThreadShcdParam(pthread_t thread, int& policy, sched_param& param);
