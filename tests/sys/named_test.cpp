@@ -61,7 +61,7 @@ public:
         EXPECT_EQ(pipe(ends), 0);
         __process = fork();
         if (__process == 0) {
-            const auto held = body();
+            [[maybe_unused]] const auto held = body();
             EXPECT_EQ(write(ends[1], "r", 1), 1);
             for (;;) {
                 pause();
@@ -158,9 +158,9 @@ TEST_F(Named, NobodyReadsWhatADeadWriterLeft) {
     CProcReaderWriterState state(true, stringEx(name.c_str()));
     const auto die = [&](auto hold) {
         CVictim victim([&] {
-            CProcReaderWriterState same(false, stringEx(name.c_str()));
-            hold(same);
-            return 0;
+            auto same = std::make_shared<CProcReaderWriterState>(false, stringEx(name.c_str()));
+            hold(*same);
+            return same;
         });
     };
     const auto write = [](CProcReaderWriterState& same) { same.LockWriter(1000); };
@@ -190,11 +190,23 @@ TEST_F(Named, NobodyReadsWhatADeadWriterLeft) {
 TEST_F(Named, ARaiseDoesNotWaitForKilledWaiters) {
     const std::string name = UniqueName("killed");
     CProcEvent event(true, name.c_str());
+    CProcMutex gate(true, (name + "-gate").c_str());
     for (int round = 0; round != 3; ++round) {
         std::vector<std::unique_ptr<CVictim>> waiters;
         for (int i = 0; i != 4; ++i) {
-            waiters.push_back(
-                std::make_unique<CVictim>([&] { return std::thread([&] { event.Wait(); }); }));
+            waiters.push_back(std::make_unique<CVictim>([&] {
+                static CSem isInside;
+                std::thread waiter([&] {
+                    gate.Lock();
+                    isInside.V();
+                    event.Wait(gate);
+                });
+                isInside.P();
+                return waiter;
+            }));
+            gate.Lock(); // it sleeps once it has let go of this and of the event's own lock
+            gate.UnLock();
+            EXPECT_FALSE(event.TryWait());
         }
         waiters.clear();
         EXPECT_EQ(StatusOf([&] {

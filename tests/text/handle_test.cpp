@@ -110,7 +110,7 @@ TEST(Handle, ThreadsCopyAndDropTheirOwn) {
         const CountedHandle shared(new COUNTED(gone));
         std::vector<std::thread> threads;
         for (int i = 0; i < 4; ++i) {
-            threads.emplace_back([own = shared] {
+            threads.emplace_back([own = CQuietHandle(shared)] {
                 for (int round = 0; round < 20000; ++round) {
                     CountedHandle copy(own);
                     CountedHandle other;

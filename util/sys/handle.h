@@ -4,8 +4,8 @@
 // apart from the object, so anything can be shared: a C block, an object with a virtual destructor,
 // an enumeration's cookie. What "release" means is the deleter's business alone.
 //
-// A handle's destructor may throw only if its object's may. The standard library doesn't take such
-// a type everywhere, so what a `std::thread` runs captures the handle's quiet form:
+// A handle's destructor may throw where its deleter may. The standard library doesn't take such a
+// type everywhere, so what a `std::thread` runs captures the handle's quiet form:
 //
 //     std::thread([converter = CQuietHandle(converter)] { converter->MBtoWC(...); });
 #pragma once
@@ -40,11 +40,11 @@ private:
 };
 
 /// Releases by `delete`. The object's destructor may throw; its memory is freed all the same, since
-/// a delete expression frees it whichever way the destructor ends. (No class below `T` may declare
-/// that its destructor throws when that of `T` doesn't.)
+/// a delete expression frees it whichever way the destructor ends. Says that it may throw whatever
+/// `T` says: a list's node, with a handle on the next one, can't be asked before it is complete.
 template <class T>
 struct GuardedDeletor {
-    void operator()(T* object) const noexcept(std::is_nothrow_destructible_v<T>) { delete object; }
+    void operator()(T* object) const noexcept(false) { delete object; }
 };
 
 /// Releases by `free`, for blocks that come from `malloc`.
