@@ -20,6 +20,7 @@
 #include <memory>
 #include <string>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
@@ -61,6 +62,7 @@ public:
         EXPECT_EQ(pipe(ends), 0);
         __process = fork();
         if (__process == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
             [[maybe_unused]] const auto held = body();
             EXPECT_EQ(write(ends[1], "r", 1), 1);
             for (;;) {
