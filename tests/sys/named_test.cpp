@@ -10,17 +10,23 @@
 #include "util/sys/shmem.h"
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
+#include <memory>
 #include <string>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -32,10 +38,74 @@ std::string UniqueName(const std::string& what) {
     return "/quil-test-" + std::to_string(getpid()) + "-" + what;
 }
 
+/// What needs names is skipped where the system has no place for them.
+class Named : public testing::Test {
+protected:
+    void SetUp() override {
+        const std::string name = UniqueName("probe");
+        const int probe = shm_open(name.c_str(), O_CREAT | O_EXCL | O_RDWR, 0600);
+        if (probe < 0) {
+            GTEST_SKIP() << "no shared memory here: " << std::strerror(errno);
+        }
+        close(probe);
+        shm_unlink(name.c_str());
+    }
+};
+using LockMessages = Named;
+
+/// A process that runs `body`, says so through a pipe, and stays as it is until it is killed.
+class CVictim {
+public:
+    template <class Body>
+    explicit CVictim(Body body) {
+        int ends[2];
+        EXPECT_EQ(pipe(ends), 0);
+        __process = fork();
+        if (__process == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            [[maybe_unused]] const auto held = body();
+            EXPECT_EQ(write(ends[1], "r", 1), 1);
+            for (;;) {
+                pause();
+            }
+        }
+        close(ends[1]);
+        char ready = 0;
+        EXPECT_EQ(read(ends[0], &ready, 1), 1);
+        close(ends[0]);
+    }
+    CVictim(const CVictim&) = delete;
+    CVictim& operator=(const CVictim&) = delete;
+    ~CVictim() { Kill(); }
+
+    void Kill() {
+        if (__process > 0) {
+            kill(__process, SIGKILL);
+            waitpid(std::exchange(__process, 0), nullptr, 0);
+        }
+    }
+
+private:
+    pid_t __process;
+};
+
+/// The exit status of a forked process that runs `body`, which must take less than ten seconds.
+template <class Body>
+int StatusOf(Body body) {
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(10);
+        _exit(body());
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
 // --- Between processes
 // ----------------------------------------------------------------------------
 
-TEST(Named, MutexSurvivesItsDeadOwner) {
+TEST_F(Named, MutexSurvivesItsDeadOwner) {
     const std::string name = UniqueName("mutex");
     CProcMutex mutex(true, name.c_str());
     const pid_t child = fork();
@@ -51,7 +121,7 @@ TEST(Named, MutexSurvivesItsDeadOwner) {
     mutex.UnLock();
 }
 
-TEST(Named, EventAndSemaphoreReachAnotherProcess) {
+TEST_F(Named, EventAndSemaphoreReachAnotherProcess) {
     const std::string eventName = UniqueName("event");
     const std::string semName = UniqueName("sem");
     CProcEvent event(true, eventName.c_str());
@@ -71,7 +141,7 @@ TEST(Named, EventAndSemaphoreReachAnotherProcess) {
     EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
-TEST(Named, ReadersAndWritersOfTwoProcessesExclude) {
+TEST_F(Named, ReadersAndWritersOfTwoProcessesExclude) {
     const std::string name = UniqueName("rw");
     CProcReaderWriterState state(true, stringEx(name.c_str()));
     CProcWriterLock writer(state);
@@ -85,7 +155,112 @@ TEST(Named, ReadersAndWritersOfTwoProcessesExclude) {
     EXPECT_EQ(status, 0);
 }
 
-TEST(Named, MemoryIsOneForAllWhoOpenIt) {
+TEST_F(Named, NobodyReadsWhatADeadWriterLeft) {
+    const std::string name = UniqueName("half");
+    CProcReaderWriterState state(true, stringEx(name.c_str()));
+    const auto die = [&](auto hold) {
+        CVictim victim([&] {
+            auto same = std::make_shared<CProcReaderWriterState>(false, stringEx(name.c_str()));
+            hold(*same);
+            return same;
+        });
+    };
+    const auto write = [](CProcReaderWriterState& same) { same.LockWriter(1000); };
+    const auto refused = [&](auto lock) { EXPECT_THROW(lock(), syncExp); };
+    die(write);
+    EXPECT_EQ(StatusOf([&] {
+                  for (int i = 0; i != 2; ++i) {
+                      refused([&] { const CProcReaderLock lock(state, 20); });
+                      refused([&] { const CProcWriterLock lock(state); });
+                  }
+                  return testing::Test::HasFailure() ? 1 : 0;
+              }),
+              0);
+    die([](CProcReaderWriterState& same) { same.LockRepair(1000); }); // nothing is repaired by that
+    refused([&] { const CProcReaderLock lock(state, 0); });
+    {
+        const CProcRepairLock repair(state, 1000);
+        EXPECT_TRUE(repair.IsLocked());
+        EXPECT_TRUE(CProcReaderLock(state).IsLocked());
+    }
+    EXPECT_TRUE(CProcReaderLock(state, 0).IsLocked());
+    die([](CProcReaderWriterState& same) { same.LockReader(1000); });
+    EXPECT_TRUE(CProcReaderLock(state, 0).IsLocked()); // the unit went with the dead reader
+    EXPECT_EQ(StatusOf([&] { return CProcWriterLock(state, 30).IsLocked() ? 1 : 0; }), 0);
+}
+
+TEST_F(Named, ARaiseDoesNotWaitForKilledWaiters) {
+    const std::string name = UniqueName("killed");
+    CProcEvent event(true, name.c_str());
+    CProcMutex gate(true, (name + "-gate").c_str());
+    for (int round = 0; round != 3; ++round) {
+        std::vector<std::unique_ptr<CVictim>> waiters;
+        for (int i = 0; i != 4; ++i) {
+            waiters.push_back(std::make_unique<CVictim>([&] {
+                static CSem isInside;
+                std::thread waiter([&] {
+                    gate.Lock();
+                    isInside.V();
+                    event.Wait(gate);
+                });
+                isInside.P();
+                return waiter;
+            }));
+            gate.Lock(); // it sleeps once it has let go of this and of the event's own lock
+            gate.UnLock();
+            EXPECT_FALSE(event.TryWait());
+        }
+        waiters.clear();
+        EXPECT_EQ(StatusOf([&] {
+                      for (int i = 0; i != 4; ++i) {
+                          event.Raise();
+                          event.Reset();
+                      }
+                      return event.Wait(20) ? 1 : 0;
+                  }),
+                  0);
+    }
+    event.Raise();
+    EXPECT_TRUE(event.Wait(1000));
+}
+
+TEST_F(Named, ADeadCreatorsNamesAreTakenOver) {
+    const std::string name = UniqueName("heir");
+    const auto all = [&] {
+        auto memory = std::make_shared<CShMem>(true, (name + "-memory").c_str(), 100);
+        auto event = std::make_shared<CProcEvent>(true, (name + "-event").c_str());
+        auto sem = std::make_shared<CProcSem>(true, (name + "-sem").c_str(), 1);
+        auto state = std::make_shared<CProcReaderWriterState>(true, (name + "-state").c_str());
+        return std::make_tuple(memory, event, sem, state);
+    };
+    CVictim creator(all);
+    EXPECT_THROW(all(), shmemExp); // it lives
+    EXPECT_THROW(CProcSem(true, (name + "-sem").c_str()), semExp);
+    creator.Kill();
+    const auto [memory, event, sem, state] = all();
+    EXPECT_TRUE(memory->IsTakenOver());
+    EXPECT_TRUE(sem->P(0));
+    // A copy in a forked child leaves them alone.
+    EXPECT_EQ(StatusOf([&, memory = memory, event = event, sem = sem] {
+                  memory->Close();
+                  event->~CProcEvent();
+                  sem->~CProcSem();
+                  return memory->IsCreator() ? 1 : 0;
+              }),
+              0);
+    EXPECT_NO_THROW(CShMem(false, (name + "-memory").c_str(), 100));
+    EXPECT_NO_THROW(CProcEvent(false, (name + "-event").c_str()));
+    EXPECT_NO_THROW(CProcSem(false, (name + "-sem").c_str()));
+}
+
+TEST_F(Named, ANameThatWasNeverSignedIsTakenOver) {
+    const std::string name = UniqueName("unsigned");
+    close(shm_open(name.c_str(), O_CREAT | O_EXCL | O_RDWR, 0600));
+    const CShMem heir(true, name.c_str(), 8);
+    EXPECT_TRUE(heir.IsTakenOver());
+}
+
+TEST_F(Named, MemoryIsOneForAllWhoOpenIt) {
     const std::string name = UniqueName("memory").substr(1); // the slash in front may be left out
     CShMem made(true, name.c_str(), 100);
     EXPECT_TRUE(made.IsCreator());
@@ -138,7 +313,7 @@ std::string BlockOf(const std::string& name) {
 
 // The steps of a creator that is slow: the name, the size, the content, and at last the word in
 // front that says so.
-TEST(Named, AnOpenerWaitsForALateCreator) {
+TEST_F(Named, AnOpenerWaitsForALateCreator) {
     const std::string name = UniqueName("late");
     const CProcMutex pattern(true, (name + "-pattern").c_str());
     const std::string block = BlockOf(name + "-pattern");
@@ -166,7 +341,7 @@ TEST(Named, AnOpenerWaitsForALateCreator) {
     EXPECT_TRUE(isOpen);
 }
 
-TEST(Named, ADeadCreatorIsNotWaitedForForever) {
+TEST_F(Named, ADeadCreatorIsNotWaitedForForever) {
     const std::string name = UniqueName("dead");
     const CAbandoned empty(name + "-empty", 0);
     const CAbandoned mutex(name + "-mutex", 4096);
@@ -210,7 +385,7 @@ TEST(Named, ADeadCreatorIsNotWaitedForForever) {
 // --- Messages
 // -------------------------------------------------------------------------------------
 
-TEST(LockMessages, OfLocksThatAreNotHeldOrBroken) {
+TEST_F(LockMessages, OfLocksThatAreNotHeldOrBroken) {
     if (QUIL_SANITIZED) {
         GTEST_SKIP() << "the sanitizer reports each of these as a misuse";
     }
@@ -261,7 +436,7 @@ TEST(LockMessages, OfLocksThatAreNotHeldOrBroken) {
               "  seconds offset = 0.002000000");
 }
 
-TEST(LockMessages, OfSemaphores) {
+TEST_F(LockMessages, OfSemaphores) {
     EXPECT_EQ(MessageOf<semExp>([] { CSem sem(0x80000000U); }),
               "CSem::CSem - failed initialize semaphore\n"
               "  error code = 22\n"
@@ -294,7 +469,7 @@ TEST(LockMessages, OfSemaphores) {
     }
 }
 
-TEST(LockMessages, OfNamesThatAreTakenOrTooMany) {
+TEST_F(LockMessages, OfNamesThatAreTakenOrTooMany) {
     const std::string name = UniqueName("twice");
     CProcMutex made(true, name.c_str());
     EXPECT_EQ(MessageOf<shmemExp>([&] { CProcMutex again(true, name.c_str()); }),
@@ -317,7 +492,7 @@ TEST(LockMessages, OfNamesThatAreTakenOrTooMany) {
     }
 }
 
-TEST(LockMessages, OfNamesThatSomebodyTookAway) {
+TEST_F(LockMessages, OfNamesThatSomebodyTookAway) {
     const std::string name = UniqueName("gone");
     const auto unlinked = [&](auto make) {
         return [&name, make] {

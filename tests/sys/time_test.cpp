@@ -247,7 +247,7 @@ TEST(Time, NamesAndZonesReadBack) {
 
 TEST(Time, ArithmeticSaturatesAndFloors) {
     EXPECT_EQ(tmMAX + CTimeSpan(1), tmMAX);
-    EXPECT_EQ(tmMIN - CTimeSpan(5), tmINV);
+    EXPECT_EQ(tmMIN - CTimeSpan(5), tmMIN);
     EXPECT_EQ(tmMAX - tmMIN, tsINF);
     timespec spec;
     CTimeSpan(-1500000).ToTimespec(spec);
@@ -270,10 +270,41 @@ TEST(Time, ArithmeticSaturatesAndFloors) {
     EXPECT_EQ(back, CTimeSpan(least));
     back.FromTimespec({std::numeric_limits<time_t>::max(), 999999999});
     EXPECT_EQ(back, tsINF);
-    back.Set(CLongLongNative(200000000), CLongLongNative(0), CLongLongNative(0), CLongLongNative(0),
-             CLongLongNative(0), CLongLongNative(0));
+    const CLongLongNative none(0);
+    back.Set(CLongLongNative(200000000), none, none, none, none, none);
     EXPECT_EQ(back, tsINF);
+    back.Set(CLongLongNative(200000000), CLongLongNative(-24LL * 200000000), none, none, none,
+             CLongLongNative(7));
+    EXPECT_EQ(back, CTimeSpan(7)); // only the total counts
+    EXPECT_EQ(CTime::FromWinFILETIME(tmMAX.ToWinFILETIME(-32767), -32767),
+              CTime::FromWinFILETIME(CLongLongNative(tmMAX.GetMicroseconds()), -32767));
     EXPECT_EQ(CTime::FromWinFILETIME(CTime(77).ToWinFILETIME()), CTime(77));
+}
+
+TEST(Time, WhatIsInvalidStaysSo) {
+    using CHANGE = CTime (*)(CTime);
+    const CHANGE changes[] = {
+        [](CTime t) { return t + CTimeSpan(1); },
+        [](CTime t) { return t - CTimeSpan(-1); },
+        [](CTime t) { return t.SetMonth(CTime::MAY, 0), t; },
+        [](CTime t) { return t.SetHour(3, 0), t; },
+        [](CTime t) { return t.SetDatePart(2000, CTime::MAY, 1, 0), t; },
+        [](CTime t) { return t.SetDayOfYear(1, 0), t; },
+        [](CTime t) { return t.AddMonth(1, 0), t; },
+        [](CTime t) { return t.GetBeginOfMonth(0); },
+        [](CTime t) { return t.GetBeginOfWeek(CTime::MONDAY, 0); },
+        [](CTime t) { return t.GetNearestWeekDay(CTime::MONDAY, 0); },
+        [](CTime t) { return t.GetLastWeekDayInMonth(CTime::MONDAY, 0); },
+        [](CTime t) { return CTime::FromWinFILETIME(t.ToWinFILETIME()); },
+    };
+    for (std::size_t i = 0; i != std::size(changes); ++i) {
+        EXPECT_FALSE(changes[i](tmINV).IsValid()) << i;
+        EXPECT_TRUE(changes[i](tmZERO).IsValid()) << i;
+    }
+    EXPECT_EQ(tmINV - tmZERO, tsINF);
+    EXPECT_EQ(Text(tmINV.Format(FULL, 0)), "invalid time");
+    EXPECT_EQ(tmINV.GetWeekDay(0), CTime::NO_WEEKDAY);
+    EXPECT_THROW(tmINV.GetTime_T(), timeExp);
 }
 
 TEST(Time, ADayThatTheYearLacksIsRefused) {

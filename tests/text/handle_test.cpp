@@ -105,21 +105,15 @@ TEST(Handle, VoidAndBorrowedObjects) {
 }
 
 TEST(Handle, ThreadsCopyAndDropTheirOwn) {
-    // A thread's function object must be destroyed without a throw, so the deleter says that it
-    // can.
-    struct NothrowDeletor {
-        void operator()(COUNTED* object) const noexcept { delete object; }
-    };
-    using SharedHandle = CHandle<COUNTED, NothrowDeletor>;
     int gone = 0;
     {
-        const SharedHandle shared(new COUNTED(gone));
+        const CountedHandle shared(new COUNTED(gone));
         std::vector<std::thread> threads;
         for (int i = 0; i < 4; ++i) {
-            threads.emplace_back([own = shared] {
+            threads.emplace_back([own = CQuietHandle(shared)] {
                 for (int round = 0; round < 20000; ++round) {
-                    SharedHandle copy(own);
-                    SharedHandle other;
+                    CountedHandle copy(own);
+                    CountedHandle other;
                     other = copy;
                 }
             });
@@ -130,6 +124,14 @@ TEST(Handle, ThreadsCopyAndDropTheirOwn) {
         EXPECT_FALSE(shared.IsShared());
     }
     EXPECT_EQ(gone, 1);
+}
+
+TEST(Handle, AThreadTakesOneWhoseReleaseThrows) {
+    THROWING::freed = 0;
+    std::thread([own = CQuietHandle(ThrowingHandle(new THROWING))] {
+        EXPECT_FALSE(own.IsShared());
+    }).join();
+    EXPECT_EQ(THROWING::freed, 1);
 }
 
 } // namespace

@@ -93,6 +93,13 @@ struct WRITER_POLICY {
     static void UnLock(State& state, typename State::HOLD hold) { state.UnLockWriter(hold); }
 };
 
+template <class State>
+struct REPAIR_POLICY : WRITER_POLICY<State> {
+    static auto Lock(State& state, unsigned long milliseconds) {
+        return state.LockRepair(milliseconds);
+    }
+};
+
 /// Spins on tries before it takes the plain road: `spins` times, or, when `limit` is the same
 /// number, until the lock is got. On a machine with one processor there is nothing to spin for.
 template <class Policy>
@@ -131,6 +138,8 @@ using CReaderLock = IMPL::TScopedLock<IMPL::READER_POLICY<CReaderWriterState>>;
 using CWriterLock = IMPL::TScopedLock<IMPL::WRITER_POLICY<CReaderWriterState>>;
 using CProcReaderLock = IMPL::TScopedLock<IMPL::READER_POLICY<CProcReaderWriterState>>;
 using CProcWriterLock = IMPL::TScopedLock<IMPL::WRITER_POLICY<CProcReaderWriterState>>;
+/// Writes where another process died while it wrote. The release declares the data whole.
+using CProcRepairLock = IMPL::TScopedLock<IMPL::REPAIR_POLICY<CProcReaderWriterState>>;
 using CFastReaderLock = IMPL::TScopedLock<IMPL::READER_POLICY<CFastReaderWriterState>>;
 using CFastWriterLock = IMPL::TScopedLock<IMPL::WRITER_POLICY<CFastReaderWriterState>>;
 using CFastReaderSpinLock = IMPL::TScopedSpinLock<IMPL::READER_POLICY<CFastReaderWriterState>>;

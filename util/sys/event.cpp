@@ -7,6 +7,10 @@
 
 #include <cerrno>
 #include <exception>
+#include <limits>
+#include <linux/futex.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace Quil {
 
@@ -34,31 +38,57 @@ constexpr unsigned int LONG_KEY = 14; // "seconds offset"
 // --- State
 // ----------------------------------------------------------------------------------------
 
-void IMPL::EVENT_STATE::Init(bool isShared) {
-    isRaised = false;
-    generation = 0;
-    pthread_condattr_t attributes;
-    int error = pthread_condattr_init(&attributes);
-    if (error == 0) {
-        pthread_condattr_setpshared(&attributes,
-                                    isShared ? PTHREAD_PROCESS_SHARED : PTHREAD_PROCESS_PRIVATE);
-        error = pthread_cond_init(&condition, &attributes);
-        pthread_condattr_destroy(&attributes);
-    }
-    if (error != 0) {
+IMPL::EVENT_STATE::EVENT_STATE() {
+    if (const int error = pthread_cond_init(&condition, nullptr)) {
         ThrowSysError<eventExp>("CEvent::CEvent - failed initialize event", error, INIT_ERRORS);
     }
 }
 
-IMPL::EVENT_STATE::EVENT_STATE(bool isShared) {
-    Init(isShared);
+int IMPL::EVENT_STATE::WakeAll() {
+    return pthread_cond_broadcast(&condition);
+}
+
+int IMPL::EVENT_STATE::Sleep(pthread_mutex_t* lock, const timespec* until) {
+    return until == nullptr ? pthread_cond_wait(&condition, lock)
+                            : pthread_cond_clockwait(&condition, lock, CLOCK_MONOTONIC, until);
 }
 
 // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): what is there must stay
-IMPL::EVENT_STATE::EVENT_STATE(FLAG_PREALLOCATE, bool initialize) {
+IMPL::PROC_EVENT_STATE::PROC_EVENT_STATE(FLAG_PREALLOCATE, bool initialize) {
     if (initialize) {
-        Init(true);
+        isRaised = false;
+        generation = 0;
     }
+}
+
+int IMPL::PROC_EVENT_STATE::WakeAll() {
+    syscall(SYS_futex, &generation, FUTEX_WAKE, std::numeric_limits<int>::max());
+    return 0;
+}
+
+/// Sleeps in slices: a process may be killed between its change of the count and its call to wake
+/// the others. They also make the wait end soon for a thread that is cancelled, which is looked for
+/// only where the lock is held again.
+int IMPL::PROC_EVENT_STATE::Sleep(pthread_mutex_t* lock, const timespec* until) {
+    constexpr unsigned long slice = 100;
+    const std::uint32_t seen = generation;
+    timespec wake = AfterNow(CLOCK_MONOTONIC, ToTimespec(slice));
+    const auto isBefore = [](const timespec& a, const timespec& b) {
+        return a.tv_sec != b.tv_sec ? a.tv_sec < b.tv_sec : a.tv_nsec < b.tv_nsec;
+    };
+    if (until != nullptr && isBefore(*until, wake)) {
+        wake = *until;
+    }
+    if (const int error = pthread_mutex_unlock(lock)) {
+        return error;
+    }
+    syscall(SYS_futex, &generation, FUTEX_WAIT_BITSET, seen, &wake, nullptr,
+            FUTEX_BITSET_MATCH_ANY);
+    if (const int error = TakeOverFromDeadOwner(lock, pthread_mutex_lock(lock))) {
+        return error;
+    }
+    pthread_testcancel();
+    return until != nullptr && !isBefore(Now(CLOCK_MONOTONIC), *until) ? ETIMEDOUT : 0;
 }
 
 // --- Operations of both
@@ -80,10 +110,10 @@ private:
 template <class Self>
 void TEventOps<Self>::Raise() {
     const COwnLock own(__Self());
-    IMPL::EVENT_STATE& state = __Self()._State();
+    auto& state = __Self()._State();
     state.isRaised = true;
     ++state.generation;
-    if (const int error = pthread_cond_broadcast(&state.condition)) {
+    if (const int error = state.WakeAll()) {
         stringEx head(Self::_Name());
         IMPL::ThrowSysError<eventExp>(head.append("::Raise - failed raise event"), error,
                                       RAISE_ERRORS, __Self()._Detail());
@@ -140,7 +170,7 @@ bool TEventOps<Self>::__Wait(IMPL::IHeldLock* held, const timespec* offset) {
 
 template <class Self>
 bool TEventOps<Self>::__Sleep(const timespec* offset) {
-    const IMPL::EVENT_STATE& state = __Self()._State();
+    auto& state = __Self()._State();
     const unsigned int generation = state.generation;
     timespec until{};
     if (offset != nullptr) {
@@ -148,7 +178,7 @@ bool TEventOps<Self>::__Sleep(const timespec* offset) {
     }
     int error = 0;
     while (!state.isRaised && state.generation == generation && error == 0) {
-        error = __SleepOnce(offset != nullptr ? &until : nullptr);
+        error = state.Sleep(__Self()._Lock().ToSysHandle(), offset != nullptr ? &until : nullptr);
     }
     if (error != 0 && error != ETIMEDOUT) {
         stringEx detail = __Self()._Detail();
@@ -165,23 +195,13 @@ bool TEventOps<Self>::__Sleep(const timespec* offset) {
     return state.isRaised || state.generation != generation;
 }
 
-template <class Self>
-int TEventOps<Self>::__SleepOnce(const timespec* until) {
-    pthread_cond_t* const condition = &__Self()._State().condition;
-    pthread_mutex_t* const mutex = __Self()._Lock().ToSysHandle();
-    const int error = until == nullptr
-                          ? pthread_cond_wait(condition, mutex)
-                          : pthread_cond_clockwait(condition, mutex, CLOCK_MONOTONIC, until);
-    return IMPL::TakeOverFromDeadOwner(mutex, error);
-}
-
 template class TEventOps<CEvent>;
 template class TEventOps<CProcEvent>;
 
 // --- CEvent, CProcEvent
 // ---------------------------------------------------------------------------
 
-CEvent::CEvent(bool isRaised) : __state(false) {
+CEvent::CEvent(bool isRaised) {
     __state.isRaised = isRaised;
 }
 
@@ -205,7 +225,6 @@ stringEx CProcEvent::_Detail() const {
     return "  name = " + __shared.GetName();
 }
 
-/// The condition itself is not destroyed: that would wait for whoever sleeps in another process.
 CProcEvent::~CProcEvent() noexcept(false) {
     try {
         __shared.Close();

@@ -1,5 +1,4 @@
-// Manual-reset events: the system's condition with a flag (`CEvent`, and `CProcEvent` between
-// processes).
+// Manual-reset events: a flag to wait for (`CEvent`, and `CProcEvent` between processes).
 //
 // A waiter sleeps until it sees the flag, or sees that somebody raised the event since it came: a
 // `Raise` followed at once by a `Reset` lets all present waiters go, and a false wake-up none.
@@ -15,18 +14,35 @@ namespace Quil {
 
 namespace IMPL {
 
-/// What an event is beside its lock.
+/// What an event of one process is beside its lock: the system's condition and the flag.
 struct EVENT_STATE {
-    explicit EVENT_STATE(bool isShared);
-    EVENT_STATE(FLAG_PREALLOCATE, bool initialize);
+    EVENT_STATE();
     EVENT_STATE(const EVENT_STATE&) = delete;
     EVENT_STATE& operator=(const EVENT_STATE&) = delete;
 
-    void Init(bool isShared);
+    // Both answer an error number, or 0. `until` is on the monotonic clock, or null.
+
+    int WakeAll();
+    int Sleep(pthread_mutex_t* lock, const timespec* until);
 
     pthread_cond_t condition;
+    bool isRaised = false;
+    unsigned int generation = 0; ///< counts the calls of `Raise`
+};
+
+/// The same between processes. The system's condition keeps books on its sleepers, which those that
+/// are killed leave wrong, and then whoever wakes the others waits for the dead. Here a sleeper
+/// only watches the count of raises.
+struct PROC_EVENT_STATE {
+    PROC_EVENT_STATE(FLAG_PREALLOCATE, bool initialize);
+    PROC_EVENT_STATE(const PROC_EVENT_STATE&) = delete;
+    PROC_EVENT_STATE& operator=(const PROC_EVENT_STATE&) = delete;
+
+    int WakeAll();
+    int Sleep(pthread_mutex_t* lock, const timespec* until);
+
     bool isRaised;
-    unsigned int generation; ///< counts the calls of `Raise`
+    std::atomic<std::uint32_t> generation;
 };
 
 /// A caller's lock, which a wait gives up while it sleeps.
@@ -99,7 +115,6 @@ private:
     bool __WaitFor(IMPL::IHeldLock* held, unsigned long milliseconds);
     bool __Wait(IMPL::IHeldLock* held, const timespec* offset);
     bool __Sleep(const timespec* offset);
-    int __SleepOnce(const timespec* until);
 };
 
 /// An event of this process. Owns a condition and a lock.
@@ -122,11 +137,12 @@ private:
 };
 
 /// An event between processes, found by its name; its lock is named with ".lock" behind. The
-/// creator takes both names away.
+/// creator takes both names away. Processes may be killed in any of its operations: the others go
+/// on, at the latest a tenth of a second after a `Raise` that was cut short.
 class CProcEvent : public TEventOps<CProcEvent> {
 public:
-    /// With `create` the names must be free, else they must exist. Throws `eventExp`, `mutexExp` or
-    /// `shmemExp`.
+    /// With `create` the names must be free, or their creator dead (by the rules of `CShMem`); else
+    /// they must exist. Throws `eventExp`, `mutexExp` or `shmemExp`.
     CProcEvent(bool create, const stringEx& name);
     CProcEvent(const CProcEvent&) = delete;
     CProcEvent& operator=(const CProcEvent&) = delete;
@@ -134,12 +150,12 @@ public:
 
 private:
     friend TEventOps;
-    IMPL::EVENT_STATE& _State() { return __shared.Get(); }
+    IMPL::PROC_EVENT_STATE& _State() { return __shared.Get(); }
     CProcMutex& _Lock() { return __mutex; }
     static const char* _Name() { return "CProcEvent"; }
     stringEx _Detail() const;
 
-    IMPL::CSharedObject<IMPL::EVENT_STATE> __shared;
+    IMPL::CSharedObject<IMPL::PROC_EVENT_STATE> __shared;
     CProcMutex __mutex;
 };
 

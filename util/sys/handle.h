@@ -3,7 +3,14 @@
 // A handle is two words: the object and a heap cell that counts the handles on it. The cell is
 // apart from the object, so anything can be shared: a C block, an object with a virtual destructor,
 // an enumeration's cookie. What "release" means is the deleter's business alone.
+//
+// A handle's destructor may throw where its deleter may. The standard library doesn't take such a
+// type everywhere, so what a `std::thread` runs captures the handle's quiet form:
+//
+//     std::thread([converter = CQuietHandle(converter)] { converter->MBtoWC(...); });
 #pragma once
+
+#include "util/sys/cancel.h"
 
 #include <atomic>
 #include <cstddef>
@@ -33,7 +40,8 @@ private:
 };
 
 /// Releases by `delete`. The object's destructor may throw; its memory is freed all the same, since
-/// a delete expression frees it whichever way the destructor ends.
+/// a delete expression frees it whichever way the destructor ends. Says that it may throw whatever
+/// `T` says: a list's node, with a handle on the next one, can't be asked before it is complete.
 template <class T>
 struct GuardedDeletor {
     void operator()(T* object) const noexcept(false) { delete object; }
@@ -209,6 +217,27 @@ private:
 
     T* __object = nullptr;
     Counter* __counter = nullptr;
+};
+
+/// A handle for places that demand a destructor which doesn't throw. What the release throws at the
+/// end is lost; who wants to see it assigns null before.
+template <class Handle>
+class CQuietHandle : public Handle {
+public:
+    explicit CQuietHandle(Handle handle) noexcept : Handle(std::move(handle)) {}
+    CQuietHandle(const CQuietHandle&) noexcept = default;
+    CQuietHandle(CQuietHandle&&) noexcept = default;
+    CQuietHandle& operator=(const CQuietHandle&) = default;
+    CQuietHandle& operator=(CQuietHandle&&) = default;
+    using Handle::operator=;
+
+    ~CQuietHandle() noexcept {
+        const IMPL::CCancelHold hold; // a cancelled thread's unwinding could not pass
+        try {
+            Handle::operator=(Handle());
+        } catch (...) { // NOLINT(bugprone-empty-catch): that is the point
+        }
+    }
 };
 
 } // namespace Quil

@@ -133,7 +133,8 @@ private:
 /// next one gets it, whatever state the dead one left behind. The creator takes the name away.
 class CProcMutex : public TMutexOps<CProcMutex> {
 public:
-    /// With `create` the name must be free, else it must exist. Throws `mutexExp` or `shmemExp`.
+    /// With `create` the name must be free, or its creator dead (by the rules of `CShMem`); else it
+    /// must exist. Throws `mutexExp` or `shmemExp`.
     CProcMutex(bool create, const stringEx& name);
     CProcMutex(const CProcMutex&) = delete;
     CProcMutex& operator=(const CProcMutex&) = delete;

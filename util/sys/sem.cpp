@@ -34,6 +34,8 @@ constexpr ERROR_TEXT NAMED_ERRORS[] = {
     {EEXIST, "the named semaphore already exists"},
     {EINVAL, "unsupport name or value is too big"}};
 
+constexpr char CREATE_FAILED[] = "CProcSem::CProcSem - failed create named semaphore";
+
 /// Keys are padded to the longest, "semaphore name" or "seconds offset".
 constexpr unsigned int LONG_KEY = 14;
 
@@ -159,15 +161,33 @@ CSem::~CSem() noexcept(false) {
 // --- CProcSem
 // -------------------------------------------------------------------------------------
 
-CProcSem::CProcSem(bool create, const stringEx& name, unsigned int initial)
-    : __name(name), __isCreator(create) {
+CProcSem::CProcSem(bool create, const stringEx& name, unsigned int initial) : __name(name) {
     __name.detach_if_static().make_tail();
-    __sem =
-        create ? CreateNamedSemaphore(__name.c_str(), initial) : OpenNamedSemaphore(__name.c_str());
+    if (create) {
+        __Create(initial);
+    } else {
+        __sem = OpenNamedSemaphore(__name.c_str());
+    }
     if (__sem == SEM_FAILED) {
-        IMPL::ThrowSysError<semExp>(create ? "CProcSem::CProcSem - failed create named semaphore"
+        IMPL::ThrowSysError<semExp>(create ? CREATE_FAILED
                                            : "CProcSem::CProcSem - failed open named semaphore",
                                     errno, NAMED_ERRORS, NameLine(__name), LONG_KEY);
+    }
+}
+
+/// The ownership's block comes first and goes last, so where it was a dead creator's the semaphore
+/// is that one's too. A semaphore without such a block was made by other means and is left alone.
+void CProcSem::__Create(unsigned int initial) {
+    try {
+        __ownership.emplace(true, __name + ".own", 1);
+    } catch (const shmemExp& failure) {
+        IMPL::ThrowSysError<semExp>(CREATE_FAILED, static_cast<int>(failure.GetErrCode()),
+                                    NAMED_ERRORS, NameLine(__name), LONG_KEY);
+    }
+    __sem = CreateNamedSemaphore(__name.c_str(), initial);
+    if (__sem == SEM_FAILED && errno == EEXIST && __ownership->IsTakenOver() &&
+        sem_unlink(__name.c_str()) == 0) {
+        __sem = CreateNamedSemaphore(__name.c_str(), initial);
     }
 }
 
@@ -176,8 +196,9 @@ stringEx CProcSem::_Detail() const {
 }
 
 CProcSem::~CProcSem() noexcept(false) {
+    const bool isCreator = __ownership && __ownership->IsCreator();
     const int closeError = sem_close(__sem) != 0 ? errno : 0;
-    const int unlinkError = __isCreator && sem_unlink(__name.c_str()) != 0 ? errno : 0;
+    const int unlinkError = isCreator && sem_unlink(__name.c_str()) != 0 ? errno : 0;
     if (std::uncaught_exceptions() != 0) {
         return;
     }

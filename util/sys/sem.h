@@ -8,11 +8,13 @@
 
 #include "util/sys/lazysem.h"
 #include "util/sys/preallocate.h"
+#include "util/sys/shmem.h"
 #include "util/sys/timeout.h"
 #include "util/text/stringEx.h"
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 #include <semaphore.h>
 
 namespace Quil {
@@ -62,10 +64,12 @@ private:
 };
 
 /// A semaphore between processes, found by its name. The creator takes the name away at the end.
+/// A block of shared memory of the name with ".own" behind tells whether the creator lives: that is
+/// how the name of a dead one is taken over. A unit that a process held when it died stays away.
 class CProcSem : public TSemOps<CProcSem> {
 public:
-    /// With `create` the name must be free, else it must exist. `initial` is the creator's. Throws
-    /// `semExp`.
+    /// With `create` the name must be free, or its creator dead (by the rules of `CShMem`); else it
+    /// must exist. `initial` is the creator's. Throws `semExp`.
     CProcSem(bool create, const stringEx& name, unsigned int initial = 0);
     CProcSem(const CProcSem&) = delete;
     CProcSem& operator=(const CProcSem&) = delete;
@@ -77,9 +81,11 @@ private:
     stringEx _Detail() const;
     static const char* _Name() { return "CProcSem"; }
 
-    sem_t* __sem;
+    void __Create(unsigned int initial);
+
+    sem_t* __sem = SEM_FAILED;
     stringEx __name;
-    bool __isCreator;
+    std::optional<CShMem> __ownership; ///< the creator's
 };
 
 /// A semaphore that sleeps only when there is no unit. Any thread may call it.

@@ -1,17 +1,30 @@
 // A block of memory that processes share by name.
+//
+// A name outlives a creator that is killed. So each block says behind its bytes who made it, and
+// the next creator takes the name over when that process is gone.
 #pragma once
 
 #include "util/text/stringEx.h"
 
+#include <sys/types.h>
+
 namespace Quil {
 
-/// A mapped shared-memory block. Owns the mapping; the creator also takes the name away at the end.
-/// The object belongs to one thread at a time; what is in the block is everybody's.
+/// A mapped shared-memory block. Owns the mapping; the creator also takes the name away at the end
+/// (the process that made it: a copy of the object in a forked child leaves the name alone). The
+/// object belongs to one thread at a time; what is in the block is everybody's.
 class CShMem {
 public:
-    /// With `create` the name must be free and the block is made, of zeros; else it must exist, and
-    /// is waited for until its creator has given it its size (a second at most). `size` is in
-    /// bytes, above 0. Throws `shmemExp`.
+    /// With `create` the block is made, of zeros, and the name must be free, or its creator must be
+    /// dead: then the name goes to the new block, and whoever still has the old one open keeps that
+    /// among themselves. A creator counts as alive also when it can't be judged, being in another
+    /// process-id namespace. One that died before it could sign is
+    /// waited for, a second at most.
+    ///
+    /// Without, the block must exist, and is waited for until its creator has given it its size (a
+    /// second at most), which may be larger than `size`. `size` is in bytes, above 0.
+    ///
+    /// Throws `shmemExp`.
     CShMem(bool create, const stringEx& name, unsigned int size);
     CShMem(const CShMem&) = delete;
     CShMem& operator=(const CShMem&) = delete;
@@ -23,16 +36,21 @@ public:
 
     void* GetAddr() const { return __address; }
     unsigned int GetSize() const { return __size; }
-    bool IsCreator() const { return __isCreator; }
+    /// False in a forked child of the creator.
+    bool IsCreator() const;
+    /// True if the name was a dead creator's.
+    bool IsTakenOver() const { return __isTakenOver; }
     const stringEx& GetName() const { return __name; }
 
 private:
-    void __Map(int descriptor);
+    int __Create();
+    int __Open() const;
 
     void* __address = nullptr;
     unsigned int __size;
     stringEx __name;
-    bool __isCreator;
+    pid_t __creator; ///< 0 for who only opens
+    bool __isTakenOver = false;
 };
 
 } // namespace Quil

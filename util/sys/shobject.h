@@ -25,7 +25,8 @@ class CSharedObject {
     static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
 
 public:
-    /// Throws `shmemExp`.
+    /// With `create` the name is taken over from a dead creator as `CShMem` says. Throws
+    /// `shmemExp`.
     CSharedObject(bool create, const stringEx& name) : __memory(create, name, sizeof(LAYOUT)) {
         if (create) {
             new (__Layout().room) T(FLAG_PREALLOCATE(), true);

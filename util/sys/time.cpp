@@ -31,38 +31,25 @@ long long FloorMod(long long a, long long b) {
     return a % b + (a % b < 0 ? b : 0);
 }
 
-long long Add(long long a, long long b) {
-    long long sum = 0;
-    if (__builtin_add_overflow(a, b, &sum)) {
-        return b > 0 ? std::numeric_limits<long long>::max()
-                     : std::numeric_limits<long long>::min();
-    }
-    return sum;
+/// Wide enough for the exact value of every sum and product here.
+__extension__ using WIDE = __int128;
+
+/// The nearest count. What saturates is a whole result, never one of its parts.
+long long Saturated(WIDE value, long long least = std::numeric_limits<long long>::min()) {
+    constexpr long long largest = std::numeric_limits<long long>::max();
+    return value > largest ? largest : value < least ? least : static_cast<long long>(value);
 }
 
-long long Subtract(long long a, long long b) {
-    long long difference = 0;
-    if (__builtin_sub_overflow(a, b, &difference)) {
-        return b < 0 ? std::numeric_limits<long long>::max()
-                     : std::numeric_limits<long long>::min();
-    }
-    return difference;
-}
-
-long long Multiply(long long a, long long b) {
-    long long product = 0;
-    if (__builtin_mul_overflow(a, b, &product)) {
-        return (a < 0) == (b < 0) ? std::numeric_limits<long long>::max()
-                                  : std::numeric_limits<long long>::min();
-    }
-    return product;
-}
-
-/// The count of the system's forms. Their part below a second counts forward, so before 1970 the
-/// whole seconds may lie beyond the range that the sum is in.
+/// The count of the system's forms.
 long long FromSeconds(long long seconds, long long microseconds) {
-    return seconds < 0 ? Add(Multiply(seconds + 1, SECOND), microseconds - SECOND)
-                       : Add(Multiply(seconds, SECOND), microseconds);
+    return Saturated(WIDE{seconds} * SECOND + microseconds);
+}
+
+/// A valid time stays one, however far it is moved.
+CTime Moved(const CTime& time, WIDE distance) {
+    return time.IsValid()
+               ? CTime(Saturated(time.GetMicroseconds() + distance, tmMIN.GetMicroseconds()))
+               : tmINV;
 }
 
 bool IsLeap(long long year) {
@@ -99,8 +86,9 @@ long long YearOfDay(long long day) {
     return cycle * 400 + year;
 }
 
-long long ZoneMicroseconds(short tz) {
-    return (tz == CTime::LOCAL_ZONE ? CTime::GetLocalTimeZone() : tz) * MINUTE;
+/// The zone itself for the word that means the machine's. Whoever asks twice may get two answers.
+short Resolved(short tz) {
+    return tz == CTime::LOCAL_ZONE ? CTime::GetLocalTimeZone() : tz;
 }
 
 const char* const MONTHS[12] = {"january",   "february", "march",    "april",
@@ -148,10 +136,11 @@ void CTimeSpan::Set(const CLongLongNative& days, const CLongLongNative& hours,
         long long unit;
     } parts[] = {{days, DAY},       {hours, HOUR},        {minutes, MINUTE},
                  {seconds, SECOND}, {milliseconds, 1000}, {microseconds, 1}};
-    __count = 0;
+    WIDE sum = 0;
     for (const auto& part : parts) {
-        __count = Add(__count, Multiply(static_cast<long long>(part.count), part.unit));
+        sum += WIDE{static_cast<long long>(part.count)} * part.unit;
     }
+    __count = Saturated(sum);
 }
 
 unsigned short CTimeSpan::GetHoursPart() const {
@@ -185,11 +174,11 @@ void CTimeSpan::FromTimeval(const timeval& in) {
 }
 
 CTimeSpan CTimeSpan::operator+(const CTimeSpan& other) const {
-    return CTimeSpan(Add(__count, other.__count));
+    return CTimeSpan(Saturated(WIDE{__count} + other.__count));
 }
 
 CTimeSpan CTimeSpan::operator-(const CTimeSpan& other) const {
-    return CTimeSpan(Subtract(__count, other.__count));
+    return CTimeSpan(Saturated(WIDE{__count} - other.__count));
 }
 
 // ---- CTime: reading ----
@@ -207,11 +196,19 @@ bool CTime::IsValid() const {
 }
 
 time_t CTime::GetTime_T() const {
+    if (!IsValid()) {
+        throw timeExp(0, "CTime::GetTime_T - out of range when converting to time_t\n");
+    }
     return FloorDiv(__count, SECOND);
 }
 
 void CTime::GetTime(TIME& out, short tz) const {
-    const long long local = FloorMod(__count, DAY) + ZoneMicroseconds(tz);
+    if (!IsValid()) {
+        out = TIME();
+        return;
+    }
+    const short zone = Resolved(tz);
+    const long long local = FloorMod(__count, DAY) + zone * MINUTE;
     const long long day = FloorDiv(__count, DAY) + FloorDiv(local, DAY) + DAYS_TO_1970;
     const long long rest = FloorMod(local, DAY);
     const long long year = YearOfDay(day);
@@ -229,13 +226,16 @@ void CTime::GetTime(TIME& out, short tz) const {
     out.minute = static_cast<unsigned short>(rest % HOUR / MINUTE);
     out.second = static_cast<unsigned short>(rest % MINUTE / SECOND);
     out.microsecond = static_cast<unsigned int>(rest % SECOND);
-    out.timeZone = static_cast<short>(ZoneMicroseconds(tz) / MINUTE);
+    out.timeZone = zone;
 }
 
 void CTime::GetTm(tm& out, short tz) const {
+    out = tm();
+    if (!IsValid()) {
+        return;
+    }
     TIME time;
     GetTime(time, tz);
-    out = tm();
     out.tm_year = static_cast<int>(time.year - 1900);
     out.tm_mon = time.month - 1;
     out.tm_mday = time.dayOfMonth;
@@ -290,7 +290,7 @@ unsigned short CTime::GetSecond(short tz) const {
 }
 
 unsigned int CTime::GetMicrosec() const {
-    return static_cast<unsigned int>(FloorMod(__count, SECOND));
+    return IsValid() ? static_cast<unsigned int>(FloorMod(__count, SECOND)) : 0;
 }
 
 unsigned short CTime::GetQuarter(short tz) const {
@@ -298,11 +298,17 @@ unsigned short CTime::GetQuarter(short tz) const {
 }
 
 short CTime::GetCentury(short tz) const {
+    if (!IsValid()) {
+        return 0;
+    }
     const long year = GetYear(tz);
     return static_cast<short>(year / 100 + (year < 0 ? -1 : 1));
 }
 
 unsigned short CTime::GetWeekOfYear(WEEKDAY first, short tz) const {
+    if (!IsValid()) {
+        return 0;
+    }
     const TIME time = Broken(*this, tz);
     const int sinceFirst = (time.weekday - first + 7) % 7;
     return static_cast<unsigned short>((time.dayOfYear + 6 - sinceFirst) / 7);
@@ -322,7 +328,7 @@ void CTime::__Set(const TIME& time) {
     const long long days =
         DayOfYearStart(time.year) + DaysBefore(time.year, time.month - 1U) + day - 1 - DAYS_TO_1970;
     __count = days * DAY + time.hour * HOUR + time.minute * MINUTE + time.second * SECOND +
-              time.microsecond - ZoneMicroseconds(time.timeZone);
+              time.microsecond - Resolved(time.timeZone) * MINUTE;
 }
 
 void CTime::Set(long year, MONTH month, unsigned short day, unsigned short hour,
@@ -330,67 +336,66 @@ void CTime::Set(long year, MONTH month, unsigned short day, unsigned short hour,
     __Set({year, month, 1, day, NO_WEEKDAY, hour, minute, second, microsecond, tz});
 }
 
+/// An invalid time has no parts to keep, so it stays as it is.
+template <class Change>
+void CTime::__Change(short tz, Change change) {
+    if (IsValid()) {
+        TIME time = Broken(*this, tz);
+        change(time);
+        __Set(time);
+    }
+}
+
 void CTime::SetYear(long year, short tz) {
-    TIME time = Broken(*this, tz);
-    time.year = year;
-    __Set(time);
+    __Change(tz, [&](TIME& time) { time.year = year; });
 }
 
 void CTime::SetMonth(MONTH month, short tz) {
-    TIME time = Broken(*this, tz);
-    time.month = month;
-    __Set(time);
+    __Change(tz, [&](TIME& time) { time.month = month; });
 }
 
 void CTime::SetDayOfMonth(unsigned short day, short tz) {
-    TIME time = Broken(*this, tz);
-    time.dayOfMonth = day;
-    __Set(time);
+    __Change(tz, [&](TIME& time) { time.dayOfMonth = day; });
 }
 
 void CTime::SetHour(unsigned short hour, short tz) {
-    TIME time = Broken(*this, tz);
-    time.hour = hour;
-    __Set(time);
+    __Change(tz, [&](TIME& time) { time.hour = hour; });
 }
 
 void CTime::SetMinute(unsigned short minute, short tz) {
-    TIME time = Broken(*this, tz);
-    time.minute = minute;
-    __Set(time);
+    __Change(tz, [&](TIME& time) { time.minute = minute; });
 }
 
 void CTime::SetSecond(unsigned short second, short tz) {
-    TIME time = Broken(*this, tz);
-    time.second = second;
-    __Set(time);
+    __Change(tz, [&](TIME& time) { time.second = second; });
 }
 
 void CTime::SetMicrosec(unsigned int microsecond) {
-    TIME time = Broken(*this, 0);
-    time.microsecond = microsecond;
-    __Set(time);
+    __Change(0, [&](TIME& time) { time.microsecond = microsecond; });
 }
 
 void CTime::SetDatePart(long year, MONTH month, unsigned short day, short tz) {
-    TIME time = Broken(*this, tz);
-    time.year = year;
-    time.month = month;
-    time.dayOfMonth = day;
-    __Set(time);
+    __Change(tz, [&](TIME& time) {
+        time.year = year;
+        time.month = month;
+        time.dayOfMonth = day;
+    });
 }
 
 void CTime::SetTimePart(unsigned short hour, unsigned short minute, unsigned short second,
                         unsigned int microsecond, short tz) {
-    TIME time = Broken(*this, tz);
-    time.hour = hour;
-    time.minute = minute;
-    time.second = second;
-    time.microsecond = microsecond;
-    __Set(time);
+    __Change(tz, [&](TIME& time) {
+        time.hour = hour;
+        time.minute = minute;
+        time.second = second;
+        time.microsecond = microsecond;
+    });
 }
 
 void CTime::SetDayOfYear(unsigned short day, short tz) {
+    if (!IsValid()) {
+        return;
+    }
     const TIME time = Broken(*this, tz);
     if (day == 0 || day > DaysBefore(time.year, DECEMBER)) {
         stringEx message("CTime::SetDayOfYear - failed set the day of year\n"
@@ -411,11 +416,11 @@ void CTime::AddMonth(long months, short tz) {
         *this = tmINV;
         return;
     }
-    TIME time = Broken(*this, tz);
-    const long long total = time.year * 12LL + (time.month - 1) + months;
-    time.year = static_cast<long>(FloorDiv(total, 12));
-    time.month = static_cast<MONTH>(FloorMod(total, 12) + 1);
-    __Set(time);
+    __Change(tz, [&](TIME& time) {
+        const long long total = time.year * 12LL + (time.month - 1) + months;
+        time.year = static_cast<long>(FloorDiv(total, 12));
+        time.month = static_cast<MONTH>(FloorMod(total, 12) + 1);
+    });
 }
 
 void CTime::AddYears(long years, short tz) {
@@ -424,6 +429,7 @@ void CTime::AddYears(long years, short tz) {
 }
 
 CTime CTime::GetBeginOfWeek(WEEKDAY first, short tz) const {
+    tz = Resolved(tz);
     CTime result(*this);
     result.SetTimePart(0, 0, 0, 0, tz);
     const int back = (result.GetWeekDay(tz) - first + 7) % 7;
@@ -443,6 +449,7 @@ CTime CTime::GetNearestWeekDay(WEEKDAY weekday, short tz) const {
 }
 
 CTime CTime::GetNthWeekDayInMonth(WEEKDAY weekday, unsigned short nth, short tz) const {
+    tz = Resolved(tz);
     CTime first(*this);
     first.SetDayOfMonth(1, tz);
     const int ahead = (weekday - first.GetWeekDay(tz) + 7) % 7;
@@ -451,20 +458,22 @@ CTime CTime::GetNthWeekDayInMonth(WEEKDAY weekday, unsigned short nth, short tz)
 }
 
 CTime CTime::GetLastWeekDayInMonth(WEEKDAY weekday, short tz) const {
+    tz = Resolved(tz);
     const CTime fifth = GetNthWeekDayInMonth(weekday, 5, tz);
     return fifth.IsValid() ? fifth : GetNthWeekDayInMonth(weekday, 4, tz);
 }
 
 CTime CTime::operator+(const CTimeSpan& span) const {
-    return CTime(Add(__count, span.GetMicroseconds()));
+    return Moved(*this, span.GetMicroseconds());
 }
 
 CTime CTime::operator-(const CTimeSpan& span) const {
-    return CTime(Subtract(__count, span.GetMicroseconds()));
+    return Moved(*this, -WIDE{span.GetMicroseconds()});
 }
 
 CTimeSpan CTime::operator-(const CTime& other) const {
-    return CTimeSpan(Subtract(__count, other.__count));
+    return IsValid() && other.IsValid() ? CTimeSpan(Saturated(WIDE{__count} - other.__count))
+                                        : tsINF;
 }
 
 // ---- Names, zones, the system's clock ----
@@ -545,12 +554,13 @@ short CTime::StrToTz(const stringEx& text) {
 }
 
 CLongLongNative CTime::ToWinFILETIME(short tz) const {
-    return CLongLongNative(Add(Add(__count, MICROSECONDS_1601_TO_1970), ZoneMicroseconds(tz)));
+    const CTime moved = Moved(*this, MICROSECONDS_1601_TO_1970 + Resolved(tz) * MINUTE);
+    return CLongLongNative(moved.__count);
 }
 
 CTime CTime::FromWinFILETIME(const CLongLongNative& value, short tz) {
-    return CTime(Subtract(Subtract(static_cast<long long>(value), MICROSECONDS_1601_TO_1970),
-                          ZoneMicroseconds(tz)));
+    return Moved(CTime(static_cast<long long>(value)),
+                 -(MICROSECONDS_1601_TO_1970 + Resolved(tz) * MINUTE));
 }
 
 short CTime::GetLocalTimeZone() {
@@ -569,7 +579,11 @@ void CTime::RefreshLocalTimeZone() {
 }
 
 void CTime::SetLocalTimeZone_(short tz) {
-    localZone.exchange(tz);
+    if (tz == LOCAL_ZONE) {
+        RefreshLocalTimeZone();
+    } else {
+        localZone.exchange(tz);
+    }
 }
 
 void CTime::SetSystemTime(const CTime& time) {

@@ -3,7 +3,9 @@
 // somebody asks for a year or a text. It is the Gregorian one, carried back without a break, with a
 // year 0.
 //
-// Arithmetic saturates: a sum past either end is the largest or the smallest count.
+// Arithmetic saturates: a result past either end is the largest or the smallest valid value, and
+// only the result counts, not the sums on the way. An invalid time stays invalid whatever is added
+// to it or set in it.
 #pragma once
 
 #include "util/file/longlong.h"
@@ -23,7 +25,7 @@ public:
     constexpr CTimeSpan() = default;
     constexpr explicit CTimeSpan(long long microseconds) : __count(microseconds) {}
 
-    /// The sum of all parts.
+    /// The sum of all parts; parts beyond the range may cancel each other.
     void Set(const CLongLongNative& days, const CLongLongNative& hours,
              const CLongLongNative& minutes, const CLongLongNative& seconds,
              const CLongLongNative& milliseconds, const CLongLongNative& microseconds);
@@ -113,9 +115,12 @@ public:
     static CTime Now();
 
     constexpr long long GetMicroseconds() const { return __count; }
+    /// False for `tmINV`, which has no fields: they are those of an empty `TIME`, and what isn't in
+    /// there is 0.
     bool IsValid() const;
 
-    /// Whole seconds since 1970. Microseconds before a second belong to the second before.
+    /// Whole seconds since 1970. Microseconds before a second belong to the second before. Throws
+    /// `timeExp` for an invalid time.
     time_t GetTime_T() const;
 
     void GetTime(TIME& out, short tz = LOCAL_ZONE) const;
@@ -141,7 +146,8 @@ public:
     void Set(long year, MONTH month, unsigned short day, unsigned short hour, unsigned short minute,
              unsigned short second, unsigned int microsecond, short tz = LOCAL_ZONE);
 
-    // Each changes one part and keeps the others, by the rules of `Set`.
+    // Each changes one part and keeps the others, by the rules of `Set`. An invalid time has no
+    // others and stays invalid.
 
     void SetYear(long year, short tz = LOCAL_ZONE);
     void SetMonth(MONTH month, short tz = LOCAL_ZONE);
@@ -194,7 +200,7 @@ public:
     /// name, d day of month, D of year, W weekday (Sunday is 7), B its name, wm ws week of the year
     /// from Monday or Sunday, H h hour of 24 or 12, T minute, S second, ms us below the second, P p
     /// AM or am, Z zone as +0800, z in minutes, C century. "%%" is a percent sign, and of an
-    /// unknown key only the "%" goes.
+    /// unknown key only the "%" goes. Of an invalid time the whole text is "invalid time".
     void Format(stringEx& out, const stringEx& fmt, short tz = LOCAL_ZONE) const;
     void Format(wstringEx& out, const wstringEx& fmt, short tz = LOCAL_ZONE) const;
     stringEx Format(const stringEx& fmt, short tz = LOCAL_ZONE) const;
@@ -207,6 +213,7 @@ public:
     /// Minutes east of UTC, asked of the system once. Safe from every thread.
     static short GetLocalTimeZone();
     static void RefreshLocalTimeZone();
+    /// `LOCAL_ZONE` asks the system again.
     static void SetLocalTimeZone_(short tz);
 
     /// Sets the machine's clock. Throws `timeExp`.
@@ -215,9 +222,12 @@ public:
     constexpr auto operator<=>(const CTime&) const = default;
     CTime operator+(const CTimeSpan& span) const;
     CTime operator-(const CTimeSpan& span) const;
+    /// `tsINF` if either is invalid.
     CTimeSpan operator-(const CTime& other) const;
 
 private:
+    template <class Change>
+    void __Change(short tz, Change change);
     void __Set(const TIME& time);
 
     long long __count = 0;

@@ -129,6 +129,11 @@ const TIME_KEY TIME_KEYS[] = {
 
 template <class S>
 void FormatTime(S& out, const S& fmt, const CTime& time, short tz) {
+    if (!time.IsValid()) {
+        out.clear();
+        out << stringEx("invalid time");
+        return;
+    }
     BrokenTime broken{time, {}};
     time.GetTime(broken.field, tz);
     CKeyEscapeCmd<S, BrokenTime> cmd(TIME_KEYS, broken);
