@@ -2,6 +2,7 @@
 # The scripts, on a small project in place of this one: what they print and where, who waits for whom,
 # and where they work.
 set -uo pipefail
+export LC_ALL=C # messages as they are searched for
 scripts=$(cd "$(dirname "$0")/../scripts" && pwd)
 work=$(mktemp -d)
 trap 'chmod -R u+w "$work"; rm -rf "$work"' EXIT

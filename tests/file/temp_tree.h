@@ -21,13 +21,16 @@ protected:
     void SetUp() override {
         std::string pattern = testing::TempDir() + "quil_file_XXXXXX";
         ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        m_root = std::filesystem::canonical(pattern).string() + "/";
+        // One folder further down, so that what is searched for in ".." lies in the test's hands too.
+        m_around = std::filesystem::canonical(pattern).string();
+        m_root = m_around + "/in/";
+        std::filesystem::create_directory(m_root);
         m_before = std::filesystem::current_path();
         std::filesystem::current_path(m_root);
     }
     void TearDown() override {
         std::filesystem::current_path(m_before);
-        std::filesystem::remove_all(m_root);
+        std::filesystem::remove_all(m_around);
     }
 
     stringEx Path(const std::string& name) const { return stringEx((m_root + name).c_str()); }
@@ -61,6 +64,7 @@ protected:
         return all;
     }
 
+    std::string m_around;
     std::string m_root;
 
 private:
