@@ -21,7 +21,7 @@ protected:
     void SetUp() override {
         std::string pattern = testing::TempDir() + "quil_file_XXXXXX";
         ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        // One folder further down, so that what is searched for in ".." lies in the test's hands too.
+        // One folder further down, so that what a test finds in ".." is its own too.
         m_around = std::filesystem::canonical(pattern).string();
         m_root = m_around + "/in/";
         std::filesystem::create_directory(m_root);
@@ -64,10 +64,10 @@ protected:
         return all;
     }
 
-    std::string m_around;
     std::string m_root;
 
 private:
+    std::string m_around;
     std::filesystem::path m_before;
 };
 
