@@ -60,7 +60,7 @@ TEST(Selection, PrefersNamesToCodePagesAndNeverFails) {
         const wchar_t* wide;
     } cases[] = {
         {0, "GBK", "\xD6\xD0", L"\u4E2D"},          {936, "", "\xD6\xD0", L"\u4E2D"},
-        {936, "Klingon", "\xD6\xD0", L"\u4E2D"},    {936, "BIG5", "\xA4\xA4", L"\u4E2D"},
+        {936, "Klingon", "\xD6\xD0", L"\u4E2D"},    {1361, "BIG5", "\xA4\xA4", L"\u4E2D"},
         {65001, "anything", "\xC3\xA9", L"\u00E9"}, {0, "utf-8", "\xC3\xA9", L"\u00E9"},
     };
     for (const auto& c : cases) {

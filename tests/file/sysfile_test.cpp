@@ -173,17 +173,25 @@ TEST_F(SysFile, TimesAreSetAndReadInMicroseconds) {
     file.GetTime(&created, &accessed, nullptr);
     file.GetTime(nullptr, nullptr, &modified);
     EXPECT_TRUE(created == tmINV && accessed == late && modified == early);
+    file.Close();
+    ExpectParts(Failure<sysfileExp>([&] { file.GetTime(nullptr, nullptr, nullptr); }),
+                {"9 CSysFile::GetTime - failed retrive the file status\n  file path  = \n"});
+}
+
+TEST_F(SysFile, TimesBeyondTheRangeGiveTheEndsOfIt) {
+    if (::access("/dev/shm", W_OK) != 0) {
+        GTEST_SKIP() << "no file system in memory here, which keeps whatever times it is given";
+    }
     const stringEx path("/dev/shm/quil-times-" + CLongLongNative(::getpid()).ToString(10));
-    CSysFile extreme; // memory keeps whatever times it is given
+    CSysFile extreme;
     extreme.Open(path, 2, CSysFile::CREATE, 0, 0600, 0);
     const timespec times[2] = {{time_t{1} << 55, 0}, {-(time_t{1} << 55), 0}};
     EXPECT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
     ::unlink(path.c_str());
+    CTime accessed;
+    CTime modified;
     extreme.GetTime(nullptr, &accessed, &modified);
     EXPECT_TRUE(accessed == tmMAX && modified == tmINV);
-    file.Close();
-    ExpectParts(Failure<sysfileExp>([&] { file.GetTime(nullptr, nullptr, nullptr); }),
-                {"9 CSysFile::GetTime - failed retrive the file status\n  file path  = \n"});
 }
 
 TEST_F(SysFile, StandardStreamsAreNeverClosed) {

@@ -21,13 +21,16 @@ protected:
     void SetUp() override {
         std::string pattern = testing::TempDir() + "quil_file_XXXXXX";
         ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        m_root = std::filesystem::canonical(pattern).string() + "/";
+        // One folder further down, so that what a test finds in ".." is its own too.
+        m_around = std::filesystem::canonical(pattern).string();
+        m_root = m_around + "/in/";
+        std::filesystem::create_directory(m_root);
         m_before = std::filesystem::current_path();
         std::filesystem::current_path(m_root);
     }
     void TearDown() override {
         std::filesystem::current_path(m_before);
-        std::filesystem::remove_all(m_root);
+        std::filesystem::remove_all(m_around);
     }
 
     stringEx Path(const std::string& name) const { return stringEx((m_root + name).c_str()); }
@@ -64,6 +67,7 @@ protected:
     std::string m_root;
 
 private:
+    std::string m_around;
     std::filesystem::path m_before;
 };
 

@@ -182,7 +182,7 @@ TEST_F(WholeFile, MovesFiles) {
     EXPECT_EQ(Get("b"), "A");
     ExpectParts(Failure<dirExp>([] { CDir::TransferFile("b", "b/x", false, false); }),
                 {"20 CDir::TransferFile - error link"});
-    if (std::filesystem::exists("/dev/shm") && CDir("/dev/shm").GetSpaceInfo().free > 0) {
+    if (::access("/dev/shm", W_OK) == 0) { // another file system
         const CDir memory("/dev/shm");
         const stringEx other = memory.GenTempFileName();
         CDir::SetAttributes("b", 0640);

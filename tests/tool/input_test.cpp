@@ -1,5 +1,6 @@
 // Inputs and outputs: pipes, files, trees, encodings, and what happens when one of them fails.
 #include "tests/tool/command.h"
+#include "util/conv/TextLibIcu.h"
 
 #include <iconv.h>
 #include <sys/mount.h>
@@ -154,10 +155,14 @@ TEST_F(CommandTest, FamiliesConvertAmongThemselves) {
          {"ISO-8859-1", "CP1252", "MACINTOSH", "CP850"},
          "Grüße à côté\n"},
     };
+    const bool hasIcu = Quil::CTextLibIcu::IsExternalDependencyReady();
+    const auto isTried = [&](const std::string& name) {
+        return !name.empty() && (hasIcu || name != "MACINTOSH");
+    };
     for (const auto& row : rows) {
         for (std::size_t from = 0; from < row.known.size(); ++from) {
             for (std::size_t to = 0; to < row.known.size(); ++to) {
-                if (*row.known[from] == '\0' || *row.known[to] == '\0') {
+                if (!isTried(row.known[from]) || !isTried(row.known[to])) {
                     continue;
                 }
                 Write("x.txt", Convert(row.text, "UTF-8", row.known[from]));
@@ -169,6 +174,9 @@ TEST_F(CommandTest, FamiliesConvertAmongThemselves) {
                     << row.family[from] << " to " << row.family[to];
             }
         }
+    }
+    if (!hasIcu) {
+        GTEST_SKIP() << "no ICU here: MacRoman wasn't tried";
     }
 }
 
