@@ -70,9 +70,83 @@ colorblock* solidblock(colormap* cm, color co) {
     return d.block;
 }
 
+/// Keeps in mind that cells may hold open subcolors.
+bool touch(colormap* cm, std::size_t first, std::size_t last) {
+    if (cm->ntouched == cm->touchedroom) {
+        constexpr std::size_t firstroom = 64;
+        const std::size_t room = std::max(firstroom, cm->touchedroom * 2);
+        cellrange* grown = cm->v->mem.regrow(cm->touched, cm->touchedroom, room);
+        if (grown == nullptr) {
+            seterr(cm->v, REG_ESPACE);
+            return false;
+        }
+        cm->touched = grown;
+        cm->touchedroom = room;
+    }
+    cm->touched[cm->ntouched++] = {.first = first, .last = last};
+    return true;
+}
+
+/// Gives the characters of a subcolor, which are all that its parent had, back to the parent, but
+/// for their cells, and the subcolor's arcs.
+void takeback(nfa* n, colormap* cm, color co, color sco) {
+    desc(cm, co).nchrs = desc(cm, sco).nchrs;
+    desc(cm, sco).flags |= RETURNED;
+    desc(cm, sco).opennext = co;
+    desc(cm, sco).sub = cm->returned;
+    cm->returned = sco;
+    while (arc* a = desc(cm, sco).arcs) {
+        newarc(n, a->type, co, a->from, a->to);
+        freearc(n, a);
+    }
+}
+
+/// The color that a cell is to have.
+color settled(colormap* cm, color co) {
+    const colordesc& d = desc(cm, co);
+    return (d.flags & RETURNED) != 0 ? d.opennext : co;
+}
+
+/// Writes returned characters' colors into the touched cells of one block.
+void settlecells(colormap* cm, colorblock*& slot, std::size_t first, std::size_t last) {
+    if (!issolid(cm, slot)) {
+        for (std::size_t i = first; i <= last; i++)
+            slot->cells[i] = settled(cm, slot->cells[i]);
+        return;
+    }
+    const color co = slot->cells[0];
+    if (settled(cm, co) == co)
+        return;
+    colorblock* solid = solidblock(cm, settled(cm, co));
+    if (solid != nullptr)
+        slot = solid;
+}
+
+/// Ends the return of characters: their cells, then the subcolors.
+void settlereturned(colormap* cm) {
+    for (std::size_t i = 0; i < cm->ntouched && !iserr(cm->v); i++) {
+        const cellrange range = cm->touched[i];
+        for (std::size_t at = range.first; at <= range.last && !iserr(cm->v);) {
+            const std::size_t last = std::min(range.last, at | BYTMASK);
+            settlecells(cm, cm->tree[at >> BYTBITS], at & BYTMASK, last & BYTMASK);
+            at = last + 1;
+        }
+    }
+    while (cm->returned != NOSUB) {
+        const color sco = cm->returned;
+        cm->returned = desc(cm, sco).sub;
+        freecolor(cm, sco);
+    }
+}
+
 /// Subcolors for the cells `first` to `last` of a block, with arcs, run by run of one color.
 void splitruns(varsbase* v, colorblock*& slot, std::size_t first, std::size_t last, state* lp,
                state* rp) {
+    // Cells in a row are much cheaper than arcs, but a class in each of thousands of atoms adds up.
+    constexpr std::size_t cellsperarc = 64;
+    v->work += static_cast<long>((last - first) / cellsperarc);
+    if (v->work > REG_MAXWORK)
+        seterr(v, REG_ESPACE);
     colormap* cm = v->cm;
     for (std::size_t i = first; i <= last;) {
         const color co = slot->cells[i];
@@ -138,6 +212,7 @@ void initcm(varsbase* v, colormap* cm, std::size_t nchrs) {
     cm->v = v;
     cm->ncds = NINLINECDS;
     cm->open = NOSUB;
+    cm->returned = NOSUB;
     cm->cd = cm->cdspace;
     cm->cd[WHITE].nchrs = static_cast<uchr>(nchrs);
     cm->cd[WHITE].sub = NOSUB;
@@ -246,11 +321,13 @@ color subcolorat(colormap* cm, std::size_t index) {
         return COLORLESS;
     slot->cells[index & BYTMASK] = sco;
     movecount(cm, co, sco, 1);
-    return sco;
+    return touch(cm, index, index) ? sco : COLORLESS;
 }
 
 void subrangeat(varsbase* v, std::size_t from, std::size_t to, state* lp, state* rp) {
     colormap* cm = v->cm;
+    if (iserr(v) || !touch(cm, from, to))
+        return;
     while (from <= to && !iserr(v)) {
         const std::size_t last = std::min(to, from | BYTMASK); // of this block
         if (last - from == BYTMASK)
@@ -269,19 +346,15 @@ void okcolors(nfa* n, colormap* cm) {
         desc(cm, co).sub = NOSUB;
         desc(cm, sco).sub = NOSUB;
         if (desc(cm, co).nchrs == 0) {
-            // All of its characters went over, so its arcs go too. Each counts as work: a class
-            // that stands in the pattern again and again moves all its arcs every time.
-            while (desc(cm, co).arcs != nullptr && !iserr(cm->v)) {
-                recolor(n, desc(cm, co).arcs, sco);
-                if (++cm->v->work > REG_MAXWORK)
-                    seterr(cm->v, REG_ESPACE);
-            }
-            freecolor(cm, co);
+            takeback(n, cm, co, sco);
         } else {
             for (const arc* a = desc(cm, co).arcs; a != nullptr; a = a->colorchain)
                 newarc(n, a->type, sco, a->from, a->to);
         }
     }
+    if (cm->returned != NOSUB)
+        settlereturned(cm);
+    cm->ntouched = 0;
 }
 
 void colorchain(colormap* cm, arc* a) {

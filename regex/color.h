@@ -3,7 +3,10 @@
 //
 // The map starts as one color. When an arc needs some characters alone, they move to an open
 // subcolor of the color they have; okcolors() closes the subcolors by giving every arc of the
-// parent a parallel arc of the subcolor, so the language built so far doesn't change. While a
+// parent a parallel arc of the subcolor, so the language built so far doesn't change. Where all of
+// a color's characters went over there was nothing to split: they go back to it, and the few arcs
+// of the subcolor with them, so that a class in each of thousands of words costs no more than its
+// characters. While a
 // pattern is read the map is a tree of blocks of 256 cells, so that a class of thousands of
 // characters touches one pointer for each full block; for matching, settlecolors() lays it out as a
 // plain table, one read a character.
@@ -38,17 +41,24 @@ union colorblock {
     colorblock* next; ///< of a block given back: the next such
 };
 
-inline constexpr int FREECOL = 1; ///< descriptor is free
-inline constexpr int PSEUDO = 2;  ///< pseudocolor: no character has it
-inline constexpr int MARKED = 4;  ///< met by colorcomplement(), during it only
+inline constexpr int FREECOL = 1;  ///< descriptor is free
+inline constexpr int PSEUDO = 2;   ///< pseudocolor: no character has it
+inline constexpr int MARKED = 4;   ///< met by colorcomplement(), during it only
+inline constexpr int RETURNED = 8; ///< subcolor whose characters go back, during okcolors() only
+
+/// Cells of the map, both ends included.
+struct cellrange {
+    std::size_t first;
+    std::size_t last;
+};
 
 /// Descriptor of one color.
 struct colordesc {
     uchr nchrs;        ///< characters of this color; a pseudocolor counts 1
     color sub;         ///< open subcolor or NOSUB; an open subcolor names itself; free: next free
-    color opennext;    ///< next color with an open subcolor, NOSUB at the end
+    color opennext;    ///< next color with an open subcolor, NOSUB at the end; RETURNED: its parent
     arc* arcs;         ///< chain of the arcs of this color
-    int flags;         ///< FREECOL, PSEUDO, MARKED
+    int flags;         ///< FREECOL, PSEUDO, MARKED, RETURNED
     colorblock* block; ///< this color's solid block, if it has one
 
     bool unused() const { return (flags & FREECOL) != 0; }
@@ -65,13 +75,17 @@ struct colormap {
     std::size_t max;               ///< highest color in use
     color free;                    ///< head of the free list, 0 if none
     color open;                    ///< head of the colors with an open subcolor, or NOSUB
+    color returned;                ///< head of the RETURNED colors, through `sub`, or NOSUB
     colordesc* cd;                 ///< descriptors
     colordesc cdspace[NINLINECDS]; ///< the first of them
     std::size_t nblocks;           ///< blocks of `tree`: 1 narrow, 256 wide
     colorblock* tree[BYTTAB];      ///< by the high byte of a character's 16 bits
     colorblock fill;               ///< WHITE's solid block
     colorblock* spare;             ///< blocks given back, linked through `next`
-    const color* table;            ///< after settlecolors(): color by chrtraits<chr>::index()
+    cellrange* touched;            ///< where characters moved since the last okcolors()
+    std::size_t ntouched;
+    std::size_t touchedroom; ///< elements of `touched`
+    const color* table;      ///< after settlecolors(): color by chrtraits<chr>::index()
 };
 
 /// The color of a character, after compile. The only lookup of the matcher's inner loop.

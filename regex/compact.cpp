@@ -128,23 +128,27 @@ void makesearch(varsbase* v, nfa* n) {
         newarc(n, PLAIN, n->bos[1], n->pre, n->pre);
     }
 
-    // List the states behind `pre` that can be reached from elsewhere too...
+    // List the states behind `pre` that can be reached from elsewhere too. As many arcs as there
+    // are colors may lead to one of them: each is looked at once.
     state* list = nullptr;
     for (a = n->pre->outs; a != nullptr; a = a->outchain) {
         state* s = a->to;
+        if (s->tmp != nullptr)
+            continue;
+        s->tmp = s;
         const arc* other = s->ins;
         while (other != nullptr && other->from == n->pre)
             other = other->inchain;
-        if (other == nullptr || s->tmp != nullptr)
+        if (other == nullptr)
             continue;
-        s->tmp = s;
         s->work = list;
         list = s;
     }
+    for (a = n->pre->outs; a != nullptr; a = a->outchain)
+        a->to->tmp = nullptr;
     // ... and split each: what is reached only from `pre` has made no progress yet.
     for (state *s = list, *nexts = nullptr; s != nullptr; s = nexts) {
         nexts = s->work;
-        s->tmp = nullptr;
         state* progress = newstate(n);
         if (progress == nullptr)
             continue;

@@ -292,11 +292,17 @@ void pushfwd(nfa* n) {
 long analyze(const nfa* n) {
     if (n->pre->outs == nullptr)
         return REG_UIMPOSSIBLE;
-    for (const arc* a = n->pre->outs; a != nullptr; a = a->outchain)
+    bool matchesempty = false;
+    for (const arc* a = n->pre->outs; a != nullptr; a = a->outchain) {
+        if (a->to->tmp != nullptr)
+            continue;
+        a->to->tmp = a->to; // as many arcs as there are colors may lead here
         for (const arc* b = a->to->outs; b != nullptr; b = b->outchain)
-            if (b->to == n->post)
-                return REG_UEMPTYMATCH;
-    return 0;
+            matchesempty = matchesempty || b->to == n->post;
+    }
+    for (const arc* a = n->pre->outs; a != nullptr; a = a->outchain)
+        a->to->tmp = nullptr;
+    return matchesempty ? REG_UEMPTYMATCH : 0;
 }
 
 } // namespace

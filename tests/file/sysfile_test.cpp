@@ -191,7 +191,7 @@ TEST_F(SysFile, TimesBeyondTheRangeGiveTheEndsOfIt) {
     CTime accessed;
     CTime modified;
     extreme.GetTime(nullptr, &accessed, &modified);
-    EXPECT_TRUE(accessed == tmMAX && modified == tmINV);
+    EXPECT_TRUE(accessed == tmMAX && modified == tmMIN);
 }
 
 TEST_F(SysFile, StandardStreamsAreNeverClosed) {
