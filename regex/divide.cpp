@@ -125,8 +125,9 @@ void checkroom(varsbase* v, state* lp, state* rp, int m, int n) {
     const stretch one = survey(v->nfa, lp, rp);
     const std::int64_t more = wanted - 1;
     const std::int64_t arcs = more * one.arcs;
-    if (v->nfa->nlive + more * (one.states + 1) > REG_MAXSTATES ||
-        v->nfa->narcs + arcs > REG_MAXARCS || v->work + arcs > REG_MAXWORK)
+    const std::int64_t states = v->nfa->nlive + more * (one.states + 1);
+    if (states > REG_MAXSTATES || v->nfa->narcs + arcs > REG_MAXARCS ||
+        v->work + arcs > REG_MAXWORK || (states > REG_MAXOPTIONAL && passesempty(lp, rp)))
         seterr(v, REG_ESPACE);
 }
 

@@ -216,10 +216,11 @@ void specialcolors(nfa* n) {
 state* newstate(nfa* n) {
     if (iserr(n->v))
         return nullptr;
-    state* s = n->nlive >= REG_MAXSTATES ? nullptr : n->free;
+    const bool isroom = n->nlive < REG_MAXSTATES && ++n->v->work <= REG_MAXWORK;
+    state* s = isroom ? n->free : nullptr;
     if (s != nullptr)
         n->free = s->next;
-    else if (n->nlive < REG_MAXSTATES)
+    else if (isroom)
         s = n->mem.array<state>(1);
     if (s == nullptr) {
         seterr(n->v, REG_ESPACE);
@@ -432,6 +433,25 @@ stretch survey(nfa* n, state* start, state* stop) {
     for (state* s = start; s != nullptr; s = s->work)
         s->tmp = nullptr;
     return found;
+}
+
+bool passesempty(state* start, state* stop) {
+    start->tmp = start;
+    start->work = nullptr;
+    state* last = start;
+    for (const state* s = start; s != nullptr && stop->tmp == nullptr; s = s->work)
+        for (const arc* a = s->outs; a != nullptr; a = a->outchain) {
+            if (a->type == PLAIN || a->to->tmp != nullptr)
+                continue;
+            a->to->tmp = a->to;
+            a->to->work = nullptr;
+            last->work = a->to;
+            last = a->to;
+        }
+    const bool passes = stop->tmp != nullptr;
+    for (state* s = start; s != nullptr; s = s->work)
+        s->tmp = nullptr;
+    return passes;
 }
 
 } // namespace Quil::IMPL::engine

@@ -166,6 +166,8 @@ struct stretch {
 };
 /// Goes through what lies between `start` and `stop`.
 stretch survey(nfa* n, state* start, state* stop);
+/// Whether `stop` can be reached from `start`, another state, without a character.
+bool passesempty(state* start, state* stop);
 
 /// Gives the automaton its pseudocolors: new ones, or those of its parent.
 void specialcolors(nfa* n);

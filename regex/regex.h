@@ -88,11 +88,16 @@ inline constexpr std::ptrdiff_t REG_NOWHERE = -1;
 /// A pattern that passes one of them gets REG_ESPACE. They stand far above what an expression
 /// written for a purpose needs, and keep a hostile one from eating the machine.
 /// @{
-inline constexpr int REG_MAXSTATES = 1'000'000; ///< states of one automaton; about one a character
-inline constexpr int REG_MAXARCS = 2'000'000;   ///< arcs of one automaton
-inline constexpr long REG_MAXWORK = 20'000'000; ///< arcs made in the whole of one compile
-inline constexpr int REG_MAXCOLORS = 32'760;    ///< sets of characters that a pattern tells apart
-inline constexpr int REG_MAXDEPTH = 4'000;      ///< levels of nested parentheses
+inline constexpr int REG_MAXSTATES = 800'000; ///< states of one automaton; about one a character
+/// States of a repetition whose part may match nothing, as in `(a?){255}`: each of its copies can
+/// be left out, so the arcs grow faster than the copies, and would pass their limit only after
+/// seconds.
+inline constexpr int REG_MAXOPTIONAL = 140'000;
+inline constexpr int REG_MAXARCS = 2'000'000; ///< arcs of one automaton
+inline constexpr long REG_MAXWORK =
+    18'000'000;                              ///< arcs and states made in the whole of one compile
+inline constexpr int REG_MAXCOLORS = 32'760; ///< sets of characters that a pattern tells apart
+inline constexpr int REG_MAXDEPTH = 4'000;   ///< levels of nested parentheses
 /// @}
 
 struct regex_t;

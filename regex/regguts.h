@@ -153,7 +153,7 @@ struct varsbase {
     int nlacons;
     int lookahead;     ///< depth of lookaheads being parsed: no back reference inside
     int depth;         ///< levels of the parser, up to REG_MAXDEPTH
-    long work;         ///< arcs made so far, up to REG_MAXWORK
+    long work;         ///< arcs and states made so far, up to REG_MAXWORK
     std::FILE* stream; ///< diagnostic dump, null if not asked for
     arena* keep;       ///< the compiled form's arena, for what outlives the compile
     arena mem;         ///< for what doesn't

@@ -343,6 +343,53 @@ TEST(Compile, HostilePatternsEnd) {
     expectbounded(colors, A);
 }
 
+/// The number `i` in base 26, letter by letter, in five letters of an alphabet that begins there.
+std::wstring wordof(std::size_t i, wchar_t alphabet) {
+    std::wstring word;
+    for (std::size_t left = i * 7919 % 11881376; word.size() < 5; left /= 26)
+        word += static_cast<wchar_t>(alphabet + left % 26 +
+                                     (alphabet > 0x7f ? i / 26 * 26 % 20800 : 0));
+    return word;
+}
+
+TEST(Compile, LongListsCompile) {
+    const struct {
+        std::size_t count;
+        const wchar_t* before; ///< in front of each word and behind it, as expression and as text
+        const wchar_t* behind;
+        const wchar_t* textbefore;
+        const wchar_t* textbehind;
+        wchar_t alphabet;
+        int flags;
+    } rows[] = {{20000, L"", L"", L"", L"", L'a', E},
+                {20000, L"", L"", L"", L"", L'a', E | REG_ICASE},
+                {4000, L"", L"[0-9]", L"", L"7", L'a', E},
+                {4000, L"", L"[[:alpha:]]+", L"", L"xyz", L'a', E | REG_ICASE},
+                {4000, L"\\d{1,3}\\.", L"", L"12.", L"", L'a', A},
+                {8000, L"", L"", L"", L"", L'\x4e00', E},
+                {1000, L"[\x4e00-\x8fff]", L"", L"\x5000", L"", L'a', E | REG_ICASE}};
+    for (const auto& row : rows) {
+        std::wstring list;
+        for (std::size_t i = 0; i < row.count; ++i)
+            list += (i == 0 ? L"" : L"|") + (row.before + wordof(i, row.alphabet)) + row.behind;
+        compiled expression(list, row.flags);
+        ASSERT_EQ(expression.code, REG_OKAY) << row.count << printable(row.behind);
+        for (const std::size_t i : {std::size_t{0}, row.count / 2, row.count - 1}) {
+            const std::wstring text = row.textbefore + wordof(i, row.alphabet) + row.textbehind;
+            EXPECT_EQ(expression.match(L"..." + text + L"..."),
+                      "3-" + std::to_string(3 + text.size()));
+        }
+    }
+    std::wstring ranges;
+    for (int i = 0; i < 1000; ++i)
+        ranges += {static_cast<wchar_t>(0x4e00 + i * 7), L'-',
+                   static_cast<wchar_t>(0x6e00 + i * 13 % 9000)};
+    EXPECT_EQ(compiled(L"[" + ranges + L"]+", E | REG_ICASE).match(L"a\x4e01\x6000z"), "1-3");
+    // What can't be had is refused before it is built.
+    expectbounded(L"((a?){255}){255}", A);
+    expectbounded(L"(((a?)(b?)){200}){130}", A);
+}
+
 TEST(Compile, NestingUpToTheLimitCompilesOnTheStackOfAThread) {
     std::thread([] {
         const std::size_t depth = REG_MAXDEPTH - 1;
