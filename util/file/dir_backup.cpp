@@ -7,12 +7,12 @@
 #include "util/file/dir.h"
 #include "util/file/file_copy.h"
 #include "util/file/posixdir.h"
+#include "util/sys/cancel.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/log.h"
 #include "util/sys/time.h"
 
 #include <algorithm>
-#include <cxxabi.h>
 #include <functional>
 #include <memory>
 
@@ -75,9 +75,8 @@ void LogCurrentException(const char* category, WriteHead writeHead) {
         stringEx text;
         writeHead(text);
         CLog::DebugMsg(stringEx(category), text << "@ " << IMPL::CurrentExceptionText());
-    } catch (abi::__forced_unwind&) {
-        throw;
     } catch (...) { // no memory for the text: the result has to do
+        IMPL::PassThreadEnd();
     }
 }
 
@@ -117,9 +116,8 @@ bool CDir::VersionBackup(const stringEx& file, unsigned int maxVersions, bool fl
             TryRemoveFile(backups.back(), false);
         }
         return true;
-    } catch (abi::__forced_unwind&) {
-        throw;
     } catch (...) {
+        IMPL::PassThreadEnd();
         LogCurrentException("util.dir.backup",
                             [](stringEx& text) { text << "failed remove backup file\n"; });
         return false;
@@ -138,9 +136,8 @@ bool CDir::TryRestoreLastVersion(const stringEx& file) const {
         newest = backups.front();
         TransferFile(newest, path, true);
         return true;
-    } catch (abi::__forced_unwind&) {
-        throw;
     } catch (...) {
+        IMPL::PassThreadEnd();
         LogCurrentException("util.dir.restore", [&](stringEx& text) {
             text << "failed restore the backup file\n  from = " << newest << "\n  to   = " << path
                  << "\n";

@@ -70,11 +70,14 @@ std::vector<LISTED> List(const stringEx& path, bool followLinks) {
             continue;
         stringEx full = path + entry->d_name;
         struct stat status = {};
-        const int flags = followLinks ? 0 : AT_SYMLINK_NOFOLLOW;
         if (full.length() >= PATH_MAX)
             IMPL::ThrowStatError(full, ENAMETOOLONG);
-        if (::fstatat(::dirfd(directory.get()), entry->d_name, &status, flags) == -1)
-            IMPL::ThrowStatError(full, errno);
+        const int code =
+            IMPL::StatEntry(::dirfd(directory.get()), entry->d_name, &status, followLinks);
+        if (code == IMPL::NO_ENTRY)
+            continue; // removed since it was listed
+        if (code != 0)
+            IMPL::ThrowStatError(full, code);
         const KIND kind = S_ISDIR(status.st_mode)   ? KIND::DIRECTORY
                           : S_ISLNK(status.st_mode) ? KIND::LINK
                                                     : KIND::FILE;

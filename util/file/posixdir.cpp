@@ -59,12 +59,12 @@ dirent* PosixReadDir(DIR* directory) {
     return entry;
 }
 
-int StatEntry(int directory, const char* path, struct stat* status) {
-    if (::fstatat(directory, path, status, 0) == 0)
+int StatEntry(int directory, const char* path, struct stat* status, bool followLinks) {
+    if (::fstatat(directory, path, status, followLinks ? 0 : AT_SYMLINK_NOFOLLOW) == 0)
         return 0;
     const int code = errno;
     if (::fstatat(directory, path, status, AT_SYMLINK_NOFOLLOW) == 0)
-        return S_ISLNK(status->st_mode) ? code : 0; // no link: it has come just now
+        return followLinks && S_ISLNK(status->st_mode) ? code : 0; // it has come just now
     const bool isMissing = errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG;
     return isMissing ? NO_ENTRY : errno;
 }

@@ -36,10 +36,10 @@ void PosixStat(const stringEx& path, struct stat* status);
 
 /// The answer of `StatEntry` where there is nothing of that name.
 constexpr int NO_ENTRY = -1;
-/// Asks for the status of `path`, seen from the open directory `directory`, symbolic links
-/// followed. Answers 0, `NO_ENTRY`, or the error number for an entry that can't be asked: a
-/// dangling link is there, a name that another process has just removed is not.
-int StatEntry(int directory, const char* path, struct stat* status);
+/// Asks for the status of `path`, seen from the open directory `directory`. Answers 0, `NO_ENTRY`,
+/// or the error number for an entry that can't be asked: a dangling link is there, a name that
+/// another process has just removed is not.
+int StatEntry(int directory, const char* path, struct stat* status, bool followLinks = true);
 
 /// The next entry, or null at the end. Throws `dirExp` with code 18.
 dirent* PosixReadDir(DIR* directory);

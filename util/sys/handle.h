@@ -16,7 +16,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cxxabi.h>
 #include <exception>
 #include <type_traits>
 #include <utility>
@@ -121,9 +120,8 @@ public:
         } else {
             try {
                 __Release();
-            } catch (abi::__forced_unwind&) {
-                throw; // a thread's cancellation must not be caught
             } catch (...) {
+                IMPL::PassThreadEnd();
                 if (std::uncaught_exceptions() == 0) {
                     throw;
                 }

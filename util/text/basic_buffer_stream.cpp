@@ -1,4 +1,5 @@
 // Text buffers in the standard streams, with the meaning that a standard string has there.
+#include "util/sys/cancel.h"
 #include "util/text/basic_buffer.h"
 
 #include <istream>
@@ -37,9 +38,8 @@ std::basic_ostream<T, Traits>& operator<<(std::basic_ostream<T, Traits>& stream,
         written = (left || Pad(to, padding, stream.fill())) &&
                   to.sputn(buffer.data(), length) == length &&
                   (!left || Pad(to, padding, stream.fill()));
-    } catch (abi::__forced_unwind&) {
-        throw;
     } catch (...) {
+        IMPL::PassThreadEnd();
         stream.setstate(std::ios_base::badbit);
         return stream;
     }
@@ -76,9 +76,8 @@ std::basic_istream<T, Traits>& operator>>(std::basic_istream<T, Traits>& stream,
             buffer.push_back(element);
         }
         stream.width(0);
-    } catch (abi::__forced_unwind&) {
-        throw;
     } catch (...) {
+        IMPL::PassThreadEnd();
         stream.setstate(std::ios_base::badbit);
         return stream;
     }
@@ -119,9 +118,8 @@ std::basic_istream<T, Traits>& getline(std::basic_istream<T, Traits>& stream,
             }
             buffer.push_back(element);
         }
-    } catch (abi::__forced_unwind&) {
-        throw;
     } catch (...) {
+        IMPL::PassThreadEnd();
         stream.setstate(std::ios_base::badbit);
         return stream;
     }
