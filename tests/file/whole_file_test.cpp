@@ -83,6 +83,9 @@ TEST_F(WholeFile, FailedReadsAndWritesSayWhy) {
     EXPECT_EQ(::read(reader, text, sizeof text), 4);
     ::close(reader);
     writer.join();
+    // A device can't be given a size: it is refused while nothing is written.
+    ExpectParts(Failure<sysfileExp>([] { CDir::WriteFile("/dev/full", stringEx("x")); }),
+                {"22 CSysFile::ResizeToCurrentPos", "\n  file state = the old content stands"});
     Put("huge");
     std::filesystem::resize_file(m_root + "huge", std::uintmax_t{5} << 30);
     ExpectParts(Failure<dirExp>([&] { read("huge"); }),
@@ -299,6 +302,13 @@ TEST_F(WholeFile, CopiesAndMovesDirectories) {
     Link("../d/s", "keep/into_d");
     ExpectParts(Failure<dirExp>([] { CDir::TransferDir("d", "keep/into_d/x"); }),
                 {"CDir::TransferDir - dir nesting found in recursive copy mode\n"});
+    Put("own/s/f");
+    std::filesystem::create_directory("mounted");
+    if (::mount("own/s", "mounted", nullptr, MS_BIND, nullptr) == 0) { // no path tells of this one
+        const std::string nested = Failure<dirExp>([] { CDir::TransferDir("own", "mounted/x"); });
+        ::umount("mounted");
+        ExpectParts(nested, {"CDir::TransferDir", "the target lies inside the source"});
+    }
     Put("moved/f", "mine");
     ExpectParts(Failure<dirExp>([] { CDir::TransferDir("d", "moved"); }),
                 {"17 CDir::TransferDir - failed transfer dir\n", "the target has been exist"});

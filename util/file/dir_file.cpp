@@ -55,18 +55,6 @@ unsigned int ReadAll(const CSysFile& file, void* buffer, unsigned int size) {
     return total;
 }
 
-/// Writes everything. One call may stop short when the device fills up; the next one says why.
-void WriteAll(CSysFile& file, const void* data, std::size_t size) {
-    const auto* bytes = static_cast<const unsigned char*>(data);
-    while (size > 0) {
-        const auto part = static_cast<unsigned int>(
-            std::min<std::size_t>(size, std::numeric_limits<unsigned int>::max()));
-        const unsigned int count = file.Write(bytes, part);
-        bytes += count;
-        size -= count;
-    }
-}
-
 /// The size of the file, if a string of `S` can hold it.
 template <class S>
 unsigned int SizeForString(const CSysFile& file, const stringEx& path) {
@@ -115,10 +103,7 @@ void WriteWhole(const stringEx& path, const void* data, std::size_t size, bool f
     file.Open(path, CSysFile::ACCESS_WRITE, CSysFile::CREATE, SHARE_WRITE, READ_WRITE_FOR_ALL, 0);
     IMPL::CFileRewrite rewrite(file);
     append ? rewrite.Append(data, size) : rewrite.Overwrite(data, size);
-    if (flush)
-        file.Flush();
-    // Errors that come as late as this must reach the caller too.
-    file.Close();
+    rewrite.Finish(flush);
 }
 
 void CopyContent(const stringEx& from, const stringEx& to, bool flush) {
@@ -132,8 +117,9 @@ void CopyContent(const stringEx& from, const stringEx& to, bool flush) {
     IMPL::PosixStat(to, &status);
     byteEx block;
     block.resize(COPY_BLOCK);
+    std::uint64_t written = 0;
     while (const unsigned int count = source.Read(&block.front(), COPY_BLOCK))
-        WriteAll(target, &block.front(), count);
+        IMPL::WriteAll(target, &block.front(), count, written);
     // What the target had is overwritten up to here; its old tail has to go too.
     if (S_ISREG(status.st_mode) && status.st_size > 0)
         target.ResizeToCurrentPos();

@@ -27,6 +27,7 @@ namespace {
 
 constexpr unsigned int EMPTY_ARGUMENT = 2;
 constexpr mode_t ALL_FOR_ALL = 0777;
+constexpr const char* TARGET_INSIDE = "the target lies inside the source";
 
 constexpr ERROR_TEXT MAKE_ERRORS[] = {
     {EACCES, "write permission is denied for the parent directory"},
@@ -157,7 +158,7 @@ private:
             if (above == id)
                 IMPL::ThrowStatError(from, ELOOP);
         if (id == m_target)
-            throw dirExp(0, stringEx("the target lies inside the source"));
+            throw dirExp(0, stringEx(TARGET_INSIDE));
         CDir::MakeDir(to);
         Copy(from, id, to, true, true);
     }
@@ -196,14 +197,17 @@ void MoveLink(const stringEx& from, const stringEx& to) {
         IMPL::ThrowStatError(from, errno);
 }
 
-/// Both paths end in "/".
-void MoveTree(const stringEx& from, const stringEx& to) {
+/// Both paths end in "/". `top` is the directory that all goes to: met inside the source, by a
+/// mount that no path tells of, it would be moved into itself without end.
+void MoveTree(const stringEx& from, const stringEx& to, const FILE_ID& top) {
     CDir::MakeDir(to, true);
     for (const LISTED& entry : List(from, false)) {
         const stringEx source = from + entry.name;
         const stringEx target = to + entry.name;
+        if (entry.kind == KIND::DIRECTORY && entry.id == top)
+            throw dirExp(0, stringEx(TARGET_INSIDE));
         if (entry.kind == KIND::DIRECTORY)
-            MoveTree(source + "/", target + "/");
+            MoveTree(source + "/", target + "/", top);
         else if (entry.kind == KIND::LINK)
             MoveLink(source, target);
         else
@@ -281,7 +285,8 @@ void CDir::TransferDir(const stringEx& from, const stringEx& to) {
             ComposeError("CDir::TransferDir - dir nesting found in recursive copy mode\n",
                          {{"  source dir = ", source.m_path}, {"  target dir = ", target.m_path}}));
     try {
-        MoveTree(source.m_path, target.m_path);
+        MakeDir(target.m_path, true);
+        MoveTree(source.m_path, target.m_path, IdOf(target.m_path));
     } catch (const qlExp& cause) {
         throw dirExp(cause.GetErrCode(), ComposeError("CDir::TransferDir - failed transfer dir\n",
                                                       {{"  source dir = ", source.m_path},

@@ -1,5 +1,7 @@
 #include "util/file/file_rewrite.h"
 
+#include "util/file/errtext.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <limits>
@@ -27,11 +29,27 @@ CLongLongNative Offset(std::uint64_t bytes) {
 
 } // namespace
 
+void WriteAll(CSysFile& file, const void* data, std::uint64_t size, std::uint64_t& written) {
+    const auto* const bytes = static_cast<const unsigned char*>(data);
+    for (written = 0; written < size;) {
+        const auto part = static_cast<unsigned int>(
+            std::min<std::uint64_t>(size - written, std::numeric_limits<unsigned int>::max()));
+        const unsigned int count = file.Write(bytes + written, part);
+        if (count == 0) { // a next call would be told the same, without end
+            throw sysfileExp(EIO, ComposeError("WriteAll - the device takes no more bytes\n",
+                                               {{"  file path  = ", file.GetFileName()},
+                                                {"  error code = ", EIO}}));
+        }
+        written += count;
+    }
+}
+
 CFileRewrite::CFileRewrite(CSysFile& file) : __file(file), __oldSize(EndOf(file)) {}
 
 void CFileRewrite::Overwrite(const void* data, std::uint64_t size) {
     const auto* const bytes = static_cast<const unsigned char*>(data);
     const std::uint64_t front = std::min(size, __oldSize);
+    __RefuseDevice();
     __Reserve(size);
     __WriteBehind(bytes + front, size - front);
     __file.SeekBegin(0);
@@ -50,6 +68,30 @@ void CFileRewrite::Append(const void* data, std::uint64_t size) {
     __WriteBehind(static_cast<const unsigned char*>(data), size);
 }
 
+void CFileRewrite::Finish(bool flush) {
+    try {
+        if (flush) {
+            __file.Flush();
+        }
+        __file.Close();
+    } catch (const sysfileExp& cause) {
+        ThrowWithState(cause, "the new content, of which the device may lack a part");
+    }
+}
+
+/// What the device says to being emptied is the failure.
+void CFileRewrite::__RefuseDevice() {
+    if (__file.IsRegularFile()) {
+        return;
+    }
+    try {
+        __file.SeekBegin(0);
+        __file.ResizeToCurrentPos();
+    } catch (const sysfileExp& cause) {
+        ThrowWithState(cause, WHOLE);
+    }
+}
+
 /// A file without content has nothing to lose.
 void CFileRewrite::__Reserve(std::uint64_t size) {
     if (__oldSize == 0) {
@@ -65,7 +107,7 @@ void CFileRewrite::__Reserve(std::uint64_t size) {
 /// The position is at the old end, and nothing in front of it is touched.
 void CFileRewrite::__WriteBehind(const unsigned char* bytes, std::uint64_t size) {
     try {
-        __Write(bytes, size);
+        WriteAll(__file, bytes, size, __written);
     } catch (const sysfileExp& cause) {
         __CutBack(cause);
     }
@@ -74,7 +116,7 @@ void CFileRewrite::__WriteBehind(const unsigned char* bytes, std::uint64_t size)
 void CFileRewrite::__WriteFront(const unsigned char* bytes, std::uint64_t size,
                                 std::uint64_t newSize) {
     try {
-        __Write(bytes, size);
+        WriteAll(__file, bytes, size, __written);
     } catch (const sysfileExp& cause) {
         if (__written == 0) {
             __CutBack(cause);
@@ -99,16 +141,6 @@ void CFileRewrite::__CutBack(const sysfileExp& cause) {
         ThrowWithState(cause, "the old content, and behind it a part of the new");
     }
     ThrowWithState(cause, WHOLE);
-}
-
-/// Writes everything. One call may stop short when the device fills up; the next one says why.
-void CFileRewrite::__Write(const unsigned char* bytes, std::uint64_t size) {
-    __written = 0;
-    while (__written < size) {
-        const auto part = static_cast<unsigned int>(
-            std::min<std::uint64_t>(size - __written, std::numeric_limits<unsigned int>::max()));
-        __written += __file.Write(bytes + __written, part);
-    }
 }
 
 } // namespace Quil::IMPL

@@ -205,6 +205,11 @@ CLongLongNative CSysFile::GetSize() const {
     return size;
 }
 
+bool CSysFile::IsRegularFile() const {
+    struct stat status = {};
+    return ::fstat(m_descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 void CSysFile::ResizeToCurrentPos() {
     const std::int64_t position = IMPL::PosixSeekFile(m_descriptor, 0, SEEK_CUR);
     if (RetryInterrupted([&] { return ::ftruncate(m_descriptor, position); }) != -1)

@@ -87,6 +87,8 @@ public:
     CLongLongNative GetCurrentPos() const;
     /// The size in bytes, found by seeking to the end and back; so it throws for a pipe.
     CLongLongNative GetSize() const;
+    /// False for a device, a pipe or a socket, which have no size that could be set.
+    bool IsRegularFile() const;
     /// Cuts the file at the current position, or lengthens it with zero bytes up to there.
     void ResizeToCurrentPos();
     /// Makes sure that the device has room for the file's first `size` bytes, for those behind its
