@@ -22,17 +22,23 @@ public:
     arena& operator=(const arena&) = delete;
     arena(arena&& other) noexcept
         : __blocks(std::exchange(other.__blocks, nullptr)),
-          __at(std::exchange(other.__at, nullptr)), __end(std::exchange(other.__end, nullptr)) {}
+          __at(std::exchange(other.__at, nullptr)), __end(std::exchange(other.__end, nullptr)),
+          __nextblock(std::exchange(other.__nextblock, FIRSTBLOCK)) {}
     arena& operator=(arena&& other) noexcept {
         std::swap(__blocks, other.__blocks);
         std::swap(__at, other.__at);
         std::swap(__end, other.__end);
+        std::swap(__nextblock, other.__nextblock);
         return *this;
     }
     ~arena();
 
     /// `bytes` of storage, aligned for any type, not initialised; null if there is no memory.
     void* alloc(std::size_t bytes);
+
+    /// Gives up what lies in it and keeps its largest block for what comes next: memory that was
+    /// used a moment ago costs less than fresh memory.
+    void rewind();
 
     // NOLINTBEGIN(bugprone-sizeof-expression): T may well be a pointer
 
@@ -61,12 +67,15 @@ public:
     // NOLINTEND(bugprone-sizeof-expression)
 
 private:
+    static constexpr std::size_t FIRSTBLOCK = std::size_t{16} * 1024;
     struct block {
         block* next;
+        std::size_t size; ///< bytes, this head included
     };
     block* __blocks = nullptr;
-    char* __at = nullptr;  ///< free storage of the newest block
-    char* __end = nullptr; ///< its end
+    char* __at = nullptr;                 ///< free storage of the newest block
+    char* __end = nullptr;                ///< its end
+    std::size_t __nextblock = FIRSTBLOCK; ///< bytes of the block that comes next
 };
 
 } // namespace Quil::IMPL::engine

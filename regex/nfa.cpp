@@ -98,7 +98,7 @@ bool hasarc(const nfa* n, int type, int co, const state* from, const state* to) 
 
 /// An unlinked arc; null and REG_ESPACE at the limits.
 arc* takearc(nfa* n) {
-    if (n->narcs >= REG_MAXARCS || ++n->v->work > REG_MAXWORK) {
+    if (n->narcs >= REG_MAXARCS || ++n->v->work + passeswork(n) > REG_MAXWORK) {
         seterr(n->v, REG_ESPACE);
         return nullptr;
     }
@@ -106,7 +106,7 @@ arc* takearc(nfa* n) {
     if (a != nullptr)
         n->freearcs = a->outchain;
     else
-        a = n->mem.array<arc>(1);
+        a = static_cast<arc*>(n->mem.alloc(sizeof(arc))); // newarc fills all of it
     if (a == nullptr)
         seterr(n->v, REG_ESPACE);
     else
@@ -163,7 +163,7 @@ bool growdistances(nfa* n) {
 } // namespace
 
 nfaptr newnfa(varsbase* v, colormap* cm, nfa* parent) {
-    arena mem;
+    arena mem = std::move(v->spare);
     void* place = mem.alloc(sizeof(nfa));
     if (place == nullptr) {
         seterr(v, REG_ESPACE);
@@ -197,8 +197,11 @@ nfaptr newnfa(varsbase* v, colormap* cm, nfa* parent) {
 void freenfa(nfa* n) {
     if (n == nullptr)
         return;
-    const arena last = std::move(n->mem); // holds the record too
+    varsbase* v = n->v;
+    arena mem = std::move(n->mem); // holds the record too
     n->~nfa();
+    mem.rewind();
+    v->spare = std::move(mem);
 }
 
 void specialcolors(nfa* n) {
@@ -221,7 +224,7 @@ state* newstate(nfa* n) {
     if (s != nullptr)
         n->free = s->next;
     else if (isroom)
-        s = n->mem.array<state>(1);
+        s = static_cast<state*>(n->mem.alloc(sizeof(state)));
     if (s == nullptr) {
         seterr(n->v, REG_ESPACE);
         return nullptr;

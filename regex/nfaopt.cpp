@@ -322,6 +322,7 @@ long optimize(nfa* n, std::FILE* stream) {
     pushfwd(n);
     heading("\nfinal cleanup:\n");
     cleanup(n);
+    n->v->work += passeswork(n);
     return iserr(n->v) ? 0 : analyze(n);
 }
 

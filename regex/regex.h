@@ -93,9 +93,11 @@ inline constexpr int REG_MAXSTATES = 800'000; ///< states of one automaton; abou
 /// be left out, so the arcs grow faster than the copies, and would pass their limit only after
 /// seconds.
 inline constexpr int REG_MAXOPTIONAL = 140'000;
-inline constexpr int REG_MAXARCS = 2'000'000; ///< arcs of one automaton
-inline constexpr long REG_MAXWORK =
-    18'000'000;                              ///< arcs and states made in the whole of one compile
+inline constexpr int REG_MAXARCS = 1'000'000; ///< arcs of one automaton
+/// Arcs and states made in the whole of one compile, with the passes over large automata
+/// (`passeswork()`): half a second. What stands closest to it is a list of 4000 words with three
+/// times any character in each.
+inline constexpr long REG_MAXWORK = 14'000'000;
 inline constexpr int REG_MAXCOLORS = 32'760; ///< sets of characters that a pattern tells apart
 inline constexpr int REG_MAXDEPTH = 4'000;   ///< levels of nested parentheses
 /// @}

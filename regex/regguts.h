@@ -157,6 +157,7 @@ struct varsbase {
     std::FILE* stream; ///< diagnostic dump, null if not asked for
     arena* keep;       ///< the compiled form's arena, for what outlives the compile
     arena mem;         ///< for what doesn't
+    arena spare;       ///< memory of the automaton that ended last, for the next one
 };
 
 template <class chr>

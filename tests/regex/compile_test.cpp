@@ -366,6 +366,7 @@ TEST(Compile, LongListsCompile) {
                 {4000, L"", L"[0-9]", L"", L"7", L'a', E},
                 {4000, L"", L"[[:alpha:]]+", L"", L"xyz", L'a', E | REG_ICASE},
                 {4000, L"\\d{1,3}\\.", L"", L"12.", L"", L'a', A},
+                {4000, L"", L"...x", L"", L"123x", L'a', A},
                 {8000, L"", L"", L"", L"", L'\x4e00', E},
                 {1000, L"[\x4e00-\x8fff]", L"", L"\x5000", L"", L'a', E | REG_ICASE}};
     for (const auto& row : rows) {
@@ -388,6 +389,7 @@ TEST(Compile, LongListsCompile) {
     // What can't be had is refused before it is built.
     expectbounded(L"((a?){255}){255}", A);
     expectbounded(L"(((a?)(b?)){200}){130}", A);
+    expectbounded(times(20, L"((a|ab|c)*d?){100}"), A);
 }
 
 TEST(Compile, NestingUpToTheLimitCompilesOnTheStackOfAThread) {
