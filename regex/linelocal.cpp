@@ -2,8 +2,8 @@
 // behind it, and all other arcs those of the match.
 #include "regex/linelocal.h"
 
-#include "regex/chrtraits.h"
-#include "regex/regguts.h"
+#include "regex/compile/chrtraits.h"
+#include "regex/compile/regguts.h"
 
 #include <set>
 

@@ -2,11 +2,11 @@
 // begins; the automaton of the whole tree then tells from which place on it goes, and how far.
 #include "regex/regcontext.h"
 
-#include "regex/classrun.h"
-#include "regex/lazyspan.h"
-#include "regex/literal.h"
-#include "regex/prefilter.h"
-#include "regex/refskip.h"
+#include "regex/filter/classrun.h"
+#include "regex/filter/lazyspan.h"
+#include "regex/filter/literal.h"
+#include "regex/filter/prefilter.h"
+#include "regex/filter/refskip.h"
 
 #include <algorithm>
 #include <limits>

@@ -3,8 +3,8 @@
 // expression serves the next.
 #pragma once
 
-#include "regex/dissect.h"
-#include "regex/nodes.h"
+#include "regex/match/dissect.h"
+#include "regex/match/nodes.h"
 #include "regex/regex.h"
 
 #include <cstdint>

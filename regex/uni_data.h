@@ -2,8 +2,8 @@
 //
 // A lookup goes through a two-stage table to one of some hundred packed words: three reads and no
 // branch, since this is the inner step of every search that folds case. The tables are generated
-// (regex/uni_data.py). They depend on nothing, so both the strings and the expression engine stand
-// on them. Every function here may be called from any thread.
+// (regex/data/uni_data.py). They depend on nothing, so both the strings and the expression engine
+// stand on them. Every function here may be called from any thread.
 
 #pragma once
 

@@ -2,7 +2,7 @@
 #include "tool/pass.h"
 
 #include "tool/held_signals.h"
-#include "tool/road.h"
+#include "tool/road/road.h"
 #include "tool/standard_output.h"
 #include "util/file/dir.h"
 #include "util/sys/errhdl.h"

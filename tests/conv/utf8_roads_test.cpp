@@ -2,8 +2,8 @@
 
 #include "util/conv/TextLibIConv.h"
 #include "util/conv/Utf8Codec.h"
-#include "util/conv/Utf8Runs.h"
 #include "util/conv/Utf8Validation.h"
+#include "util/conv/codec/Utf8Runs.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // What compile makes of a pattern where matching can't show it: how characters fall into colors,
 // how long matches can be, that loops of constraints come to an end and limits are kept.
-#include "regex/regguts.h"
+#include "regex/compile/regguts.h"
 
 #include <algorithm>
 #include <cwchar>

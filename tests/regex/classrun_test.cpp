@@ -1,7 +1,7 @@
 // Runs of one set of characters: by their bits as by the automaton, across blocks and at the edges
 // of texts, and the expressions that are such runs told from those that nearly are.
-#include "regex/classrun.h"
-#include "regex/regguts.h"
+#include "regex/compile/regguts.h"
+#include "regex/filter/classrun.h"
 #include "tests/regex/sweep.h"
 
 #include <algorithm>

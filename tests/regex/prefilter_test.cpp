@@ -1,5 +1,5 @@
 // The search by filters against the plain one, and the vector search against its plain form.
-#include "regex/fingerprint.h"
+#include "regex/filter/fingerprint.h"
 #include "tests/regex/sweep.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // The generated character tables: totals over all characters, and samples that a slip of the
 // generator or of the packed lookup would change.
 
-#include "regex/class_data.h"
+#include "regex/data/class_data.h"
 #include "regex/uni_data.h"
 
 #include <gtest/gtest.h>

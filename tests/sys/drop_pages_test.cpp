@@ -1,4 +1,4 @@
-#include "util/sys/drop_pages.h"
+#include "util/base/drop_pages.h"
 
 #include <algorithm>
 #include <cstdint>

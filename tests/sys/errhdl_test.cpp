@@ -1,11 +1,11 @@
 // The exception family and the net below it. Handlers end the process, so they are met in children.
 #include "tests/sys/child.h"
 #include "tests/sys/message_of.h"
+#include "util/base/sanitizer.h"
 #include "util/file/sysfile.h"
 #include "util/sys/errhdl.h"
+#include "util/sys/error/sigcode.h"
 #include "util/sys/log.h"
-#include "util/sys/sanitizer.h"
-#include "util/sys/sigcode.h"
 #include "util/sys/thread.h"
 #include "util/sys/time.h"
 #include "util/text/wstringEx.h"

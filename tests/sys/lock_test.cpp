@@ -1,8 +1,8 @@
 // The locks: what each promises one thread, and many.
+#include "util/base/sanitizer.h"
 #include "util/sys/advSync.h"
 #include "util/sys/event.h"
 #include "util/sys/mutex.h"
-#include "util/sys/sanitizer.h"
 #include "util/sys/sem.h"
 
 #include <atomic>

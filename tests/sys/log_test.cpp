@@ -1,11 +1,11 @@
 // The log: layout, threshold, loggers that misbehave, and the mode with a thread of its own.
 #include "tests/sys/child.h"
 #include "tests/sys/message_of.h"
+#include "util/base/sanitizer.h"
 #include "util/file/filelogger.h"
 #include "util/file/sysfile.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/log.h"
-#include "util/sys/sanitizer.h"
 #include "util/sys/thread.h"
 #include "util/sys/time.h"
 

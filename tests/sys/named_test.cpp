@@ -1,13 +1,13 @@
 // Locks that are found by name, by other threads and other processes, and the words of all locks'
 // failures, each provoked for real.
 #include "tests/sys/message_of.h"
+#include "util/base/sanitizer.h"
 #include "util/sys/advSync.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/event.h"
+#include "util/sys/lock/shmem.h"
 #include "util/sys/mutex.h"
-#include "util/sys/sanitizer.h"
 #include "util/sys/sem.h"
-#include "util/sys/shmem.h"
 
 #include <atomic>
 #include <cerrno>

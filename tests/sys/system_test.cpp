@@ -1,9 +1,9 @@
 // The small wrappers of the system: loaded libraries, the machine's description, files under /proc.
 #include "tests/sys/message_of.h"
+#include "util/base/platinfo.h"
 #include "util/sys/dllloader.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/misc.h"
-#include "util/sys/platinfo.h"
 #include "util/sys/thread.h"
 
 #include <cstdlib>

@@ -1,14 +1,14 @@
 // Thread objects: states, ends of every kind, and slots.
 #include "tests/sys/message_of.h"
+#include "util/base/sanitizer.h"
+#include "util/base/tls.h"
 #include "util/conv/TextConv.h"
 #include "util/file/buffered_stream.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/log.h"
 #include "util/sys/mutex.h"
-#include "util/sys/sanitizer.h"
 #include "util/sys/thread.h"
 #include "util/sys/time.h"
-#include "util/sys/tls.h"
 
 #include <atomic>
 #include <bitset>

@@ -1,6 +1,6 @@
 // Ownership by handles: when the object goes, what a copy costs nothing of, and what becomes of an
 // exception that a destructor throws.
-#include "util/sys/handle.h"
+#include "util/base/handle.h"
 
 #include <gtest/gtest.h>
 #include <stdexcept>

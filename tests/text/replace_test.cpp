@@ -1,7 +1,7 @@
 // Literal find and replace: both shapes of every form against a plain, obviously right replacement,
 // over small alphabets where matches are dense; then the edges that the plain one can't tell.
 
-#include "util/sys/sanitizer.h"
+#include "util/base/sanitizer.h"
 #include "util/text/byteEx.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"

@@ -8,8 +8,8 @@
 #pragma once
 
 #include "util/conv/ConvOutput.h"
-#include "util/conv/IconvWay.h"
 #include "util/conv/TextLibIConv.h"
+#include "util/conv/backend/IconvWay.h"
 
 #include <memory>
 #include <optional>

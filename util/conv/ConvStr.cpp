@@ -5,9 +5,11 @@
 // record from then on. When the system's encoding is UTF-8 one converter serves as both, and
 // conversions between narrow texts are mere copies.
 
+#include "util/text/ConvStr.h"
+
+#include "util/base/LazyStatic.h"
+#include "util/base/tls.h"
 #include "util/conv/TextConv.h"
-#include "util/sys/LazyStatic.h"
-#include "util/sys/tls.h"
 
 #include <memory>
 

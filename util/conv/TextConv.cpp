@@ -6,9 +6,9 @@
 
 #include "util/conv/TextConv.h"
 
+#include "util/base/LazyStatic.h"
 #include "util/conv/TextLibIConv.h"
 #include "util/conv/TextLibIcu.h"
-#include "util/sys/LazyStatic.h"
 #include "util/sys/errhdl.h"
 
 #include <climits>

@@ -7,9 +7,8 @@
 // conversions that lose nothing) is independent of them all.
 #pragma once
 
-#include "util/sys/handle.h"
-#include "util/text/stringEx.h"
-#include "util/text/wstringEx.h"
+#include "util/base/handle.h"
+#include "util/text/ConvStr.h"
 
 #include <map>
 #include <set>
@@ -161,40 +160,5 @@ CTextConvHandle GainBestConvFor(unsigned long cp, const stringEx& enc);
 /// (libiconvExp, or tconvExp for a name outside the catalogue). The name of the user's locale
 /// always passes, since a program must run in any locale.
 void EnsureConvFound(const CTextConvHandle& conv, const stringEx& enc);
-
-// Conversions for the library's own use, by converters that each thread keeps. The letters tell
-// source and target: W is wide text, U narrow text in UTF-8, M narrow text in the system's
-// encoding, T the library's text type (here the same as M), S the native string, wide or narrow by
-// the argument. They never throw but for memory: a failed conversion takes the strings' own element
-// by element conversion, or gives the source as it is where both sides are narrow. `dst` may be or
-// share its block with `src`. The forms with `scratch` use that string for the wide text in
-// between, so that a loop has one buffer for all its strings.
-
-wstringEx ConvStrUToW(const stringEx& src);
-void ConvStrUToW(wstringEx& dst, const stringEx& src);
-wstringEx ConvStrSToW(const stringEx& src);
-void ConvStrSToW(wstringEx& dst, const stringEx& src);
-
-stringEx ConvStrSToU(const wstringEx& src);
-void ConvStrSToU(stringEx& dst, const wstringEx& src);
-stringEx ConvStrSToM(const wstringEx& src);
-void ConvStrSToM(stringEx& dst, const wstringEx& src);
-stringEx ConvStrSToT(const wstringEx& src);
-void ConvStrSToT(stringEx& dst, const wstringEx& src);
-stringEx ConvStrSToT(const stringEx& src);
-void ConvStrSToT(stringEx& dst, const stringEx& src);
-
-stringEx ConvStrUToM(const stringEx& src);
-void ConvStrUToM(stringEx& dst, const stringEx& src);
-void ConvStrUToM(stringEx& dst, const stringEx& src, wstringEx& scratch);
-stringEx ConvStrUToT(const stringEx& src);
-void ConvStrUToT(stringEx& dst, const stringEx& src);
-void ConvStrUToT(stringEx& dst, const stringEx& src, wstringEx& scratch);
-stringEx ConvStrSToU(const stringEx& src);
-void ConvStrSToU(stringEx& dst, const stringEx& src);
-void ConvStrSToU(stringEx& dst, const stringEx& src, wstringEx& scratch);
-
-/// Releases the calling thread's converters, if it has any. A later conversion makes new ones.
-void ConvStrFreeTls();
 
 } // namespace Quil

@@ -6,9 +6,9 @@
 // common charsets goes by codecs.
 #pragma once
 
-#include "util/conv/CharsetCodecs.h"
-#include "util/conv/IconvWay.h"
 #include "util/conv/TextConv.h"
+#include "util/conv/backend/IconvWay.h"
+#include "util/conv/codec/CharsetCodecs.h"
 #include "util/sys/mutex.h"
 
 namespace Quil {

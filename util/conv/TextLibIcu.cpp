@@ -6,7 +6,8 @@
 
 #include "util/conv/TextLibIcu.h"
 
-#include "util/sys/LazyStatic.h"
+#include "util/base/LazyStatic.h"
+#include "util/sys/advSync.h"
 #include "util/sys/dllloader.h"
 #include "util/sys/errhdl.h"
 

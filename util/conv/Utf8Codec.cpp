@@ -3,8 +3,8 @@
 
 #include "util/conv/Utf8Codec.h"
 
-#include "util/conv/AsciiBlock.h"
-#include "util/conv/Utf8Runs.h"
+#include "util/conv/codec/AsciiBlock.h"
+#include "util/conv/codec/Utf8Runs.h"
 
 #include <cstdint>
 

@@ -2,7 +2,7 @@
 
 #include "util/file/buffered_stream.h"
 
-#include "util/sys/cancel.h"
+#include "util/base/cancel.h"
 
 #include <algorithm>
 #include <cstring>

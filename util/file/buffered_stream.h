@@ -6,8 +6,8 @@
 #pragma once
 
 #include "util/file/data_object.h"
-#include "util/file/period_file.h"
 #include "util/file/sysfile.h"
+#include "util/file/system/period_file.h"
 #include "util/text/byteEx.h"
 
 namespace Quil {

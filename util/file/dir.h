@@ -8,9 +8,9 @@
 
 #pragma once
 
+#include "util/base/handle.h"
 #include "util/file/longlong.h"
 #include "util/file/sysfile.h"
-#include "util/sys/handle.h"
 #include "util/text/byteEx.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"

@@ -7,7 +7,7 @@
 
 #pragma once
 
-#include "util/sys/init_guard.h"
+#include "util/base/init_guard.h"
 
 #include <compare>
 #include <concepts>

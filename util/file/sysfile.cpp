@@ -2,11 +2,11 @@
 
 #include "util/file/sysfile.h"
 
-#include "util/conv/TextConv.h"
-#include "util/file/errtext.h"
-#include "util/file/posixfile.h"
+#include "util/file/system/errtext.h"
+#include "util/file/system/posixfile.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/time.h"
+#include "util/text/ConvStr.h"
 
 #include <algorithm>
 #include <fcntl.h>

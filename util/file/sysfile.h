@@ -5,9 +5,9 @@
 
 #pragma once
 
-#include "util/file/file_mapping.h"
 #include "util/file/longlong.h"
-#include "util/file/shared_descriptor.h"
+#include "util/file/system/file_mapping.h"
+#include "util/file/system/shared_descriptor.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 

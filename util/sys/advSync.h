@@ -6,8 +6,8 @@
 #pragma once
 
 #include "util/sys/errhdl.h"
+#include "util/sys/lock/rwstate.h"
 #include "util/sys/mutex.h"
-#include "util/sys/rwstate.h"
 
 #include <exception>
 #include <sched.h>

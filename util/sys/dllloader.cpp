@@ -2,8 +2,8 @@
 // replace them.
 #include "util/sys/dllloader.h"
 
-#include "util/conv/TextConv.h"
 #include "util/sys/errhdl.h"
+#include "util/text/ConvStr.h"
 #include "util/text/byteEx.h"
 
 #include <dlfcn.h>

@@ -2,13 +2,12 @@
 // guarded, an alarm bounds them all, and a second entry ends the process at once.
 #include "util/sys/errhdl.h"
 
-#include "util/conv/TextConv.h"
-#include "util/sys/cancel.h"
+#include "util/base/cancel.h"
+#include "util/base/sanitizer.h"
+#include "util/sys/error/sigcode.h"
+#include "util/sys/error/sigstack.h"
 #include "util/sys/log.h"
-#include "util/sys/sanitizer.h"
-#include "util/sys/sigcode.h"
-#include "util/sys/sigstack.h"
-#include "util/text/wstringEx.h"
+#include "util/text/ConvStr.h"
 
 #include <atomic>
 #include <cerrno>

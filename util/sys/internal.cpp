@@ -2,14 +2,23 @@
 // there is no order that could be wrong.
 #include "util/sys/internal.h"
 
-#include "util/sys/immortal.h"
-#include "util/sys/lazysem.h"
+#include "util/base/LazyStatic.h"
+#include "util/base/immortal.h"
+#include "util/sys/lock/lazysem.h"
 
 namespace Quil::IMPL {
 
 CFastMutex& GetStaticLocalVarInitLock() {
     static constinit CImmortal<CFastMutex> lock;
     return lock.Get();
+}
+
+CStaticsLock::CStaticsLock() {
+    GetStaticLocalVarInitLock().Lock();
+}
+
+CStaticsLock::~CStaticsLock() {
+    GetStaticLocalVarInitLock().UnLock();
 }
 
 void impInitGuardForQuilUtilInternalDepend::_Init() {

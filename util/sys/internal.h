@@ -1,8 +1,8 @@
 // The lock under which the library's lazily built statics are created.
 #pragma once
 
+#include "util/base/init_guard.h"
 #include "util/sys/advSync.h"
-#include "util/sys/init_guard.h"
 #include "util/sys/mutex.h"
 
 namespace Quil::IMPL {

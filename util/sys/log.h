@@ -9,7 +9,7 @@
 // in.
 #pragma once
 
-#include "util/sys/handle.h"
+#include "util/base/handle.h"
 #include "util/text/stringEx.h"
 
 #include <cstdarg>

@@ -1,10 +1,14 @@
 // Answers from the process's environment and its files under /proc.
 #include "util/sys/misc.h"
 
-#include "util/conv/TextConv.h"
-#include "util/file/sysfile.h"
+#include "util/sys/errhdl.h"
+#include "util/text/ConvStr.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace Quil {
 
@@ -30,6 +34,44 @@ stringEx JoinArguments(const stringEx& arguments) {
     }
     return line;
 }
+
+/// An open file of the system's, closed with the object.
+class CProcFile {
+public:
+    explicit CProcFile(const stringEx& path)
+        : __path(path), __descriptor(open(__path.make_tail(), O_RDONLY | O_CLOEXEC)) {
+        if (__descriptor < 0) {
+            __Throw("open");
+        }
+    }
+    CProcFile(const CProcFile&) = delete;
+    CProcFile& operator=(const CProcFile&) = delete;
+    ~CProcFile() { close(__descriptor); }
+
+    /// Bytes read, up to `room`; 0 at the end.
+    unsigned int Read(char* to, unsigned int room) const {
+        ssize_t got = 0;
+        do {
+            got = read(__descriptor, to, room);
+        } while (got < 0 && errno == EINTR);
+        if (got < 0) {
+            __Throw("read");
+        }
+        return static_cast<unsigned int>(got);
+    }
+
+private:
+    [[noreturn]] void __Throw(const char* what) const {
+        const int error = errno;
+        stringEx message("IMPL::ReadProcFile - can't ");
+        message.append(what).append(" the file\n  file name  = ").append(__path);
+        message.append("\n  error code = ").append_long(error, 10);
+        throw sysfileExp(static_cast<unsigned int>(error), message);
+    }
+
+    stringEx __path;
+    int __descriptor;
+};
 
 } // namespace
 
@@ -67,8 +109,7 @@ namespace IMPL {
 
 stringEx ReadProcFile(const stringEx& path, unsigned int limit) {
     constexpr unsigned int BLOCK = 4096;
-    CSysFile file;
-    file.Open(path, 0, static_cast<CSysFile::MODE>(0), 1, 0, 0);
+    const CProcFile file(path);
     stringEx content;
     while (content.length() < limit) {
         const unsigned int room = std::min(BLOCK, limit - content.length());

@@ -6,10 +6,10 @@
 // released by the thread that took it, as often as it took it.
 #pragma once
 
-#include "util/sys/lazysem.h"
-#include "util/sys/preallocate.h"
-#include "util/sys/shobject.h"
-#include "util/sys/timeout.h"
+#include "util/base/preallocate.h"
+#include "util/base/timeout.h"
+#include "util/sys/lock/lazysem.h"
+#include "util/sys/lock/shobject.h"
 #include "util/text/stringEx.h"
 
 #include <atomic>

@@ -6,10 +6,10 @@
 // success.
 #pragma once
 
-#include "util/sys/lazysem.h"
-#include "util/sys/preallocate.h"
-#include "util/sys/shmem.h"
-#include "util/sys/timeout.h"
+#include "util/base/preallocate.h"
+#include "util/base/timeout.h"
+#include "util/sys/lock/lazysem.h"
+#include "util/sys/lock/shmem.h"
 #include "util/text/stringEx.h"
 
 #include <atomic>

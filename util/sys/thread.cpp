@@ -2,10 +2,10 @@
 // thread that still needs it is waited for.
 #include "util/sys/thread.h"
 
+#include "util/base/cancel.h"
+#include "util/base/platinfo.h"
 #include "util/sys/advSync.h"
-#include "util/sys/cancel.h"
 #include "util/sys/errhdl.h"
-#include "util/sys/platinfo.h"
 #include "util/sys/thread_imp.h"
 
 #include <exception>

@@ -6,7 +6,7 @@
 // steps touch the record only.
 #pragma once
 
-#include "util/sys/handle.h"
+#include "util/base/handle.h"
 #include "util/text/stringEx.h"
 
 #include <atomic>

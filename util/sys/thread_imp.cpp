@@ -2,14 +2,13 @@
 // held and let go, and how it is scheduled.
 #include "util/sys/thread_imp.h"
 
-#include "util/conv/TextConv.h"
-#include "util/sys/cancel.h"
+#include "util/base/cancel.h"
+#include "util/base/sanitizer.h"
 #include "util/sys/errhdl.h"
+#include "util/sys/error/sigstack.h"
 #include "util/sys/log.h"
-#include "util/sys/sanitizer.h"
-#include "util/sys/sigstack.h"
 #include "util/sys/syserror.h"
-#include "util/text/wstringEx.h"
+#include "util/text/ConvStr.h"
 
 #include <cerrno>
 #include <cstdio>

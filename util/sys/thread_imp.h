@@ -1,8 +1,8 @@
 // The POSIX half of a thread object.
 #pragma once
 
+#include "util/base/handle.h"
 #include "util/sys/event.h"
-#include "util/sys/handle.h"
 #include "util/sys/mutex.h"
 #include "util/sys/sem.h"
 #include "util/sys/thread.h"

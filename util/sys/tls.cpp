@@ -1,5 +1,5 @@
 // The system's keys for thread-specific values, with the words for their failures.
-#include "util/sys/tls.h"
+#include "util/base/tls.h"
 
 #include "util/sys/errhdl.h"
 

@@ -3,7 +3,7 @@
 // what white space is left, and each piece is un-escaped.
 #include "util/text/CmdArgParser.h"
 
-#include "util/conv/TextConv.h"
+#include "util/text/ConvStr.h"
 
 namespace Quil {
 

@@ -6,8 +6,8 @@
 // written through by every change; so code that changes a text it was given detaches it first.
 #pragma once
 
-#include "util/sys/handle.h"
-#include "util/text/buffer_iterator.h"
+#include "util/base/handle.h"
+#include "util/text/buffer/buffer_iterator.h"
 
 #include <algorithm>
 #include <compare>

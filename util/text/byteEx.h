@@ -2,8 +2,8 @@
 #pragma once
 
 #include "util/text/byte_buffer.h"
+#include "util/text/string/string_escape.h"
 #include "util/text/stringEx.h"
-#include "util/text/string_escape.h"
 #include "util/text/wstringEx.h"
 
 namespace Quil {

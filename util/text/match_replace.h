@@ -5,7 +5,7 @@
 // elements each time: so short copies are made in place, without a call.
 #pragma once
 
-#include "util/text/string_face.h"
+#include "util/text/string/string_face.h"
 #include "util/text/text_build.h"
 #include "util/text/text_search.h"
 

@@ -3,7 +3,7 @@
 #include "util/text/regex_replacer.h"
 
 #include "regex/linelocal.h"
-#include "util/text/regex_replace.h"
+#include "util/text/replace/regex_replace.h"
 
 namespace Quil {
 

@@ -2,7 +2,7 @@
 #include "util/text/stringEx.h"
 
 #include "util/text/byteEx.h"
-#include "util/text/character_walk.h"
+#include "util/text/string/character_walk.h"
 
 namespace Quil {
 

@@ -1,7 +1,7 @@
 // The narrow string: 8-bit text, classed and folded as the C library does in its locale.
 #pragma once
 
-#include "util/text/string_regex.h"
+#include "util/text/replace/string_regex.h"
 
 namespace Quil {
 

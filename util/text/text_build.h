@@ -2,7 +2,7 @@
 // string being changed, and appending without ceremony.
 #pragma once
 
-#include "util/text/string_face.h"
+#include "util/text/string/string_face.h"
 
 #include <array>
 #include <cstddef>

@@ -8,7 +8,7 @@
 // automaton.
 #pragma once
 
-#include "util/sys/handle.h"
+#include "util/base/handle.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 // The wide string: 32-bit characters with Unicode classes and case. All matching is done on these.
 #pragma once
 
+#include "util/text/replace/string_regex.h"
 #include "util/text/stringEx.h"
-#include "util/text/string_regex.h"
 
 namespace Quil {
 

@@ -1,0 +1,329 @@
+// Optimiser: removes empty arcs, then moves every constraint towards the end of the automaton where
+// it can be decided: `^` and BEHIND back to `pre`, `$` and AHEAD forward to `post`.
+//
+// A constraint that meets an ordinary arc on its way is decided there and then: the arc takes a
+// character, so a `^` before it can't hold, and a BEHIND holds if the color is its own. Where two
+// constraints of different direction meet they change places.
+#include "regex/compile/components.h"
+
+namespace Quil::IMPL::engine {
+
+namespace {
+
+/// Marks with `mark` what can be reached from `from` along out-arcs (or against in-arcs, not
+/// `forward`) through states whose mark is `through`.
+void markfrom(state* from, bool forward, state* through, state* mark) {
+    if (from->tmp != through)
+        return;
+    from->tmp = mark;
+    from->work = nullptr;
+    state* todo = from;
+    while (todo != nullptr) {
+        const state* s = todo;
+        todo = s->work;
+        for (const arc* a = forward ? s->outs : s->ins; a != nullptr;
+             a = forward ? a->outchain : a->inchain) {
+            state* next = forward ? a->to : a->from;
+            if (next->tmp != through)
+                continue;
+            next->tmp = mark;
+            next->work = todo;
+            todo = next;
+        }
+    }
+}
+
+/// Drops the states that can't be reached or lead nowhere, and numbers the others.
+void cleanup(nfa* n) {
+    if (iserr(n->v))
+        return;
+    markfrom(n->pre, true, nullptr, n->pre);
+    markfrom(n->post, false, n->pre, n->post);
+    for (state *s = n->states, *next = nullptr; s != nullptr; s = next) {
+        next = s->next;
+        if (s->tmp != n->post && s->flag == 0)
+            dropstate(n, s);
+    }
+    n->nstates = 0;
+    for (state* s = n->states; s != nullptr; s = s->next) {
+        s->tmp = nullptr;
+        s->no = n->nstates++;
+    }
+}
+
+/// Removes an empty arc by merging its ends, or giving one a copy of the other's arcs: whichever is
+/// less.
+void unempty(nfa* n, arc* a) {
+    state* from = a->from;
+    state* to = a->to;
+    if (from == to) {
+        freearc(n, a);
+        return;
+    }
+    bool onfrom = from->nouts <= to->nins;
+    if (from->nouts == to->nins)
+        onfrom = from->nins <= to->nouts;
+    freearc(n, a);
+    if (onfrom) {
+        if (from->nouts == 0) {
+            moveins(n, from, to);
+            freestate(n, from);
+        } else {
+            copyins(n, from, to);
+        }
+    } else {
+        if (to->nins == 0) {
+            moveouts(n, to, from);
+            freestate(n, to);
+        } else {
+            copyouts(n, to, from);
+        }
+    }
+}
+
+/// Makes one state of those that empty arcs tie into a loop, as in `(a*|b*)*`: each leads to the
+/// others for nothing, and unempty() would copy arcs round the loop without an end.
+void mergeloops(nfa* n) {
+    const auto isempty = [](const arc* a) { return a->type == EMPTY; };
+    arena mem;
+    state* loops = nullptr; // what is left of each loop, through `work`; `tmp` of the others
+    componentsearch(n, &mem, isempty, [&](state** members, int count) {
+        members[0]->work = loops;
+        loops = members[0];
+        for (int i = 1; i < count; ++i)
+            members[i]->tmp = members[0];
+    }).run();
+    for (state *s = n->states, *next = nullptr; s != nullptr && loops != nullptr; s = next) {
+        next = s->next;
+        if (s->tmp == nullptr)
+            continue;
+        moveins(n, s, s->tmp);
+        moveouts(n, s, s->tmp);
+        s->tmp = nullptr;
+        if (iserr(n->v))
+            return;
+        freestate(n, s);
+    }
+    for (; loops != nullptr; loops = loops->work)
+        for (arc *a = loops->outs, *next = nullptr; a != nullptr; a = next) {
+            next = a->outchain;
+            if (isempty(a) && a->to == loops)
+                freearc(n, a);
+        }
+}
+
+void fixempties(nfa* n) {
+    if (!iserr(n->v))
+        mergeloops(n);
+    bool progress = true;
+    while (progress && !iserr(n->v)) {
+        progress = false;
+        for (state *s = n->states, *nexts = nullptr; s != nullptr && !iserr(n->v); s = nexts) {
+            nexts = s->next;
+            for (arc *a = s->outs, *nexta = nullptr; a != nullptr && !iserr(n->v); a = nexta) {
+                nexta = a->outchain;
+                if (a->type != EMPTY)
+                    continue;
+                // The arc's end may be the state that comes next, and end here.
+                state* beyond = nexts != nullptr ? nexts->next : nullptr;
+                unempty(n, a);
+                progress = true;
+                if (nexts != nullptr && nexts->no == FREESTATE)
+                    nexts = beyond;
+            }
+        }
+    }
+}
+
+enum class verdict { incompatible, satisfied, compatible };
+
+/// What becomes of a constraint that moves over an arc.
+verdict combine(const arc* con, const arc* a) {
+    if (con->type == a->type && con->type != LACON)
+        return con->co == a->co ? verdict::satisfied : verdict::incompatible;
+    if (a->type == LACON)
+        return verdict::compatible;
+    const bool behind = con->type == BOL || con->type == BEHIND;
+    switch (a->type) {
+    case PLAIN:
+        return (con->type == BEHIND || con->type == AHEAD) && con->co == a->co
+                   ? verdict::satisfied
+                   : verdict::incompatible;
+    case BOL:
+    case BEHIND:
+        return behind ? verdict::incompatible : verdict::compatible;
+    case EOL:
+    case AHEAD:
+        return behind ? verdict::compatible : verdict::incompatible;
+    default:
+        return verdict::incompatible;
+    }
+}
+
+/// Moves a constraint back over the in-arcs of its source. Whether anything changed.
+bool pull(nfa* n, arc* con) {
+    state* from = con->from;
+    state* to = con->to;
+    if (from == to || (from->flag == 0 && from->nins == 0)) {
+        freearc(n, con);
+        return true;
+    }
+    if (from->flag != 0)
+        return false;
+    if (from->nouts > 1) {
+        state* s = newstate(n);
+        if (s == nullptr)
+            return false;
+        copyins(n, from, s);
+        cparc(n, con, s, to);
+        freearc(n, con);
+        if (iserr(n->v))
+            return false;
+        from = s;
+        con = s->outs;
+    }
+    for (arc *a = from->ins, *next = nullptr; a != nullptr; a = next) {
+        next = a->inchain;
+        const verdict what = combine(con, a);
+        if (what == verdict::satisfied)
+            continue;
+        if (what == verdict::compatible) {
+            state* s = newstate(n);
+            if (s == nullptr)
+                return false;
+            cparc(n, a, s, to);
+            cparc(n, con, a->from, s);
+        }
+        freearc(n, a);
+    }
+    moveins(n, from, to);
+    dropstate(n, from);
+    return true;
+}
+
+/// Moves a constraint forward over the out-arcs of its target: the mirror image of pull().
+bool push(nfa* n, arc* con) {
+    state* from = con->from;
+    state* to = con->to;
+    if (from == to || (to->flag == 0 && to->nouts == 0)) {
+        freearc(n, con);
+        return true;
+    }
+    if (to->flag != 0)
+        return false;
+    if (to->nins > 1) {
+        state* s = newstate(n);
+        if (s == nullptr)
+            return false;
+        copyouts(n, to, s);
+        cparc(n, con, from, s);
+        freearc(n, con);
+        if (iserr(n->v))
+            return false;
+        to = s;
+        con = s->ins;
+    }
+    for (arc *a = to->outs, *next = nullptr; a != nullptr; a = next) {
+        next = a->outchain;
+        const verdict what = combine(con, a);
+        if (what == verdict::satisfied)
+            continue;
+        if (what == verdict::compatible) {
+            state* s = newstate(n);
+            if (s == nullptr)
+                return false;
+            cparc(n, con, s, a->to);
+            cparc(n, a, from, s);
+        }
+        freearc(n, a);
+    }
+    moveouts(n, to, from);
+    dropstate(n, to);
+    return true;
+}
+
+/// Drives `^` and BEHIND back to `pre`; there a `^` becomes the pseudocolor before the text.
+void pullback(nfa* n) {
+    bool progress = true;
+    while (progress && !iserr(n->v)) {
+        progress = false;
+        for (state *s = n->states, *nexts = nullptr; s != nullptr && !iserr(n->v); s = nexts) {
+            nexts = s->next;
+            for (arc *a = s->outs, *nexta = nullptr; a != nullptr && !iserr(n->v); a = nexta) {
+                nexta = a->outchain;
+                if ((a->type == BOL || a->type == BEHIND) && pull(n, a))
+                    progress = true;
+            }
+        }
+    }
+    for (arc *a = n->pre->outs, *nexta = nullptr; a != nullptr && !iserr(n->v); a = nexta) {
+        nexta = a->outchain;
+        if (a->type == BOL) {
+            newarc(n, PLAIN, n->bos[a->co], a->from, a->to);
+            freearc(n, a);
+        }
+    }
+}
+
+/// Drives `$` and AHEAD forward to `post`; there a `$` becomes the pseudocolor behind the text.
+void pushfwd(nfa* n) {
+    bool progress = true;
+    while (progress && !iserr(n->v)) {
+        progress = false;
+        for (state *s = n->states, *nexts = nullptr; s != nullptr && !iserr(n->v); s = nexts) {
+            nexts = s->next;
+            for (arc *a = s->ins, *nexta = nullptr; a != nullptr && !iserr(n->v); a = nexta) {
+                nexta = a->inchain;
+                if ((a->type == EOL || a->type == AHEAD) && push(n, a))
+                    progress = true;
+            }
+        }
+    }
+    for (arc *a = n->post->ins, *nexta = nullptr; a != nullptr && !iserr(n->v); a = nexta) {
+        nexta = a->inchain;
+        if (a->type == EOL) {
+            newarc(n, PLAIN, n->eos[a->co], a->from, a->to);
+            freearc(n, a);
+        }
+    }
+}
+
+/// Information bits: whether nothing can match, or an empty stretch can.
+long analyze(const nfa* n) {
+    if (n->pre->outs == nullptr)
+        return REG_UIMPOSSIBLE;
+    bool matchesempty = false;
+    for (const arc* a = n->pre->outs; a != nullptr; a = a->outchain) {
+        if (a->to->tmp != nullptr)
+            continue;
+        a->to->tmp = a->to; // as many arcs as there are colors may lead here
+        for (const arc* b = a->to->outs; b != nullptr; b = b->outchain)
+            matchesempty = matchesempty || b->to == n->post;
+    }
+    for (const arc* a = n->pre->outs; a != nullptr; a = a->outchain)
+        a->to->tmp = nullptr;
+    return matchesempty ? REG_UEMPTYMATCH : 0;
+}
+
+} // namespace
+
+long optimize(nfa* n, std::FILE* stream) {
+    auto heading = [stream](const char* text) {
+        if (stream != nullptr)
+            std::fputs(text, stream);
+    };
+    heading("\ninitial cleanup:\n");
+    cleanup(n);
+    heading("\nempties:\n");
+    fixempties(n);
+    heading("\nconstraints:\n");
+    breakloops(n);
+    pullback(n);
+    pushfwd(n);
+    heading("\nfinal cleanup:\n");
+    cleanup(n);
+    n->v->work += passeswork(n);
+    return iserr(n->v) ? 0 : analyze(n);
+}
+
+} // namespace Quil::IMPL::engine

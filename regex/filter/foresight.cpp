@@ -1,0 +1,356 @@
+// Beginnings are found by following the automaton for a few characters, all colors that lead to the
+// same states together. What every match must pass is a state without which the automaton falls in
+// two; where only one way leads to such a state, the arcs of that way are the chain, and the
+// characters that may follow go on with it.
+#include "regex/filter/foresight.h"
+
+#include <algorithm>
+#include <map>
+
+namespace Quil::IMPL::engine {
+
+namespace {
+
+constexpr std::size_t MOSTBEGINNINGS = 64;
+constexpr std::size_t MOSTARCS = 100'000; // looked at for the beginnings
+constexpr long MOSTCELLS = 1'000'000;     // states times colors, where a chain is sought
+constexpr std::size_t MOSTFOLLOWED = 64;  // states at a time behind a narrow one
+
+const carc* firstarc(const cnfa& automaton, int state) {
+    return automaton.states[state] + 1;
+}
+
+template <class Visit>
+void eacharc(const cnfa& automaton, int state, Visit visit) {
+    for (const carc* arc = firstarc(automaton, state); arc->co != COLORLESS; ++arc)
+        visit(*arc);
+}
+
+bool islookahead(const cnfa& automaton, const carc& arc) {
+    return arc.co >= automaton.ncolors;
+}
+
+colorset textcolors(const cnfa& automaton) {
+    colorset all(static_cast<std::size_t>(automaton.ncolors), 1);
+    for (const color edge :
+         {automaton.bos[0], automaton.bos[1], automaton.eos[0], automaton.eos[1]})
+        all[static_cast<std::size_t>(edge)] = 0;
+    return all;
+}
+
+/// Follows the automaton from its pre state for some characters.
+class CFollower {
+public:
+    explicit CFollower(const cnfa& automaton)
+        : automaton_(automaton), any_(textcolors(automaton)) {}
+
+    /// False if there are too many.
+    bool follow(std::size_t places) {
+        words_.clear();
+        word_.clear();
+        arcs_ = 0;
+        return expand({automaton_.pre}, places + 1);
+    }
+    /// Without the places at the ends that tell nothing, and those beyond `most`.
+    beginnings take(std::size_t most) {
+        beginnings found;
+        std::size_t first = MATCH, last = 0;
+        bool told = false;
+        for (const auto& w : words_)
+            for (std::size_t place = 0; place < w.size(); ++place)
+                if (!holdsall(w[place])) {
+                    told = true;
+                    first = std::min(first, place);
+                    last = std::max(last, place);
+                }
+        if (!told)
+            return found;
+        last = std::min(last, first + most - 1);
+        for (const auto& w : words_)
+            found.words.emplace_back(w.begin() + static_cast<std::ptrdiff_t>(first),
+                                     w.begin() + static_cast<std::ptrdiff_t>(last) + 1);
+        found.places = last + 1 - first;
+        found.behind = MATCH - first;
+        return found;
+    }
+
+private:
+    using states = std::vector<int>;        // in order
+    static constexpr std::size_t MATCH = 1; // place of a match's first character
+
+    bool holdsall(const colorset& set) const {
+        for (std::size_t co = 0; co < any_.size(); ++co)
+            if (any_[co] && !set[co])
+                return false;
+        return true;
+    }
+    /// Adds what lies behind lookaheads, which may hold.
+    void passlookaheads(states& set) const {
+        for (std::size_t i = 0; i < set.size(); ++i)
+            eacharc(automaton_, set[i], [&](const carc& arc) {
+                if (islookahead(automaton_, arc) &&
+                    std::find(set.begin(), set.end(), arc.to) == set.end())
+                    set.push_back(arc.to);
+            });
+    }
+    /// The sets of states reached, each with the colors that lead there.
+    std::map<states, colorset> reached(states from) {
+        passlookaheads(from);
+        std::map<int, states> bycolor;
+        for (const int state : from)
+            eacharc(automaton_, state, [&](const carc& arc) {
+                ++arcs_;
+                if (!islookahead(automaton_, arc))
+                    bycolor[arc.co].push_back(arc.to);
+            });
+        std::map<states, colorset> bystates;
+        for (auto& [co, to] : bycolor) {
+            std::sort(to.begin(), to.end());
+            to.erase(std::unique(to.begin(), to.end()), to.end());
+            if (bystates.size() > MOSTBEGINNINGS) {
+                arcs_ = MOSTARCS + 1;
+                break;
+            }
+            colorset& set = bystates[to];
+            set.resize(any_.size());
+            set[static_cast<std::size_t>(co)] = 1;
+        }
+        return bystates;
+    }
+    bool expand(const states& from, std::size_t places) {
+        if (places == 0 || std::find(from.begin(), from.end(), automaton_.post) != from.end()) {
+            words_.push_back(word_);
+            words_.back().resize(word_.size() + places, any_);
+            return words_.size() <= MOSTBEGINNINGS;
+        }
+        const auto next = reached(from);
+        bool fits = arcs_ <= MOSTARCS;
+        for (auto i = next.begin(); i != next.end() && fits; ++i) {
+            word_.push_back(i->second);
+            fits = expand(i->first, places - 1);
+            word_.pop_back();
+        }
+        return fits;
+    }
+
+    const cnfa& automaton_;
+    const colorset any_;
+    std::vector<std::vector<colorset>> words_;
+    std::vector<colorset> word_; // on the way
+    std::size_t arcs_ = 0;
+};
+
+/// The automaton as a graph, for the search of what all its ways pass.
+class CPassage {
+public:
+    explicit CPassage(const cnfa& automaton)
+        : automaton_(automaton), count_(static_cast<std::size_t>(automaton.nstates)),
+          sources_(count_), loops_(count_), parents_(count_, NONE) {
+        for (int s = 0; s < automaton.nstates; ++s)
+            eacharc(automaton, s, [&](const carc& arc) {
+                if (arc.to == s)
+                    loops_[at(s)] = 1;
+                else if (sources_[at(arc.to)].empty() || sources_[at(arc.to)].back() != s)
+                    sources_[at(arc.to)].push_back(s);
+            });
+        for (auto& from : sources_) {
+            std::sort(from.begin(), from.end());
+            from.erase(std::unique(from.begin(), from.end()), from.end());
+        }
+    }
+
+    /// The states that every way from pre to post passes, in order, without these two.
+    std::vector<int> narrows() {
+        const std::vector<int> way = shortestway();
+        std::vector<std::size_t> places(count_, 0); // on the way, plus one
+        for (std::size_t i = 0; i < way.size(); ++i)
+            places[at(way[i])] = i + 1;
+        std::vector<unsigned char> seen(count_);
+        std::vector<int> pending;
+        std::vector<int> found;
+        // `far`: how far along the way one comes from its part before `i` without entering there.
+        std::size_t far = 0;
+        for (std::size_t i = 0; i + 1 < way.size(); ++i) {
+            if (i > 0 && far <= i)
+                found.push_back(way[i]);
+            pending.push_back(way[i]);
+            while (!pending.empty()) {
+                const int s = pending.back();
+                pending.pop_back();
+                eacharc(automaton_, s, [&](const carc& arc) {
+                    if (const std::size_t place = places[at(arc.to)])
+                        far = std::max(far, place - 1);
+                    else if (!std::exchange(seen[at(arc.to)], 1))
+                        pending.push_back(arc.to);
+                });
+            }
+        }
+        return found;
+    }
+
+    /// The one state, besides itself, from which arcs lead to `s`, if it is not pre, and nothing
+    /// but characters leads there; else NONE. Gives the colors.
+    int source(int s, colorset& colors) const {
+        const std::vector<int>& from = sources_[at(s)];
+        if (from.size() != 1 || from[0] == automaton_.pre)
+            return NONE;
+        colors.assign(static_cast<std::size_t>(automaton_.ncolors), 0);
+        bool plain = true;
+        eacharc(automaton_, from[0], [&](const carc& arc) {
+            if (arc.to != s)
+                return;
+            if (islookahead(automaton_, arc))
+                plain = false;
+            else
+                colors[at(arc.co)] = 1;
+        });
+        return plain ? from[0] : NONE;
+    }
+    /// The sets of the characters that follow the first arrival at `s`, up to `most`, as far as
+    /// matches don't end there.
+    std::vector<colorset> after(int s, std::size_t most) const {
+        std::vector<colorset> sets;
+        std::vector<int> states{s};
+        while (sets.size() < most) {
+            colorset colors(static_cast<std::size_t>(automaton_.ncolors));
+            std::vector<int> next;
+            const auto add = [](std::vector<int>& to, int state) {
+                if (std::find(to.begin(), to.end(), state) == to.end())
+                    to.push_back(state);
+            };
+            for (std::size_t i = 0; i < states.size(); ++i)
+                eacharc(automaton_, states[i], [&](const carc& arc) {
+                    add(islookahead(automaton_, arc) ? states : next, arc.to);
+                    if (!islookahead(automaton_, arc))
+                        colors[at(arc.co)] = 1;
+                });
+            if (next.size() > MOSTFOLLOWED ||
+                std::find(next.begin(), next.end(), automaton_.post) != next.end())
+                break;
+            sets.push_back(colors);
+            states = std::move(next);
+        }
+        return sets;
+    }
+    bool loops(int s) const { return loops_[at(s)] != 0; }
+
+    /// The colors on the ways from the begin of a match to `s`; to post: those of a whole match.
+    colorset colorsbefore(int s) const {
+        colorset colors(static_cast<std::size_t>(automaton_.ncolors));
+        std::vector<unsigned char> leads(count_);
+        std::vector<int> pending{s};
+        leads[at(s)] = 1;
+        while (!pending.empty()) {
+            const int to = pending.back();
+            pending.pop_back();
+            for (const int from : sources_[at(to)])
+                if (!std::exchange(leads[at(from)], 1))
+                    pending.push_back(from);
+        }
+        for (int from = 0; from < automaton_.nstates; ++from)
+            if (from != automaton_.pre)
+                eacharc(automaton_, from, [&](const carc& arc) {
+                    if (leads[at(arc.to)] && arc.to != automaton_.post &&
+                        !islookahead(automaton_, arc))
+                        colors[at(arc.co)] = 1;
+                });
+        return colors;
+    }
+
+    static constexpr int NONE = -1;
+
+private:
+    static std::size_t at(int i) { return static_cast<std::size_t>(i); }
+
+    std::vector<int> shortestway() {
+        std::vector<int> reached{automaton_.pre};
+        parents_[at(automaton_.pre)] = automaton_.pre;
+        for (std::size_t i = 0; i < reached.size(); ++i)
+            eacharc(automaton_, reached[i], [&](const carc& arc) {
+                if (parents_[at(arc.to)] == NONE) {
+                    parents_[at(arc.to)] = reached[i];
+                    reached.push_back(arc.to);
+                }
+            });
+        std::vector<int> way;
+        if (parents_[at(automaton_.post)] == NONE)
+            return way;
+        for (int s = automaton_.post; s != automaton_.pre; s = parents_[at(s)])
+            way.push_back(s);
+        way.push_back(automaton_.pre);
+        std::reverse(way.begin(), way.end());
+        return way;
+    }
+
+    const cnfa& automaton_;
+    const std::size_t count_;
+    std::vector<std::vector<int>> sources_; // by state, where arcs come from, itself left out
+    std::vector<unsigned char> loops_;      // by state, whether an arc leads back to it
+    std::vector<int> parents_;              // on the shortest ways from pre
+};
+
+} // namespace
+
+beginnings findbeginnings(const cnfa& automaton, std::size_t most) {
+    if (automaton.minlen <= 0)
+        return {};
+    CFollower follower(automaton);
+    for (std::size_t places = most; places > 0; --places)
+        if (follower.follow(places))
+            return follower.take(most);
+    return {};
+}
+
+int leadinglookahead(const cnfa& automaton) {
+    int number = 0;
+    bool all = true;
+    eacharc(automaton, automaton.pre, [&](const carc& enter) {
+        eacharc(automaton, enter.to, [&](const carc& arc) {
+            const int asked = std::max(arc.co - automaton.ncolors, 0);
+            all = all && asked > 0 && (number == 0 || asked == number);
+            number = asked;
+        });
+    });
+    return all ? number : 0;
+}
+
+necessity findnecessity(const cnfa& automaton, std::size_t most, const colorweight& weight) {
+    necessity best;
+    if (automaton.minlen <= 0 || long{automaton.nstates} * automaton.ncolors > MOSTCELLS)
+        return best;
+    CPassage passage(automaton);
+    double least = 1;
+    int first = CPassage::NONE;
+    for (const int narrow : passage.narrows()) {
+        const std::vector<colorset> after = passage.after(narrow, most);
+        std::vector<colorset> chain; // up to `narrow`
+        int from = narrow;
+        for (double before = 1; from != CPassage::NONE;) {
+            double product = before;
+            for (std::size_t i = 0; i <= after.size() && chain.size() + i <= most; ++i) {
+                product *= i > 0 ? weight(after[i - 1]) : 1;
+                if (product >= least)
+                    continue;
+                least = product;
+                best.chain = chain;
+                best.chain.insert(best.chain.end(), after.begin(),
+                                  after.begin() + static_cast<std::ptrdiff_t>(i));
+                first = from;
+            }
+            colorset colors;
+            if (chain.size() == most || (from != narrow && passage.loops(from)))
+                break;
+            if ((from = passage.source(from, colors)) != CPassage::NONE) {
+                before *= weight(colors);
+                chain.insert(chain.begin(), colors);
+            }
+        }
+    }
+    if (!best.chain.empty()) {
+        best.before = passage.colorsbefore(first);
+        best.inside = passage.colorsbefore(automaton.post);
+    }
+    return best;
+}
+
+} // namespace Quil::IMPL::engine

@@ -1,0 +1,33 @@
+// Where the two sides of a concatenation meet, told by their characters alone: in `([^=]*)=(.*)` at
+// the first equals sign, in `(.*)/([^/]*)` at the last slash. So no automaton has to look for it.
+#pragma once
+
+#include "regex/compile/regguts.h"
+
+#include <vector>
+
+namespace Quil::IMPL::engine {
+
+/// What is known of the meeting place of two automata. Value type.
+class CHinge {
+public:
+    CHinge() = default;
+    /// Nothing is known of a side without an automaton.
+    CHinge(const cnfa& left, const cnfa& right);
+
+    /// Nothing is known.
+    bool empty() const { return colors_.empty(); }
+    /// The place is told by what stands before it, wherever the match may end.
+    bool ahead() const { return !empty() && !last_; }
+    /// The one place at which [begin, end], which the two match together, can be divided; null if
+    /// there is none.
+    template <class Chr>
+    const Chr* find(const Chr* begin, const Chr* end, const color* colors) const;
+
+private:
+    std::vector<unsigned char> colors_; // of the characters that stand at the hinge
+    bool last_ = false;                 // the last of them, not the first
+    bool behind_ = false;               // the left side's own: the place is behind it
+};
+
+} // namespace Quil::IMPL::engine

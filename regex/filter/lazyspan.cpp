@@ -1,0 +1,234 @@
+// Tries from place to place, and the leaps inside a match.
+#include "regex/filter/lazyspan.h"
+
+#include "regex/filter/lanes.h"
+
+#include <algorithm>
+
+namespace Quil::IMPL::engine {
+
+template <class Chr>
+TLazySpan<Chr>::TLazySpan(const cnfa& automaton, scanenv<Chr>& env)
+    : env_(env), dfa_(automaton, env.limits),
+      usable_(automaton.minlen > 0 && automaton.maxlen == UNBOUNDED &&
+              !(automaton.flags & HASLACONS)) {}
+
+/// Finds out what a match can begin with. False: it depends on what stands before it, or the cache
+/// is too small.
+template <class Chr>
+bool TLazySpan<Chr>::prepare() {
+    used_.assign(static_cast<std::size_t>(dfa_.automaton().ncolors), 0);
+    for (std::size_t i = 0; i < chrtraits<Chr>::NCHRS; ++i)
+        used_[static_cast<std::size_t>(env_.colors[i])] = 1;
+    for (std::size_t co = 0; co < used_.size(); ++co) {
+        if (!used_[co])
+            continue;
+        const transition entered = step(dfa_.start(), static_cast<int>(co));
+        if (entered == CDfa::DEAD || flushed() || (entered_ != NOWAIT && entered != entered_))
+            return false;
+        entered_ = entered;
+    }
+    std::vector<unsigned char> first = leaving(entered_, CDfa::DEAD);
+    if (const std::vector<Chr> few = characters(first); few.size() == 1 && !flushed())
+        beginpair_ = pair(entered_, CDfa::DEAD, few);
+    beginnings_.set(env_.colors, std::move(first));
+    ready_ = !flushed();
+    return ready_;
+}
+
+template <class Chr>
+auto TLazySpan<Chr>::find(const Chr*& begin, const Chr*& end) -> outcome {
+    constexpr std::uint64_t SLACK = 4096;
+    constexpr std::uint64_t LEAPS = 8; // characters leapt over for the cost of a look at one
+    begin = env_.start;
+    if (off_ || (!ready_ && !(usable_ = prepare())))
+        return outcome::UNKNOWN;
+    for (const Chr* p = env_.start;; ++p) {
+        if (p != env_.start) // there the text's edge stands before the match
+            p = beginnings_.find(beginpair_ ? leappair(*beginpair_, p) : p, env_.stop);
+        const auto passed = static_cast<std::uint64_t>(p - begin);
+        env_.looked += passed;
+        advanced_ += passed;
+        begin = p;
+        if (p == env_.stop)
+            return outcome::NONE;
+        const Chr* reached = p;
+        const outcome result = attempt(p, end, reached);
+        const auto looked = static_cast<std::uint64_t>(reached - p);
+        env_.looked += looked;
+        if (result == outcome::FOUND) {
+            advanced_ += looked;
+            return result;
+        }
+        const auto leapt = static_cast<std::uint64_t>(leapt_);
+        wasted_ += looked - leapt + leapt / LEAPS;
+        const bool dear = wasted_ > SLACK + 2 * advanced_;
+        patience_ -= dear ? 1 : 0;
+        usable_ = !flushed() && patience_ > 0;
+        off_ = result == outcome::UNKNOWN || dear;
+        if (off_)
+            return outcome::UNKNOWN;
+    }
+}
+
+/// Tries a match that begins at `begin`. NONE: there is no such match. `reached` tells how far the
+/// text was looked at.
+template <class Chr>
+auto TLazySpan<Chr>::attempt(const Chr* begin, const Chr*& end, const Chr*& reached) -> outcome {
+    constexpr std::ptrdiff_t STRETCH = 32; // characters between two looks at the state
+    const cnfa& a = dfa_.automaton();
+    const color* const colors = env_.colors;
+    const Chr* p = begin;
+    leapt_ = 0;
+    transition state = begin == env_.start
+                           ? step(dfa_.start(), a.bos[(env_.eflags & REG_NOTBOL) ? 0 : 1])
+                           : entered_;
+    if (state == CDfa::DEAD)
+        return outcome::NONE;
+    while (p != env_.stop) {
+        const Chr* const limit = env_.stop - p > STRETCH ? p + STRETCH : env_.stop;
+        while (p != limit) {
+            const int co = colors[chrtraits<Chr>::index(*p)];
+            transition next = dfa_.table()[(state & CDfa::ROW) + static_cast<transition>(co)];
+            if (next & CDfa::STOP) {
+                next = step(state, co);
+                if (next == CDfa::DEAD || flushed()) {
+                    reached = p;
+                    return next == CDfa::DEAD ? outcome::NONE : outcome::UNKNOWN;
+                }
+            }
+            ++p;
+            state = next;
+            if (state & (CDfa::POST | CDfa::SKIP))
+                break;
+        }
+        reached = p;
+        if (state & CDfa::POST) {
+            end = p - 1;
+            return outcome::FOUND;
+        }
+        if (state & CDfa::SKIP) {
+            p = leap(state, p);
+            leapt_ += p - reached;
+        } else if (p == limit)
+            consider(state);
+        if (flushed())
+            return outcome::UNKNOWN;
+    }
+    reached = p;
+    state = step(state, a.eos[(env_.eflags & REG_NOTEOL) ? 0 : 1]);
+    end = p;
+    return state != CDfa::DEAD && (state & CDfa::POST) ? outcome::FOUND : outcome::UNKNOWN;
+}
+
+/// The colors that lead from `from` to another state than `home`.
+template <class Chr>
+std::vector<unsigned char> TLazySpan<Chr>::leaving(transition from, transition home) {
+    std::vector<unsigned char> away(used_.size());
+    for (std::size_t co = 0; co < used_.size() && !flushed(); ++co)
+        if (used_[co])
+            away[co] = (step(from, static_cast<int>(co)) & CDfa::ROW) != (home & CDfa::ROW);
+    return away;
+}
+
+/// The characters of some colors, up to one more than can be found by vectors.
+template <class Chr>
+std::vector<Chr> TLazySpan<Chr>::characters(const std::vector<unsigned char>& colors) const {
+    std::vector<Chr> found;
+    for (std::size_t i = 0; i < chrtraits<Chr>::NCHRS && found.size() <= FEW; ++i)
+        if (colors[static_cast<std::size_t>(env_.colors[i])])
+            found.push_back(static_cast<Chr>(i));
+    return found;
+}
+
+/// Looks whether the automaton waits in this state; if so, it leaps there from now on.
+template <class Chr>
+void TLazySpan<Chr>::consider(transition state) {
+    if (nwaits_ == MOSTWAITS || considerings_ == 0)
+        return;
+    --considerings_;
+    std::vector<unsigned char> away = leaving(state, state);
+    const std::vector<Chr> few = characters(away);
+    if (few.size() > FEW || flushed())
+        return;
+    wait& w = waits_[nwaits_];
+    w.row = state & CDfa::ROW;
+    w.pair = pair(state, state, few);
+    if (flushed())
+        return;
+    w.leaving.set(env_.colors, std::move(away));
+    ++nwaits_;
+    dfa_.markskip(state);
+}
+
+/// The characters that, behind `first`, lead from `from` to another state than `home`. None if the
+/// others don't lead there.
+template <class Chr>
+std::vector<Chr> TLazySpan<Chr>::behind(transition from, transition home, Chr first) {
+    const transition middle = step(from, env_.colors[chrtraits<Chr>::index(first)]);
+    if (middle == CDfa::DEAD || (middle & CDfa::POST))
+        return {};
+    std::vector<Chr> few = characters(leaving(middle, home));
+    return few.size() > FEW ? std::vector<Chr>() : few;
+}
+
+/// Given the few characters that lead from `from` to another state than `home`: one of them which
+/// does so for good only with few others behind it.
+template <class Chr>
+auto TLazySpan<Chr>::pair(transition from, transition home, const std::vector<Chr>& away)
+    -> std::optional<pairing> {
+    for (const Chr first : away) {
+        const std::vector<Chr> few = behind(from, home, first);
+        // What leads away must do so behind `first` as well. Else it could be taken for the
+        // beginning of something where the automaton reads it as the end of something.
+        const bool safe = from != home || std::all_of(away.begin(), away.end(), [&](Chr c) {
+                              return std::find(few.begin(), few.end(), c) != few.end();
+                          });
+        if (few.empty() || !safe)
+            continue;
+        pairing found;
+        found.first = first;
+        for (std::size_t i = 0; i < FEW; ++i)
+            found.second[i] = few[std::min(i, few.size() - 1)];
+        for (const Chr other : away)
+            if (other != first)
+                found.others[found.nothers++] = other;
+        return found;
+    }
+    return std::nullopt;
+}
+
+/// The next place at which a waiting state may be left.
+template <class Chr>
+const Chr* TLazySpan<Chr>::leap(transition state, const Chr* from) const {
+    for (const wait& w : waits_)
+        if (w.row == (state & CDfa::ROW))
+            return w.leaving.find(w.pair ? leappair(*w.pair, from) : from, env_.stop);
+    return from;
+}
+
+/// Goes on to the neighbourhood of the next pair.
+template <class Chr>
+const Chr* TLazySpan<Chr>::leappair(const pairing& pair, const Chr* from) const {
+    using vector = typename lanes<Chr>::vector;
+    const auto first = lanes<Chr>::select(pair.first);
+    const auto a = lanes<Chr>::select(pair.second[0]);
+    const auto b = lanes<Chr>::select(pair.second[1]);
+    const auto c = lanes<Chr>::select(pair.second[2]);
+    for (; env_.stop - from > lanes<Chr>::COUNT; from += lanes<Chr>::COUNT) {
+        const vector text = lanes<Chr>::load(from);
+        const vector next = lanes<Chr>::load(from + 1);
+        auto is = (text == first) & ((next == a) | (next == b) | (next == c));
+        for (std::size_t i = 0; i < pair.nothers; ++i)
+            is |= text == lanes<Chr>::select(pair.others[i]);
+        if (anylane(is))
+            return from + std::countr_zero(lanes<Chr>::bits(reinterpret_cast<vector>(is)));
+    }
+    return from;
+}
+
+template class TLazySpan<char>;
+template class TLazySpan<wchar_t>;
+template class TLazySpan<unsigned char>;
+
+} // namespace Quil::IMPL::engine

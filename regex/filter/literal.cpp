@@ -1,0 +1,80 @@
+// Recognising a chain in an automaton, and running along a text with it.
+#include "regex/filter/literal.h"
+
+namespace Quil::IMPL::engine {
+
+namespace {
+
+/// Whether a run has `colors` arcs, all to the same state.
+bool takesall(const carc* run, int to, std::size_t colors) {
+    std::size_t arcs = 0;
+    for (const carc* arc = run + 1; arc->co != COLORLESS; ++arc, ++arcs)
+        if (arc->to != to)
+            return false;
+    return arcs == colors;
+}
+
+} // namespace
+
+CLiteral::CLiteral(const cnfa& automaton) {
+    if (automaton.minlen != automaton.maxlen || automaton.minlen < LONG ||
+        (automaton.flags & HASLACONS))
+        return;
+    if (follow(automaton))
+        prepare();
+    else
+        chain_.clear();
+}
+
+/// From the state behind pre, one arc after the other, to the frame around post.
+bool CLiteral::follow(const cnfa& automaton) {
+    // A frame takes every color of the text and its own two of the edges' four. With fewer arcs, a
+    // constraint on the character beside the match was driven there.
+    constexpr std::size_t OTHEREDGES = 2;
+    const std::size_t frame = static_cast<std::size_t>(automaton.ncolors) - OTHEREDGES;
+    const carc* const pre = automaton.states[automaton.pre];
+    int state = pre[1].to;
+    if (!takesall(pre, state, frame))
+        return false;
+    for (int i = 0; i < automaton.minlen; ++i) {
+        const carc* const run = automaton.states[state];
+        if (run[1].co == COLORLESS || run[2].co != COLORLESS)
+            return false;
+        chain_.push_back(run[1].co);
+        state = run[1].to;
+    }
+    return takesall(automaton.states[state], automaton.post, frame);
+}
+
+void CLiteral::prepare() {
+    rest_.assign(chain_.size() + 1, 0);
+    for (std::size_t i = 1, k = 0; i < chain_.size(); ++i) {
+        while (k > 0 && chain_[i] != chain_[k])
+            k = rest_[k];
+        k += chain_[i] == chain_[k] ? 1 : 0;
+        rest_[i + 1] = static_cast<std::uint32_t>(k);
+    }
+}
+
+template <class Chr>
+const Chr* CLiteral::find(const Chr* start, const Chr* stop, const color* colors,
+                          std::uint64_t& looked) const {
+    std::size_t k = 0;
+    const Chr* cp = start;
+    while (cp != stop && k < chain_.size()) {
+        const int co = colors[chrtraits<Chr>::index(*cp++)];
+        while (k > 0 && co != chain_[k])
+            k = rest_[k];
+        k += co == chain_[k] ? 1 : 0;
+    }
+    looked += static_cast<std::uint64_t>(cp - start);
+    return k == chain_.size() ? cp : nullptr;
+}
+
+template const char* CLiteral::find(const char*, const char*, const color*, std::uint64_t&) const;
+template const unsigned char* CLiteral::find(const unsigned char*, const unsigned char*,
+                                             const color*, std::uint64_t&) const;
+template const wchar_t* CLiteral::find(const wchar_t*, const wchar_t*, const color*,
+                                       std::uint64_t&) const;
+
+} // namespace Quil::IMPL::engine

@@ -1,0 +1,204 @@
+// Finding the reference in the tree, and comparing the text with itself.
+#include "regex/filter/refskip.h"
+
+#include "regex/compile/charclass.h"
+#include "regex/filter/lanes.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace Quil::IMPL::engine {
+
+namespace {
+
+/// A node of the tree that each match must pass, and where in the match it begins.
+struct fixedpart {
+    const subre* node;
+    std::ptrdiff_t offset;
+};
+
+/// A group by number: where it begins in each match, and its length, which is 0 if either varies.
+struct fixedgroup {
+    std::ptrdiff_t offset = 0;
+    std::ptrdiff_t length = 0;
+};
+
+} // namespace
+
+template <class Chr>
+TReferenceSkip<Chr>::TReferenceSkip(const guts<pattern>& g, const scanenv<Chr>& env)
+    : env_(env), anycase_(g.compare == &casecmp<pattern>) {
+    if (!(g.info & REG_UBACKREF))
+        return;
+    lookforfixed(g);
+    if (fixed_.length == 0)
+        lookforwalk(g);
+}
+
+template <class Chr>
+void TReferenceSkip<Chr>::lookforfixed(const guts<pattern>& g) {
+    std::vector<fixedgroup> groups(g.nsub + 1);
+    std::vector<fixedpart> parts{{g.tree, 0}};
+    while (!parts.empty()) {
+        const auto [node, offset] = parts.back();
+        parts.pop_back();
+        const auto number = static_cast<std::size_t>(node->subno);
+        switch (node->op) {
+        case '(':
+            if (const int length = TNodes<Chr>::length(*node); length > 0)
+                groups[number] = {offset, length};
+            parts.push_back({node->left, offset});
+            break;
+        case '.': // the left part first, as it holds the groups that the right one refers to
+            if (const int length = TNodes<Chr>::length(*node->left); length >= 0)
+                parts.push_back({node->right, offset + length});
+            parts.push_back({node->left, offset});
+            break;
+        case 'b': // the reference that tells most is taken
+            if (const auto [begin, length] = groups[number];
+                node->min > 0 && std::min(length, ENOUGH) > fixed_.length)
+                fixed_ = {begin, offset, std::min(length, ENOUGH)};
+            break;
+        default:
+            break; // an alternative need not be passed
+        }
+    }
+}
+
+/// The same where distances vary: takes the first reference whose place follows from the begin.
+template <class Chr>
+void TReferenceSkip<Chr>::lookforwalk(const guts<pattern>& g) {
+    std::vector<span> groups(g.nsub + 1);
+    std::vector<part> parts{{g.tree, 0, UNKNOWN}};
+    while (!parts.empty()) {
+        const auto [node, begin, end] = parts.back();
+        parts.pop_back();
+        const auto number = static_cast<std::size_t>(node->subno);
+        switch (node->op) {
+        case '(':
+            groups[number] = {begin, end};
+            parts.push_back({node->left, begin, end});
+            break;
+        case '.': {
+            const std::size_t mid = meet(*node, begin);
+            if (mid != UNKNOWN)
+                parts.push_back({node->right, mid, end});
+            parts.push_back({node->left, begin, mid});
+            break;
+        }
+        case 'b':
+            if (node->min > 0 && groups[number].end != UNKNOWN) {
+                group_ = groups[number];
+                reference_ = begin;
+                walks_ = true;
+                return;
+            }
+            break;
+        default:
+            break;
+        }
+    }
+}
+
+/// The place where a concatenation that begins at a known place is divided.
+template <class Chr>
+std::size_t TReferenceSkip<Chr>::meet(const subre& node, std::size_t begin) {
+    step how{.from = begin, .distance = node.left->cnfa.minlen, .hinge = {}};
+    if (TNodes<Chr>::length(*node.left) < 0) {
+        how.hinge = CHinge(node.left->cnfa, node.right->cnfa);
+        if (!how.hinge.ahead())
+            return UNKNOWN;
+    }
+    if (steps_.size() + 1 == MOSTPLACES)
+        return UNKNOWN;
+    steps_.push_back(std::move(how));
+    return steps_.size();
+}
+
+template <class Chr>
+void TReferenceSkip<Chr>::newtext() {
+    for (step& s : steps_)
+        s.lookedfrom = s.found = nullptr;
+}
+
+template <class Chr>
+bool TReferenceSkip<Chr>::alike(const Chr* a, const Chr* b, std::ptrdiff_t length) const {
+    for (std::ptrdiff_t i = 0; i < length; ++i)
+        if (a[i] != b[i] &&
+            !(anycase_ && chrtraits<Chr>::tolower(a[i]) == chrtraits<Chr>::tolower(b[i])))
+            return false;
+    return true;
+}
+
+template <class Chr>
+const Chr* TReferenceSkip<Chr>::find(const Chr* begin, const Chr* stop) {
+    if (walks_) {
+        while (begin != stop && !holds(begin, stop))
+            ++begin;
+        return begin != stop ? begin : nullptr;
+    }
+    const auto [group, reference, length] = fixed_;
+    if (stop - begin < reference + length)
+        return nullptr;
+    const Chr* const last = stop - reference - length;
+    if (!anycase_)
+        begin = findexact(begin, last);
+    while (begin <= last && !alike(begin + group, begin + reference, length))
+        ++begin;
+    return begin <= last ? begin : nullptr;
+}
+
+/// Goes on to the neighbourhood of the next begin, by vectors of the text. All bits of a character
+/// count here, not only those that the color map tells apart.
+template <class Chr>
+const Chr* TReferenceSkip<Chr>::findexact(const Chr* begin, const Chr* last) const {
+    using vector = typename lanes<Chr>::vector;
+    const auto at = [](const Chr* p) {
+        vector v;
+        std::memcpy(&v, p, sizeof v);
+        return v;
+    };
+    const std::ptrdiff_t second = fixed_.length - 1;
+    for (; last - begin >= lanes<Chr>::COUNT; begin += lanes<Chr>::COUNT) {
+        const Chr* const a = begin + fixed_.group;
+        const Chr* const b = begin + fixed_.reference;
+        if (anylane((at(a) == at(b)) & (at(a + second) == at(b + second))))
+            break;
+    }
+    return begin;
+}
+
+/// Where a step leads to, or null: nowhere, so there is no match.
+template <class Chr>
+const Chr* TReferenceSkip<Chr>::follow(step& how, const Chr* from, const Chr* stop) const {
+    if (stop - from < how.distance)
+        return nullptr;
+    if (how.hinge.empty())
+        return from + how.distance;
+    // The steps of one begin after the other lead to the same place again and again.
+    if (!how.found || from < how.lookedfrom || from >= how.found) {
+        const Chr* const found = how.hinge.find(from, stop, env_.colors);
+        how.lookedfrom = from;
+        how.found = found ? found : stop;
+    }
+    return how.found - from < how.distance ? nullptr : how.found;
+}
+
+/// Whether the reference may hold in a match that begins here.
+template <class Chr>
+bool TReferenceSkip<Chr>::holds(const Chr* begin, const Chr* stop) {
+    std::array<const Chr*, MOSTPLACES> places{begin};
+    for (std::size_t i = 0; i < steps_.size(); ++i)
+        if (!(places[i + 1] = follow(steps_[i], places[steps_[i].from], stop)))
+            return false;
+    const Chr* const group = places[group_.begin];
+    const Chr* const reference = places[reference_];
+    const std::ptrdiff_t length = places[group_.end] - group;
+    return length <= stop - reference && alike(group, reference, length);
+}
+
+template class TReferenceSkip<char>;
+template class TReferenceSkip<wchar_t>;
+template class TReferenceSkip<unsigned char>;
+
+} // namespace Quil::IMPL::engine

@@ -1,0 +1,73 @@
+// Vector search for the few characters that lead away, a plain loop of color reads for many.
+#include "regex/filter/skip.h"
+
+#include "regex/filter/lanes.h"
+
+namespace Quil::IMPL::engine {
+
+template <class Chr>
+void TSkip<Chr>::set(const color* colors, std::vector<unsigned char> leaving) {
+    colors_ = colors;
+    leaving_ = std::move(leaving);
+    count_ = 0;
+    for (std::size_t i = 0; i < chrtraits<Chr>::NCHRS && count_ <= FEW; ++i) {
+        if (!leaving_[static_cast<std::size_t>(colors_[i])])
+            continue;
+        if (count_ < FEW)
+            few_[count_] = static_cast<Chr>(i);
+        ++count_;
+    }
+    for (std::size_t i = count_; i < FEW && count_ > 0; ++i)
+        few_[i] = few_[0];
+}
+
+template <class Chr>
+const Chr* TSkip<Chr>::find(const Chr* cp, const Chr* limit) const {
+    if (count_ == 0)
+        return limit;
+    if (count_ <= FEW)
+        return findfew(cp, limit);
+    return findmany(cp, limit);
+}
+
+template <class Chr>
+const Chr* TSkip<Chr>::findfew(const Chr* cp, const Chr* limit) const {
+    using lane = lanes<Chr>;
+    using vector = typename lane::vector;
+    constexpr std::ptrdiff_t UNROLL = 4;
+    const auto a = lane::select(few_[0]), b = lane::select(few_[1]), c = lane::select(few_[2]);
+    for (; limit - cp >= UNROLL * lane::COUNT; cp += UNROLL * lane::COUNT) {
+        vector hits{};
+        for (std::ptrdiff_t i = 0; i < UNROLL; ++i) {
+            const vector v = lane::load(cp + i * lane::COUNT);
+            hits |= reinterpret_cast<vector>((v == a) | (v == b) | (v == c));
+        }
+        if (anylane(hits))
+            break;
+    }
+    for (; cp != limit; ++cp) {
+        const auto v = lane::select(*cp);
+        if (v == a || v == b || v == c)
+            break;
+    }
+    return cp;
+}
+
+template <class Chr>
+const Chr* TSkip<Chr>::findmany(const Chr* cp, const Chr* limit) const {
+    constexpr std::ptrdiff_t UNROLL = 4;
+    const unsigned char* const leaving = leaving_.data();
+    const color* const colors = colors_;
+    const auto leaves = [&](Chr c) { return leaving[colors[chrtraits<Chr>::index(c)]]; };
+    while (limit - cp >= UNROLL && !(leaves(cp[0]) | leaves(cp[1]) | leaves(cp[2]) | leaves(cp[3])))
+        cp += UNROLL;
+    while (cp != limit && !leaves(*cp))
+        ++cp;
+    return cp;
+}
+
+template class TSkip<char>;
+template class TSkip<wchar_t>;
+template class TSkip<unsigned char>;
+
+} // namespace Quil::IMPL::engine

@@ -1,0 +1,18 @@
+#include "util/base/drop_pages.h"
+
+#include <cstdint>
+#include <sys/mman.h>
+
+namespace Quil {
+
+void DropPages(void* from, void* to) noexcept {
+    const auto address = reinterpret_cast<std::uintptr_t>(from);
+    const std::size_t lead = (hugePageSize - address % hugePageSize) % hugePageSize;
+    char* const first = static_cast<char*>(from) + lead;
+    const std::ptrdiff_t size = static_cast<char*>(to) - first;
+    if (size > 0) {
+        madvise(first, static_cast<std::size_t>(size) / hugePageSize * hugePageSize, MADV_DONTNEED);
+    }
+}
+
+} // namespace Quil

@@ -1,0 +1,159 @@
+// Eight units go at a time where they all are characters by themselves, which they nearly always
+// are. The compiler's own vectors do that without regard to the machine.
+
+#include "util/conv/codec/Utf16Codec.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace Quil::IMPL {
+
+namespace {
+
+constexpr std::size_t block = 8;
+
+using UNITS __attribute__((vector_size(2 * block))) = std::uint16_t;
+using CHARACTERS __attribute__((vector_size(4 * block))) = std::uint32_t;
+
+constexpr std::uint32_t surrogateMask = 0xFFFFF800;
+constexpr std::uint32_t firstSurrogate = 0xD800;
+constexpr std::uint32_t firstTrail = 0xDC00;
+constexpr std::uint32_t trailMask = 0xFC00;
+constexpr std::uint32_t firstOfPairs = 0x10000;
+constexpr std::uint32_t beyondUnicode = 0x110000;
+
+bool IsSurrogate(std::uint32_t c) {
+    return (c & surrogateMask) == firstSurrogate;
+}
+
+template <class Vector>
+bool IsZero(const Vector& vector) {
+    std::uint64_t words[sizeof vector / sizeof(std::uint64_t)];
+    std::memcpy(words, &vector, sizeof vector);
+    std::uint64_t all = 0;
+    for (const std::uint64_t word : words) {
+        all |= word;
+    }
+    return all == 0;
+}
+
+/// Between a unit and its two bytes as they lie in memory; on a vector, element by element.
+template <std::endian Order, class Value>
+Value Turn(Value units) {
+    if constexpr (Order == std::endian::native) {
+        return units;
+    } else {
+        return static_cast<Value>(units << 8 | units >> 8);
+    }
+}
+
+template <std::endian Order>
+std::uint32_t LoadUnit(const char* src) {
+    std::uint16_t unit = 0;
+    std::memcpy(&unit, src, sizeof unit);
+    return Turn<Order>(unit);
+}
+
+template <std::endian Order>
+void StoreUnit(char* dst, std::uint32_t unit) {
+    const auto turned = Turn<Order>(static_cast<std::uint16_t>(unit));
+    std::memcpy(dst, &turned, sizeof turned);
+}
+
+template <std::endian Order>
+bool DecodeBlock(wchar_t* dst, const char* src) {
+    UNITS units;
+    std::memcpy(&units, src, sizeof units);
+    units = Turn<Order>(units);
+    if (!IsZero((units & static_cast<std::uint16_t>(surrogateMask)) ==
+                static_cast<std::uint16_t>(firstSurrogate))) {
+        return false;
+    }
+    const auto characters = __builtin_convertvector(units, CHARACTERS);
+    std::memcpy(dst, &characters, sizeof characters);
+    return true;
+}
+
+template <std::endian Order>
+bool EncodeBlock(char* dst, const wchar_t* src) {
+    CHARACTERS characters;
+    std::memcpy(&characters, src, sizeof characters);
+    if (!IsZero(characters >> 16)) {
+        return false;
+    }
+    UNITS units = __builtin_convertvector(characters, UNITS);
+    if (!IsZero((units & static_cast<std::uint16_t>(surrogateMask)) ==
+                static_cast<std::uint16_t>(firstSurrogate))) {
+        return false;
+    }
+    units = Turn<Order>(units);
+    std::memcpy(dst, &units, sizeof units);
+    return true;
+}
+
+} // namespace
+
+template <std::endian Order>
+CODEC_STEP DecodeUtf16(wchar_t* dst, std::size_t room, const char* src, std::size_t length) {
+    std::size_t read = 0;
+    std::size_t written = 0;
+    while (length - read >= 2 && written < room) {
+        if (length - read >= 2 * block && room - written >= block &&
+            DecodeBlock<Order>(dst + written, src + read)) {
+            read += 2 * block;
+            written += block;
+            continue;
+        }
+        std::uint32_t c = LoadUnit<Order>(src + read);
+        std::size_t size = 2;
+        if (IsSurrogate(c)) {
+            const std::uint32_t trail =
+                length - read >= 4 ? LoadUnit<Order>(src + read + 2) : std::uint32_t{0};
+            if (c >= firstTrail || (trail & trailMask) != firstTrail) {
+                break;
+            }
+            c = firstOfPairs + ((c - firstSurrogate) << 10) + (trail - firstTrail);
+            size = 4;
+        }
+        dst[written++] = static_cast<wchar_t>(c);
+        read += size;
+    }
+    return {read, written};
+}
+
+template <std::endian Order>
+CODEC_STEP EncodeUtf16(char* dst, std::size_t room, const wchar_t* src, std::size_t length) {
+    std::size_t read = 0;
+    std::size_t written = 0;
+    while (read < length && room - written >= longestCharacter) {
+        if (length - read >= block && room - written >= 2 * block &&
+            EncodeBlock<Order>(dst + written, src + read)) {
+            read += block;
+            written += 2 * block;
+            continue;
+        }
+        const auto c = static_cast<std::uint32_t>(src[read]);
+        if (IsSurrogate(c) || c >= beyondUnicode) {
+            break;
+        }
+        if (c < firstOfPairs) {
+            StoreUnit<Order>(dst + written, c);
+            written += 2;
+        } else {
+            StoreUnit<Order>(dst + written, firstSurrogate + ((c - firstOfPairs) >> 10));
+            StoreUnit<Order>(dst + written + 2, firstTrail + (c & ~trailMask & 0xFFFF));
+            written += 4;
+        }
+        ++read;
+    }
+    return {read, written};
+}
+
+template CODEC_STEP DecodeUtf16<std::endian::little>(wchar_t*, std::size_t, const char*,
+                                                     std::size_t);
+template CODEC_STEP DecodeUtf16<std::endian::big>(wchar_t*, std::size_t, const char*, std::size_t);
+template CODEC_STEP EncodeUtf16<std::endian::little>(char*, std::size_t, const wchar_t*,
+                                                     std::size_t);
+template CODEC_STEP EncodeUtf16<std::endian::big>(char*, std::size_t, const wchar_t*, std::size_t);
+
+} // namespace Quil::IMPL
