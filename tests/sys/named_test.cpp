@@ -156,6 +156,9 @@ TEST_F(Named, ReadersAndWritersOfTwoProcessesExclude) {
 }
 
 TEST_F(Named, NobodyReadsWhatADeadWriterLeft) {
+    if (QUIL_SANITIZED && !QUIL_ADDRESS_SANITIZED) {
+        GTEST_SKIP() << "it doesn't see that a timed wait takes over a dead owner's mutex";
+    }
     const std::string name = UniqueName("half");
     CProcReaderWriterState state(true, stringEx(name.c_str()));
     const auto die = [&](auto hold) {
