@@ -3,7 +3,6 @@
 #include "util/conv/TextLibIcu.h"
 
 #include <iconv.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
@@ -243,23 +242,6 @@ TEST_F(CommandTest, AFileThatCantBeWrittenIsReportedAndNotCounted) {
     EXPECT_EQ(Read("b.txt"), std::string(3000, 'a'));
     EXPECT_EQ(Tsub({"b.txt", "c.txt", "-ric:[ab]", "-t:cc", "-errstop"}).status, 255);
     EXPECT_EQ(Read("c.txt"), "bb");
-}
-
-TEST_F(CommandTest, AFullDiskKeepsTheOldContent) {
-    fs::create_directory(folder / "full");
-    const std::string disk = (folder / "full").string();
-    if (mount("none", disk.c_str(), "tmpfs", 0, "size=64k") != 0) {
-        GTEST_SKIP() << "no right to mount a small disk";
-    }
-    const std::string old(40000, 'a');
-    Write("full/a.txt", old);
-    const Outcome outcome = Tsub({"full/a.txt", "-f:a", "-t:bbb", "-trc"});
-    const std::string kept = Read("full/a.txt");
-    umount(disk.c_str());
-    EXPECT_EQ(outcome.status, 255) << "what was found could not be written";
-    EXPECT_EQ(outcome.err.rfind("[ERROR] can't write to file: ", 0), 0U) << outcome.err;
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(kept, old);
 }
 
 } // namespace
