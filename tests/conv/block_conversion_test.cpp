@@ -1,6 +1,7 @@
 // Conversion by blocks, and by the codecs that blocks go through, against conversion at once by the
 // library alone: all charsets, hostile bytes, and the ends of blocks everywhere in a sequence.
 
+#include "tests/conv/texts.h"
 #include "util/conv/BlockConversion.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +10,7 @@
 #include <string>
 
 using namespace Quil;
+using namespace Quil::TEST;
 
 namespace {
 
@@ -40,10 +42,6 @@ std::vector<std::string> KnownNames() {
         add(more);
     }
     return names;
-}
-
-wstringEx Wide(const std::wstring& text) {
-    return wstringEx(text.data(), static_cast<unsigned int>(text.size()));
 }
 
 /// Runs of characters of many scripts, some that are none, and those that encoders drop or hold.
@@ -141,22 +139,75 @@ TEST(BlockConversion, EndsBlocksAtEveryPosition) {
     }
 }
 
-TEST(BlockConversion, DecodesEachByteAndPairOfASmallCharset) {
-    std::string bytes;
+// Each character, byte and pair, in texts so long that they go by tables.
+TEST(BlockConversion, ConvertsAtOnceAsTheLibraryDoes) {
+    std::mt19937 random(99);
+    std::string pairs;
     for (unsigned int pair = 0; pair < 0x10000; ++pair) {
-        bytes += {static_cast<char>(pair >> 8), static_cast<char>(pair)};
+        pairs += {static_cast<char>(pair >> 8), static_cast<char>(pair)};
     }
-    const stringEx text(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    pairs += '\x81'; // and the text ends in a lead byte
     std::wstring all;
-    for (wchar_t c = 0; c < 0x11000; ++c) {
+    for (wchar_t c = 0; c < 0x20000; ++c) {
         all += c;
     }
+    while (all.size() < 530000) {
+        all += RandomText(2000, random) + std::wstring(random() % 40, L'x');
+    }
+    const wstringEx wide = Wide(all);
     for (const std::string& name : KnownNames()) {
         const CTextLibIConv conv{stringEx(name.c_str())};
         CTextLibIConv library{stringEx(name.c_str())};
         library.UseLibraryOnly();
-        EXPECT_TRUE(conv.MBtoWC(text) == library.MBtoWC(text)) << name;
-        EXPECT_TRUE(conv.WCtoMB(Wide(all)) == library.WCtoMB(Wide(all))) << name;
+        const stringEx narrow = library.WCtoMB(wide);
+        EXPECT_TRUE(conv.WCtoMB(wide) == narrow) << "encoding " << name;
+        const stringEx bytes = Spoilt(narrow, random) + Bytes(pairs);
+        EXPECT_TRUE(conv.MBtoWC(bytes) == library.MBtoWC(bytes)) << "decoding " << name;
+    }
+}
+
+/// A conversion by iconv's own descriptors in small blocks: the slow way, to check
+/// by.
+template <class Target, class Source>
+std::basic_string<Target> BySmallBlocks(const char* to, const char* from,
+                                        const std::basic_string<Source>& src) {
+    constexpr std::size_t block = sizeof(Target) == 1 ? 512 : 256;
+    constexpr auto failure = static_cast<std::size_t>(-1);
+    const iconv_t descriptor = iconv_open(to, from);
+    std::basic_string<Target> result;
+    char* in = reinterpret_cast<char*>(const_cast<Source*>(src.data()));
+    std::size_t inLeft = src.size() * sizeof(Source);
+    while (inLeft > 0) {
+        Target room[block];
+        char* out = reinterpret_cast<char*>(room);
+        std::size_t outLeft = sizeof room;
+        const std::size_t status = iconv(descriptor, &in, &inLeft, &out, &outLeft);
+        const std::size_t made = block - outLeft / sizeof(Target);
+        result.append(room, made);
+        if (status == failure && made == 0) {
+            result += static_cast<Target>('?');
+            if (inLeft <= sizeof(Source)) {
+                break;
+            }
+            in += sizeof(Source);
+            inLeft -= sizeof(Source);
+        }
+    }
+    iconv_close(descriptor);
+    return result;
+}
+
+TEST(BlockConversion, ConvertsLongTextsAsSmallBlocksDo) {
+    std::mt19937 random(20260101);
+    const std::wstring wide = RandomText(70000, random);
+    for (const std::string& name : KnownNames()) {
+        const CTextLibIConv conv{stringEx(name.c_str())};
+        const std::string narrow = BySmallBlocks<char>(name.c_str(), "WCHAR_T", wide);
+        EXPECT_TRUE(Str(conv.WCtoMB(Wide(wide))) == narrow) << "encoding " << name;
+        const std::string spoilt = Str(Spoilt(Bytes(narrow), random));
+        EXPECT_TRUE(Str(conv.MBtoWC(Bytes(spoilt))) ==
+                    BySmallBlocks<wchar_t>("WCHAR_T", name.c_str(), spoilt))
+            << "decoding " << name;
     }
 }
 

@@ -1,5 +1,7 @@
 // The ICU back end. Everything but the search for the library needs one installed.
 
+#include "tests/conv/texts.h"
+#include "tests/sys/message_of.h"
 #include "util/conv/TextLibIcu.h"
 #include "util/sys/errhdl.h"
 
@@ -7,6 +9,7 @@
 #include <string>
 
 using namespace Quil;
+using namespace Quil::TEST;
 
 namespace {
 
@@ -18,13 +21,6 @@ protected:
         }
     }
 };
-
-std::wstring Str(const wstringEx& s) {
-    return std::wstring(s.c_str(), s.length());
-}
-std::string Str(const stringEx& s) {
-    return std::string(s.c_str(), s.length());
-}
 
 TEST_F(Icu, DecodesAndEncodesBySixteenBitUnits) {
     const struct {
@@ -58,41 +54,22 @@ TEST_F(Icu, ToleratesBadInput) {
 TEST_F(Icu, RefusesUnknownNames) {
     EXPECT_THROW(CTextLibIcu{stringEx("")}, tconvExp);
     EXPECT_THROW(CTextLibIcu{stringEx("Klingon")}, tconvExp);
-    try {
-        const CTextLibIcu conv{stringEx("JOHAB")};
-        ADD_FAILURE() << "ICU has no table for it";
-    } catch (const libicuExp& e) {
-        EXPECT_EQ(e.GetErrCode(), 3U);
-        EXPECT_EQ(e.GetErrString(), "CTextLibIcu::CTextLibIcu - failed init encoding convertion\n"
-                                    "  encoding name = JOHAB (windows-1361)\n"
-                                    "  error number  = 4\n"
-                                    "  error desc    = U_FILE_ACCESS_ERROR");
-    }
-    try {
-        const CTextLibIcu conv{12345UL};
-        ADD_FAILURE() << "no such code page";
-    } catch (const libicuExp& e) {
-        EXPECT_EQ(e.GetErrString(), "CTextLibIcu::CTextLibIcu - failed init encoding convertion\n"
-                                    "  code page     = 12345\n"
-                                    "  encoding name = CP12345\n"
-                                    "  error number  = 4\n"
-                                    "  error desc    = U_FILE_ACCESS_ERROR");
-    }
+    const std::string failed = "3 CTextLibIcu::CTextLibIcu - failed init encoding convertion\n";
+    const std::string cause = "\n  error number  = 4\n  error desc    = U_FILE_ACCESS_ERROR";
+    EXPECT_EQ(Failure<libicuExp>([] { CTextLibIcu{stringEx("JOHAB")}; }),
+              failed + "  encoding name = JOHAB (windows-1361)" + cause);
+    EXPECT_EQ(Failure<libicuExp>([] { CTextLibIcu{12345UL}; }),
+              failed + "  code page     = 12345\n  encoding name = CP12345" + cause);
 }
 
 /// A version that is asked for is the only one tried.
 [[noreturn]] void AskForAMissingVersion() {
     CTextLibIcu::SetDefaultLibVersion(stringEx("987"));
-    bool good = !CTextLibIcu::IsExternalDependencyReady();
-    try {
-        const CTextLibIcu conv{stringEx("UTF-8")};
-        good = false;
-    } catch (const libicuExp& e) {
-        const stringEx text = e.GetErrString();
-        good = good && e.GetErrCode() == 3 &&
-               text.begin_with("CTextLibIcu::__AddRef - failed load dynamic library\n@ ") &&
-               text.find("icuuc.so.987") != stringEx::npos;
-    }
+    const std::string failure = Failure<libicuExp>([] { CTextLibIcu{stringEx("UTF-8")}; });
+    const bool good =
+        !CTextLibIcu::IsExternalDependencyReady() &&
+        failure.starts_with("3 CTextLibIcu::__AddRef - failed load dynamic library\n@ ") &&
+        failure.find("icuuc.so.987") != std::string::npos;
     std::_Exit(good ? 0 : 1);
 }
 
@@ -100,13 +77,8 @@ TEST_F(Icu, RefusesUnknownNames) {
 [[noreturn]] void LookInAnotherLibrary() {
     CTextLibIcu::SetExternalDependencyLocation(stringEx("libm.so.6"));
     CTextLibIcu::SetDefaultLibVersion(stringEx("72"));
-    bool good = false;
-    try {
-        const CTextLibIcu conv{stringEx("UTF-8")};
-    } catch (const libicuExp& e) {
-        good = e.GetErrString().begin_with("CTextLibIcu::__AddRef - ");
-    }
-    std::_Exit(good ? 0 : 1);
+    const std::string failure = MessageOf<libicuExp>([] { CTextLibIcu{stringEx("UTF-8")}; });
+    std::_Exit(failure.starts_with("CTextLibIcu::__AddRef - ") ? 0 : 1);
 }
 
 TEST(IcuDeathTest, TellsWhyTheLibraryCannotServe) {

@@ -1,5 +1,7 @@
 // Which converter the factories pick, and the conversions that the library itself uses.
 
+#include "tests/conv/texts.h"
+#include "tests/sys/message_of.h"
 #include "util/conv/TextConv.h"
 #include "util/conv/TextLibIConv.h"
 #include "util/conv/TextLibIcu.h"
@@ -13,15 +15,9 @@
 #include <typeinfo>
 
 using namespace Quil;
+using namespace Quil::TEST;
 
 namespace {
-
-std::wstring Str(const wstringEx& s) {
-    return std::wstring(s.c_str(), s.length());
-}
-std::string Str(const stringEx& s) {
-    return std::string(s.c_str(), s.length());
-}
 
 template <class Kind>
 bool IsOf(const CTextConvHandle& conv) {
@@ -93,13 +89,10 @@ TEST(Selection, TellsAConverterThatWasNotFound) {
 bool WorksWithoutLibraries() {
     HideLibraries();
     const CTextConvHandle gbk = GainBestConvFor(936, stringEx("GBK"));
-    bool refused = false;
-    try {
-        EnsureConvFound(gbk, stringEx("GBK"));
-    } catch (const libiconvExp& e) {
-        refused = e.GetErrString().begin_with(
-            "CTextLibIConv::__AddRef - failed load dynamic library\n@ ");
-    }
+    const bool refused =
+        MessageOf<libiconvExp>([&] {
+            EnsureConvFound(gbk, stringEx("GBK"));
+        }).starts_with("CTextLibIConv::__AddRef - failed load dynamic library\n@ ");
     return refused && IsOf<TTextConv>(gbk) && Str(gbk->MBtoWC(stringEx("abc"))) == L"abc" &&
            !CTextLibIConv::IsExternalDependencyReady() &&
            Str(GainBestUTF8Conv()->WCtoMB(wstringEx(L"abc"))) == "abc" &&
@@ -116,12 +109,7 @@ bool FindsTheLibraryAfterAFailure() {
 
 template <class Gain>
 bool RunsOut(Gain gain) {
-    try {
-        gain();
-    } catch (const tconvExp& e) {
-        return e.GetErrCode() == TTextConv::OUT_OF_RESOURCES;
-    }
-    return false;
+    return Failure<tconvExp>(gain).starts_with(std::to_string(TTextConv::OUT_OF_RESOURCES) + " ");
 }
 
 /// A library that fails for want of memory or descriptors may know the encoding: nothing weaker is

@@ -171,53 +171,6 @@ TEST_F(Stream, MemoryIsReadAndWrittenLikeAFile) {
     EXPECT_FALSE(CGenericSeekableSource<CByteIO>(CByteIO()).IsValid());
 }
 
-// Nothing but what has to be there.
-
-template <class Root>
-class Least : public Root {
-    bool IsValid() const override { return false; }
-};
-template <class Root>
-class LeastSource : public Least<Root> {
-    bool IsEOF() const override { return true; }
-    unsigned int Read(void*, unsigned int) const override { return 1; }
-};
-template <class Root>
-class LeastSink : public Least<Root> {
-    unsigned int Write(const void*, unsigned int) override { return 0; }
-    void Flush() override {}
-};
-template <class Base>
-class LeastSeekable : public Base {
-    void SeekBegin(const CLongLongNative&) const override {}
-    void SeekCurrent(const CLongLongNative&) const override {}
-    void SeekEnd(const CLongLongNative&) const override {}
-    CLongLongNative GetCurrentPos() const override { return 0; }
-    CLongLongNative GetSize() const override { return 0; }
-};
-
-TEST_F(Stream, NamesOfTheKinds) {
-    const CSysFile file;
-    const auto expect = [](const IDataObject& object, const char* name) {
-        EXPECT_STREQ(object.GetName(), name);
-        EXPECT_TRUE(!object) << name;
-        EXPECT_EQ(object.GetType(), -1) << name;
-        EXPECT_EQ(object.Clone(), nullptr) << name;
-        EXPECT_EQ(object.New(stringEx()), nullptr) << name;
-        EXPECT_EQ(object.New(CFakeRegistry()), nullptr) << name;
-    };
-    expect(Least<IDataObject>(), "Unknown Data Object");
-    expect(LeastSource<TDataSource>(), "Unknown Data Source");
-    expect(LeastSeekable<LeastSource<TSeekableSource>>(), "Unknown Seekable Data Source");
-    expect(LeastSink<TDataSink>(), "Unknown Data Sink");
-    expect(LeastSeekable<LeastSink<TSeekableSink>>(), "Unknown Seekable Data Sink");
-    expect(CGenericSeekableSource<CByteIO>(CByteIO()), "Generic Seekable Data Source");
-    expect(CBufferedSeekableSource<CSysFile>(file, 1), "Buffered Seekable Data Source");
-    expect(CGenericSeekableSink<CSysFile>(file), "Generic Seekable Data Sink");
-    expect(CBufferedSeekableSink<CPeriodFile>(CPeriodFile(file), 1), "Buffered Seekable Data Sink");
-    EXPECT_EQ(Peeked(LeastSource<TDataSource>(), 5), "") << "peeking is not supported";
-}
-
 TEST_F(Stream, LineEndsAreFoundAndThePositionIsKept) {
     const struct {
         std::string text;

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "tests/sys/message_of.h"
 #include "util/file/dir.h"
 #include "util/sys/errhdl.h"
 
@@ -70,17 +71,6 @@ private:
     std::string m_around;
     std::filesystem::path m_before;
 };
-
-/// Runs `action` and answers the message of the `Exp` that it throws, its code in front.
-template <class Exp, class Action>
-std::string Failure(Action action) {
-    try {
-        action();
-    } catch (const Exp& failure) {
-        return std::to_string(failure.GetErrCode()) + " " + failure.GetErrString().c_str();
-    }
-    return "nothing thrown";
-}
 
 /// A check that fails when `text` lacks one of the parts.
 inline void ExpectParts(const std::string& text, std::initializer_list<const char*> parts) {

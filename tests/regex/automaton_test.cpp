@@ -1,6 +1,7 @@
 // What compile makes of a pattern where matching can't show it: how characters fall into colors,
-// how long matches can be, that loops of constraints come to an end and limits are kept.
+// how long matches can be, and what groups cost.
 #include "regex/compile/regguts.h"
+#include "tests/regex/engine.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -14,33 +15,15 @@ namespace {
 
 using namespace IMPL::engine;
 
-/// A compiled wide pattern.
-class CCompiled {
-public:
-    explicit CCompiled(const std::wstring& pattern, int flags = REG_ADVANCED)
-        : result(wre_comp(&re, pattern.data(), pattern.size(), flags)) {}
-    CCompiled(const CCompiled&) = delete;
-    CCompiled& operator=(const CCompiled&) = delete;
-    ~CCompiled() {
-        if (result == REG_OKAY)
-            wregfree(&re);
-    }
+using compiled = test::expression<wchar_t>;
 
-    const guts<wchar_t>& compiled() const { return *static_cast<guts<wchar_t>*>(re.re_guts); }
-    color colorof(wchar_t c) const { return GETCOLOR(&compiled().cmap, c); }
+const guts<wchar_t>& gutsof(compiled& p) {
+    return *static_cast<guts<wchar_t>*>(p.handle()->re_guts);
+}
 
-    /// Where the first match lies, as "start-end"; "no" without one.
-    std::string match(const std::wstring& text) {
-        regmatch_t m[1] = {};
-        const int r = wre_exec(&re, text.data(), text.size(), nullptr, 1, m, 0);
-        if (r != REG_OKAY)
-            return r == REG_NOMATCH ? "no" : "error " + std::to_string(r);
-        return std::to_string(m[0].rm_so) + "-" + std::to_string(m[0].rm_eo);
-    }
-
-    regex_t re{};
-    int result;
-};
+color colorof(compiled& p, int c) {
+    return GETCOLOR(&gutsof(p).cmap, static_cast<wchar_t>(c));
+}
 
 TEST(ColorMapTest, CharactersThatAPatternTellsApart) {
     const struct {
@@ -61,20 +44,20 @@ TEST(ColorMapTest, CharactersThatAPatternTellsApart) {
         {L"[^a]|a", 2},
     };
     for (const auto& c : cases) {
-        const CCompiled p(c.pattern);
-        ASSERT_EQ(p.result, REG_OKAY) << c.pattern;
+        compiled p(c.pattern, REG_ADVANCED);
+        ASSERT_EQ(p.error(), REG_OKAY) << c.pattern;
         std::set<color> colors;
         for (int i = 0; i < 0x10000; i++)
-            colors.insert(p.colorof(static_cast<wchar_t>(i)));
+            colors.insert(colorof(p, i));
         EXPECT_EQ(colors.size(), c.colors) << std::string(c.pattern, c.pattern + wcslen(c.pattern));
     }
 }
 
 TEST(ColorMapTest, BlocksTakenOverAndSplit) {
     // Each member of the list cuts through what the ones before it left.
-    const CCompiled p(
-        L"[\\u0100-\\u04FF]|[\\u0200-\\u03FF]|\\u0280|[\\u027F-\\u0281]|[\\u03FF-\\u0500]");
-    ASSERT_EQ(p.result, REG_OKAY);
+    compiled p(L"[\\u0100-\\u04FF]|[\\u0200-\\u03FF]|\\u0280|[\\u027F-\\u0281]|[\\u03FF-\\u0500]",
+               REG_ADVANCED);
+    ASSERT_EQ(p.error(), REG_OKAY);
     auto kind = [](int c) {
         const bool in[] = {c >= 0x100 && c <= 0x4FF, c >= 0x200 && c <= 0x3FF, c == 0x280,
                            c >= 0x27F && c <= 0x281, c >= 0x3FF && c <= 0x500};
@@ -87,14 +70,14 @@ TEST(ColorMapTest, BlocksTakenOverAndSplit) {
     std::set<int> kinds;
     std::set<color> colors;
     for (int c = 0; c < 0x10000; c++) {
-        pairs.insert({kind(c), p.colorof(static_cast<wchar_t>(c))});
+        pairs.insert({kind(c), colorof(p, c)});
         kinds.insert(kind(c));
-        colors.insert(p.colorof(static_cast<wchar_t>(c)));
+        colors.insert(colorof(p, c));
     }
     EXPECT_EQ(pairs.size(), kinds.size());  // one color for each kind ...
     EXPECT_EQ(colors.size(), kinds.size()); // ... and the other way round
-    EXPECT_EQ(p.colorof(static_cast<wchar_t>(0x10280)), p.colorof(0x280));
-    EXPECT_EQ(p.colorof(static_cast<wchar_t>(-1)), p.colorof(0xFFFF));
+    EXPECT_EQ(colorof(p, 0x10280), colorof(p, 0x280));
+    EXPECT_EQ(colorof(p, -1), colorof(p, 0xFFFF));
 }
 
 TEST(AutomatonTest, LengthsOfMatches) {
@@ -115,79 +98,10 @@ TEST(AutomatonTest, LengthsOfMatches) {
         {L"(?:^|$)+a", 1, 1},
     };
     for (const auto& c : cases) {
-        const CCompiled p(c.pattern);
-        ASSERT_EQ(p.result, REG_OKAY);
-        EXPECT_EQ(p.compiled().tree->cnfa.minlen, c.minlen) << c.minlen << "-" << c.maxlen;
-        EXPECT_EQ(p.compiled().tree->cnfa.maxlen, c.maxlen) << c.minlen << "-" << c.maxlen;
-    }
-}
-
-TEST(AutomatonTest, LoopsOfConstraintsEnd) {
-    const struct {
-        const wchar_t* pattern;
-        const wchar_t* text;
-        const char* expected;
-    } cases[] = {
-        {L"(?:^|$)+", L"ab", "0-0"},
-        {L"(?:^$)*x", L"ax", "1-2"},
-        {L"(?:^$)+", L"a", "no"},
-        {L"(?:^$)+", L"", "0-0"},
-        {L"a(?:$|^)*b", L"ab", "0-2"},
-        {L"a(?:$|^)+b", L"ab", "no"},
-        {L"(?:\\A\\Z)*", L"ab", "0-0"},
-        {L"(?:\\y\\y)+a", L"b a", "2-3"},
-        {L"(?:\\ya?)*", L"aa", "0-1"},
-        {L"(?:\\ya?)+!", L"x aa!", "4-5"},
-        {L"(?:\\m|\\M)*x", L"axa", "1-2"},
-        {L"(?:\\m|\\M)+x", L"ax x", "3-4"},
-        {L"(?:^a?$)*b", L"ab", "1-2"},
-        {L"(?:(?=a)|(?!b))+.", L"ba", "1-2"},
-        {L"(?:(?=.b)(?:^|(?=a)))+..", L"cbab", "0-2"},
-        {L"(?:(?=.b)(?:\\M|(?=a)))+..", L"cbab", "2-4"},
-        {L"(?:\\Y|(?=b)\\m|c)*b", L"ab cb", "1-2"},
-    };
-    for (const auto& c : cases) {
-        CCompiled p(c.pattern);
-        const std::string name(c.pattern, c.pattern + wcslen(c.pattern));
-        ASSERT_EQ(p.result, REG_OKAY) << name;
-        EXPECT_EQ(p.match(c.text), c.expected) << name;
-    }
-}
-
-// Empty arcs that lead round a loop must not be copied round it for ever.
-TEST(AutomatonTest, LoopsOfNothingEnd) {
-    const struct {
-        const wchar_t* pattern;
-        const wchar_t* text;
-        const char* expected;
-    } cases[] = {
-        {L"(?:(?:.*?|[ab]{0}a*?)+)*?c", L"xbc", "0-3"},
-        {L"(?:(?:.*|[ab]{0}a*)+)*c", L"xbcxc", "0-5"},
-        {L"(?:(?:(?:b+)?a?){2}|[ab](?:a*?(?:[ab]??c*|a?)*|b*(c*?|a*?a{1,2})?\?b)*?)?\?b+", L"cab",
-         "1-3"},
-        {L"(?:(?:a+a*|a*?)|(?:c*)+)+(?:^.)?", L"xaca", "0-1"},
-        {L"(?:(?:|a*)+|(?:b*|)*)*x", L"abax", "0-4"},
-    };
-    for (const auto& c : cases) {
-        CCompiled p(c.pattern);
-        const std::string name(c.pattern, c.pattern + wcslen(c.pattern));
-        ASSERT_EQ(p.result, REG_OKAY) << name;
-        EXPECT_EQ(p.match(c.text), c.expected) << name;
-    }
-}
-
-TEST(AutomatonTest, WhatCanNotMatchAndWhatMatchesNothing) {
-    const struct {
-        const wchar_t* pattern;
-        long bits;
-    } cases[] = {
-        {L"a$b", REG_UIMPOSSIBLE}, {L"a^b", REG_UIMPOSSIBLE}, {L"^", REG_UEMPTYMATCH},
-        {L"$^", REG_UEMPTYMATCH},  {L"a*", REG_UEMPTYMATCH},  {L"^a", 0},
-    };
-    for (const auto& c : cases) {
-        const CCompiled p(c.pattern);
-        ASSERT_EQ(p.result, REG_OKAY);
-        EXPECT_EQ(p.re.re_info & (REG_UIMPOSSIBLE | REG_UEMPTYMATCH), c.bits);
+        compiled p(c.pattern, REG_ADVANCED);
+        ASSERT_EQ(p.error(), REG_OKAY);
+        EXPECT_EQ(gutsof(p).tree->cnfa.minlen, c.minlen) << c.minlen << "-" << c.maxlen;
+        EXPECT_EQ(gutsof(p).tree->cnfa.maxlen, c.maxlen) << c.minlen << "-" << c.maxlen;
     }
 }
 
@@ -199,32 +113,7 @@ std::wstring times(int count, const std::wstring& text) {
 }
 
 std::string beginningof(const std::wstring& text) {
-    return std::string(text.begin(), text.begin() + std::min<std::ptrdiff_t>(40, std::ssize(text)));
-}
-
-TEST(AutomatonTest, LimitsGiveAnErrorAndSensiblePatternsPass) {
-    std::wstring distinct;
-    for (int c = 0x100; c < 0x100 + REG_MAXCOLORS + 100; c++)
-        distinct += static_cast<wchar_t>(c);
-    const struct {
-        std::wstring pattern;
-        int flags;
-        int result;
-    } cases[] = {
-        {L"a{255}", REG_ADVANCED, REG_OKAY},
-        {L"(a{255}){10}", REG_ADVANCED, REG_OKAY},
-        {L"(a{255}){255}", REG_ADVANCED, REG_OKAY},
-        {L"(?:a?){100}", REG_ADVANCED, REG_OKAY},
-        {L"((a{255}){255}){255}", REG_ADVANCED, REG_ESPACE},
-        {L"(?:(?:a?){255}){255}", REG_ADVANCED, REG_ESPACE},
-        {L"(?:\\y.?){30}", REG_ADVANCED, REG_ESPACE},
-        {std::wstring(1'000'000, L'a'), REG_ADVANCED, REG_ESPACE},
-        {distinct.substr(0, 5000), REG_QUOTE, REG_OKAY},
-        {distinct, REG_QUOTE, REG_ESPACE},
-        {L"[" + distinct + L"]", REG_ADVANCED, REG_OKAY}, // one color
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(CCompiled(c.pattern, c.flags).result, c.result) << beginningof(c.pattern);
+    return test::narrow(text.substr(0, 40));
 }
 
 /// Arcs of all compact automata that a tree holds.
@@ -257,13 +146,12 @@ TEST(AutomatonTest, ManyGroupsCostLittleMoreThanTheirExpression) {
         {times(1500, L"(") + L"a*" + times(1500, L")") + L"b", L"a*b", L"aab"},
     };
     for (const auto& c : cases) {
-        CCompiled p(c.pattern), plain(c.plain);
-        ASSERT_EQ(p.result, REG_OKAY) << beginningof(c.pattern);
-        EXPECT_LE(arcsof(p.compiled().tree), 10 * arcsof(plain.compiled().tree) + 10'000)
+        compiled p(c.pattern, REG_ADVANCED), plain(c.plain, REG_ADVANCED);
+        ASSERT_EQ(p.error(), REG_OKAY) << beginningof(c.pattern);
+        EXPECT_LE(arcsof(gutsof(p).tree), 10 * arcsof(gutsof(plain).tree) + 10'000)
             << beginningof(c.pattern);
-        std::vector<regmatch_t> m(p.re.re_nsub + 1);
-        ASSERT_EQ(wre_exec(&p.re, c.text.data(), c.text.size(), nullptr, m.size(), m.data(), 0),
-                  REG_OKAY);
+        const std::vector<regmatch_t> m = p.exec(c.text, 0);
+        ASSERT_FALSE(m.empty());
         EXPECT_EQ(m[0].rm_eo, std::ssize(c.text)) << beginningof(c.pattern);
         for (const regmatch_t& group : m)
             EXPECT_GE(group.rm_so, 0) << beginningof(c.pattern);
@@ -273,7 +161,7 @@ TEST(AutomatonTest, ManyGroupsCostLittleMoreThanTheirExpression) {
 // What REG_PROGRESS writes: the tree, and a heading for each automaton and each of its stages.
 TEST(AutomatonTest, ProgressIsToldOnStandardOutput) {
     testing::internal::CaptureStdout();
-    const int result = CCompiled(L"(?=x)(a)\\1{2,}?", REG_ADVANCED | REG_PROGRESS).result;
+    const int result = compiled(L"(?=x)(a)\\1{2,}?", REG_ADVANCED | REG_PROGRESS).error();
     const std::string all = testing::internal::GetCapturedStdout();
     ASSERT_EQ(result, REG_OKAY);
     EXPECT_EQ(all.find("\n\n\n========= RAW ==========\n"), 0U);

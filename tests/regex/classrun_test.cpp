@@ -60,25 +60,13 @@ TEST(ClassRun, WhatIsARun) {
 
 TEST(ClassRun, TheSameMatchesAsByTheAutomaton) {
     // The wide form takes it up from some length of the text on.
-    const std::wstring tail(5000, L'.');
-    const wchar_t* const patterns[] = {
-        L"a+",           L"[ab]{2,}", L"([a-z]+)",
-        L"[^a]+",        L"[^\\n]+",  L"[acegikm]+",
-        L"[[:alpha:]]+", L"\\s+",     L"[a\\u4e00-\\u9fa5]+",
-        L"a+?",          L"((a+))",   L"[\\u0041b]{3,}",
-    };
-    std::mt19937 seed(99);
-    for (const wchar_t* const pattern : patterns)
-        for (const int flags : {REG_ADVANCED, REG_ADVANCED | REG_ICASE, REG_ADVANCED | REG_NEWLINE})
-            for (const wchar_t* const alphabet : {L"ab", L"aaaaaaaaaaaaaab", L"a b\nZ.\xe9",
-                                                  L"a\x4e00\x9fa5\x9fa6\x10041"
-                                                  L"b"})
-                for (std::size_t length = 0; length < 400; length += 1 + seed() % 60) {
-                    const std::wstring text = test::texture(seed, length, alphabet);
-                    test::comparesweeps(pattern, flags, text);
-                    test::comparesweeps(pattern, flags, text + tail);
-                    test::comparesweeps(pattern, flags, tail + text);
-                }
+    test::sweeptextures({L"a+", L"[ab]{2,}", L"([a-z]+)", L"[^a]+", L"[^\\n]+", L"[acegikm]+",
+                         L"[[:alpha:]]+", L"\\s+", L"[a\\u4e00-\\u9fa5]+", L"a+?", L"((a+))",
+                         L"[\\u0041b]{3,}"},
+                        {L"ab", L"aaaaaaaaaaaaaab", L"a b\nZ.\xe9",
+                         L"a\x4e00\x9fa5\x9fa6\x10041"
+                         L"b"},
+                        400, 60, 5000);
 }
 
 TEST(ClassRun, TextsThatTakeTurns) {

@@ -44,15 +44,22 @@ bool comparesweeps(const std::wstring& pattern, int flags, const std::wstring& t
 
 std::size_t sweeptextures(std::initializer_list<const wchar_t*> patterns,
                           std::initializer_list<const wchar_t*> alphabets, std::size_t most,
-                          std::size_t step) {
+                          std::size_t step, std::size_t around) {
     using namespace Quil;
+    const std::wstring tail(around, L'.');
     std::mt19937 seed(12);
     std::size_t found = 0;
     for (const wchar_t* const pattern : patterns)
         for (const int flags : {REG_ADVANCED, REG_ADVANCED | REG_ICASE, REG_ADVANCED | REG_NEWLINE})
             for (const wchar_t* const alphabet : alphabets)
-                for (std::size_t length = 0; length < most; length += 1 + seed() % step)
-                    found += comparesweeps(pattern, flags, texture(seed, length, alphabet)) ? 1 : 0;
+                for (std::size_t length = 0; length < most; length += 1 + seed() % step) {
+                    const std::wstring text = texture(seed, length, alphabet);
+                    found += comparesweeps(pattern, flags, text) ? 1 : 0;
+                    if (around != 0) {
+                        comparesweeps(pattern, flags, text + tail);
+                        comparesweeps(pattern, flags, tail + text);
+                    }
+                }
     return found;
 }
 

@@ -60,10 +60,11 @@ std::string sweep(Quil::TRegexContext<Chr>& context, const std::basic_string<Chr
 bool comparesweeps(const std::wstring& pattern, int flags, const std::wstring& text);
 
 /// Compares the ways on textures of each alphabet, of lengths up to `most` by steps of 1 to `step`,
-/// with and without regard to case and line feeds. Answers how many texts had a match.
+/// with and without regard to case and line feeds; and again with as many dots as `around` says
+/// before each, and behind it. Answers how many texts had a match.
 std::size_t sweeptextures(std::initializer_list<const wchar_t*> patterns,
                           std::initializer_list<const wchar_t*> alphabets, std::size_t most,
-                          std::size_t step);
+                          std::size_t step, std::size_t around = 0);
 
 /// A text in which runs are often alike.
 std::wstring texture(std::mt19937& seed, std::size_t length, const std::wstring& alphabet);

@@ -1,4 +1,5 @@
 // The log: layout, threshold, loggers that misbehave, and the mode with a thread of its own.
+#include "tests/sys/await.h"
 #include "tests/sys/child.h"
 #include "tests/sys/message_of.h"
 #include "util/base/sanitizer.h"
@@ -30,6 +31,7 @@
 namespace {
 
 using namespace Quil;
+using TEST::Await;
 using TEST::MessageOf;
 
 /// Keeps what it gets, and then does what the test says.
@@ -104,15 +106,6 @@ TEST(Log, StreamAndFileShareTheLayout) {
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), expected);
     unlink(path.c_str());
     CTime::RefreshLocalTimeZone();
-}
-
-TEST(Log, NamesOfTheLevels) {
-    const char* const names[] = {"debug only",      "info",        "warning",  "error",
-                                 "important notes", "fatal error", "disabled", "unknown"};
-    int level = CLog::LEVEL_DEBUG;
-    for (const char* const name : names) {
-        EXPECT_EQ(CLog::LevelToStr(static_cast<CLog::LEVEL>(level++)), name);
-    }
 }
 
 TEST(Log, AFailedDestinationIsNobodyElsesTrouble) {
@@ -281,15 +274,11 @@ TEST(Log, AFullQueueHoldsItsCallersBack) {
     std::atomic<bool> isInside{false};
     const CKeepingLogger& logger = Push(log, [&](const std::string&) {
         isInside = true;
-        while (!mayGo) {
-            std::this_thread::yield();
-        }
+        Await(mayGo);
     });
     log.EnableNoneBlockingMode(true);
     log.LogInfoMsg(stringEx("m"), stringEx("in work"));
-    while (!isInside) {
-        std::this_thread::yield();
-    }
+    Await(isInside);
     log.LogInfoMsg(stringEx("m"), stringEx("queued"));
     std::atomic<bool> isQueued{false};
     std::thread caller([&] {
@@ -312,11 +301,7 @@ TEST(Log, OutlivesACallerThatIsCancelled) {
     CLog object(CLog::LEVEL_DEBUG, 1);
     log = &object;
     std::atomic<bool> mayGo{false};
-    const CKeepingLogger& logger = Push(object, [&](const std::string&) {
-        while (!mayGo) {
-            std::this_thread::yield();
-        }
-    });
+    const CKeepingLogger& logger = Push(object, [&](const std::string&) { Await(mayGo); });
     object.EnableNoneBlockingMode(true);
     pthread_t caller;
     ASSERT_EQ(pthread_create(
@@ -423,9 +408,7 @@ TEST(Log, MayGoWhileItsOwnThreadIsInALogger) {
     CLog* const raw = log.get();
     std::atomic<bool> mayGo{false};
     Push(*raw, [&](const std::string& text) {
-        while (!mayGo) {
-            std::this_thread::yield();
-        }
+        Await(mayGo);
         if (text == "0") {
             log.reset();
         }
@@ -488,9 +471,7 @@ TEST(Log, AForkedChildWritesDirectly) {
                     log->EnableNoneBlockingMode(true, 2);
                     if (isInOutput) {
                         log->LogInfoMsg(stringEx("parent"), stringEx("0"));
-                        while (!isInside) {
-                            std::this_thread::yield();
-                        }
+                        Await(isInside);
                     } else {
                         log->Pause();
                     }
@@ -516,9 +497,7 @@ TEST(Log, AForkedChildWritesDirectly) {
                 },
                 [] {
                     isInside = true;
-                    while (!mayGo) {
-                        std::this_thread::yield();
-                    }
+                    Await(mayGo);
                 });
             EXPECT_EQ(ending.status, 7);
             EXPECT_EQ(ending.log, std::string(isInOutput ? "parent: 0\n" : "") +

@@ -16,4 +16,15 @@ std::string MessageOf(Action action) {
     return "nothing thrown";
 }
 
+/// The same with its code in front.
+template <class Exp, class Action>
+std::string Failure(Action action) {
+    try {
+        action();
+    } catch (const Exp& failure) {
+        return std::to_string(failure.GetErrCode()) + " " + failure.GetErrString().c_str();
+    }
+    return "nothing thrown";
+}
+
 } // namespace Quil::TEST

@@ -108,13 +108,7 @@ int StatusOf(Body body) {
 TEST_F(Named, MutexSurvivesItsDeadOwner) {
     const std::string name = UniqueName("mutex");
     CProcMutex mutex(true, name.c_str());
-    const pid_t child = fork();
-    if (child == 0) {
-        CProcMutex same(false, name.c_str());
-        same.Lock();
-        _exit(0);
-    }
-    waitpid(child, nullptr, 0);
+    EXPECT_EQ(StatusOf([&] { return (new CProcMutex(false, name.c_str()))->Lock() ? 0 : 1; }), 0);
     EXPECT_TRUE(mutex.Lock());
     mutex.UnLock();
     EXPECT_TRUE(mutex.TryLock());
@@ -145,17 +139,17 @@ TEST_F(Named, ReadersAndWritersOfTwoProcessesExclude) {
     const std::string name = UniqueName("rw");
     CProcReaderWriterState state(true, stringEx(name.c_str()));
     CProcWriterLock writer(state);
-    const pid_t child = fork();
-    if (child == 0) {
-        CProcReaderWriterState same(false, stringEx(name.c_str()));
-        _exit(CProcReaderLock(same, 20).IsLocked() ? 1 : 0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(StatusOf([&] {
+                  CProcReaderWriterState same(false, stringEx(name.c_str()));
+                  return CProcReaderLock(same, 20).IsLocked() ? 1 : 0;
+              }),
+              0);
 }
 
 TEST_F(Named, NobodyReadsWhatADeadWriterLeft) {
+    if (QUIL_SANITIZED && !QUIL_ADDRESS_SANITIZED) {
+        GTEST_SKIP() << "it doesn't see that a timed wait takes over a dead owner's mutex";
+    }
     const std::string name = UniqueName("half");
     CProcReaderWriterState state(true, stringEx(name.c_str()));
     const auto die = [&](auto hold) {

@@ -1,17 +1,14 @@
-// The small wrappers of the system: loaded libraries, the machine's description, files under /proc.
+// The small wrappers of the system: loaded libraries, files under /proc.
 #include "tests/sys/message_of.h"
-#include "util/base/platinfo.h"
 #include "util/sys/dllloader.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/misc.h"
-#include "util/sys/thread.h"
 
 #include <cstdlib>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -81,17 +78,6 @@ TEST(DllLoader, TellsWhatItDidNotFind) {
             0U)
             << message;
     }
-}
-
-TEST(PlatInfo, DescribesTheMachine) {
-    const CPlatInfo& info = CPlatInfo::Get();
-    EXPECT_EQ(&info, &CPlatInfo::Get());
-    EXPECT_EQ(info.GetPageSize(), static_cast<unsigned long>(sysconf(_SC_PAGESIZE)));
-    EXPECT_EQ(info.GetCpuCount(), static_cast<unsigned int>(sysconf(_SC_NPROCESSORS_CONF)));
-    EXPECT_GE(info.GetCpuCount(), info.GetOnlineCpuCount());
-    EXPECT_EQ(info.IsMp(), info.GetOnlineCpuCount() > 1);
-    EXPECT_EQ(TThread::GetOnlineCpuCount(), info.GetOnlineCpuCount());
-    EXPECT_LT(TThread::GetCurrentCpu(), info.GetCpuCount());
 }
 
 TEST(ProcFile, IsReadUpToTheLimit) {

@@ -1,4 +1,5 @@
 // Thread objects: states, ends of every kind, and slots.
+#include "tests/sys/await.h"
 #include "tests/sys/message_of.h"
 #include "util/base/sanitizer.h"
 #include "util/base/tls.h"
@@ -30,6 +31,7 @@
 namespace {
 
 using namespace Quil;
+using TEST::Await;
 using TEST::MessageOf;
 
 /// A thread that does what the test says.
@@ -45,6 +47,10 @@ public:
         }
     }
     using TThread::_ShouldStop;
+    void Start() {
+        Create();
+        Run();
+    }
 
     std::atomic<bool>* isGone = nullptr;
     bool isHookThrowing = false;
@@ -119,8 +125,7 @@ TEST(Thread, RunsAgainAfterItsEnd) {
 
 TEST(Thread, CreateWaitsForALivingThread) {
     CTestThread thread([](CTestThread&) { return TThread::Sleep(30) ? 1 : 0; });
-    thread.Create();
-    thread.Run();
+    thread.Start();
     thread.Create();
     EXPECT_EQ(thread.GetState(), TThread::SUSPENDED);
     EXPECT_FALSE(thread.TryStop());
@@ -138,8 +143,7 @@ TEST(Thread, AStopBeforeTheStartSkipsTheEntry) {
 
 TEST(Thread, StopIsARequest) {
     CTestThread thread(UntilStopped);
-    thread.Create();
-    thread.Run();
+    thread.Start();
     thread.Run(); // a running thread stays as it is
     EXPECT_FALSE(thread.TryWait());
     while (!thread.TryStop()) {
@@ -171,8 +175,7 @@ TEST(Thread, AnExceptionEndsTheThreadAloneAndIsTold) {
             CTestThread thread([](CTestThread&) -> int { throw threadExp(1, "mine"); });
             thread.isHookThrowing = areThrowing;
             testing::internal::CaptureStderr();
-            thread.Create();
-            thread.Run();
+            thread.Start();
             EXPECT_TRUE(thread.Wait());
             const std::string onError = testing::internal::GetCapturedStderr();
             TThread::SetUncaughtHandler(nullptr);
@@ -264,9 +267,7 @@ TEST(Thread, DestroysItsOwnObjectBesideAWaiter) {
         EXPECT_TRUE(thread->Wait()); // the object goes before the event that this sleeps on
         EXPECT_EQ(alive, 0);
     });
-    while (!isWaiting) {
-        std::this_thread::yield();
-    }
+    Await(isWaiting);
     TThread::Sleep(20);
     thread->Run();
     waiter.join();
@@ -302,8 +303,8 @@ TEST(Thread, KillTellsWhatTheObjectsDestructorThrew) {
 }
 
 TEST(Thread, KillUnwindsEvenThroughACatchAll) {
-    if (QUIL_ADDRESS_SANITIZED) {
-        GTEST_SKIP() << "it doesn't see that a cancelled thread's frames are gone";
+    if (QUIL_SANITIZED) {
+        GTEST_SKIP() << "they don't see that a wait or frame is left when its thread is cancelled";
     }
     std::atomic<bool> isInside{false};
     std::atomic<bool> unwound{false};
@@ -316,11 +317,8 @@ TEST(Thread, KillUnwindsEvenThroughACatchAll) {
         TThread::Sleep(60000);
         return 0;
     });
-    thread.Create();
-    thread.Run();
-    while (!isInside) {
-        TThread::Sleep(1);
-    }
+    thread.Start();
+    Await(isInside);
     thread.Kill(42);
     EXPECT_TRUE(unwound);
     EXPECT_TRUE(thread.Wait());
@@ -349,11 +347,8 @@ TEST(Thread, KilledThreadStillWritesItsBlocks) {
         }
         return 0; // through destructors that make system calls
     });
-    thread.Create();
-    thread.Run();
-    while (!isHolding) {
-        TThread::Sleep(1);
-    }
+    thread.Start();
+    Await(isHolding);
     thread.Kill(6);
     CSysFile file;
     file.Open(path.c_str(), CSysFile::ACCESS_READ, 0, 0, 0, 0);
@@ -373,8 +368,7 @@ TEST(Thread, SuspendedThreadStandsStill) {
         }
         return 0;
     });
-    thread.Create();
-    thread.Run();
+    thread.Start();
     for (int round = 0; round != 20; ++round) {
         thread.Suspend();
         thread.Suspend();
@@ -393,8 +387,7 @@ TEST(Thread, MaySuspendItself) {
         self.Suspend();
         return 9;
     });
-    thread.Create();
-    thread.Run();
+    thread.Start();
     while (thread.GetState() != TThread::SUSPENDED) {
         TThread::Sleep(1);
     }
@@ -411,11 +404,8 @@ TEST(Thread, ASignalCutsASleepShort) {
         isAsleep = true;
         return TThread::Sleep(60000) ? 1 : 2;
     });
-    thread.Create();
-    thread.Run();
-    while (!isAsleep) {
-        TThread::Sleep(1);
-    }
+    thread.Start();
+    Await(isAsleep);
     do {
         pthread_kill(thread.ToSysHandle(), SIGUSR1);
     } while (!thread.Wait(20));
@@ -426,8 +416,8 @@ TEST(Thread, ASignalCutsASleepShort) {
 TEST(Thread, TakesItsCachesAlong) {
     // What stayed behind would be reported by the leak checker.
     for (const bool isKilled : {false, true}) {
-        if (isKilled && QUIL_ADDRESS_SANITIZED) {
-            continue; // it doesn't see that a cancelled thread's frames are gone
+        if (isKilled && QUIL_SANITIZED) {
+            continue; // they don't see that a wait or frame is left when its thread is cancelled
         }
         std::atomic<bool> isDone{false};
         CTestThread thread([&](CTestThread&) {
@@ -436,11 +426,8 @@ TEST(Thread, TakesItsCachesAlong) {
             isDone = ConvStrSToW("text") == L"text";
             return isKilled && TThread::Sleep(60000) ? 1 : 0;
         });
-        thread.Create();
-        thread.Run();
-        while (!isDone) {
-            TThread::Sleep(1);
-        }
+        thread.Start();
+        Await(isDone);
         if (isKilled) {
             thread.Kill(0);
         }
@@ -462,9 +449,7 @@ TEST(Thread, MayOutlastTheStaticsOfTheProgram) {
         });
         thread->Create(true);
         thread->Run();
-        while (!isWorking) {
-            TThread::Sleep(1);
-        }
+        Await(isWorking);
         std::exit(7);
     };
     EXPECT_EXIT(exitBesideAThread(), testing::ExitedWithCode(7), "");
@@ -478,16 +463,14 @@ TEST(Thread, DoesNotWaitForItself) {
                       "TThread::Create - a thread can't wait for itself");
             return 1;
         });
-        thread.Create();
-        thread.Run();
+        thread.Start();
         EXPECT_TRUE(thread.Wait());
     }
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto exitOnAStaticThread = [] {
         alarm(20);
         static CTestThread exiting([](CTestThread&) -> int { std::exit(7); });
-        exiting.Create();
-        exiting.Run();
+        exiting.Start();
         TThread::Sleep(60000);
     };
     EXPECT_EXIT(exitOnAStaticThread(), testing::ExitedWithCode(7), "");
@@ -502,8 +485,7 @@ TEST(Thread, TimesAndUSleep) {
         return 0;
     });
     const CTime before = CTime::Now();
-    thread.Create();
-    thread.Run();
+    thread.Start();
     CTime created;
     CTimeSpan system;
     CTimeSpan user;

@@ -209,18 +209,6 @@ TYPED_TEST(Replace, ResultLooksAtDestination) {
     EXPECT_TRUE(to == S(expected.data(), static_cast<unsigned int>(expected.size())));
 }
 
-TEST(ReplaceText, ReservesByTheEstimate) {
-    const struct {
-        unsigned int find, rep, capacity;
-    } rows[] = {{1, 3, 7301}, {3, 1, 7001}, {2, 2, 7001}, {2, 3, 7151}};
-    const wstringEx text(7000, L'x');
-    for (const auto& row : rows) {
-        wstringEx to;
-        text.find_replace_to(to, wstringEx(row.find, L'a'), wstringEx(row.rep, L'b'));
-        EXPECT_EQ(to.capacity(), row.capacity) << row.find << ' ' << row.rep;
-    }
-}
-
 TEST(ReplaceText, FoldsByTheLowerMapping) {
     wstringEx text(L"Kk\x10041\x10061\xc4\xe4");
     EXPECT_EQ(text.find_replace_no_case(L"k", L"."), 2U);

@@ -21,10 +21,8 @@ TEST_F(CommandTest, Expressions) {
         // Classes and escapes.
         {"-r:\\d+", "-t:#", "1 22\xD9\xA0 x", "# # x"},
         {"-r:\\w+\\W", "-t:<\\0>", "ab1 _!", "<ab1 ><_!>"},
-        {"-r:\\<\\a\\>", "-t:x", "1a- ab", "x ab"},
         {"-r:[[:upper:]]+", "-t:x", "aBC\xC3\x89", "ax"},
         {"-r:a\\tb\\n", "-t:\\n\\t", "a\tb\nc", "\n\tc"},
-        {"-r:\\x\\o", "-t:x", "f7 g7", "x g7"},
         // Aliases, wherever they stand; not for plain text.
         {"-r:a[:tb:]b", "-t:x", "a\tb", "x"},
         {"-r:[[:dq:][:sq:]]", "-t:[:bs:]", "a\"b'", "a\bb\b"},
