@@ -86,4 +86,32 @@ ln -s "$(type -P true)" "$work/bin/apt-get"
 run env PATH="$work/bin" "$project/scripts/setup"
 expect "the rights are missing" says "isn't root, and there is no sudo"
 
+# Includes that run against the order of the folders.
+mkdir -p "$project"/{docs,util/low/room,util/high}
+printf '```layers\nutil/low\nutil/high\n```\n```exceptions\nutil/low/x.h util/high/x.h  known\n```\n' \
+    >"$project/docs/design.md"
+rm "$project/tool/main.cpp"
+include() { printf '#include "%s"\n' "${@:2}" >"$project/$1"; }
+include util/low/x.h util/high/x.h
+include util/low/room/r.h util/low/y.h
+include util/high/y.h util/low/x.h
+run "$project/scripts/layers"
+expect "what runs one way, or is excepted, is no news" [ $? -eq 0 -a ! -s "$work/out" ]
+include util/high/z.h util/low/room/r.h
+include util/low/y.h util/high/y.h
+include util/low/x.h util/low/room/r.h
+include util/low/room/r.h util/low/z.h
+run "$project/scripts/layers"
+expect "includes against the order fail" [ $? -ne 0 -a ! -s "$work/err" ]
+expect "they are named" prints "util/high/z.h: util/low/room/r.h: is a room of util/low
+util/low/x.h: util/high/x.h: is excepted, but there is no such include
+util/low/y.h: util/high/y.h: util/low stands below util/high"
+printf '```layers\nutil/low\nutil/high\n```\n' >"$project/docs/design.md"
+include util/low/y.h util/low/x.h
+include util/high/y.h util/low/y.h
+include util/low/z.h util/low/x.h
+run "$project/scripts/layers"
+expect "a circle fails" [ $? -ne 0 ]
+expect "a circle is named" says "util/low/x.h"
+
 [ $failures -eq 0 ]
