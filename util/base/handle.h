@@ -226,6 +226,8 @@ public:
     CQuietHandle(const CQuietHandle&) noexcept = default;
     CQuietHandle(CQuietHandle&&) noexcept = default;
     CQuietHandle& operator=(const CQuietHandle&) = default;
+    // The release of what it held may throw.
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor)
     CQuietHandle& operator=(CQuietHandle&&) = default;
     using Handle::operator=;
 
