@@ -210,7 +210,7 @@ TEST(Compile, HostilePatternsEnd) {
 std::wstring wordof(std::size_t i, wchar_t alphabet) {
     std::wstring word;
     for (std::size_t left = i * 7919 % 11881376; word.size() < 5; left /= 26)
-        word += static_cast<wchar_t>(alphabet + left % 26 +
+        word += static_cast<wchar_t>(static_cast<std::size_t>(alphabet) + left % 26 +
                                      (alphabet > 0x7f ? i / 26 * 26 % 20800 : 0));
     return word;
 }
