@@ -3,7 +3,6 @@
 #include "regex/compile/regguts.h"
 #include "tests/regex/engine.h"
 
-#include <algorithm>
 #include <cwchar>
 #include <gtest/gtest.h>
 #include <set>
@@ -16,6 +15,7 @@ namespace {
 using namespace IMPL::engine;
 
 using compiled = test::expression<wchar_t>;
+using test::times;
 
 const guts<wchar_t>& gutsof(compiled& p) {
     return *static_cast<guts<wchar_t>*>(p.handle()->re_guts);
@@ -103,13 +103,6 @@ TEST(AutomatonTest, LengthsOfMatches) {
         EXPECT_EQ(gutsof(p).tree->cnfa.minlen, c.minlen) << c.minlen << "-" << c.maxlen;
         EXPECT_EQ(gutsof(p).tree->cnfa.maxlen, c.maxlen) << c.minlen << "-" << c.maxlen;
     }
-}
-
-std::wstring times(int count, const std::wstring& text) {
-    std::wstring all;
-    for (int i = 0; i < count; i++)
-        all += text;
-    return all;
 }
 
 std::string beginningof(const std::wstring& text) {

@@ -16,14 +16,7 @@ namespace {
 constexpr int B = REG_BASIC, E = REG_EXTENDED, A = REG_ADVANCED;
 
 using compiled = test::expression<wchar_t>;
-
-std::wstring times(std::size_t count, const std::wstring& text) {
-    std::wstring all;
-    all.reserve(count * text.size());
-    for (std::size_t i = 0; i < count; ++i)
-        all += text;
-    return all;
-}
+using test::times;
 
 std::string printable(const std::wstring& text) {
     return test::narrow(text.substr(0, 60));

@@ -56,6 +56,14 @@ inline std::string narrow(const std::wstring& s) {
     return out;
 }
 
+inline std::wstring times(std::size_t count, const std::wstring& text) {
+    std::wstring all;
+    all.reserve(count * text.size());
+    for (std::size_t i = 0; i < count; ++i)
+        all += text;
+    return all;
+}
+
 /// A compiled expression with its owner.
 template <class Chr>
 class expression {

@@ -13,7 +13,6 @@
 
 #include <atomic>
 #include <bitset>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <functional>

@@ -64,38 +64,24 @@ unsigned int reference(std::basic_string<typename S::value_type>& text, const S&
     return count;
 }
 
-template <class S>
-unsigned int in_place(S& text, const S& what, const S& rep, unsigned int start, bool all, Form form,
-                      bool noCase) {
-    if constexpr (!std::is_same_v<S, byteEx>) {
-        if (noCase) {
-            return form == Form::Text  ? text.find_replace_no_case(what, rep, start, all)
-                   : form == Form::Set ? text.find_replace_set_no_case(what, rep, start, all)
-                                       : text.shrink_set_no_case(what, rep, start, all);
-        }
-        if (form == Form::Run) {
-            return text.shrink_set(what, rep, start, all);
-        }
-    }
-    return form == Form::Text ? text.find_replace(what, rep, start, all)
-                              : text.find_replace_set(what, rep, start, all);
-}
+#define BY(form)                                                                                   \
+    (to == nullptr ? text.form(what, rep, start, all) : text.form##_to(*to, what, rep, start))
 
+/// The library's replacement in place, or of all into `to` if that is given.
 template <class S>
-unsigned int copy_out(const S& text, S& to, const S& what, const S& rep, unsigned int start,
+unsigned int replaced(S& text, S* to, const S& what, const S& rep, unsigned int start, bool all,
                       Form form, bool noCase) {
     if constexpr (!std::is_same_v<S, byteEx>) {
         if (noCase) {
-            return form == Form::Text  ? text.find_replace_no_case_to(to, what, rep, start)
-                   : form == Form::Set ? text.find_replace_set_no_case_to(to, what, rep, start)
-                                       : text.shrink_set_no_case_to(to, what, rep, start);
+            return form == Form::Text  ? BY(find_replace_no_case)
+                   : form == Form::Set ? BY(find_replace_set_no_case)
+                                       : BY(shrink_set_no_case);
         }
         if (form == Form::Run) {
-            return text.shrink_set_to(to, what, rep, start);
+            return BY(shrink_set);
         }
     }
-    return form == Form::Text ? text.find_replace_to(to, what, rep, start)
-                              : text.find_replace_set_to(to, what, rep, start);
+    return form == Form::Text ? BY(find_replace) : BY(find_replace_set);
 }
 
 template <class S>
@@ -122,7 +108,7 @@ TYPED_TEST(Replace, AgreesWithPlainReplacement) {
     constexpr bool isBytes = std::is_same_v<S, byteEx>;
     for (int round = 0; round < 3000; ++round) {
         const bool isLong = round % 500 == 0; // long enough for the filter of folded wide texts
-        const S text = this->Random(isLong ? 33000 : 1 + this->Below(200));
+        S text = this->Random(isLong ? 33000 : 1 + this->Below(200));
         const S what = this->Random(1 + this->Below(4));
         const S rep = this->Random(this->Below(6));
         const unsigned int start = this->Below(4) == 0 ? this->Below(text.length()) : 0;
@@ -135,7 +121,8 @@ TYPED_TEST(Replace, AgreesWithPlainReplacement) {
         S changed(text.data(), text.length());
         const S sharer = changed;
         S shared = changed;
-        ASSERT_EQ(in_place(changed, what, rep, start, all, form, noCase), count) << round;
+        ASSERT_EQ(replaced<S>(changed, nullptr, what, rep, start, all, form, noCase), count)
+            << round;
         ASSERT_TRUE(changed == S(expected.data(), changed.length())) << round;
         ASSERT_EQ(changed.length(), expected.size());
         ASSERT_TRUE(sharer == text);
@@ -144,7 +131,7 @@ TYPED_TEST(Replace, AgreesWithPlainReplacement) {
         }
         if (all) {
             S to = this->Random(3);
-            ASSERT_EQ(copy_out(text, to, what, rep, start, form, noCase), count);
+            ASSERT_EQ(replaced(text, &to, what, rep, start, all, form, noCase), count);
             ASSERT_TRUE(to == changed) << round;
         }
         // Arguments that look into the text itself, or are it.
@@ -155,18 +142,18 @@ TYPED_TEST(Replace, AgreesWithPlainReplacement) {
         const S into(owned, pos, part.length(), typename S::NOT_OWNER());
         expected.assign(text.data(), text.length());
         reference(expected, copy, rep, 0, true, form, noCase);
-        in_place(owned, into, rep, 0, true, form, noCase);
+        replaced<S>(owned, nullptr, into, rep, 0, true, form, noCase);
         ASSERT_TRUE(owned == S(expected.data(), owned.length())) << round;
         owned.assign(text.data(), text.length());
         const S intoRep(owned, pos, part.length(), typename S::NOT_OWNER());
         expected.assign(text.data(), text.length());
         reference(expected, what, copy, 0, true, form, noCase);
-        in_place(owned, what, intoRep, 0, true, form, noCase);
+        replaced<S>(owned, nullptr, what, intoRep, 0, true, form, noCase);
         ASSERT_TRUE(owned == S(expected.data(), owned.length())) << round;
         owned.assign(text.data(), text.length());
         expected.assign(text.data(), text.length());
         const unsigned int once = reference(expected, what, text, 0, false, form, noCase);
-        ASSERT_EQ(in_place(owned, what, owned, 0, true, form, noCase), once);
+        ASSERT_EQ(replaced<S>(owned, nullptr, what, owned, 0, true, form, noCase), once);
         ASSERT_TRUE(owned == S(expected.data(), owned.length())) << round;
     }
 }

@@ -1,8 +1,6 @@
 // Expressions on the command line: the four switches, classes, aliases, directors and references,
-// on a file in both ways of building the result, in a tree, and on a pipe.
+// on a file in both ways of building the result, and on a pipe.
 #include "tests/tool/command.h"
-
-#include <filesystem>
 
 namespace {
 
@@ -102,20 +100,6 @@ TEST_F(CommandTest, BadExpressions) {
     const Outcome piped = Tsub({"-r:a(", "-t:x"}, "a(");
     EXPECT_EQ(piped.out, "a(?");
     EXPECT_NE(piped.err, "");
-}
-
-TEST_F(CommandTest, ExpressionsOnATree) {
-    std::filesystem::create_directories(folder / "sub/deep");
-    const char* const names[] = {"a.txt", "sub/b.txt", "sub/deep/c.txt"};
-    for (const char* name : names) {
-        Write(name, "one 1\n");
-    }
-    Write("sub/d.dat", "one 1\n");
-    EXPECT_EQ(Tsub({"*.txt", "-s", "-r:(\\a+) (\\d)", "-t:\\2 \\1"}).status, 0);
-    for (const char* name : names) {
-        EXPECT_EQ(Read(name), "1 one\n") << name;
-    }
-    EXPECT_EQ(Read("sub/d.dat"), "one 1\n");
 }
 
 } // namespace
