@@ -51,8 +51,7 @@ TEST_F(SysFile, FailedOpenSaysWhy) {
         unsigned long access;
         const char* text;
     } rows[] = {
-        {"none", 0, "2 PosixOpenFile - failed open specified file\n"},
-        {"none", 0, "\n  error desc = file dose not exists or can't be created"},
+        {"none", 0, "\n  error code = 2\n  error desc = file dose not exists or can't be created"},
         {"file/x", 0, "\n  error code = 20\n  error desc = path is not a directory"},
         {"dir", 1, "the file is a directory and write permission is specified"},
         {"loop", 0, "a loop exists in symbolic links, or too many level of links"},

@@ -1,4 +1,5 @@
 // The locks: what each promises one thread, and many.
+#include "tests/sys/await.h"
 #include "util/base/sanitizer.h"
 #include "util/sys/advSync.h"
 #include "util/sys/event.h"
@@ -7,16 +8,15 @@
 
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <gtest/gtest.h>
 #include <limits>
-#include <pthread.h>
 #include <thread>
 #include <vector>
 
 namespace {
 
 using namespace Quil;
+using TEST::CancelIn;
 
 void SleepMs(int ms) {
     std::this_thread::sleep_for(std::chrono::milliseconds(ms));
@@ -299,26 +299,6 @@ TEST(ReaderWriter, NobodySeesAHalfWrittenPair) {
 
 // --- Cancelled threads
 // --------------------------------------------------------------------------------
-
-/// Cancels a thread that waits in `wait` for what `free` gives, and gives that.
-void CancelIn(std::function<void()> wait, const std::function<void()>& free) {
-    pthread_t waiter;
-    ASSERT_EQ(pthread_create(
-                  &waiter, nullptr,
-                  [](void* argument) -> void* {
-                      (*static_cast<std::function<void()>*>(argument))();
-                      pthread_testcancel();
-                      return nullptr;
-                  },
-                  &wait),
-              0);
-    SleepMs(30);
-    pthread_cancel(waiter);
-    free();
-    void* result = nullptr;
-    pthread_join(waiter, &result);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-}
 
 TEST(Cancelled, WaiterOfAFastMutexStillGetsItsTurn) {
     CFastMutex mutex;

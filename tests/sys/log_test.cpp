@@ -19,7 +19,6 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <mutex>
-#include <pthread.h>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
@@ -297,31 +296,20 @@ TEST(Log, OutlivesACallerThatIsCancelled) {
     if (QUIL_ADDRESS_SANITIZED) {
         GTEST_SKIP() << "it doesn't see that a cancelled thread's frames are gone";
     }
-    static CLog* log;
-    CLog object(CLog::LEVEL_DEBUG, 1);
-    log = &object;
+    CLog log(CLog::LEVEL_DEBUG, 1);
     std::atomic<bool> mayGo{false};
-    const CKeepingLogger& logger = Push(object, [&](const std::string&) { Await(mayGo); });
-    object.EnableNoneBlockingMode(true);
-    pthread_t caller;
-    ASSERT_EQ(pthread_create(
-                  &caller, nullptr,
-                  [](void*) -> void* {
-                      for (int i = 0; i != 10; ++i) { // until the queue is full
-                          log->LogInfoMsg("m", "%d", i);
-                      }
-                      return nullptr;
-                  },
-                  nullptr),
-              0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    pthread_cancel(caller);
-    void* result = nullptr;
-    pthread_join(caller, &result);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
+    const CKeepingLogger& logger = Push(log, [&](const std::string&) { Await(mayGo); });
+    log.EnableNoneBlockingMode(true);
+    TEST::CancelIn(
+        [&] {
+            for (int i = 0; i != 10; ++i) { // until the queue is full
+                log.LogInfoMsg("m", "%d", i);
+            }
+        },
+        [] {});
     mayGo = true;
-    object.LogInfoMsg(stringEx("m"), stringEx("after"));
-    object.LogFlush();
+    log.LogInfoMsg(stringEx("m"), stringEx("after"));
+    log.LogFlush();
     const Texts messages = logger.Messages();
     ASSERT_GE(messages.size(), 2U);
     EXPECT_EQ(messages.back(), "after");

@@ -3,15 +3,10 @@
 #include "util/text/CmdArgParser.h"
 
 #include <gtest/gtest.h>
-#include <string>
 
 namespace {
 
 using namespace Quil;
-
-std::string Text(const stringEx& text) {
-    return {text.c_str(), text.length()};
-}
 
 TEST(CmdArgParser, SortsByPrefixAndSuffix) {
     const struct {
@@ -37,14 +32,14 @@ TEST(CmdArgParser, SortsByPrefixAndSuffix) {
         ++i;
         EXPECT_EQ(parser.IsSwitch(i), row.isSwitch) << row.raw;
         EXPECT_EQ(parser.IsNoneSwitch(i), !row.isSwitch) << row.raw;
-        EXPECT_EQ(Text(parser.GetSwitchName(i)), row.name) << row.raw;
-        EXPECT_EQ(Text(parser.GetSwitchValue(i)), row.value) << row.raw;
+        EXPECT_EQ(parser.GetSwitchName(i), row.name) << row.raw;
+        EXPECT_EQ(parser.GetSwitchValue(i), row.value) << row.raw;
     }
     EXPECT_FALSE(parser.IsNoneSwitch(i + 1));
     // Two nameless switches count as switches, so the words that can be reached are two fewer.
     EXPECT_EQ(parser.GetNoneSwitchCount(), 2U);
-    EXPECT_EQ(Text(parser.GetNoneSwitch(0)), "/s");
-    EXPECT_EQ(Text(parser.GetNoneSwitch(2)), "");
+    EXPECT_EQ(parser.GetNoneSwitch(0), "/s");
+    EXPECT_EQ(parser.GetNoneSwitch(2), "");
 }
 
 TEST(CmdArgParser, LooksUpByNameAndOccurrence) {
@@ -52,13 +47,13 @@ TEST(CmdArgParser, LooksUpByNameAndOccurrence) {
     parser.Parse(std::vector<stringEx>{"-f:1", "word", "/F:2", "-f:3", "-fic:x"});
     EXPECT_EQ(parser.GetSwitchCount("f"), 2U);
     EXPECT_EQ(parser.GetSwitchCountNoCase("f"), 3U);
-    EXPECT_EQ(Text(parser.GetSwitch("f", 1)), "3");
-    EXPECT_EQ(Text(parser.GetSwitchNoCase("f", 1)), "2");
+    EXPECT_EQ(parser.GetSwitch("f", 1), "3");
+    EXPECT_EQ(parser.GetSwitchNoCase("f", 1), "2");
     EXPECT_EQ(parser.GetSwitchPos("FIC", 0), CCmdArgParser::NOT_FOUND);
     EXPECT_EQ(parser.GetSwitchPosNoCase("FIC", 0), 4U);
     EXPECT_EQ(parser.GetSwitchPosNoCase("", 0), CCmdArgParser::NOT_FOUND);
     EXPECT_EQ(parser.GetSwitchCountNoCase(""), 0U);
-    EXPECT_EQ(Text(parser.GetSwitch("f", 2)), "");
+    EXPECT_EQ(parser.GetSwitch("f", 2), "");
     // Without a suffix set the whole word is the name; without a prefix set nothing is sorted.
     EXPECT_EQ(parser.Reset("-", "", 1), 1);
     EXPECT_EQ(parser.GetSwitchPos("fic:x", 0), 4U);
@@ -99,8 +94,8 @@ TEST(CmdArgParser, CutsAFlatLine) {
         expected.Parse(raws);
         ASSERT_EQ(parser.GetNoneSwitchCount(), expected.GetNoneSwitchCount()) << row.line;
         for (unsigned int i = 0; i < raws.size(); ++i) {
-            EXPECT_EQ(Text(parser.GetNoneSwitch(i)), Text(expected.GetNoneSwitch(i))) << row.line;
-            EXPECT_EQ(Text(parser.GetSwitchValue(i)), Text(expected.GetSwitchValue(i))) << row.line;
+            EXPECT_EQ(parser.GetNoneSwitch(i), expected.GetNoneSwitch(i)) << row.line;
+            EXPECT_EQ(parser.GetSwitchValue(i), expected.GetSwitchValue(i)) << row.line;
         }
     }
     EXPECT_EQ(parser.Parse(stringEx(" \t ")), 0);

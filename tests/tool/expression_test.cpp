@@ -33,9 +33,7 @@ TEST_F(CommandTest, Expressions) {
         {"-r:(a)", "-tu:\\1b", "a", "aB"},
         // Directors.
         {"-r:***:(?i)a.*?b", "-t:x", "Aabb", "xb"},
-        {"-r:***:(?s)a.b", "-t:x", "a\nb", "x"},
         {"-r:***:\\ya\\y", "-t:x", "ba a", "ba x"},
-        {"-r:***=a.b", "-t:x", "axb a.b", "axb x"},
         // References.
         {"-r:(a)(b)(c)(d)(e)(f)(g)(h)(i)", "-t:\\9\\8\\7\\6\\5\\4\\3\\2\\1\\0", "abcdefghi",
          "ihgfedcbaabcdefghi"},
