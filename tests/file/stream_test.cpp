@@ -76,7 +76,11 @@ TEST_F(Stream, GenericSourceKeepsItsPositionWhenPeeking) {
     EXPECT_FALSE(source.IsEOF());
     EXPECT_EQ(Next(source, 9), "123");
     EXPECT_TRUE(source.IsEOF());
-    EXPECT_FALSE(CGenericSeekableSource<CSysFile>(CSysFile()).IsValid());
+    const CSysFile closed;
+    EXPECT_TRUE(!CGenericSeekableSource<CSysFile>(closed));
+    EXPECT_TRUE(!CGenericSeekableSink<CSysFile>(closed));
+    EXPECT_TRUE(!CBufferedSeekableSource<CSysFile>(closed, 1));
+    EXPECT_TRUE(!CBufferedSeekableSink<CPeriodFile>(CPeriodFile(closed), 1));
 }
 
 TEST_F(Stream, BufferedSinkHoldsBackAtMostABlock) {

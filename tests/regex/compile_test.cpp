@@ -81,7 +81,6 @@ TEST(Compile, ResultCodes) {
         {A, L"\\89", REG_EESCAPE},
         // escapes
         {B, L"\\", REG_EESCAPE},
-        {E, L"\\", REG_EESCAPE},
         {A, L"\\c", REG_EESCAPE},
         {A, L"\\g", REG_EESCAPE},
         {A, L"\\x", REG_EESCAPE},

@@ -107,6 +107,15 @@ TEST(Log, StreamAndFileShareTheLayout) {
     CTime::RefreshLocalTimeZone();
 }
 
+TEST(Log, NamesOfTheLevels) {
+    std::string names;
+    for (int level = CLog::LEVEL_DEBUG; level <= CLog::LEVEL_DISABLED + 1; ++level) {
+        names += std::string(CLog::LevelToStr(static_cast<CLog::LEVEL>(level)).c_str()) + "; ";
+    }
+    EXPECT_EQ(names, "debug only; info; warning; error; important notes; fatal error; disabled; "
+                     "unknown; ");
+}
+
 TEST(Log, AFailedDestinationIsNobodyElsesTrouble) {
     struct FAILING : std::stringbuf {
         int sync() override { throw 1; }

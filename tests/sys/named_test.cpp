@@ -15,7 +15,6 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -414,13 +413,12 @@ TEST_F(LockMessages, OfLocksThatAreNotHeldOrBroken) {
     alignas(CMutex) unsigned char rubbish[sizeof(CMutex)];
     std::memset(rubbish, 0x7F, sizeof rubbish);
     CMutex& broken = *new (rubbish) CMutex(FLAG_PREALLOCATE(), false);
-    for (const auto& [head, action] : std::vector<std::pair<std::string, std::function<void()>>>{
-             {"CMutex::Lock - failed lock mutex", [&] { broken.Lock(); }},
-             {"CMutex::TryLock - failed lock mutex", [&] { broken.TryLock(); }}}) {
-        EXPECT_EQ(MessageOf<mutexExp>(action),
-                  head + "\n  error code = 22\n"
-                         "  error desc = mutex object does not correctly initialized");
-    }
+    const std::string cause = "\n  error code = 22\n"
+                              "  error desc = mutex object does not correctly initialized";
+    EXPECT_EQ(MessageOf<mutexExp>([&] { broken.Lock(); }),
+              "CMutex::Lock - failed lock mutex" + cause);
+    EXPECT_EQ(MessageOf<mutexExp>([&] { broken.TryLock(); }),
+              "CMutex::TryLock - failed lock mutex" + cause);
     EXPECT_EQ(MessageOf<mutexExp>([&] {
                   broken.Lock(timespec{0, 2000000});
               }),

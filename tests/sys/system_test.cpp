@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <memory>
 #include <string>
 
 namespace {

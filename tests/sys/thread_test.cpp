@@ -511,7 +511,9 @@ TEST(Thread, SystemRefusalsAreTold) {
     all.set();
     thread.SetCpuAffinity(all, true);
     EXPECT_GE(all.count(), 1U);
-    EXPECT_LE(all.count(), TThread::GetCpuCount());
+    EXPECT_LE(all.count(), TThread::GetOnlineCpuCount());
+    EXPECT_LE(TThread::GetOnlineCpuCount(), TThread::GetCpuCount());
+    EXPECT_LT(TThread::GetCurrentCpu(), TThread::GetCpuCount());
     EXPECT_EQ(thread.GetPriority(), TThread::NORMAL);
     EXPECT_EQ(thread.GetSchdPolicy(), TThread::SCHD_OTHER);
 }

@@ -96,7 +96,6 @@ TEST(Time, FormatKeys) {
         {At(2023, 1, 1, 12), 0, "%h%p", "12pm"},
         {At(2023, 1, 1, 13), 0, "%h %A", "1 Jan"},
         {tmZERO, -300, "%Z %z", "-0500 -300"},
-        {tmZERO, 345, "%Z", "+0545"},
         {tmZERO, 0, "100%% %Q%", "100% Q"},
         {CTime(1234567), 0, "%ms %us", "234 234567"},
     };
@@ -179,7 +178,6 @@ TEST(Time, SettersChangeOnePart) {
         {"date", [](CTime& t) { t.SetDatePart(1, CTime::JUNE, 31, 0); },
          At(1, 6, 30, 10, 20, 30, 400)},
         {"time", [](CTime& t) { t.SetTimePart(1, 2, 3, 4, 0); }, At(2024, 2, 29, 1, 2, 3, 4)},
-        {"year 293641", [](CTime& t) { t.SetYear(293641, 0); }, tmINV},
     };
     for (const auto& row : rows) {
         CTime time(start);
