@@ -7,6 +7,8 @@
 
 #include "regex/compile/parser.h"
 
+#include <algorithm>
+
 namespace Quil::IMPL::engine {
 
 namespace {
@@ -118,11 +120,7 @@ void copies(varsbase* v, state* lp, state* rp, int m, int n) {
 }
 
 /// Refuses, with REG_ESPACE, what would pass the limits on automata, before so much is built.
-void checkroom(varsbase* v, state* lp, state* rp, int m, int n) {
-    const int wanted = n == DUPINF ? m : n;
-    if (wanted <= 1 || iserr(v))
-        return;
-    const stretch one = survey(v->nfa, lp, rp);
+void checkroom(varsbase* v, const stretch& one, state* lp, state* rp, int wanted) {
     const std::int64_t more = wanted - 1;
     const std::int64_t arcs = more * one.arcs;
     const std::int64_t states = v->nfa->nlive + more * (one.states + 1);
@@ -134,7 +132,17 @@ void checkroom(varsbase* v, state* lp, state* rp, int m, int n) {
 } // namespace
 
 void repeat(varsbase* v, state* lp, state* rp, int m, int n) {
-    checkroom(v, lp, rp, m, n);
+    if (const int wanted = n == DUPINF ? m : n; wanted > 1 && !iserr(v)) {
+        const stretch one = survey(v->nfa, lp, rp);
+        if (one.length == 0) {
+            // What only asks where it stands gets the same answer each time, and a row of word
+            // edges doubles the ways through it with each.
+            m = std::min(m, 1);
+            n = 1;
+        } else {
+            checkroom(v, one, lp, rp, wanted);
+        }
+    }
     copies(v, lp, rp, m, n);
 }
 

@@ -153,7 +153,8 @@ bool haslazy(const ast& a) {
            std::any_of(a.parts.begin(), a.parts.end(), [](const astp& p) { return haslazy(*p); });
 }
 
-/// An expression by chance; `depth` bounds its height.
+/// An expression by chance; `depth` bounds its height. The same ones by every compiler: no two
+/// arguments of a call ask for chance.
 astp random(std::mt19937& seed, int depth, bool grouping = true) {
     const auto pick = [&](unsigned int n) { return static_cast<int>(seed() % n); };
     if (depth == 0 || pick(8) == 0) {
@@ -169,14 +170,17 @@ astp random(std::mt19937& seed, int depth, bool grouping = true) {
     case 1: {
         const int min = pick(3);
         const int max = pick(2) ? MANY : std::max(1, min + pick(2));
-        return repeated(child(), min, max, pick(3) ? 'L' : 'S');
+        const char preference = pick(3) ? 'L' : 'S';
+        return repeated(child(), min, max, preference);
     }
     case 2:
         return over('|', {child(), child()});
     case 3:
         return grouping ? over('(', {child()}) : child();
-    case 4:
-        return over(pick(2) ? '=' : '!', {random(seed, depth - 1, false)});
+    case 4: {
+        const char kind = pick(2) ? '=' : '!';
+        return over(kind, {random(seed, depth - 1, false)});
+    }
     default:
         return over(',', {child(), child(), child()});
     }
