@@ -10,11 +10,11 @@ using namespace Quil;
 namespace {
 
 TEST(DropPages, LeavesWhatIsOutsideAlone) {
-    constexpr std::size_t size = 5 * hugePageSize;
+    constexpr std::size_t size = 5 * HUGE_PAGE_SIZE;
     const auto block = std::make_unique<unsigned char[]>(size);
     const std::size_t lead =
-        (hugePageSize - reinterpret_cast<std::uintptr_t>(block.get()) % hugePageSize) %
-        hugePageSize;
+        (HUGE_PAGE_SIZE - reinterpret_cast<std::uintptr_t>(block.get()) % HUGE_PAGE_SIZE) %
+        HUGE_PAGE_SIZE;
     const struct {
         std::size_t from;
         std::size_t to;
@@ -22,10 +22,10 @@ TEST(DropPages, LeavesWhatIsOutsideAlone) {
         std::size_t endDropped;
     } cases[] = {
         {0, 0, 0, 0},
-        {lead + 1, lead + hugePageSize, 0, 0},
-        {lead + 1, lead + 2 * hugePageSize - 1, 0, 0},
-        {lead, lead + hugePageSize, lead, lead + hugePageSize},
-        {lead + 1, lead + 3 * hugePageSize + 1, lead + hugePageSize, lead + 3 * hugePageSize},
+        {lead + 1, lead + HUGE_PAGE_SIZE, 0, 0},
+        {lead + 1, lead + 2 * HUGE_PAGE_SIZE - 1, 0, 0},
+        {lead, lead + HUGE_PAGE_SIZE, lead, lead + HUGE_PAGE_SIZE},
+        {lead + 1, lead + 3 * HUGE_PAGE_SIZE + 1, lead + HUGE_PAGE_SIZE, lead + 3 * HUGE_PAGE_SIZE},
     };
     for (const auto& c : cases) {
         std::fill_n(block.get(), size, '\7');

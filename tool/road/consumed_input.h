@@ -26,7 +26,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t sm_step = 2 * hugePageSize;
+    static constexpr std::size_t sm_step = 2 * HUGE_PAGE_SIZE;
 
     byteEx& __input;
     std::size_t __dropped = 0;

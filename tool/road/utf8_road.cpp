@@ -82,7 +82,7 @@ CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain)
     : __run(run), __plain(std::move(plain)), __find(*EncodeStrictly(run.findText)),
       __replacement(*EncodeStrictly(run.replaceText)),
       __replacer(run.regexComp, run.replaceText, static_cast<stringEx>(__replacement),
-                 run.useExpand ? CRegexReplacer::FORM::copyOut : CRegexReplacer::FORM::inPlace),
+                 run.useExpand ? CRegexReplacer::FORM::COPY_OUT : CRegexReplacer::FORM::IN_PLACE),
       __lines(__replacer), __takesLines(__replacer.IsLocalToLines()) {
     if (run.findFunc == FIND::literalNoCase) {
         __foreign = ForeignPartners(run.findText);

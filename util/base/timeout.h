@@ -11,8 +11,8 @@ constexpr unsigned long NO_LIMIT = static_cast<unsigned long>(-1);
 /// Milliseconds from which on a limit is none: those that are negative as a 32-bit or a longer
 /// signed number, and the largest 32-bit one.
 constexpr bool IsUnlimited(unsigned long milliseconds) {
-    constexpr unsigned long longestLimit = 2147483646;
-    return milliseconds > longestLimit;
+    constexpr unsigned long LONGEST_LIMIT = 2147483646;
+    return milliseconds > LONGEST_LIMIT;
 }
 
 timespec ToTimespec(unsigned long milliseconds);

@@ -39,13 +39,13 @@ Self& native_int64<Self, Int>::FromString(const stringEx& text, int base, unsign
         *used = parsed.anyDigit ? scan.Consumed() : 0;
     }
     if constexpr (std::is_signed_v<Int>) {
-        return _set(static_cast<Unsigned>(parsed.ClampSigned()));
+        return __set(static_cast<Unsigned>(parsed.ClampSigned()));
     }
     if (parsed.overflow) {
         errno = ERANGE;
-        return _set(std::numeric_limits<Unsigned>::max());
+        return __set(std::numeric_limits<Unsigned>::max());
     }
-    return _set(parsed.negative ? Unsigned{0} - parsed.magnitude : parsed.magnitude);
+    return __set(parsed.negative ? Unsigned{0} - parsed.magnitude : parsed.magnitude);
 }
 
 template <class Self, std::integral Int>
@@ -55,8 +55,8 @@ stringEx native_int64<Self, Int>::ToString(int radix) const {
     }
     char room[DIGITS_ROOM<Unsigned>];
     char* const end = std::end(room);
-    const bool negative = m_value < 0;
-    char* first = WriteDigits(end, negative ? Unsigned{0} - _bits() : _bits(),
+    const bool negative = __value < 0;
+    char* first = WriteDigits(end, negative ? Unsigned{0} - __bits() : __bits(),
                               static_cast<unsigned int>(radix));
     if (negative) {
         *--first = '-';

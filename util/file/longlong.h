@@ -36,22 +36,22 @@ public:
     /// Any built-in number converts as the language converts it (a wider or negative one wraps).
     template <class U>
     requires std::is_arithmetic_v<U> || std::is_enum_v<U>
-    constexpr native_int64(U value) noexcept : m_value(static_cast<Int>(value)) {}
+    constexpr native_int64(U value) noexcept : __value(static_cast<Int>(value)) {}
 
     /// The value as a built-in number; a narrower type takes the low bits.
     template <class U>
     requires std::is_arithmetic_v<U>
-    constexpr explicit operator U() const noexcept { return static_cast<U>(m_value); }
-    constexpr Int Value() const noexcept { return m_value; }
+    constexpr explicit operator U() const noexcept { return static_cast<U>(__value); }
+    constexpr Int Value() const noexcept { return __value; }
 
     /// Takes the value from 8 bytes in the machine's own order.
     Self& FromArray(const unsigned char* bytes) noexcept {
-        std::memcpy(&m_value, bytes, sizeof m_value);
-        return _self();
+        std::memcpy(&__value, bytes, sizeof __value);
+        return __self();
     }
     /// Writes the value as 8 bytes in the machine's own order.
     void ToArray(unsigned char* bytes) const noexcept {
-        std::memcpy(bytes, &m_value, sizeof m_value);
+        std::memcpy(bytes, &__value, sizeof __value);
     }
 
     /// Reads a number from `text`: white space, one sign, digits of `base` (2 to 36; letters in
@@ -67,47 +67,59 @@ public:
     /// for a negative value in any radix. Another radix gives the empty string.
     stringEx ToString(int radix = 10) const;
 
-    constexpr Self& operator+=(const Self& other) noexcept { return _set(_bits() + other._bits()); }
-    constexpr Self& operator-=(const Self& other) noexcept { return _set(_bits() - other._bits()); }
-    constexpr Self& operator*=(const Self& other) noexcept { return _set(_bits() * other._bits()); }
+    constexpr Self& operator+=(const Self& other) noexcept {
+        return __set(__bits() + other.__bits());
+    }
+    constexpr Self& operator-=(const Self& other) noexcept {
+        return __set(__bits() - other.__bits());
+    }
+    constexpr Self& operator*=(const Self& other) noexcept {
+        return __set(__bits() * other.__bits());
+    }
     /// The quotient, rounded toward zero. A divisor of 0 is the caller's fault.
     constexpr Self& operator/=(const Self& other) noexcept {
-        return _is_minus_one(other) ? _set(Unsigned{0} - _bits())
-                                    : _set(static_cast<Unsigned>(m_value / other.m_value));
+        return __is_minus_one(other) ? __set(Unsigned{0} - __bits())
+                                     : __set(static_cast<Unsigned>(__value / other.__value));
     }
     /// The remainder, with the sign of the dividend. A divisor of 0 is the caller's fault.
     constexpr Self& operator%=(const Self& other) noexcept {
-        return _is_minus_one(other) ? _set(0)
-                                    : _set(static_cast<Unsigned>(m_value % other.m_value));
+        return __is_minus_one(other) ? __set(0)
+                                     : __set(static_cast<Unsigned>(__value % other.__value));
     }
-    constexpr Self& operator&=(const Self& other) noexcept { return _set(_bits() & other._bits()); }
-    constexpr Self& operator|=(const Self& other) noexcept { return _set(_bits() | other._bits()); }
-    constexpr Self& operator^=(const Self& other) noexcept { return _set(_bits() ^ other._bits()); }
+    constexpr Self& operator&=(const Self& other) noexcept {
+        return __set(__bits() & other.__bits());
+    }
+    constexpr Self& operator|=(const Self& other) noexcept {
+        return __set(__bits() | other.__bits());
+    }
+    constexpr Self& operator^=(const Self& other) noexcept {
+        return __set(__bits() ^ other.__bits());
+    }
     /// Shifts by 64 bits or more shift everything out.
     constexpr Self& operator<<=(unsigned int bits) noexcept {
-        return _set(bits < 64 ? _bits() << bits : 0);
+        return __set(bits < 64 ? __bits() << bits : 0);
     }
     constexpr Self& operator>>=(unsigned int bits) noexcept {
-        return _set(
-            static_cast<Unsigned>(m_value >> (bits < 64 ? bits : 63) >> (bits < 64 ? 0 : 1)));
+        return __set(
+            static_cast<Unsigned>(__value >> (bits < 64 ? bits : 63) >> (bits < 64 ? 0 : 1)));
     }
 
-    constexpr Self& operator++() noexcept { return _set(_bits() + 1); }
-    constexpr Self& operator--() noexcept { return _set(_bits() - 1); }
+    constexpr Self& operator++() noexcept { return __set(__bits() + 1); }
+    constexpr Self& operator--() noexcept { return __set(__bits() - 1); }
     constexpr Self operator++(int) noexcept {
-        const Self old = _self();
+        const Self old = __self();
         ++*this;
         return old;
     }
     constexpr Self operator--(int) noexcept {
-        const Self old = _self();
+        const Self old = __self();
         --*this;
         return old;
     }
 
-    constexpr Self operator-() const noexcept { return Self(Unsigned{0} - _bits()); }
-    constexpr Self operator~() const noexcept { return Self(~_bits()); }
-    constexpr bool operator!() const noexcept { return m_value == 0; }
+    constexpr Self operator-() const noexcept { return Self(Unsigned{0} - __bits()); }
+    constexpr Self operator~() const noexcept { return Self(~__bits()); }
+    constexpr bool operator!() const noexcept { return __value == 0; }
 
     friend constexpr Self operator+(Self a, const Self& b) noexcept { return a += b; }
     friend constexpr Self operator-(Self a, const Self& b) noexcept { return a -= b; }
@@ -120,25 +132,25 @@ public:
     friend constexpr Self operator<<(Self a, unsigned int bits) noexcept { return a <<= bits; }
     friend constexpr Self operator>>(Self a, unsigned int bits) noexcept { return a >>= bits; }
     friend constexpr bool operator==(const Self& a, const Self& b) noexcept {
-        return a.m_value == b.m_value;
+        return a.__value == b.__value;
     }
     friend constexpr std::strong_ordering operator<=>(const Self& a, const Self& b) noexcept {
-        return a.m_value <=> b.m_value;
+        return a.__value <=> b.__value;
     }
 
 private:
-    constexpr Self& _self() noexcept { return static_cast<Self&>(*this); }
-    constexpr Unsigned _bits() const noexcept { return static_cast<Unsigned>(m_value); }
-    constexpr Self& _set(Unsigned bits) noexcept {
-        m_value = static_cast<Int>(bits);
-        return _self();
+    constexpr Self& __self() noexcept { return static_cast<Self&>(*this); }
+    constexpr Unsigned __bits() const noexcept { return static_cast<Unsigned>(__value); }
+    constexpr Self& __set(Unsigned bits) noexcept {
+        __value = static_cast<Int>(bits);
+        return __self();
     }
     /// The one divisor for which the smallest signed value has no quotient of its type.
-    static constexpr bool _is_minus_one(const native_int64& value) noexcept {
-        return std::is_signed_v<Int> && value._bits() == std::numeric_limits<Unsigned>::max();
+    static constexpr bool __is_minus_one(const native_int64& value) noexcept {
+        return std::is_signed_v<Int> && value.__bits() == std::numeric_limits<Unsigned>::max();
     }
 
-    Int m_value = 0;
+    Int __value = 0;
 };
 
 } // namespace IMPL

@@ -686,13 +686,13 @@ auto basic_buffer<T, Traits>::_layout_as() const noexcept -> INTERNAL_LAYOUT<U> 
 /// 32-bit FNV-1a over the element bytes in memory order.
 template <class T, class Traits>
 std::uint32_t hash_value(const basic_buffer<T, Traits>& buffer) noexcept {
-    constexpr std::uint32_t basis = 0x811C9DC5;
-    constexpr std::uint32_t prime = 0x01000193;
+    constexpr std::uint32_t BASIS = 0x811C9DC5;
+    constexpr std::uint32_t PRIME = 0x01000193;
     const auto* const bytes = reinterpret_cast<const unsigned char*>(buffer.data());
     const std::size_t n = std::size_t{buffer.length()} * sizeof(T);
-    std::uint32_t hash = basis;
+    std::uint32_t hash = BASIS;
     for (std::size_t i = 0; i < n; ++i) {
-        hash = (hash ^ bytes[i]) * prime;
+        hash = (hash ^ bytes[i]) * PRIME;
     }
     return hash;
 }

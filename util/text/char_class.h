@@ -18,22 +18,22 @@ struct char_class;
 /// Narrow elements follow the C library and its locale. Values outside -128 to 255 are in no class.
 template <>
 struct char_class<char> {
-    static bool is_alnum(int c) noexcept { return Is(c) && std::isalnum(Byte(c)) != 0; }
-    static bool is_alpha(int c) noexcept { return Is(c) && std::isalpha(Byte(c)) != 0; }
-    static bool is_cntrl(int c) noexcept { return Is(c) && std::iscntrl(Byte(c)) != 0; }
+    static bool is_alnum(int c) noexcept { return __Is(c) && std::isalnum(__Byte(c)) != 0; }
+    static bool is_alpha(int c) noexcept { return __Is(c) && std::isalpha(__Byte(c)) != 0; }
+    static bool is_cntrl(int c) noexcept { return __Is(c) && std::iscntrl(__Byte(c)) != 0; }
     static bool is_digit(int c) noexcept { return c >= '0' && c <= '9'; }
-    static bool is_graph(int c) noexcept { return Is(c) && std::isgraph(Byte(c)) != 0; }
-    static bool is_lower(int c) noexcept { return Is(c) && std::islower(Byte(c)) != 0; }
-    static bool is_print(int c) noexcept { return Is(c) && std::isprint(Byte(c)) != 0; }
-    static bool is_punct(int c) noexcept { return Is(c) && std::ispunct(Byte(c)) != 0; }
+    static bool is_graph(int c) noexcept { return __Is(c) && std::isgraph(__Byte(c)) != 0; }
+    static bool is_lower(int c) noexcept { return __Is(c) && std::islower(__Byte(c)) != 0; }
+    static bool is_print(int c) noexcept { return __Is(c) && std::isprint(__Byte(c)) != 0; }
+    static bool is_punct(int c) noexcept { return __Is(c) && std::ispunct(__Byte(c)) != 0; }
     /// The terminator counts as space and the form feed doesn't: trimming and number parsing rely
     /// on just this set, whatever the locale.
     static bool is_space(int c) noexcept {
         return c == ' ' || c == 0 || c == '\t' || c == '\n' || c == '\v' || c == '\r';
     }
-    static bool is_upper(int c) noexcept { return Is(c) && std::isupper(Byte(c)) != 0; }
+    static bool is_upper(int c) noexcept { return __Is(c) && std::isupper(__Byte(c)) != 0; }
     static bool is_valid(int c) noexcept { return c >= 0 && c < 128; }
-    static bool is_xdigit(int c) noexcept { return Is(c) && std::isxdigit(Byte(c)) != 0; }
+    static bool is_xdigit(int c) noexcept { return __Is(c) && std::isxdigit(__Byte(c)) != 0; }
 
     /// The mapped element, as a signed char.
     static int to_lower(int c) noexcept {
@@ -44,8 +44,8 @@ struct char_class<char> {
     }
 
 private:
-    static bool Is(int c) noexcept { return c >= -128 && c <= 255; }
-    static int Byte(int c) noexcept { return static_cast<unsigned char>(c); }
+    static bool __Is(int c) noexcept { return c >= -128 && c <= 255; }
+    static int __Byte(int c) noexcept { return static_cast<unsigned char>(c); }
 };
 
 /// Wide elements are classed by their Unicode category.
@@ -55,17 +55,17 @@ struct char_class<wchar_t> {
         return static_cast<int>(GetUniCharCategory(static_cast<wchar_t>(c)));
     }
 
-    static bool is_alnum(int c) noexcept { return In(c, LETTERS | DIGIT | OTHER_NUMBERS); }
-    static bool is_alpha(int c) noexcept { return In(c, LETTERS); }
-    static bool is_cntrl(int c) noexcept { return In(c, CONTROL | FORMAT); }
-    static bool is_digit(int c) noexcept { return In(c, DIGIT); }
-    static bool is_graph(int c) noexcept { return !In(c, UNASSIGNED | SPACES | FORMAT); }
-    static bool is_lower(int c) noexcept { return In(c, Categories(2, 2)); }
-    static bool is_print(int c) noexcept { return !In(c, UNASSIGNED | FORMAT); }
-    static bool is_punct(int c) noexcept { return In(c, Categories(19, 29)); }
-    static bool is_space(int c) noexcept { return In(c, SPACES); }
-    static bool is_upper(int c) noexcept { return In(c, Categories(1, 1)); }
-    static bool is_valid(int c) noexcept { return !In(c, UNASSIGNED); }
+    static bool is_alnum(int c) noexcept { return __In(c, LETTERS | DIGIT | OTHER_NUMBERS); }
+    static bool is_alpha(int c) noexcept { return __In(c, LETTERS); }
+    static bool is_cntrl(int c) noexcept { return __In(c, CONTROL | FORMAT); }
+    static bool is_digit(int c) noexcept { return __In(c, DIGIT); }
+    static bool is_graph(int c) noexcept { return !__In(c, UNASSIGNED | SPACES | FORMAT); }
+    static bool is_lower(int c) noexcept { return __In(c, __Categories(2, 2)); }
+    static bool is_print(int c) noexcept { return !__In(c, UNASSIGNED | FORMAT); }
+    static bool is_punct(int c) noexcept { return __In(c, __Categories(19, 29)); }
+    static bool is_space(int c) noexcept { return __In(c, SPACES); }
+    static bool is_upper(int c) noexcept { return __In(c, __Categories(1, 1)); }
+    static bool is_valid(int c) noexcept { return !__In(c, UNASSIGNED); }
     static bool is_xdigit(int c) noexcept {
         return (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f') || is_digit(c);
     }
@@ -75,10 +75,10 @@ struct char_class<wchar_t> {
 
 private:
     /// The set of the categories `first` to `last`, as bits.
-    static constexpr std::uint32_t Categories(int first, int last) noexcept {
+    static constexpr std::uint32_t __Categories(int first, int last) noexcept {
         return (2U << last) - (1U << first);
     }
-    static bool In(int c, std::uint32_t categories) noexcept {
+    static bool __In(int c, std::uint32_t categories) noexcept {
         return (categories >> get_category(c) & 1U) != 0;
     }
 

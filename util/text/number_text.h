@@ -94,8 +94,8 @@ struct PARSED {
     /// The value in the signed type, at the end of the range that it passed, and errno ERANGE then.
     std::make_signed_t<Unsigned> ClampSigned() const noexcept {
         using Signed = std::make_signed_t<Unsigned>;
-        constexpr auto largest = static_cast<Unsigned>(std::numeric_limits<Signed>::max());
-        const auto limit = static_cast<Unsigned>(largest + (negative ? 1U : 0U));
+        constexpr auto LARGEST = static_cast<Unsigned>(std::numeric_limits<Signed>::max());
+        const auto limit = static_cast<Unsigned>(LARGEST + (negative ? 1U : 0U));
         const bool isOutside = overflow || magnitude > limit;
         if (isOutside) {
             errno = ERANGE;

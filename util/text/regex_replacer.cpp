@@ -24,7 +24,7 @@ struct CRegexReplacer::WAY {
         const auto by = [&](auto decide) {
             return IMPL::regex_replace_all<T>(to, text, searches, sensitive, filler, false, decide);
         };
-        return form == FORM::copyOut ? by(IMPL::copy_out_beginning())
+        return form == FORM::COPY_OUT ? by(IMPL::copy_out_beginning())
                                      : by(IMPL::in_place_beginning{false});
     }
 };

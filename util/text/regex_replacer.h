@@ -15,7 +15,7 @@ class CRegexReplacer {
 public:
     /// How a result's count and the beginnings of lines are told: by the rules of the form that
     /// replaces in place, or of the one that builds in another string.
-    enum class FORM { inPlace, copyOut };
+    enum class FORM { IN_PLACE, COPY_OUT };
 
     /// @param expression may be null, which never matches
     /// @param rep the replacement for wide texts

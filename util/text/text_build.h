@@ -106,9 +106,9 @@ public:
 
 private:
     void __Look() noexcept {
-        constexpr unsigned int tail = basic_buffer<T>::sm_tail;
+        constexpr unsigned int TAIL = basic_buffer<T>::sm_tail;
         __elements = __to.ref();
-        __room = __to.capacity() >= __used + tail ? __to.capacity() - __used - tail : 0;
+        __room = __to.capacity() >= __used + TAIL ? __to.capacity() - __used - TAIL : 0;
     }
 
     basic_buffer<T>& __to;

@@ -98,8 +98,8 @@ public:
 
 private:
     // An element of the filter: the text elements that fold to it, padded by repetition.
-    static constexpr unsigned int partner_room = 4;
-    using partners = std::array<T, partner_room>;
+    static constexpr unsigned int PARTNER_ROOM = 4;
+    using partners = std::array<T, PARTNER_ROOM>;
 
     // Memory comes from malloc: that operator new is out of it may end the process.
     template <class U>
@@ -111,15 +111,15 @@ private:
 
     // Verification may cost this many comparisons for each element scanned before the automaton,
     // which needs a bounded number of them, takes over.
-    static constexpr std::uint64_t verify_factor = 8;
-    static constexpr std::uint64_t verify_allowance = 1 << 16;
+    static constexpr std::uint64_t VERIFY_FACTOR = 8;
+    static constexpr std::uint64_t VERIFY_ALLOWANCE = 1 << 16;
 
     // Sixteen bytes of text as elements, and the steps that the filter takes at once.
     using lane = std::conditional_t<sizeof(T) == 1, std::int8_t, std::int32_t>;
     using block = LANES<lane>;
-    static constexpr std::ptrdiff_t lanes = LANES_SIZE / sizeof(T);
-    static constexpr std::ptrdiff_t unroll = 4;
-    static constexpr std::ptrdiff_t stride = lanes * unroll;
+    static constexpr std::ptrdiff_t BLOCK_LANES = LANES_SIZE / sizeof(T);
+    static constexpr std::ptrdiff_t UNROLL = 4;
+    static constexpr std::ptrdiff_t STRIDE = BLOCK_LANES * UNROLL;
 
     static unsigned int __Partners(T folded, partners& out);
     void __PrepareFilter(unsigned int textLength);
@@ -149,7 +149,7 @@ private:
     }
     bool __IsWasteful(std::ptrdiff_t scanned) const {
         return __wasted >
-               verify_allowance + verify_factor * (__scanned + static_cast<std::uint64_t>(scanned));
+               VERIFY_ALLOWANCE + VERIFY_FACTOR * (__scanned + static_cast<std::uint64_t>(scanned));
     }
 
     const T* __needle; ///< lowered when folding
@@ -174,10 +174,11 @@ public:
 
     bool contains(T element) const {
         const auto value = static_cast<value_type>(Fold::apply(element));
-        if constexpr (sizeof(T) == 1)
+        if constexpr (sizeof(T) == 1) {
             return __low[value];
-        else
+        } else {
             return value < __low.size() ? __low[value] : __ContainsHigh(value);
+        }
     }
 
 private:
@@ -194,8 +195,9 @@ text_search<T, Fold>::text_search(const T* needle, unsigned int length, unsigned
     : __needle(needle), __length(length) {
     if constexpr (!Fold::is_plain) {
         __lowered = __Allocate<T>(length);
-        if (!__lowered)
+        if (!__lowered) {
             throw std::bad_alloc();
+        }
         std::transform(needle, needle + length, __lowered.get(),
                        [](T element) { return Fold::apply(element); });
         __needle = __lowered.get();
@@ -206,19 +208,19 @@ text_search<T, Fold>::text_search(const T* needle, unsigned int length, unsigned
 template <class T, class Fold>
 void text_search<T, Fold>::__PrepareFilter(unsigned int textLength) {
     // Finding the partners of a wide element means asking all 65536 mappings.
-    constexpr unsigned int worthwhile = sizeof(T) == 1 ? 256 : 32768;
+    constexpr unsigned int WORTHWHILE = sizeof(T) == 1 ? 256 : 32768;
 
     if constexpr (Fold::is_plain) {
         __heads.fill(__needle[0]);
         __tails.fill(__needle[__length - 1]);
-    } else if (textLength < worthwhile) {
+    } else if (textLength < WORTHWHILE) {
         __partnerCount = 0;
     } else {
         const unsigned int heads = __Partners(__needle[0], __heads);
         const unsigned int tails = __Partners(__needle[__length - 1], __tails);
         const bool fits =
-            heads >= 1 && heads <= partner_room && tails >= 1 && tails <= partner_room;
-        __partnerCount = !fits ? 0 : heads <= 2 && tails <= 2 ? 2 : partner_room;
+            heads >= 1 && heads <= PARTNER_ROOM && tails >= 1 && tails <= PARTNER_ROOM;
+        __partnerCount = !fits ? 0 : heads <= 2 && tails <= 2 ? 2 : PARTNER_ROOM;
     }
 }
 
@@ -226,22 +228,25 @@ void text_search<T, Fold>::__PrepareFilter(unsigned int textLength) {
 template <class T, class Fold>
 unsigned int text_search<T, Fold>::__Partners(T folded, partners& out) {
     using value_type = std::make_unsigned_t<T>;
-    constexpr std::uint32_t selectors = sizeof(T) == 1 ? 0x100 : 0x10000;
+    constexpr std::uint32_t SELECTORS = sizeof(T) == 1 ? 0x100 : 0x10000;
 
     unsigned int count = 0;
-    for (std::uint32_t low = 0; low < selectors; ++low) {
+    for (std::uint32_t low = 0; low < SELECTORS; ++low) {
         const auto selector = static_cast<value_type>(low);
         const auto mapped = static_cast<value_type>(Fold::apply(static_cast<T>(selector)));
         const auto value =
             static_cast<value_type>(static_cast<value_type>(folded) - mapped + selector);
-        if (value % selectors != low || Fold::apply(static_cast<T>(value)) != folded)
+        if (value % SELECTORS != low || Fold::apply(static_cast<T>(value)) != folded) {
             continue;
-        if (count < partner_room)
+        }
+        if (count < PARTNER_ROOM) {
             out[count] = static_cast<T>(value);
+        }
         ++count;
     }
-    for (unsigned int i = count; i > 0 && i < partner_room; ++i)
+    for (unsigned int i = count; i > 0 && i < PARTNER_ROOM; ++i) {
         out[i] = out[0];
+    }
     return count;
 }
 
@@ -259,24 +264,26 @@ template <class T, class Fold>
 template <class OnMatch>
 void text_search<T, Fold>::each(const T* text, unsigned int length, unsigned int pos,
                                 OnMatch&& onMatch) {
-    if (pos > length || length - pos < __length)
+    if (pos > length || length - pos < __length) {
         return;
+    }
     const auto take = [&](const T* match) {
         return onMatch(static_cast<unsigned int>(match - text)) ? match + __length : nullptr;
     };
     const T* first = text + pos;
     const T* end = text + (length - __length) + 1;
     const T* reached = nullptr;
-    if (__borders)
+    if (__borders) {
         reached = __ScanByAutomaton(first, end, take);
-    else if (__partnerCount == 1)
+    } else if (__partnerCount == 1) {
         reached = __ScanFiltered<1>(first, end, take);
-    else if (__partnerCount == 2)
+    } else if (__partnerCount == 2) {
         reached = __ScanFiltered<2>(first, end, take);
-    else if (__partnerCount == partner_room)
-        reached = __ScanFiltered<partner_room>(first, end, take);
-    else
+    } else if (__partnerCount == PARTNER_ROOM) {
+        reached = __ScanFiltered<PARTNER_ROOM>(first, end, take);
+    } else {
         reached = __ScanSimply(first, end, take);
+    }
     __scanned += static_cast<std::uint64_t>(reached - first);
 }
 
@@ -296,8 +303,9 @@ template <unsigned int Count>
 auto text_search<T, Fold>::__Compare(const T* text, const partners& wanted) -> block {
     const block elements = LoadLanes<block>(text);
     block hits = elements == (block{} + static_cast<lane>(wanted[0]));
-    for (unsigned int i = 1; i < Count; ++i)
+    for (unsigned int i = 1; i < Count; ++i) {
         hits |= elements == (block{} + static_cast<lane>(wanted[i]));
+    }
     return hits;
 }
 
@@ -312,35 +320,38 @@ auto text_search<T, Fold>::__Filter(const T* place) const -> block {
 template <class T, class Fold>
 template <unsigned int Count, class Take>
 const T* text_search<T, Fold>::__ScanFiltered(const T* first, const T* end, Take& take) {
-    constexpr int lane_bits = 8 * sizeof(T);
-    constexpr std::uint64_t lane_mask = (std::uint64_t{1} << lane_bits) - 1;
-    constexpr std::ptrdiff_t word_lanes = lanes / 2;
+    constexpr int LANE_BITS = 8 * sizeof(T);
+    constexpr std::uint64_t LANE_MASK = (std::uint64_t{1} << LANE_BITS) - 1;
+    constexpr std::ptrdiff_t WORD_LANES = BLOCK_LANES / 2;
 
     const T* open = first; // where the next occurrence may begin
     const T* place = first;
-    for (; end - place >= stride; place = std::max(place + stride, open)) {
-        block hits[unroll]; // std::array would lose the vector attribute
+    for (; end - place >= STRIDE; place = std::max(place + STRIDE, open)) {
+        block hits[UNROLL]; // std::array would lose the vector attribute
         block any{};
-        for (std::ptrdiff_t i = 0; i < unroll; ++i) {
-            hits[i] = __Filter<Count>(place + i * lanes);
+        for (std::ptrdiff_t i = 0; i < UNROLL; ++i) {
+            hits[i] = __Filter<Count>(place + i * BLOCK_LANES);
             any |= hits[i];
         }
-        if (!AnyLane(any))
+        if (!AnyLane(any)) {
             continue;
+        }
 
-        std::array<std::uint64_t, 2 * unroll> words;
+        std::array<std::uint64_t, 2 * UNROLL> words;
         std::memcpy(words.data(), hits, sizeof hits);
         for (std::size_t w = 0; w < words.size(); ++w) {
             for (std::uint64_t word = words[w]; word != 0;) {
-                const int index = std::countr_zero(word) / lane_bits;
-                word &= ~(lane_mask << (index * lane_bits));
-                const T* candidate = place + static_cast<std::ptrdiff_t>(w) * word_lanes + index;
-                if (candidate < open)
+                const int index = std::countr_zero(word) / LANE_BITS;
+                word &= ~(LANE_MASK << (index * LANE_BITS));
+                const T* candidate = place + static_cast<std::ptrdiff_t>(w) * WORD_LANES + index;
+                if (candidate < open) {
                     continue;
+                }
                 if (__Verify(candidate)) {
                     open = take(candidate);
-                    if (!open)
+                    if (!open) {
                         return candidate;
+                    }
                 } else if (__IsSlow(candidate - first)) {
                     return __ScanByAutomaton(candidate + 1, end, take);
                 }
@@ -357,14 +368,16 @@ const T* text_search<T, Fold>::__ScanSimply(const T* first, const T* end, Take& 
         const bool isCandidate = Fold::apply(*place) == __needle[0];
         if (isCandidate && __Verify(place)) {
             const T* const open = take(place);
-            if (!open)
+            if (!open) {
                 return place;
+            }
             place = open;
             continue;
         }
         ++place;
-        if (isCandidate && __IsSlow(place - first))
+        if (isCandidate && __IsSlow(place - first)) {
             return __ScanByAutomaton(place, end, take);
+        }
     }
     return end;
 }
@@ -373,16 +386,19 @@ const T* text_search<T, Fold>::__ScanSimply(const T* first, const T* end, Take& 
 template <class T, class Fold>
 template <class Needle>
 bool text_search<T, Fold>::__PrepareAutomaton(Needle needle) noexcept {
-    if (__borders || __isWithout)
+    if (__borders || __isWithout) {
         return !__isWithout;
+    }
     __borders = __Allocate<unsigned int>(__length);
     __isWithout = !__borders;
-    if (__isWithout)
+    if (__isWithout) {
         return false;
+    }
     __borders[0] = 0;
     for (unsigned int i = 1, border = 0; i < __length; ++i) {
-        while (border > 0 && needle[i] != needle[border])
+        while (border > 0 && needle[i] != needle[border]) {
             border = __borders[border - 1];
+        }
         border += needle[i] == needle[border];
         __borders[i] = border;
     }
@@ -396,11 +412,13 @@ Text text_search<T, Fold>::__RunAutomaton(Needle needle, Text first, Text end) c
     unsigned int matched = 0;
     for (; first != end; ++first) {
         const T element = Fold::apply(*first);
-        while (matched > 0 && element != needle[matched])
+        while (matched > 0 && element != needle[matched]) {
             matched = __borders[matched - 1];
+        }
         matched += element == needle[matched];
-        if (matched == __length)
+        if (matched == __length) {
             return ++first;
+        }
     }
     return Text{};
 }
@@ -410,8 +428,9 @@ template <class Take>
 const T* text_search<T, Fold>::__ScanByAutomaton(const T* first, const T* end, Take& take) const {
     const T* const textEnd = end + (__length - 1);
     while (const T* const behind = __RunAutomaton(__needle, first, textEnd)) {
-        if (!take(behind - __length))
+        if (!take(behind - __length)) {
             return behind - __length;
+        }
         first = behind;
     }
     return end;
@@ -419,14 +438,17 @@ const T* text_search<T, Fold>::__ScanByAutomaton(const T* first, const T* end, T
 
 template <class T, class Fold>
 unsigned int text_search<T, Fold>::find_last(const T* text, unsigned int length, unsigned int pos) {
-    if (length < __length)
+    if (length < __length) {
         return npos;
+    }
     const unsigned int last = std::min(pos, length - __length);
     for (unsigned int i = last + 1; i-- > 0;) {
-        if (Fold::apply(text[i]) != __needle[0])
+        if (Fold::apply(text[i]) != __needle[0]) {
             continue;
-        if (__Verify(text + i))
+        }
+        if (__Verify(text + i)) {
             return i;
+        }
         const std::reverse_iterator needle(__needle + __length);
         if (__IsWasteful(last - i) && __PrepareAutomaton(needle)) {
             const std::reverse_iterator rest(text + i + __length - 1);
@@ -441,10 +463,11 @@ template <class T, class Fold>
 element_set<T, Fold>::element_set(const T* set, unsigned int length) {
     for (unsigned int i = 0; i < length; ++i) {
         const auto value = static_cast<value_type>(Fold::apply(set[i]));
-        if (value < __low.size())
+        if (value < __low.size()) {
             __low[value] = true;
-        else
+        } else {
             __high.push_back(value);
+        }
     }
     std::sort(__high.begin(), __high.end());
 }

@@ -34,9 +34,9 @@ bool wstringEx::is_cjk(int c) noexcept {
         int first;
         int last;
     };
-    static constexpr BLOCK blocks[] = {{0x2E80, 0xA4CF}, {0xAC00, 0xD7AF},   {0xF900, 0xFAFF},
+    static constexpr BLOCK BLOCKS[] = {{0x2E80, 0xA4CF}, {0xAC00, 0xD7AF},   {0xF900, 0xFAFF},
                                        {0xFE30, 0xFE4F}, {0x20000, 0x2A6DF}, {0x2F800, 0x2FA1F}};
-    return std::any_of(std::begin(blocks), std::end(blocks),
+    return std::any_of(std::begin(BLOCKS), std::end(BLOCKS),
                        [c](const BLOCK& block) { return c >= block.first && c <= block.last; });
 }
 

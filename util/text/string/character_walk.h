@@ -38,7 +38,7 @@ public:
 
     /// The first unit of the next character behind `pos`; `npos` at the end.
     unsigned int Next(unsigned int pos) const noexcept {
-        const unsigned int end = EndOf(pos);
+        const unsigned int end = __EndOf(pos);
         return end < __text.length ? end : npos;
     }
 
@@ -55,11 +55,11 @@ public:
 
     /// The units of the character that `pos` lies in; 0 behind the text.
     unsigned int LengthAt(unsigned int pos) const noexcept {
-        return pos < __text.length ? EndOf(pos) - StartOf(pos) : 0;
+        return pos < __text.length ? __EndOf(pos) - StartOf(pos) : 0;
     }
 
 private:
-    unsigned int EndOf(unsigned int pos) const noexcept {
+    unsigned int __EndOf(unsigned int pos) const noexcept {
         if (pos >= __text.length) {
             return __text.length;
         }

@@ -24,8 +24,8 @@ public:
     formatted_text(unsigned int size, const T* format, va_list arguments) {
         T* const room = size <= FORMAT_ROOM ? __usual.data() : __large._eofbuf(size);
         // The C library counts the terminator as part of the room, the wide formatter doesn't.
-        constexpr unsigned int tail = sizeof(T) == 1 ? 1 : 0;
-        const int wanted = S::vsnprintf(room, size + tail, format, arguments);
+        constexpr unsigned int TAIL = sizeof(T) == 1 ? 1 : 0;
+        const int wanted = S::vsnprintf(room, size + TAIL, format, arguments);
         __data = room;
         __length = std::min(wanted > 0 ? static_cast<unsigned int>(wanted) : 0U, size);
     }
