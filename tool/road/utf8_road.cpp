@@ -2,7 +2,6 @@
 
 #include "tool/road/consumed_input.h"
 #include "tool/standard_output.h"
-#include "util/conv/TextLibIConv.h"
 #include "util/conv/Utf8Codec.h"
 #include "util/conv/Utf8Validation.h"
 #include "util/text/char_class.h"
@@ -24,11 +23,6 @@ struct ascii_fold {
         return element >= 'A' && element <= 'Z' ? static_cast<T>(element + ('a' - 'A')) : element;
     }
 };
-
-bool IsUtf8(const CHARSET& charset) {
-    return (charset.name.equal_no_case("UTF-8") || charset.name.equal_no_case("UTF8")) &&
-           dynamic_cast<const CTextLibIConv*>(charset.converter.get()) != nullptr;
-}
 
 /// The bytes of a text, or none if it holds an element that isn't a Unicode character.
 std::optional<byteEx> EncodeStrictly(const wstringEx& text) {
@@ -74,8 +68,8 @@ std::vector<byteEx> ForeignPartners(const wstringEx& text) {
 bool CUtf8Road::CanServe(const Run& run) {
     const bool isServed = run.findFunc == FIND::literal || run.findFunc == FIND::regex ||
                           (run.findFunc == FIND::literalNoCase && IsAscii(run.findText));
-    return isServed && !run.in.isWide && !run.out.isWide && IsUtf8(run.in) && IsUtf8(run.out) &&
-           EncodeStrictly(run.findText) && EncodeStrictly(run.replaceText);
+    return isServed && !run.in.isWide && !run.out.isWide && run.in.converter->IsUtf8() &&
+           run.out.converter->IsUtf8() && EncodeStrictly(run.findText) && EncodeStrictly(run.replaceText);
 }
 
 CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain)

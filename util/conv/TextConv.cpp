@@ -15,7 +15,6 @@
 #include <cwchar>
 #include <memory>
 #include <new>
-#include <typeinfo>
 
 namespace Quil {
 
@@ -30,6 +29,8 @@ class CIsoSysDefConv final : public TTextConv {
 public:
     using TTextConv::MBtoWC;
     using TTextConv::WCtoMB;
+
+    bool IsPlain() const override { return false; }
 
     wstringEx MBtoWC(const stringEx& src) const override {
         wstringEx dst;
@@ -203,8 +204,7 @@ CTextConvHandle GainBestConvFor(unsigned long cp, const stringEx& enc) {
 }
 
 void EnsureConvFound(const CTextConvHandle& conv, const stringEx& enc) {
-    const TTextConv& kind = *conv;
-    if (typeid(kind) == typeid(TTextConv) && !enc.equal_no_case(TTextConv::GetSysDefaultEnc())) {
+    if (conv->IsPlain() && !enc.equal_no_case(TTextConv::GetSysDefaultEnc())) {
         const CTextLibIConv attempt(enc);
     }
 }

@@ -6,6 +6,7 @@
 #include "util/conv/TextLibIConv.h"
 
 #include "util/base/LazyStatic.h"
+#include "util/conv/backend/IconvWays.h"
 #include "util/sys/advSync.h"
 #include "util/sys/dllloader.h"
 #include "util/sys/errhdl.h"
@@ -40,14 +41,6 @@ constexpr const char* nameOfWideInC = "WCHAR_T";
 
 /// Asks libiconv to drop what it can't convert.
 constexpr const char* ignoreSuffix = "//IGNORE";
-
-// libiconv gets the whole text and small blocks to write to, which it is used to. The C library's
-// steps are long enough that their number doesn't count, and short enough for its way to start
-// over.
-constexpr IMPL::ICONV_PIECES libiconvDecoding{static_cast<std::size_t>(-1) / sizeof(wchar_t), 256};
-constexpr IMPL::ICONV_PIECES libiconvEncoding{static_cast<std::size_t>(-1) / sizeof(wchar_t), 512};
-constexpr IMPL::ICONV_PIECES decodingPieces{std::size_t{64} << 10, std::size_t{64} << 10};
-constexpr IMPL::ICONV_PIECES encodingPieces{std::size_t{16} << 10, std::size_t{64} << 10};
 
 /// Names of the catalogue that a library knows by a name of its own.
 constexpr struct {
@@ -251,9 +244,11 @@ bool CTextLibIConv::__OpenFromWide() {
 
 void CTextLibIConv::UseLibraryOnly(bool only) {
     const INTERFACE& library = Global::If();
-    __codecs = only ? IMPL::CCharsetCodecs()
-                    : IMPL::CCharsetCodecs(__enc, library.convert, __toWide, __fromWide,
-                                           !library.isLibiconv);
+    __ways = std::make_unique<IMPL::CIconvWays>(__enc, library.convert, __toWide, __fromWide,
+                                                library.isLibiconv);
+    if (only) {
+        __ways->DropCodecs();
+    }
     __usesLibraryOnly = only;
 }
 
@@ -306,16 +301,12 @@ TTextConv* CTextLibIConv::Clone() const {
     return clone.release();
 }
 
-IMPL::DECODING_WAY CTextLibIConv::__WayToWide(std::size_t length) const {
-    const INTERFACE& library = Global::If();
-    return {library.convert, __toWide, __codecs.DecoderFor(length),
-            library.isLibiconv ? libiconvDecoding : decodingPieces, library.isLibiconv};
+bool CTextLibIConv::IsUtf8() const {
+    return IMPL::NamesUtf8(__enc);
 }
 
-IMPL::ENCODING_WAY CTextLibIConv::__WayFromWide(std::size_t length) const {
-    const INTERFACE& library = Global::If();
-    return {library.convert, __fromWide, __codecs.EncoderFor(length),
-            library.isLibiconv ? libiconvEncoding : encodingPieces, library.isLibiconv};
+IMPL::IBlockWays* CTextLibIConv::GetBlockWays() const {
+    return __ways->CanGoByBlocks() ? __ways.get() : nullptr;
 }
 
 wstringEx CTextLibIConv::MBtoWC(const stringEx& src) const {
@@ -326,7 +317,7 @@ wstringEx CTextLibIConv::MBtoWC(const stringEx& src) const {
 
 void CTextLibIConv::MBtoWC(wstringEx& dst, const stringEx& src) const {
     CFastSessionLock lock(__mutex);
-    IMPL::ConvertWhole(__WayToWide(src.length()), dst, src.c_str(), src.length());
+    IMPL::ConvertWhole(__ways->ToWide(src.length()), dst, src.c_str(), src.length());
 }
 
 stringEx CTextLibIConv::WCtoMB(const wstringEx& src) const {
@@ -337,7 +328,7 @@ stringEx CTextLibIConv::WCtoMB(const wstringEx& src) const {
 
 void CTextLibIConv::WCtoMB(stringEx& dst, const wstringEx& src) const {
     CFastSessionLock lock(__mutex);
-    IMPL::ConvertWhole(__WayFromWide(src.length()), dst, src.c_str(), src.length());
+    IMPL::ConvertWhole(__ways->FromWide(src.length()), dst, src.c_str(), src.length());
 }
 
 bool CTextLibIConv::IsExternalDependencyReady() {

@@ -7,11 +7,15 @@
 #pragma once
 
 #include "util/conv/TextConv.h"
-#include "util/conv/backend/IconvWay.h"
-#include "util/conv/codec/CharsetCodecs.h"
 #include "util/sys/mutex.h"
 
+#include <memory>
+
 namespace Quil {
+
+namespace IMPL {
+class CIconvWays;
+}
 
 /// A converter by iconv. It owns two conversion descriptors, which have state: each conversion
 /// resets its descriptor and holds the object's lock, so any thread may call.
@@ -47,6 +51,11 @@ public:
     stringEx WCtoMB(const wstringEx& src) const override;
     void WCtoMB(stringEx& dst, const wstringEx& src) const override;
 
+    bool IsPlain() const override { return false; }
+    bool IsUtf8() const override;
+    /// Null with a libiconv, which drops bad input by itself.
+    IMPL::IBlockWays* GetBlockWays() const override;
+
     /// Sends all text through the library, the valid too. The result is the same, only slower: a
     /// check of one road against the other. Not to be changed while another thread converts.
     void UseLibraryOnly(bool only = true);
@@ -56,11 +65,6 @@ public:
 
     /// The library's file, for the next attempt to load it; a loaded one stays. Empty: search.
     static void SetExternalDependencyLocation(const stringEx& path);
-
-    /// How the next text, of `length` elements, is decoded or encoded. For conversions by blocks,
-    /// which own the converter and are the only ones to use it.
-    IMPL::DECODING_WAY __WayToWide(std::size_t length) const;
-    IMPL::ENCODING_WAY __WayFromWide(std::size_t length) const;
 
 private:
     class Global;
@@ -75,7 +79,7 @@ private:
     void* __fromWide;
     stringEx __enc; ///< The name that was really opened.
     mutable CFastMutex __mutex;
-    mutable IMPL::CCharsetCodecs __codecs;
+    std::unique_ptr<IMPL::CIconvWays> __ways;
     bool __usesLibraryOnly = false;
 };
 

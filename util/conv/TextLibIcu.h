@@ -39,6 +39,8 @@ public:
     stringEx WCtoMB(const wstringEx& src) const override;
     void WCtoMB(stringEx& dst, const wstringEx& src) const override;
 
+    bool IsPlain() const override { return false; }
+
     /// True if a library is loaded or can be.
     static bool IsExternalDependencyReady();
 
