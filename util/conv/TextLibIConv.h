@@ -6,8 +6,7 @@
 // common charsets goes by codecs.
 #pragma once
 
-#include "util/conv/TextConv.h"
-#include "util/sys/mutex.h"
+#include "util/conv/TextLib.h"
 
 #include <memory>
 
@@ -17,14 +16,13 @@ namespace IMPL {
 class CIconvWays;
 }
 
-/// A converter by iconv. It owns two conversion descriptors, which have state: each conversion
-/// resets its descriptor and holds the object's lock, so any thread may call.
+/// A converter by iconv. It owns two conversion descriptors, which each conversion resets.
 ///
 /// A byte that can't be decoded gives "?" and so does each byte of a sequence cut short by the end
 /// of the text; a character that the encoding lacks gives one "?" byte. With a libiconv the library
 /// drops most of these by itself. At the end of a text nothing is flushed: a stateful encoding gets
 /// no closing shift sequence.
-class CTextLibIConv final : public TTextConv {
+class CTextLibIConv final : public TTextLib<CTextLibIConv> {
 public:
     /// A converter for an encoding's name as the library knows it; failing that for the library's
     /// own name of it, or for "CPn" with the code page n of the catalogue. Throws tconvExp for a
@@ -41,17 +39,9 @@ public:
     /// another exception is in flight.
     ~CTextLibIConv() noexcept(false) override;
 
-    TTextConv* New(unsigned long cp) const override;
-    TTextConv* New(const stringEx& enc) const override;
-    /// A converter for the name with which this one's descriptors were opened.
+    /// As UseLibraryOnly as this one.
     TTextConv* Clone() const override;
 
-    wstringEx MBtoWC(const stringEx& src) const override;
-    void MBtoWC(wstringEx& dst, const stringEx& src) const override;
-    stringEx WCtoMB(const wstringEx& src) const override;
-    void WCtoMB(stringEx& dst, const wstringEx& src) const override;
-
-    bool IsPlain() const override { return false; }
     bool IsUtf8() const override;
     /// Null with a libiconv, which drops bad input by itself.
     IMPL::IBlockWays* GetBlockWays() const override;
@@ -69,7 +59,8 @@ public:
 private:
     class Global;
 
-    static void __AddRef();
+    void _Decode(wstringEx& dst, const stringEx& src) const override;
+    void _Encode(stringEx& dst, const wstringEx& src) const override;
 
     bool __OpenToWide(const stringEx& name);
     bool __OpenKnownAs(const stringEx& name);
@@ -77,8 +68,6 @@ private:
 
     void* __toWide;
     void* __fromWide;
-    stringEx __enc; ///< The name that was really opened.
-    mutable CFastMutex __mutex;
     std::unique_ptr<IMPL::CIconvWays> __ways;
     bool __usesLibraryOnly = false;
 };
