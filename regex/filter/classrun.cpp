@@ -134,7 +134,7 @@ std::uint64_t TClassRun<Chr>::compare(const Chr* place) const {
         for (std::size_t i = 0; i < ranges_; ++i)
             is |= reinterpret_cast<vector>((text >= lanes<Chr>::select(first_[i])) &
                                            (text <= lanes<Chr>::select(last_[i])));
-        bits |= lanes<Chr>::bits(is) << at;
+        bits |= LaneBits(is) << at;
     }
     return bits;
 }

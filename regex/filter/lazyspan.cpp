@@ -221,8 +221,8 @@ const Chr* TLazySpan<Chr>::leappair(const pairing& pair, const Chr* from) const 
         auto is = (text == first) & ((next == a) | (next == b) | (next == c));
         for (std::size_t i = 0; i < pair.nothers; ++i)
             is |= text == lanes<Chr>::select(pair.others[i]);
-        if (anylane(is))
-            return from + std::countr_zero(lanes<Chr>::bits(reinterpret_cast<vector>(is)));
+        if (AnyLane(is))
+            return from + std::countr_zero(LaneBits(reinterpret_cast<vector>(is)));
     }
     return from;
 }

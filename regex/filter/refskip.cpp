@@ -162,7 +162,7 @@ const Chr* TReferenceSkip<Chr>::findexact(const Chr* begin, const Chr* last) con
     for (; last - begin >= lanes<Chr>::COUNT; begin += lanes<Chr>::COUNT) {
         const Chr* const a = begin + fixed_.group;
         const Chr* const b = begin + fixed_.reference;
-        if (anylane((at(a) == at(b)) & (at(a + second) == at(b + second))))
+        if (AnyLane((at(a) == at(b)) & (at(a + second) == at(b + second))))
             break;
     }
     return begin;

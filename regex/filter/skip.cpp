@@ -42,7 +42,7 @@ const Chr* TSkip<Chr>::findfew(const Chr* cp, const Chr* limit) const {
             const vector v = lane::load(cp + i * lane::COUNT);
             hits |= reinterpret_cast<vector>((v == a) | (v == b) | (v == c));
         }
-        if (anylane(hits))
+        if (AnyLane(hits))
             break;
     }
     for (; cp != limit; ++cp) {

@@ -3,7 +3,7 @@
 
 #include "util/conv/Utf8Codec.h"
 
-#include "util/conv/codec/AsciiBlock.h"
+#include "util/base/lanes.h"
 #include "util/conv/codec/Utf8Runs.h"
 
 #include <cstdint>
@@ -56,9 +56,9 @@ struct DECODER {
     std::size_t Room() const { return static_cast<std::size_t>(dstEnd - dst); }
 
     void AsciiRun() {
-        while (SrcLeft() >= asciiBlock && Room() >= asciiBlock && WidenAsciiBlock(dst, src)) {
-            src += asciiBlock;
-            dst += asciiBlock;
+        while (SrcLeft() >= LANES_SIZE && Room() >= LANES_SIZE && WidenAscii(dst, src)) {
+            src += LANES_SIZE;
+            dst += LANES_SIZE;
         }
         while (src != srcEnd && dst != dstEnd && *src < 0x80) {
             *dst++ = static_cast<wchar_t>(*src++);
@@ -107,9 +107,9 @@ struct ENCODER {
     std::uint32_t Current() const { return static_cast<std::uint32_t>(*src); }
 
     void AsciiRun() {
-        while (SrcLeft() >= asciiBlock && Room() >= asciiBlock && NarrowAsciiBlock(dst, src)) {
-            src += asciiBlock;
-            dst += asciiBlock;
+        while (SrcLeft() >= LANES_SIZE && Room() >= LANES_SIZE && NarrowAscii(dst, src)) {
+            src += LANES_SIZE;
+            dst += LANES_SIZE;
         }
         while (CanGoOn() && Current() < 0x80) {
             *dst++ = static_cast<unsigned char>(*src++);

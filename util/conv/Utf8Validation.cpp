@@ -6,36 +6,21 @@
 
 #include "util/conv/Utf8Validation.h"
 
-#include <array>
+#include "util/base/lanes.h"
+
 #include <cstdint>
-#include <cstring>
 
 namespace Quil::IMPL {
 
 namespace {
 
-using BLOCK __attribute__((vector_size(16))) = std::uint8_t;
-constexpr std::size_t BLOCK_SIZE = sizeof(BLOCK);
+using BLOCK = LANES<std::uint8_t>;
 constexpr std::size_t BLOCKS = 4; // that are tested together
-constexpr std::size_t STEP = BLOCKS * BLOCK_SIZE;
+constexpr std::size_t STEP = BLOCKS * LANES_SIZE;
 constexpr std::size_t LOOK_BACK = 3; // bytes of a sequence before its last one
 
 inline BLOCK Load(const unsigned char* src) {
-    BLOCK block;
-    std::memcpy(&block, src, sizeof block);
-    return block;
-}
-
-inline bool IsZero(BLOCK block) {
-    std::array<std::uint64_t, 2> words;
-    std::memcpy(words.data(), &block, sizeof block);
-    return (words[0] | words[1]) == 0;
-}
-
-inline bool IsAscii(BLOCK block) {
-    std::array<std::uint64_t, 2> words;
-    std::memcpy(words.data(), &block, sizeof block);
-    return ((words[0] | words[1]) & 0x8080808080808080U) == 0;
+    return LoadLanes<BLOCK>(src);
 }
 
 /// All bits set where a lane is at least `least`.
@@ -115,7 +100,7 @@ std::size_t ValidUtf8Length(const char* text, std::size_t length) {
     for (; length - at >= STEP; at += STEP) {
         BLOCK all{};
         for (std::size_t i = 0; i < BLOCKS; ++i) {
-            all |= Load(src + at + i * BLOCK_SIZE);
+            all |= Load(src + at + i * LANES_SIZE);
         }
         // What the last bytes before ask for is ASCII's error too, so they have to be clean.
         const bool isClean = src[at - 1] < 0xC0 && src[at - 2] < 0xE0 && src[at - 3] < 0xF0;
@@ -124,9 +109,9 @@ std::size_t ValidUtf8Length(const char* text, std::size_t length) {
         }
         BLOCK errors{};
         for (std::size_t i = 0; i < BLOCKS; ++i) {
-            errors |= Errors(src + at + i * BLOCK_SIZE);
+            errors |= Errors(src + at + i * LANES_SIZE);
         }
-        if (!IsZero(errors)) {
+        if (AnyLane(errors)) {
             break;
         }
     }
@@ -142,7 +127,7 @@ std::size_t AsciiLength(const char* text, std::size_t length) {
     for (; length - at >= STEP; at += STEP) {
         BLOCK all{};
         for (std::size_t i = 0; i < BLOCKS; ++i) {
-            all |= Load(src + at + i * BLOCK_SIZE);
+            all |= Load(src + at + i * LANES_SIZE);
         }
         if (!IsAscii(all)) {
             break;

@@ -9,6 +9,7 @@
 #pragma once
 
 #include "util/base/handle.h"
+#include "util/base/lanes.h"
 
 #include <algorithm>
 #include <array>
@@ -93,8 +94,8 @@ private:
 
     // Sixteen bytes of text as elements, and the steps that the filter takes at once.
     using lane = std::conditional_t<sizeof(T) == 1, std::int8_t, std::int32_t>;
-    using block __attribute__((vector_size(16))) = lane;
-    static constexpr std::ptrdiff_t lanes = 16 / sizeof(T);
+    using block = LANES<lane>;
+    static constexpr std::ptrdiff_t lanes = LANES_SIZE / sizeof(T);
     static constexpr std::ptrdiff_t unroll = 4;
     static constexpr std::ptrdiff_t stride = lanes * unroll;
 
@@ -266,8 +267,7 @@ bool text_search<T, Fold>::__Verify(const T* candidate) {
 template <class T, class Fold>
 template <unsigned int Count>
 auto text_search<T, Fold>::__Compare(const T* text, const partners& wanted) -> block {
-    block elements;
-    std::memcpy(&elements, text, sizeof elements);
+    const block elements = LoadLanes<block>(text);
     block hits = elements == (block{} + static_cast<lane>(wanted[0]));
     for (unsigned int i = 1; i < Count; ++i)
         hits |= elements == (block{} + static_cast<lane>(wanted[i]));
@@ -298,9 +298,7 @@ const T* text_search<T, Fold>::__ScanFiltered(const T* first, const T* end, Take
             hits[i] = __Filter<Count>(place + i * lanes);
             any |= hits[i];
         }
-        std::array<std::uint64_t, 2> summary;
-        std::memcpy(summary.data(), &any, sizeof any);
-        if ((summary[0] | summary[1]) == 0)
+        if (!AnyLane(any))
             continue;
 
         std::array<std::uint64_t, 2 * unroll> words;

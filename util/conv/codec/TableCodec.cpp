@@ -2,7 +2,7 @@
 
 #include "util/conv/codec/TableCodec.h"
 
-#include "util/conv/codec/AsciiBlock.h"
+#include "util/base/lanes.h"
 
 #include <bit>
 #include <cstring>
@@ -82,15 +82,15 @@ struct ASCII_RUN {
     ASCII_RUN(wchar_t* dst, std::size_t room, const unsigned char* src, std::size_t srcLength)
         : length(0) {
         const std::size_t limit = std::min(room, srcLength);
-        while (limit - length >= asciiBlock && WidenAsciiBlock(dst + length, src + length)) {
-            length += asciiBlock;
+        while (limit - length >= LANES_SIZE && WidenAscii(dst + length, src + length)) {
+            length += LANES_SIZE;
         }
     }
     ASCII_RUN(unsigned char* dst, std::size_t room, const wchar_t* src, std::size_t srcLength)
         : length(0) {
         const std::size_t limit = std::min(room, srcLength);
-        while (limit - length >= asciiBlock && NarrowAsciiBlock(dst + length, src + length)) {
-            length += asciiBlock;
+        while (limit - length >= LANES_SIZE && NarrowAscii(dst + length, src + length)) {
+            length += LANES_SIZE;
         }
     }
 };
@@ -296,7 +296,7 @@ CODEC_STEP CByteDecoder::Convert(wchar_t* dst, std::size_t room, const char* src
         if (__isAsciiPlain) {
             done += ASCII_RUN(dst + done, limit - done, bytes + done, limit - done).length;
         }
-        const std::size_t end = std::min(limit, done + asciiBlock);
+        const std::size_t end = std::min(limit, done + LANES_SIZE);
         for (; done < end; ++done) {
             dst[done] = __characters[bytes[done]];
         }
@@ -330,7 +330,7 @@ CODEC_STEP CByteEncoder::Convert(char* dst, std::size_t room, const wchar_t* src
         if (__isAsciiPlain) {
             done += ASCII_RUN(bytes + done, limit - done, src + done, limit - done).length;
         }
-        const std::size_t end = std::min(limit, done + asciiBlock);
+        const std::size_t end = std::min(limit, done + LANES_SIZE);
         for (; done < end; ++done) {
             const auto code = static_cast<std::uint32_t>(src[done]);
             const std::uint16_t entry = code < bmpSize ? __bytes[code] : std::uint16_t{0};

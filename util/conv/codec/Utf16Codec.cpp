@@ -3,6 +3,8 @@
 
 #include "util/conv/codec/Utf16Codec.h"
 
+#include "util/base/lanes.h"
+
 #include <cstdint>
 #include <cstring>
 
@@ -12,8 +14,8 @@ namespace {
 
 constexpr std::size_t block = 8;
 
-using UNITS __attribute__((vector_size(2 * block))) = std::uint16_t;
-using CHARACTERS __attribute__((vector_size(4 * block))) = std::uint32_t;
+using UNITS = LANES<std::uint16_t, block>;
+using CHARACTERS = LANES<std::uint32_t, block>;
 
 constexpr std::uint32_t surrogateMask = 0xFFFFF800;
 constexpr std::uint32_t firstSurrogate = 0xD800;
@@ -24,17 +26,6 @@ constexpr std::uint32_t beyondUnicode = 0x110000;
 
 bool IsSurrogate(std::uint32_t c) {
     return (c & surrogateMask) == firstSurrogate;
-}
-
-template <class Vector>
-bool IsZero(const Vector& vector) {
-    std::uint64_t words[sizeof vector / sizeof(std::uint64_t)];
-    std::memcpy(words, &vector, sizeof vector);
-    std::uint64_t all = 0;
-    for (const std::uint64_t word : words) {
-        all |= word;
-    }
-    return all == 0;
 }
 
 /// Between a unit and its two bytes as they lie in memory; on a vector, element by element.
@@ -62,32 +53,28 @@ void StoreUnit(char* dst, std::uint32_t unit) {
 
 template <std::endian Order>
 bool DecodeBlock(wchar_t* dst, const char* src) {
-    UNITS units;
-    std::memcpy(&units, src, sizeof units);
-    units = Turn<Order>(units);
-    if (!IsZero((units & static_cast<std::uint16_t>(surrogateMask)) ==
+    const auto units = Turn<Order>(LoadLanes<UNITS>(src));
+    if (AnyLane((units & static_cast<std::uint16_t>(surrogateMask)) ==
                 static_cast<std::uint16_t>(firstSurrogate))) {
         return false;
     }
-    const auto characters = __builtin_convertvector(units, CHARACTERS);
-    std::memcpy(dst, &characters, sizeof characters);
+    StoreLanes(dst, __builtin_convertvector(units, CHARACTERS));
     return true;
 }
 
 template <std::endian Order>
 bool EncodeBlock(char* dst, const wchar_t* src) {
-    CHARACTERS characters;
+    CHARACTERS characters; // twice a usual vector, which functions don't return
     std::memcpy(&characters, src, sizeof characters);
-    if (!IsZero(characters >> 16)) {
+    if (AnyLane(characters >> 16)) {
         return false;
     }
-    UNITS units = __builtin_convertvector(characters, UNITS);
-    if (!IsZero((units & static_cast<std::uint16_t>(surrogateMask)) ==
+    const UNITS units = __builtin_convertvector(characters, UNITS);
+    if (AnyLane((units & static_cast<std::uint16_t>(surrogateMask)) ==
                 static_cast<std::uint16_t>(firstSurrogate))) {
         return false;
     }
-    units = Turn<Order>(units);
-    std::memcpy(dst, &units, sizeof units);
+    StoreLanes(dst, Turn<Order>(units));
     return true;
 }
 

@@ -1,83 +1,17 @@
 // Numbers from and to text, for both widths: the parsers skip `is_space`, know no locale, and keep
 // to the range that they are given.
 #include "util/text/byteEx.h"
+#include "util/text/number_text.h"
 
-#include <cerrno>
 #include <cfloat>
-#include <limits>
 
 namespace Quil {
 
 namespace {
 
-constexpr unsigned int MIN_BASE = 2;
-constexpr unsigned int MAX_BASE = 36;
-constexpr unsigned int NO_DIGIT = MAX_BASE;
-
-/// The value of a digit, or NO_DIGIT.
-template <class T>
-unsigned int DigitValue(T element) noexcept {
-    if (element >= '0' && element <= '9') {
-        return static_cast<unsigned int>(element - '0');
-    }
-    if (element >= 'A' && element <= 'Z') {
-        return static_cast<unsigned int>(element - 'A') + 10;
-    }
-    if (element >= 'a' && element <= 'z') {
-        return static_cast<unsigned int>(element - 'a') + 10;
-    }
-    return NO_DIGIT;
-}
-
-/// Reads a range from front to back.
-template <class S>
-class scanner {
-    using T = typename S::value_type;
-
-public:
-    scanner(const T* first, unsigned int n) noexcept
-        : __first(first), __p(first), __end(first + n) {}
-
-    bool AtEnd() const noexcept { return __p == __end; }
-    unsigned int Consumed() const noexcept { return static_cast<unsigned int>(__p - __first); }
-    void GoBackTo(unsigned int consumed) noexcept { __p = __first + consumed; }
-
-    void SkipSpaces() noexcept {
-        while (__p != __end && S::is_space(*__p)) {
-            ++__p;
-        }
-    }
-    /// Steps over `one`, or `other`, if it is next.
-    bool Take(char one, char other) noexcept {
-        const bool isNext =
-            __p != __end && (*__p == static_cast<T>(one) || *__p == static_cast<T>(other));
-        __p += isNext ? 1 : 0;
-        return isNext;
-    }
-    bool Take(char one) noexcept { return Take(one, one); }
-    /// Steps over a digit below `base`; NO_DIGIT or its value.
-    unsigned int TakeDigit(unsigned int base) noexcept {
-        const unsigned int digit = __p != __end ? DigitValue(*__p) : NO_DIGIT;
-        if (digit >= base) {
-            return NO_DIGIT;
-        }
-        ++__p;
-        return digit;
-    }
-
-private:
-    const T* __first;
-    const T* __p;
-    const T* __end;
-};
-
-/// What was read of a whole number.
-struct PARSED {
-    std::uint32_t magnitude = 0;
-    bool negative = false;
-    bool overflow = false;
-    bool anyDigit = false;
-};
+using IMPL::NO_DIGIT;
+using IMPL::scanner;
+using PARSED = IMPL::PARSED<std::uint32_t>;
 
 /// The base that a prefix tells, which is stepped over. A lone 0 is a prefix too.
 template <class S>
@@ -92,28 +26,13 @@ unsigned int TakeBasePrefix(scanner<S>& text) noexcept {
     return zero ? 8 : 10;
 }
 
+/// Parses the range of a text that begins at `pos`, which lies in it, and tells where it ended.
 template <class S>
-PARSED Parse(scanner<S>& text, int base) noexcept {
-    constexpr int DETECT = -1;
-    constexpr std::uint32_t MAX = std::numeric_limits<std::uint32_t>::max();
-    PARSED parsed;
-    text.SkipSpaces();
-    parsed.negative = text.Take('-');
-    if (!parsed.negative) {
-        text.Take('+');
-    }
-    const unsigned int radix =
-        base == DETECT ? TakeBasePrefix(text) : static_cast<unsigned int>(base);
-    if (radix < MIN_BASE || radix > MAX_BASE) {
-        return parsed;
-    }
-    for (unsigned int digit; (digit = text.TakeDigit(radix)) != NO_DIGIT;) {
-        parsed.anyDigit = true;
-        if (parsed.magnitude > MAX / radix ||
-            (parsed.magnitude == MAX / radix && digit > MAX % radix)) {
-            parsed.overflow = true;
-        }
-        parsed.magnitude = parsed.magnitude * radix + digit;
+PARSED ParseAt(const S& s, unsigned int pos, unsigned int n, int base, unsigned int* end) noexcept {
+    scanner<S> text(s.data() + pos, std::min(n, s.length() - pos));
+    const PARSED parsed = IMPL::ParseNumber<std::uint32_t>(text, base, TakeBasePrefix<S>);
+    if (end != nullptr) {
+        *end = parsed.anyDigit ? pos + text.Consumed() : pos;
     }
     return parsed;
 }
@@ -126,22 +45,7 @@ long string_core<Self, T>::to_long(unsigned int pos, unsigned int n, int base,
     if (pos >= this->length()) {
         return 0;
     }
-    scanner<Self> text(this->data() + pos, std::min(n, this->length() - pos));
-    const PARSED parsed = Parse(text, base);
-    if (end != nullptr) {
-        *end = parsed.anyDigit ? pos + text.Consumed() : pos;
-    }
-    if (!parsed.anyDigit) {
-        return 0;
-    }
-    constexpr std::int64_t MAX = std::numeric_limits<std::int32_t>::max();
-    const std::int64_t limit = parsed.negative ? MAX + 1 : MAX;
-    std::int64_t magnitude = parsed.magnitude;
-    if (parsed.overflow || magnitude > limit) {
-        errno = ERANGE;
-        magnitude = limit;
-    }
-    return static_cast<long>(parsed.negative ? -magnitude : magnitude);
+    return ParseAt(static_cast<const Self&>(*this), pos, n, base, end).ClampSigned();
 }
 
 template <class Self, class T>
@@ -150,14 +54,7 @@ unsigned long string_core<Self, T>::to_ulong(unsigned int pos, unsigned int n, i
     if (pos >= this->length()) {
         return 0;
     }
-    scanner<Self> text(this->data() + pos, std::min(n, this->length() - pos));
-    PARSED parsed = Parse(text, base);
-    if (end != nullptr) {
-        *end = parsed.anyDigit ? pos + text.Consumed() : pos;
-    }
-    if (!parsed.anyDigit) {
-        return 0;
-    }
+    PARSED parsed = ParseAt(static_cast<const Self&>(*this), pos, n, base, end);
     if (parsed.overflow) {
         errno = ERANGE;
         parsed.magnitude = std::numeric_limits<std::uint32_t>::max();
@@ -195,10 +92,7 @@ std::int32_t TakeExponent(scanner<S>& text) noexcept {
     if (!text.Take('e', 'E')) {
         return 0;
     }
-    const bool negative = text.Take('-');
-    if (!negative) {
-        text.Take('+');
-    }
+    const bool negative = text.TakeSign();
     constexpr std::int64_t MAX = std::numeric_limits<std::int32_t>::max();
     std::int64_t exponent = 0;
     bool anyDigit = false;
@@ -233,10 +127,7 @@ double string_core<Self, T>::to_double(unsigned int pos, unsigned int n,
     }
     scanner<Self> text(this->data() + pos, std::min(n, this->length() - pos));
     text.SkipSpaces();
-    const bool negative = text.Take('-');
-    if (!negative) {
-        text.Take('+');
-    }
+    const bool negative = text.TakeSign();
     long double value = 0;
     const bool anyDigit = TakeMantissa(text, value);
     const std::int32_t exponent = anyDigit ? TakeExponent(text) : 0;
@@ -263,19 +154,11 @@ double string_core<Self, T>::to_double(unsigned int pos, unsigned int n,
 template <class Self, class T>
 Self& string_core<Self, T>::__AppendDigits(unsigned long long magnitude, unsigned int base,
                                            bool minus) {
-    T digits[std::numeric_limits<unsigned long long>::digits + 1];
+    T digits[IMPL::DIGITS_ROOM<unsigned long long>];
     T* const end = std::end(digits);
-    T* p = end;
-    if (base < MIN_BASE || base > MAX_BASE) {
-        magnitude = 0;
-        minus = false;
-        base = MIN_BASE;
-    }
-    do {
-        *--p = static_cast<T>("0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ"[magnitude % base]);
-        magnitude /= base;
-    } while (magnitude != 0);
-    if (minus) {
+    const bool isBase = IMPL::IsBase(static_cast<int>(base));
+    T* p = isBase ? IMPL::WriteDigits(end, magnitude, base) : IMPL::WriteDigits(end, 0U, 10);
+    if (minus && isBase) {
         *--p = T('-');
     }
     return this->append(p, static_cast<unsigned int>(end - p));
