@@ -33,10 +33,7 @@ public:
     bool IsPlain() const override { return false; }
 
     wstringEx MBtoWC(const stringEx& src) const override {
-        wstringEx dst;
-        dst.reserve(src.length() + 1);
-        MBtoWC(dst, src);
-        return dst;
+        return __Made<wstringEx, stringEx>(&CIsoSysDefConv::MBtoWC, src);
     }
 
     /// A NUL ends the text and is part of the result. Each byte of a bad or cut sequence gives a
@@ -63,10 +60,7 @@ public:
     }
 
     stringEx WCtoMB(const wstringEx& src) const override {
-        stringEx dst;
-        dst.reserve(src.length() + 1);
-        WCtoMB(dst, src);
-        return dst;
+        return __Made<stringEx, wstringEx>(&CIsoSysDefConv::WCtoMB, src);
     }
 
     void WCtoMB(stringEx& dst, const wstringEx& src) const override {
@@ -85,6 +79,15 @@ public:
     }
 
 private:
+    /// What one of the conversions puts into a destination with room for an element each.
+    template <class To, class From>
+    To __Made(void (CIsoSysDefConv::*convert)(To&, const From&) const, const From& src) const {
+        To dst;
+        dst.reserve(src.length() + 1);
+        (this->*convert)(dst, src);
+        return dst;
+    }
+
     static constexpr auto invalidSequence = static_cast<std::size_t>(-1);
     static constexpr auto incompleteSequence = static_cast<std::size_t>(-2);
 };
