@@ -4,8 +4,8 @@
 #include "tool/standard_output.h"
 #include "util/conv/Utf8Codec.h"
 #include "util/conv/Utf8Validation.h"
-#include "util/text/char_class.h"
 #include "util/text/match_replace.h"
+#include "util/text/text_search.h"
 
 namespace Quil {
 
@@ -47,19 +47,24 @@ bool IsAscii(const wstringEx& text) {
     return true;
 }
 
+constexpr wchar_t FIRST_FOREIGN = 0x80;
+/// No character above folds to one in ASCII.
+constexpr wchar_t LAST_WITH_CASE = 0xFFFF;
+
 /// Characters outside ASCII that count as one of `text`'s when case doesn't count.
 std::vector<byteEx> ForeignPartners(const wstringEx& text) {
-    bool isWanted[0x80] = {};
+    using fold = IMPL::lower_fold<wstringEx>;
+    bool isInText[FIRST_FOREIGN] = {};
     for (unsigned int i = 0; i < text.length(); ++i) {
-        isWanted[IMPL::char_class<wchar_t>::to_lower(text[i])] = true;
+        isInText[fold::apply(text[i])] = true;
     }
     std::vector<byteEx> partners;
-    for (wchar_t c = 0x80; c <= 0xFFFF; ++c) {
-        const int lower = IMPL::char_class<wchar_t>::to_lower(c);
-        if (lower >= 0 && lower < 0x80 && isWanted[lower]) {
-            partners.push_back(*EncodeStrictly(wstringEx(1, c)));
-        }
-    }
+    IMPL::each_partner<fold>(
+        FIRST_FOREIGN, LAST_WITH_CASE,
+        [&isInText](wchar_t folded) {
+            return folded >= 0 && folded < FIRST_FOREIGN && isInText[folded];
+        },
+        [&partners](wchar_t c) { partners.push_back(*EncodeStrictly(wstringEx(1, c))); });
     return partners;
 }
 
@@ -69,7 +74,8 @@ bool CUtf8Road::CanServe(const Run& run) {
     const bool isServed = run.findFunc == FIND::literal || run.findFunc == FIND::regex ||
                           (run.findFunc == FIND::literalNoCase && IsAscii(run.findText));
     return isServed && !run.in.isWide && !run.out.isWide && run.in.converter->IsUtf8() &&
-           run.out.converter->IsUtf8() && EncodeStrictly(run.findText) && EncodeStrictly(run.replaceText);
+           run.out.converter->IsUtf8() && EncodeStrictly(run.findText) &&
+           EncodeStrictly(run.replaceText);
 }
 
 CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain)
