@@ -24,6 +24,10 @@ struct ascii_fold {
     }
 };
 
+bool IsUtf8(const CHARSET& charset) {
+    return !charset.isWide && charset.converter->IsUtf8();
+}
+
 /// The bytes of a text, or none if it holds an element that isn't a Unicode character.
 std::optional<byteEx> EncodeStrictly(const wstringEx& text) {
     stringEx bytes;
@@ -73,8 +77,7 @@ std::vector<byteEx> ForeignPartners(const wstringEx& text) {
 bool CUtf8Road::CanServe(const Run& run) {
     const bool isServed = run.findFunc == FIND::literal || run.findFunc == FIND::regex ||
                           (run.findFunc == FIND::literalNoCase && IsAscii(run.findText));
-    return isServed && !run.in.isWide && !run.out.isWide && run.in.converter->IsUtf8() &&
-           run.out.converter->IsUtf8() && EncodeStrictly(run.findText) &&
+    return isServed && IsUtf8(run.in) && IsUtf8(run.out) && EncodeStrictly(run.findText) &&
            EncodeStrictly(run.replaceText);
 }
 
