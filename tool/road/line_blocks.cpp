@@ -6,7 +6,6 @@
 #include "util/text/text_build.h"
 
 #include <cstring>
-#include <new>
 #include <optional>
 
 namespace Quil {

@@ -13,7 +13,6 @@
 
 #include <climits>
 #include <cwchar>
-#include <memory>
 #include <new>
 
 namespace Quil {

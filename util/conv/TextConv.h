@@ -10,9 +10,7 @@
 #include "util/base/handle.h"
 #include "util/text/ConvStr.h"
 
-#include <map>
 #include <set>
-#include <vector>
 
 namespace Quil {
 

@@ -7,6 +7,7 @@
 
 #include "util/conv/backend/IconvWays.h"
 #include "util/conv/backend/LibraryGlobal.h"
+#include "util/sys/dllloader.h"
 
 #include <algorithm>
 #include <cerrno>

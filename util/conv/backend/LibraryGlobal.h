@@ -3,7 +3,6 @@
 
 #include "util/base/LazyStatic.h"
 #include "util/sys/advSync.h"
-#include "util/sys/dllloader.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/mutex.h"
 

@@ -3,7 +3,6 @@
 #include "util/base/unicode_units.h"
 
 #include <bit>
-#include <cstdint>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
