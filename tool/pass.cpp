@@ -11,7 +11,6 @@
 #include <fcntl.h>
 #include <iostream>
 #include <new>
-#include <string>
 #include <unistd.h>
 
 namespace Quil {

@@ -1,6 +1,6 @@
 // The usage text, byte for byte. Two of its stretches can't stand in a raw literal: a control
-// character that an example has always carried, and the last two examples, whose Chinese text is in
-// GBK whatever the locale is, since that is the charset of the terminals they were written for.
+// character in an example, and the last two examples, whose Chinese text is in GBK whatever the
+// locale is, since that is the charset of the terminals they were written for.
 #include "tool/usage.h"
 
 namespace Quil {

@@ -113,6 +113,9 @@ TYPED_TEST(BothWidths, SearchesStayLinear) {
     text += S(1, 'b');
     EXPECT_EQ(text.find_no_case(needle), 4'000'000U);
     EXPECT_EQ(text.find(needle, 5), 4'000'000U);
+    text.insert(1, needle);
+    EXPECT_EQ(text.rfind(needle, text.length() - needle.length() - 1), 1U);
+    EXPECT_EQ(text.rfind_no_case(needle, text.length() - needle.length() - 1), 1U);
 }
 
 TYPED_TEST(BothWidths, FoldedCompare) {

@@ -588,9 +588,6 @@ protected:
     }
     /// The sign of the first difference by unsigned element value, over `n` elements of both.
     static int __cmp(const T* a, const T* b, std::size_t n) noexcept;
-    /// The first occurrence of `m` elements (one at least) among `n`, or null.
-    static const T* __search(const T* elements, std::size_t n, const T* needle,
-                             std::size_t m) noexcept;
     static T* __alloc(std::uint64_t n);
 
     /// A range of this buffer's elements.

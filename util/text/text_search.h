@@ -18,7 +18,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <cwchar>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <type_traits>
@@ -61,10 +61,29 @@ void each_partner(T first, T last, IsWanted isWanted, Use use) {
     }
 }
 
+/// Position of the first element at or behind pos that `fits`, or npos.
+template <class T, class Fits>
+unsigned int find_first_that(const T* text, unsigned int length, unsigned int pos, Fits fits) {
+    const T* const end = text + length;
+    const T* const found = pos < length ? std::find_if(text + pos, end, fits) : end;
+    return found != end ? static_cast<unsigned int>(found - text) : ~0U;
+}
+
+/// Position of the last element at or before pos that `fits`, or npos.
+template <class T, class Fits>
+unsigned int find_last_that(const T* text, unsigned int length, unsigned int pos, Fits fits) {
+    for (unsigned int i = pos < length ? pos + 1 : length; i-- > 0;) {
+        if (fits(text[i])) {
+            return i;
+        }
+    }
+    return ~0U;
+}
+
 /// Searches texts for one needle. Keeps a pointer to a plain needle, and a lowered copy of a folded
 /// one (std::bad_alloc). Not for an empty needle. Positions and lengths are in elements. One thread
-/// at a time. A search needs memory for the automaton alone, and goes on without where there is
-/// none.
+/// at a time, and one direction. A search needs memory for the automaton alone, and goes on without
+/// where there is none.
 template <class T, class Fold>
 class text_search {
 public:
@@ -81,6 +100,9 @@ public:
 
     /// Position of the first occurrence at or behind pos in the text, or npos.
     unsigned int find(const T* text, unsigned int length, unsigned int pos);
+
+    /// Position of the last occurrence that begins at or before pos in the text, or npos.
+    unsigned int find_last(const T* text, unsigned int length, unsigned int pos);
 
     /// Calls `onMatch(position)` for each occurrence at or behind pos, from left to right and none
     /// overlapping the one before, until it answers false. What lies before an occurrence's end may
@@ -115,7 +137,8 @@ private:
 
     static unsigned int __Partners(T folded, partners& out);
     void __PrepareFilter(unsigned int textLength);
-    bool __PrepareAutomaton() noexcept;
+    template <class Needle>
+    bool __PrepareAutomaton(Needle needle) noexcept;
     bool __Verify(const T* candidate);
     template <unsigned int Count>
     static block __Compare(const T* text, const partners& wanted);
@@ -128,15 +151,19 @@ private:
     const T* __ScanSimply(const T* first, const T* end, Take& take);
     template <class Take>
     const T* __ScanByAutomaton(const T* first, const T* end, Take& take) const;
+    template <class Needle, class Text>
+    Text __RunAutomaton(Needle needle, Text first, Text end) const;
     template <unsigned int Count>
     block __Filter(const T* place) const;
 
     /// True once failed verifications cost more than the scan of this much text may, and the
     /// automaton is there to go on.
     bool __IsSlow(std::ptrdiff_t scanned) {
-        return __wasted > verify_allowance +
-                              verify_factor * (__scanned + static_cast<std::uint64_t>(scanned)) &&
-               __PrepareAutomaton();
+        return __IsWasteful(scanned) && __PrepareAutomaton(__needle);
+    }
+    bool __IsWasteful(std::ptrdiff_t scanned) const {
+        return __wasted >
+               verify_allowance + verify_factor * (__scanned + static_cast<std::uint64_t>(scanned));
     }
 
     const T* __needle; ///< lowered when folding
@@ -353,8 +380,10 @@ const T* text_search<T, Fold>::__ScanSimply(const T* first, const T* end, Take& 
     return end;
 }
 
+/// Prepares for the needle that begins at `needle`, which may be an iterator that runs backwards.
 template <class T, class Fold>
-bool text_search<T, Fold>::__PrepareAutomaton() noexcept {
+template <class Needle>
+bool text_search<T, Fold>::__PrepareAutomaton(Needle needle) noexcept {
     if (__borders || __isWithout)
         return !__isWithout;
     __borders = __Allocate<unsigned int>(__length);
@@ -363,32 +392,60 @@ bool text_search<T, Fold>::__PrepareAutomaton() noexcept {
         return false;
     __borders[0] = 0;
     for (unsigned int i = 1, border = 0; i < __length; ++i) {
-        while (border > 0 && __needle[i] != __needle[border])
+        while (border > 0 && needle[i] != needle[border])
             border = __borders[border - 1];
-        border += __needle[i] == __needle[border];
+        border += needle[i] == needle[border];
         __borders[i] = border;
     }
     return true;
 }
 
+/// Behind the first occurrence that lies in [first, end), or null.
+template <class T, class Fold>
+template <class Needle, class Text>
+Text text_search<T, Fold>::__RunAutomaton(Needle needle, Text first, Text end) const {
+    unsigned int matched = 0;
+    for (; first != end; ++first) {
+        const T element = Fold::apply(*first);
+        while (matched > 0 && element != needle[matched])
+            matched = __borders[matched - 1];
+        matched += element == needle[matched];
+        if (matched == __length)
+            return ++first;
+    }
+    return Text{};
+}
+
 template <class T, class Fold>
 template <class Take>
 const T* text_search<T, Fold>::__ScanByAutomaton(const T* first, const T* end, Take& take) const {
-    const T* textEnd = end + (__length - 1);
-    unsigned int matched = 0;
-    for (const T* place = first; place < textEnd; ++place) {
-        const T element = Fold::apply(*place);
-        while (matched > 0 && element != __needle[matched])
-            matched = __borders[matched - 1];
-        matched += element == __needle[matched];
-        if (matched == __length) {
-            const T* const match = place + 1 - __length;
-            if (!take(match))
-                return match;
-            matched = 0;
-        }
+    const T* const textEnd = end + (__length - 1);
+    while (const T* const behind = __RunAutomaton(__needle, first, textEnd)) {
+        if (!take(behind - __length))
+            return behind - __length;
+        first = behind;
     }
     return end;
+}
+
+template <class T, class Fold>
+unsigned int text_search<T, Fold>::find_last(const T* text, unsigned int length, unsigned int pos) {
+    if (length < __length)
+        return npos;
+    const unsigned int last = std::min(pos, length - __length);
+    for (unsigned int i = last + 1; i-- > 0;) {
+        if (Fold::apply(text[i]) != __needle[0])
+            continue;
+        if (__Verify(text + i))
+            return i;
+        const std::reverse_iterator needle(__needle + __length);
+        if (__IsWasteful(last - i) && __PrepareAutomaton(needle)) {
+            const std::reverse_iterator rest(text + i + __length - 1);
+            const T* const found = __RunAutomaton(needle, rest, std::reverse_iterator(text)).base();
+            return found ? static_cast<unsigned int>(found - text) : npos;
+        }
+    }
+    return npos;
 }
 
 template <class T, class Fold>

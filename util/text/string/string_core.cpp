@@ -4,6 +4,8 @@
 #include "util/text/byteEx.h"
 #include "util/text/text_search.h"
 
+#include <functional>
+
 namespace Quil {
 
 // --- Case, C string helpers ---------------------------------------------------------------------
@@ -161,67 +163,45 @@ unsigned int string_core<Self, T>::rfind_no_case(text_ref<T> s, unsigned int pos
     if (s.length == 0) {
         return std::min(this->length(), pos);
     }
-    if (s.length > this->length()) {
-        return npos;
-    }
-    const Self needle = _Lowered(s);
-    const auto agrees = [](T low, T element) { return static_cast<T>(to_lower(element)) == low; };
-    for (unsigned int i = std::min(this->length() - s.length, pos) + 1; i-- > 0;) {
-        if (std::equal(needle.begin(), needle.end(), this->data() + i, agrees)) {
-            return i;
-        }
-    }
-    return npos;
+    IMPL::text_search<T, IMPL::lower_fold<Self>> search(s.data, s.length, 0);
+    return search.find_last(this->data(), this->length(), pos);
 }
 
 namespace {
 
-/// The first position from `pos` (upwards, or downwards) whose lowered element is in the lowered
-/// set, or is not.
+/// Whether the lowered element is in the lowered set.
 template <class S>
-unsigned int FindNoCase(const S& text, const S& set, unsigned int pos, bool inSet) {
+auto IsIn(const S& set) {
     using T = typename S::value_type;
-    for (; pos < text.length(); ++pos) {
-        if ((set.find(static_cast<T>(S::to_lower(text[pos]))) != S::npos) == inSet) {
-            return pos;
-        }
-    }
-    return S::npos;
-}
-
-template <class S>
-unsigned int FindLastNoCase(const S& text, const S& set, unsigned int pos, bool inSet) {
-    using T = typename S::value_type;
-    for (unsigned int i = pos < text.length() ? pos + 1 : text.length(); i-- > 0;) {
-        if ((set.find(static_cast<T>(S::to_lower(text[i]))) != S::npos) == inSet) {
-            return i;
-        }
-    }
-    return S::npos;
+    return [&set](T element) { return set.find(static_cast<T>(S::to_lower(element))) != S::npos; };
 }
 
 } // namespace
 
 template <class Self, class T>
 unsigned int string_core<Self, T>::find_first_of_no_case(text_ref<T> set, unsigned int pos) const {
-    return FindNoCase(this->_self(), _Lowered(set), pos, true);
+    const Self lowered = _Lowered(set);
+    return IMPL::find_first_that(this->data(), this->length(), pos, IsIn(lowered));
 }
 
 template <class Self, class T>
 unsigned int string_core<Self, T>::find_first_not_of_no_case(text_ref<T> set,
                                                              unsigned int pos) const {
-    return FindNoCase(this->_self(), _Lowered(set), pos, false);
+    const Self lowered = _Lowered(set);
+    return IMPL::find_first_that(this->data(), this->length(), pos, std::not_fn(IsIn(lowered)));
 }
 
 template <class Self, class T>
 unsigned int string_core<Self, T>::find_last_of_no_case(text_ref<T> set, unsigned int pos) const {
-    return FindLastNoCase(this->_self(), _Lowered(set), pos, true);
+    const Self lowered = _Lowered(set);
+    return IMPL::find_last_that(this->data(), this->length(), pos, IsIn(lowered));
 }
 
 template <class Self, class T>
 unsigned int string_core<Self, T>::find_last_not_of_no_case(text_ref<T> set,
                                                             unsigned int pos) const {
-    return FindLastNoCase(this->_self(), _Lowered(set), pos, false);
+    const Self lowered = _Lowered(set);
+    return IMPL::find_last_that(this->data(), this->length(), pos, std::not_fn(IsIn(lowered)));
 }
 
 // --- Appending ----------------------------------------------------------------------------------

@@ -4,7 +4,6 @@
 #include "util/text/string/wide_format.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <cwchar>
