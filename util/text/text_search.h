@@ -244,11 +244,11 @@ unsigned int text_search<T, Fold>::__Partners(T folded, partners& out) {
 
     unsigned int count = 0;
     each_partner<Fold>(
-        static_cast<value_type>(value & ~selectors), static_cast<value_type>(value | selectors),
-        [value](value_type element) { return element == value; },
-        [&](value_type element) {
+        static_cast<T>(value & ~selectors), static_cast<T>(value | selectors),
+        [folded](T element) { return element == folded; },
+        [&](T element) {
             if (count < partner_room)
-                out[count] = static_cast<T>(element);
+                out[count] = element;
             ++count;
         });
     for (unsigned int i = count; i > 0 && i < partner_room; ++i)
