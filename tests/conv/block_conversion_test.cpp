@@ -3,6 +3,7 @@
 
 #include "tests/conv/texts.h"
 #include "util/conv/BlockConversion.h"
+#include "util/conv/TextLibIConv.h"
 
 #include <gtest/gtest.h>
 #include <iconv.h>
@@ -103,9 +104,10 @@ TEST(BlockConversion, GivesWhatAConversionAtOnceGives) {
     const std::vector<std::string> names = KnownNames();
     EXPECT_GT(names.size(), 70U);
     for (const std::string& name : names) {
+        const CTextLibIConv conv{stringEx(name.c_str())};
+        CBlockDecoder decoder(conv);
+        CBlockEncoder encoder(conv);
         CTextLibIConv library{stringEx(name.c_str())};
-        CBlockDecoder decoder(library);
-        CBlockEncoder encoder(library);
         library.UseLibraryOnly();
         for (unsigned int round = 0; round < 4; ++round) {
             // Each round shifts the text against the blocks.
@@ -128,8 +130,9 @@ TEST(BlockConversion, EndsBlocksAtEveryPosition) {
     for (const char* const name :
          {"UTF-8", "GBK", "GB18030", "EUC-TW", "SHIFT_JIS", "UTF-16LE", "UTF-7", "ISO-2022-JP",
           "ISO-2022-KR", "BIG5-HKSCS", "TCVN", "UHC"}) {
+        const CTextLibIConv conv{stringEx(name)};
+        CBlockDecoder decoder(conv);
         CTextLibIConv library{stringEx(name)};
-        CBlockDecoder decoder(library);
         library.UseLibraryOnly();
         const stringEx bytes = Spoilt(library.WCtoMB(Wide(RandomText(700, random))), random);
         const wstringEx wide = library.MBtoWC(bytes);

@@ -13,6 +13,10 @@ const char* AsText(const byteEx& bytes) {
     return static_cast<const char*>(static_cast<const void*>(bytes.data()));
 }
 
+bool GoesByBlocks(const CHARSET& charset) {
+    return !charset.isWide && CanGoByBlocks(*charset.converter);
+}
+
 /// A window for texts in which a literal is looked for: most of it is always for new characters.
 std::size_t WindowSizeFor(const Run& run) {
     return std::max(CWideWindow::sm_usualSize, std::size_t{4} * run.findText.length());
@@ -25,8 +29,7 @@ bool CBlockRoad::CanServe(const Run& run) {
                                                     : (run.findFunc == FIND::literal ||
                                                        run.findFunc == FIND::literalNoCase) &&
                                                           !run.findText.empty();
-    return isServed && !run.in.isWide && !run.out.isWide && CanGoByBlocks(*run.in.converter) &&
-           CanGoByBlocks(*run.out.converter);
+    return isServed && GoesByBlocks(run.in) && GoesByBlocks(run.out);
 }
 
 CBlockRoad::CBlockRoad(const Run& run)

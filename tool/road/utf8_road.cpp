@@ -2,11 +2,10 @@
 
 #include "tool/road/consumed_input.h"
 #include "tool/standard_output.h"
-#include "util/conv/TextLibIConv.h"
 #include "util/conv/Utf8Codec.h"
 #include "util/conv/Utf8Validation.h"
-#include "util/text/char_class.h"
 #include "util/text/match_replace.h"
+#include "util/text/text_search.h"
 
 namespace Quil {
 
@@ -26,8 +25,7 @@ struct ascii_fold {
 };
 
 bool IsUtf8(const CHARSET& charset) {
-    return (charset.name.equal_no_case("UTF-8") || charset.name.equal_no_case("UTF8")) &&
-           dynamic_cast<const CTextLibIConv*>(charset.converter.get()) != nullptr;
+    return !charset.isWide && charset.converter->IsUtf8();
 }
 
 /// The bytes of a text, or none if it holds an element that isn't a Unicode character.
@@ -53,19 +51,24 @@ bool IsAscii(const wstringEx& text) {
     return true;
 }
 
+constexpr wchar_t FIRST_FOREIGN = 0x80;
+/// No character above folds to one in ASCII.
+constexpr wchar_t LAST_WITH_CASE = 0xFFFF;
+
 /// Characters outside ASCII that count as one of `text`'s when case doesn't count.
 std::vector<byteEx> ForeignPartners(const wstringEx& text) {
-    bool isWanted[0x80] = {};
+    using fold = IMPL::lower_fold<wstringEx>;
+    bool isInText[FIRST_FOREIGN] = {};
     for (unsigned int i = 0; i < text.length(); ++i) {
-        isWanted[IMPL::char_class<wchar_t>::to_lower(text[i])] = true;
+        isInText[fold::apply(text[i])] = true;
     }
     std::vector<byteEx> partners;
-    for (wchar_t c = 0x80; c <= 0xFFFF; ++c) {
-        const int lower = IMPL::char_class<wchar_t>::to_lower(c);
-        if (lower >= 0 && lower < 0x80 && isWanted[lower]) {
-            partners.push_back(*EncodeStrictly(wstringEx(1, c)));
-        }
-    }
+    IMPL::each_partner<fold>(
+        FIRST_FOREIGN, LAST_WITH_CASE,
+        [&isInText](wchar_t folded) {
+            return folded >= 0 && folded < FIRST_FOREIGN && isInText[folded];
+        },
+        [&partners](wchar_t c) { partners.push_back(*EncodeStrictly(wstringEx(1, c))); });
     return partners;
 }
 
@@ -74,8 +77,8 @@ std::vector<byteEx> ForeignPartners(const wstringEx& text) {
 bool CUtf8Road::CanServe(const Run& run) {
     const bool isServed = run.findFunc == FIND::literal || run.findFunc == FIND::regex ||
                           (run.findFunc == FIND::literalNoCase && IsAscii(run.findText));
-    return isServed && !run.in.isWide && !run.out.isWide && IsUtf8(run.in) && IsUtf8(run.out) &&
-           EncodeStrictly(run.findText) && EncodeStrictly(run.replaceText);
+    return isServed && IsUtf8(run.in) && IsUtf8(run.out) && EncodeStrictly(run.findText) &&
+           EncodeStrictly(run.replaceText);
 }
 
 CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain)

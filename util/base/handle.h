@@ -170,9 +170,8 @@ public:
     bool IsOwner() const noexcept { return __counter != nullptr; }
     /// True if other handles own the object as well.
     bool IsShared() const noexcept { return __counter != nullptr && __counter->Load() != 1; }
-    /// True if both are counted by the same cell, or neither is counted.
-    bool IsCountedWith(const CHandle& other) const noexcept { return __counter == other.__counter; }
 
+    /// Exchanges the objects together with their counters.
     void swap(CHandle& other) noexcept {
         std::swap(__object, other.__object);
         std::swap(__counter, other.__counter);

@@ -7,12 +7,10 @@
 // the library alone encodes it gets the same pieces of the text in both ways.
 #pragma once
 
-#include "util/conv/ConvOutput.h"
-#include "util/conv/TextLibIConv.h"
-#include "util/conv/backend/IconvWay.h"
+#include "util/conv/TextConv.h"
 
+#include <cstddef>
 #include <memory>
-#include <optional>
 
 namespace Quil {
 
@@ -61,25 +59,14 @@ private:
 /// they can.
 bool CanGoByBlocks(const TTextConv& converter);
 
-/// A converter like another one, made when it is first needed.
-class CLazyClone {
-public:
-    /// `original` goes by iconv. It must stay as long as this.
-    explicit CLazyClone(const TTextConv& original)
-        : __original(dynamic_cast<const CTextLibIConv&>(original)) {}
-
-    const CTextLibIConv& Get();
-
-private:
-    const CTextLibIConv& __original;
-    std::unique_ptr<const TTextConv> __clone;
-};
-
 /// Decodes texts by blocks, by a converter of its own. For one thread.
 class CBlockDecoder {
 public:
     /// A decoder for the charset of `converter`, which CanGoByBlocks and stays as long as this.
     explicit CBlockDecoder(const TTextConv& converter);
+    CBlockDecoder(const CBlockDecoder&) = delete;
+    CBlockDecoder& operator=(const CBlockDecoder&) = delete;
+    ~CBlockDecoder();
 
     /// Begins with a text, which must stay until it is decoded. From now on the characters are put
     /// into `window`.
@@ -89,16 +76,15 @@ public:
     void Fill();
 
     /// True once all of the text is decoded.
-    bool IsAtEnd() const { return __stepper->IsAtEnd(); }
+    bool IsAtEnd() const;
     /// The bytes decoded so far, and all of them.
-    std::size_t GetPos() const { return __stepper->GetPos(); }
-    std::size_t GetLength() const { return __stepper->GetLength(); }
+    std::size_t GetPos() const;
+    std::size_t GetLength() const;
 
 private:
-    CLazyClone __converter;
-    CWideWindow* __window = nullptr;
-    std::optional<IMPL::DECODING_WAY> __way;
-    std::optional<IMPL::CIconvStepper<char, CWideWindow>> __stepper;
+    struct STATE;
+
+    std::unique_ptr<STATE> __state;
 };
 
 /// Encodes texts by blocks, by a converter and into a string of its own. For one thread.
@@ -106,6 +92,9 @@ class CBlockEncoder {
 public:
     /// An encoder for the charset of `converter`, which CanGoByBlocks and stays as long as this.
     explicit CBlockEncoder(const TTextConv& converter);
+    CBlockEncoder(const CBlockEncoder&) = delete;
+    CBlockEncoder& operator=(const CBlockEncoder&) = delete;
+    ~CBlockEncoder();
 
     /// Begins with a text, of which about `length` characters are expected. The string's block is
     /// used again unless somebody else still holds it.
@@ -123,32 +112,12 @@ public:
     const stringEx& Finish();
 
     /// Goes on with the text in an empty string: the result so far has been used.
-    void Restart() { __output->Restart(); }
+    void Restart();
 
 private:
-    /// A string that grows by the progress of the whole text, of which a window is but a part.
-    class COutput : public IMPL::CConvOutput<stringEx> {
-    public:
-        using IMPL::CConvOutput<stringEx>::CConvOutput;
+    struct STATE;
 
-        void SetProgress(std::size_t done, std::size_t total) {
-            __done = done;
-            __total = total;
-        }
-        char* Reserve(std::size_t room, std::size_t /*done*/, std::size_t /*total*/) {
-            return IMPL::CConvOutput<stringEx>::Reserve(room, __done, __total);
-        }
-
-    private:
-        std::size_t __done = 0;
-        std::size_t __total = 0;
-    };
-
-    CLazyClone __converter;
-    std::optional<IMPL::ENCODING_WAY> __way;
-    stringEx __result;
-    std::optional<COutput> __output; ///< to the string above
-    std::optional<IMPL::CIconvStepper<wchar_t, COutput>> __stepper;
+    std::unique_ptr<STATE> __state;
 };
 
 } // namespace Quil

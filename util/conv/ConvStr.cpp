@@ -98,6 +98,20 @@ void Recode(stringEx& dst, const stringEx& src, wstringEx& scratch, GET_CONV get
     }
 }
 
+/// The same by a scratch text of its own.
+void Recode(stringEx& dst, const stringEx& src, GET_CONV getFrom, GET_CONV getTo) {
+    wstringEx scratch;
+    Recode(dst, src, scratch, getFrom, getTo);
+}
+
+/// What one of the conversions puts into its destination.
+template <class To, class From>
+To Made(void (*convert)(To&, const From&), const From& src) {
+    To dst;
+    convert(dst, src);
+    return dst;
+}
+
 } // namespace
 
 void ConvStrUToW(wstringEx& dst, const stringEx& src) {
@@ -137,48 +151,35 @@ void ConvStrSToU(stringEx& dst, const stringEx& src, wstringEx& scratch) {
 }
 
 void ConvStrUToM(stringEx& dst, const stringEx& src) {
-    wstringEx scratch;
-    ConvStrUToM(dst, src, scratch);
+    Recode(dst, src, GetTlsUtf8Conv, GetTlsSysConv);
 }
 
 void ConvStrUToT(stringEx& dst, const stringEx& src) {
-    wstringEx scratch;
-    ConvStrUToT(dst, src, scratch);
+    Recode(dst, src, GetTlsUtf8Conv, GetTlsSysConv);
 }
 
 void ConvStrSToU(stringEx& dst, const stringEx& src) {
-    wstringEx scratch;
-    ConvStrSToU(dst, src, scratch);
+    Recode(dst, src, GetTlsSysConv, GetTlsUtf8Conv);
 }
 
 wstringEx ConvStrUToW(const stringEx& src) {
-    wstringEx dst;
-    ConvStrUToW(dst, src);
-    return dst;
+    return Made<wstringEx, stringEx>(ConvStrUToW, src);
 }
 
 wstringEx ConvStrSToW(const stringEx& src) {
-    wstringEx dst;
-    ConvStrSToW(dst, src);
-    return dst;
+    return Made<wstringEx, stringEx>(ConvStrSToW, src);
 }
 
 stringEx ConvStrSToU(const wstringEx& src) {
-    stringEx dst;
-    ConvStrSToU(dst, src);
-    return dst;
+    return Made<stringEx, wstringEx>(ConvStrSToU, src);
 }
 
 stringEx ConvStrSToM(const wstringEx& src) {
-    stringEx dst;
-    ConvStrSToM(dst, src);
-    return dst;
+    return Made<stringEx, wstringEx>(ConvStrSToM, src);
 }
 
 stringEx ConvStrSToT(const wstringEx& src) {
-    stringEx dst;
-    ConvStrSToT(dst, src);
-    return dst;
+    return Made<stringEx, wstringEx>(ConvStrSToT, src);
 }
 
 stringEx ConvStrSToT(const stringEx& src) {
@@ -186,21 +187,15 @@ stringEx ConvStrSToT(const stringEx& src) {
 }
 
 stringEx ConvStrUToM(const stringEx& src) {
-    stringEx dst;
-    ConvStrUToM(dst, src);
-    return dst;
+    return Made<stringEx, stringEx>(ConvStrUToM, src);
 }
 
 stringEx ConvStrUToT(const stringEx& src) {
-    stringEx dst;
-    ConvStrUToT(dst, src);
-    return dst;
+    return Made<stringEx, stringEx>(ConvStrUToT, src);
 }
 
 stringEx ConvStrSToU(const stringEx& src) {
-    stringEx dst;
-    ConvStrSToU(dst, src);
-    return dst;
+    return Made<stringEx, stringEx>(ConvStrSToU, src);
 }
 
 void ConvStrFreeTls() {

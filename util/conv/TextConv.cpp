@@ -13,9 +13,7 @@
 
 #include <climits>
 #include <cwchar>
-#include <memory>
 #include <new>
-#include <typeinfo>
 
 namespace Quil {
 
@@ -31,11 +29,10 @@ public:
     using TTextConv::MBtoWC;
     using TTextConv::WCtoMB;
 
+    bool IsPlain() const override { return false; }
+
     wstringEx MBtoWC(const stringEx& src) const override {
-        wstringEx dst;
-        dst.reserve(src.length() + 1);
-        MBtoWC(dst, src);
-        return dst;
+        return __Made<wstringEx, stringEx>(&CIsoSysDefConv::MBtoWC, src);
     }
 
     /// A NUL ends the text and is part of the result. Each byte of a bad or cut sequence gives a
@@ -62,10 +59,7 @@ public:
     }
 
     stringEx WCtoMB(const wstringEx& src) const override {
-        stringEx dst;
-        dst.reserve(src.length() + 1);
-        WCtoMB(dst, src);
-        return dst;
+        return __Made<stringEx, wstringEx>(&CIsoSysDefConv::WCtoMB, src);
     }
 
     void WCtoMB(stringEx& dst, const wstringEx& src) const override {
@@ -84,6 +78,15 @@ public:
     }
 
 private:
+    /// What one of the conversions puts into a destination with room for an element each.
+    template <class To, class From>
+    To __Made(void (CIsoSysDefConv::*convert)(To&, const From&) const, const From& src) const {
+        To dst;
+        dst.reserve(src.length() + 1);
+        (this->*convert)(dst, src);
+        return dst;
+    }
+
     static constexpr auto invalidSequence = static_cast<std::size_t>(-1);
     static constexpr auto incompleteSequence = static_cast<std::size_t>(-2);
 };
@@ -203,8 +206,7 @@ CTextConvHandle GainBestConvFor(unsigned long cp, const stringEx& enc) {
 }
 
 void EnsureConvFound(const CTextConvHandle& conv, const stringEx& enc) {
-    const TTextConv& kind = *conv;
-    if (typeid(kind) == typeid(TTextConv) && !enc.equal_no_case(TTextConv::GetSysDefaultEnc())) {
+    if (conv->IsPlain() && !enc.equal_no_case(TTextConv::GetSysDefaultEnc())) {
         const CTextLibIConv attempt(enc);
     }
 }

@@ -10,13 +10,13 @@
 #include "util/base/handle.h"
 #include "util/text/ConvStr.h"
 
-#include <map>
 #include <set>
-#include <vector>
 
 namespace Quil {
 
 namespace IMPL {
+
+class IBlockWays;
 
 /// Frees the cursor of an enumeration of encodings.
 template <class T>
@@ -90,6 +90,17 @@ public:
     virtual stringEx WCtoMB(const wstringEx& src) const;
     /// Encodes `src` into `dst`, whose block is used again when it is large enough.
     virtual void WCtoMB(stringEx& dst, const wstringEx& src) const;
+
+    // What a converter says of itself.
+
+    /// True if it is but the plain converter, which knows no encoding.
+    virtual bool IsPlain() const { return true; }
+    /// True if strictly valid UTF-8 decodes to its characters, an element each, and these encode to
+    /// the same bytes. False also where that isn't known.
+    virtual bool IsUtf8() const { return false; }
+    /// The ways by which its texts can go piece by piece with the same result; null if they must be
+    /// converted at once. For who owns the converter (see BlockConversion.h) and alone uses it.
+    virtual IMPL::IBlockWays* GetBlockWays() const { return nullptr; }
 
     /// Decodes text of the library's own narrow type.
     wstringEx TtoWC(const stringEx& src) const { return MBtoWC(src); }

@@ -5,16 +5,14 @@
 
 #include "util/conv/TextLibIConv.h"
 
-#include "util/base/LazyStatic.h"
-#include "util/sys/advSync.h"
+#include "util/conv/backend/IconvWays.h"
+#include "util/conv/backend/LibraryGlobal.h"
 #include "util/sys/dllloader.h"
-#include "util/sys/errhdl.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <memory>
-#include <new>
 #include <string_view>
 
 namespace Quil {
@@ -40,14 +38,6 @@ constexpr const char* nameOfWideInC = "WCHAR_T";
 
 /// Asks libiconv to drop what it can't convert.
 constexpr const char* ignoreSuffix = "//IGNORE";
-
-// libiconv gets the whole text and small blocks to write to, which it is used to. The C library's
-// steps are long enough that their number doesn't count, and short enough for its way to start
-// over.
-constexpr IMPL::ICONV_PIECES libiconvDecoding{static_cast<std::size_t>(-1) / sizeof(wchar_t), 256};
-constexpr IMPL::ICONV_PIECES libiconvEncoding{static_cast<std::size_t>(-1) / sizeof(wchar_t), 512};
-constexpr IMPL::ICONV_PIECES decodingPieces{std::size_t{64} << 10, std::size_t{64} << 10};
-constexpr IMPL::ICONV_PIECES encodingPieces{std::size_t{16} << 10, std::size_t{64} << 10};
 
 /// Names of the catalogue that a library knows by a name of its own.
 constexpr struct {
@@ -93,8 +83,6 @@ void GetFunctions(INTERFACE& library, const char* open, const char* convert, con
     library.close = reinterpret_cast<ICONV_CLOSE>(library.loader->GetProc(close));
 }
 
-constexpr unsigned int dllProcError = 3;
-constexpr unsigned int initError = 3;
 constexpr unsigned int releaseError = 5;
 
 void LoadInterface(INTERFACE& library, const stringEx& location) {
@@ -103,20 +91,12 @@ void LoadInterface(INTERFACE& library, const stringEx& location) {
         GetFunctions(library, "libiconv_open", "libiconv", "libiconv_close");
         library.isLibiconv = true;
     } catch (const dlllExp& e) {
-        if (e.GetErrCode() != dllProcError) {
+        if (e.GetErrCode() != IMPL::dllProcError) {
             throw;
         }
         GetFunctions(library, "iconv_open", "iconv", "iconv_close");
         library.isLibiconv = false;
     }
-}
-
-stringEx LoadFailure(const dlllExp& e) {
-    stringEx message("CTextLibIConv::__AddRef - ");
-    message << (e.GetErrCode() == dllProcError ? "failed locate iconv api\n"
-                                               : "failed load dynamic library\n")
-            << "@ " << e.GetErrString();
-    return message;
 }
 
 bool IsOpen(const void* descriptor) {
@@ -162,61 +142,25 @@ void* OpenWithWide(const INTERFACE& library, OpenByName open) {
 
 } // namespace
 
-/// What all converters share: the library, where to look for it, and the lock over both. The
-/// library stays to the end of the process; its functions may be read without the lock once it is
-/// loaded, that is by any object that exists.
-class CTextLibIConv::Global {
+class CTextLibIConv::Global
+    : public IMPL::TLibraryGlobal<CTextLibIConv::Global, IMPL::LIBRARY_STATE<INTERFACE>> {
 public:
-    static INTERFACE& If() { return __Get().library; }
-    static CFastMutex& Mx() { return __Get().mutex; }
-    static stringEx& Lc() { return __Get().location; }
+    using EXCEPTION = libiconvExp;
+    static constexpr const char* converter = "CTextLibIConv";
+    static constexpr const char* noFunction = "failed locate iconv api\n";
 
-private:
-    struct STATE {
-        INTERFACE library;
-        CFastMutex mutex;
-        stringEx location;
-    };
-
-    static STATE& __Get() {
-        return sm_state.Get([] { return new STATE; });
-    }
-
-    static constinit IMPL::CLazyStatic<STATE> sm_state;
+    static void Load(INTERFACE& library) { LoadInterface(library, Lc()); }
 };
-
-constinit IMPL::CLazyStatic<CTextLibIConv::Global::STATE> CTextLibIConv::Global::sm_state;
-
-/// Loads the library if that has not been done. After a failure the next call tries again.
-void CTextLibIConv::__AddRef() {
-    CFastSessionLock lock(Global::Mx());
-    INTERFACE& library = Global::If();
-    if (library.loader != nullptr) {
-        return;
-    }
-    try {
-        LoadInterface(library, Global::Lc());
-    } catch (const dlllExp& e) {
-        library.loader.reset();
-        throw libiconvExp(initError, LoadFailure(e));
-    } catch (const std::bad_alloc&) {
-        library.loader.reset();
-        throw;
-    } catch (...) {
-        library.loader.reset();
-        throw libiconvExp(initError, stringEx("CTextLibIConv::__AddRef - unknwon error"));
-    }
-}
 
 /// Opens the descriptor that decodes `name` and remembers the name. False if there is none.
 bool CTextLibIConv::__OpenToWide(const stringEx& name) {
-    __enc = name;
+    _enc = name;
     if (!NamesCharset(name)) {
         return false;
     }
     const INTERFACE& library = Global::If();
     __toWide =
-        OpenWithWide(library, [&](const stringEx& wide) { return Open(library, wide, __enc); });
+        OpenWithWide(library, [&](const stringEx& wide) { return Open(library, wide, _enc); });
     return IsOpen(__toWide);
 }
 
@@ -226,7 +170,7 @@ bool CTextLibIConv::__OpenKnownAs(const stringEx& name) {
     if (__OpenToWide(name) || __OpenToWide(stringEx(AliasOf(name)))) {
         return true;
     }
-    __enc = name;
+    _enc = name;
     return false;
 }
 
@@ -236,7 +180,7 @@ bool CTextLibIConv::__OpenFromWide() {
     const INTERFACE& library = Global::If();
     try {
         __fromWide =
-            OpenWithWide(library, [&](const stringEx& wide) { return Open(library, __enc, wide); });
+            OpenWithWide(library, [&](const stringEx& wide) { return Open(library, _enc, wide); });
     } catch (...) {
         library.close(__toWide);
         throw;
@@ -251,33 +195,35 @@ bool CTextLibIConv::__OpenFromWide() {
 
 void CTextLibIConv::UseLibraryOnly(bool only) {
     const INTERFACE& library = Global::If();
-    __codecs = only ? IMPL::CCharsetCodecs()
-                    : IMPL::CCharsetCodecs(__enc, library.convert, __toWide, __fromWide,
-                                           !library.isLibiconv);
+    __ways = std::make_unique<IMPL::CIconvWays>(_enc, library.convert, __toWide, __fromWide,
+                                                library.isLibiconv);
+    if (only) {
+        __ways->DropCodecs();
+    }
     __usesLibraryOnly = only;
 }
 
 CTextLibIConv::CTextLibIConv(const stringEx& enc) {
-    __AddRef();
+    Global::AddRef();
     stringEx message("CTextLibIConv::CTextLibIConv - failed init encoding convertion\n"
                      "  encoding name = ");
     if (!__OpenKnownAs(enc) && !__OpenToWide(CPToNumericName(EncToCP(enc)))) {
-        message << enc << " (" << __enc << ")";
-        throw libiconvExp(initError, message);
+        message << enc << " (" << _enc << ")";
+        throw libiconvExp(IMPL::initError, message);
     }
     if (!__OpenFromWide()) {
-        message << __enc;
-        throw libiconvExp(initError, message);
+        message << _enc;
+        throw libiconvExp(IMPL::initError, message);
     }
 }
 
 CTextLibIConv::CTextLibIConv(unsigned long cp) {
-    __AddRef();
+    Global::AddRef();
     if ((!__OpenToWide(CPToNumericName(cp)) && !__OpenKnownAs(CPToEnc(cp))) || !__OpenFromWide()) {
         stringEx message("CTextLibIConv::CTextLibIConv - failed init encoding convertion\n"
                          "  code page     = ");
-        message << cp << "\n  encoding name = " << __enc;
-        throw libiconvExp(initError, message);
+        message << cp << "\n  encoding name = " << _enc;
+        throw libiconvExp(IMPL::initError, message);
     }
 }
 
@@ -292,70 +238,34 @@ CTextLibIConv::~CTextLibIConv() noexcept(false) {
     }
 }
 
-TTextConv* CTextLibIConv::New(unsigned long cp) const {
-    return new CTextLibIConv(cp);
-}
-
-TTextConv* CTextLibIConv::New(const stringEx& enc) const {
-    return new CTextLibIConv(enc);
-}
-
 TTextConv* CTextLibIConv::Clone() const {
-    auto clone = std::make_unique<CTextLibIConv>(__enc);
+    auto clone = std::make_unique<CTextLibIConv>(_enc);
     clone->UseLibraryOnly(__usesLibraryOnly);
     return clone.release();
 }
 
-IMPL::DECODING_WAY CTextLibIConv::__WayToWide(std::size_t length) const {
-    const INTERFACE& library = Global::If();
-    return {library.convert, __toWide, __codecs.DecoderFor(length),
-            library.isLibiconv ? libiconvDecoding : decodingPieces, library.isLibiconv};
+bool CTextLibIConv::IsUtf8() const {
+    return IMPL::NamesUtf8(_enc);
 }
 
-IMPL::ENCODING_WAY CTextLibIConv::__WayFromWide(std::size_t length) const {
-    const INTERFACE& library = Global::If();
-    return {library.convert, __fromWide, __codecs.EncoderFor(length),
-            library.isLibiconv ? libiconvEncoding : encodingPieces, library.isLibiconv};
+IMPL::IBlockWays* CTextLibIConv::GetBlockWays() const {
+    return __ways->CanGoByBlocks() ? __ways.get() : nullptr;
 }
 
-wstringEx CTextLibIConv::MBtoWC(const stringEx& src) const {
-    wstringEx dst;
-    MBtoWC(dst, src);
-    return dst;
+void CTextLibIConv::_Decode(wstringEx& dst, const stringEx& src) const {
+    IMPL::ConvertWhole(__ways->ToWide(src.length()), dst, src.c_str(), src.length());
 }
 
-void CTextLibIConv::MBtoWC(wstringEx& dst, const stringEx& src) const {
-    CFastSessionLock lock(__mutex);
-    IMPL::ConvertWhole(__WayToWide(src.length()), dst, src.c_str(), src.length());
-}
-
-stringEx CTextLibIConv::WCtoMB(const wstringEx& src) const {
-    stringEx dst;
-    WCtoMB(dst, src);
-    return dst;
-}
-
-void CTextLibIConv::WCtoMB(stringEx& dst, const wstringEx& src) const {
-    CFastSessionLock lock(__mutex);
-    IMPL::ConvertWhole(__WayFromWide(src.length()), dst, src.c_str(), src.length());
+void CTextLibIConv::_Encode(stringEx& dst, const wstringEx& src) const {
+    IMPL::ConvertWhole(__ways->FromWide(src.length()), dst, src.c_str(), src.length());
 }
 
 bool CTextLibIConv::IsExternalDependencyReady() {
-    CFastSessionLock lock(Global::Mx());
-    if (Global::If().loader != nullptr) {
-        return true;
-    }
-    try {
-        LoadLibiconv(Global::Lc());
-        return true;
-    } catch (...) {
-        return false;
-    }
+    return Global::IsReady();
 }
 
 void CTextLibIConv::SetExternalDependencyLocation(const stringEx& path) {
-    CFastSessionLock lock(Global::Mx());
-    Global::Lc() = path;
+    Global::SetLocation(path);
 }
 
 } // namespace Quil

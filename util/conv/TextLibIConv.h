@@ -6,21 +6,23 @@
 // common charsets goes by codecs.
 #pragma once
 
-#include "util/conv/TextConv.h"
-#include "util/conv/backend/IconvWay.h"
-#include "util/conv/codec/CharsetCodecs.h"
-#include "util/sys/mutex.h"
+#include "util/conv/TextLib.h"
+
+#include <memory>
 
 namespace Quil {
 
-/// A converter by iconv. It owns two conversion descriptors, which have state: each conversion
-/// resets its descriptor and holds the object's lock, so any thread may call.
+namespace IMPL {
+class CIconvWays;
+}
+
+/// A converter by iconv. It owns two conversion descriptors, which each conversion resets.
 ///
 /// A byte that can't be decoded gives "?" and so does each byte of a sequence cut short by the end
 /// of the text; a character that the encoding lacks gives one "?" byte. With a libiconv the library
 /// drops most of these by itself. At the end of a text nothing is flushed: a stateful encoding gets
 /// no closing shift sequence.
-class CTextLibIConv final : public TTextConv {
+class CTextLibIConv final : public TTextLib<CTextLibIConv> {
 public:
     /// A converter for an encoding's name as the library knows it; failing that for the library's
     /// own name of it, or for "CPn" with the code page n of the catalogue. Throws tconvExp for a
@@ -37,15 +39,12 @@ public:
     /// another exception is in flight.
     ~CTextLibIConv() noexcept(false) override;
 
-    TTextConv* New(unsigned long cp) const override;
-    TTextConv* New(const stringEx& enc) const override;
-    /// A converter for the name with which this one's descriptors were opened.
+    /// As UseLibraryOnly as this one.
     TTextConv* Clone() const override;
 
-    wstringEx MBtoWC(const stringEx& src) const override;
-    void MBtoWC(wstringEx& dst, const stringEx& src) const override;
-    stringEx WCtoMB(const wstringEx& src) const override;
-    void WCtoMB(stringEx& dst, const wstringEx& src) const override;
+    bool IsUtf8() const override;
+    /// Null with a libiconv, which drops bad input by itself.
+    IMPL::IBlockWays* GetBlockWays() const override;
 
     /// Sends all text through the library, the valid too. The result is the same, only slower: a
     /// check of one road against the other. Not to be changed while another thread converts.
@@ -57,15 +56,11 @@ public:
     /// The library's file, for the next attempt to load it; a loaded one stays. Empty: search.
     static void SetExternalDependencyLocation(const stringEx& path);
 
-    /// How the next text, of `length` elements, is decoded or encoded. For conversions by blocks,
-    /// which own the converter and are the only ones to use it.
-    IMPL::DECODING_WAY __WayToWide(std::size_t length) const;
-    IMPL::ENCODING_WAY __WayFromWide(std::size_t length) const;
-
 private:
     class Global;
 
-    static void __AddRef();
+    void _Decode(wstringEx& dst, const stringEx& src) const override;
+    void _Encode(stringEx& dst, const wstringEx& src) const override;
 
     bool __OpenToWide(const stringEx& name);
     bool __OpenKnownAs(const stringEx& name);
@@ -73,9 +68,7 @@ private:
 
     void* __toWide;
     void* __fromWide;
-    stringEx __enc; ///< The name that was really opened.
-    mutable CFastMutex __mutex;
-    mutable IMPL::CCharsetCodecs __codecs;
+    std::unique_ptr<IMPL::CIconvWays> __ways;
     bool __usesLibraryOnly = false;
 };
 

@@ -6,10 +6,8 @@
 
 #include "util/conv/TextLibIcu.h"
 
-#include "util/base/LazyStatic.h"
-#include "util/sys/advSync.h"
+#include "util/conv/backend/LibraryGlobal.h"
 #include "util/sys/dllloader.h"
-#include "util/sys/errhdl.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -42,8 +40,6 @@ constexpr const char* defaultVersion = "38";
 constexpr int newestVersion = 99;
 constexpr int oldestVersion = 49;
 
-constexpr unsigned int dllProcError = 3;
-constexpr unsigned int initError = 3;
 constexpr unsigned int convertError = 4;
 
 constexpr ICU_ERROR noMemory = 7;
@@ -112,14 +108,6 @@ bool LoadNewest(INTERFACE& library) {
     return false;
 }
 
-stringEx LoadFailure(const dlllExp& e) {
-    stringEx message("CTextLibIcu::__AddRef - ");
-    message << (e.GetErrCode() == dllProcError ? "failed locate icu api\n@ "
-                                               : "failed load dynamic library\n")
-            << "@ " << e.GetErrString();
-    return message;
-}
-
 /// The two lines that tell an error of ICU, behind a message's head. The keys are padded so that
 /// the equal signs of the message stand in one column.
 stringEx WithError(stringEx message, const char* numberKey, const char* descKey, ICU_ERROR error,
@@ -133,18 +121,24 @@ stringEx WithError(stringEx message, const char* numberKey, const char* descKey,
                     WithError(stringEx(head), "  error code", "  error desc", error, library));
 }
 
-/// A length as ICU takes it; one that it can't take fails as `head` says.
-std::int32_t IcuLength(unsigned int length, const char* head, const INTERFACE& library) {
+/// The heads of the messages of a conversion's two calls.
+struct FAILURES {
+    const char* length;
+    const char* text;
+};
+
+constexpr FAILURES toWideFailures{"CTextLibIcu::MBtoWC - failed retrive dest size\n",
+                                  "CTextLibIcu::MBtoWC - failed converting string\n"};
+constexpr FAILURES fromWideFailures{"CTextLibIcu::WCtoMB - failed retrive dest size\n",
+                                    toWideFailures.text};
+
+/// A length as ICU takes it.
+std::int32_t IcuLength(unsigned int length, const FAILURES& failures, const INTERFACE& library) {
     if (length > static_cast<unsigned int>(INT32_MAX - 1)) {
-        ThrowConvertError(head, indexOutOfBounds, library);
+        ThrowConvertError(failures.length, indexOutOfBounds, library);
     }
     return static_cast<std::int32_t>(length);
 }
-
-constexpr const char* toWideLengthFailed = "CTextLibIcu::MBtoWC - failed retrive dest size\n";
-constexpr const char* toWideFailed = "CTextLibIcu::MBtoWC - failed converting string\n";
-constexpr const char* fromWideLengthFailed = "CTextLibIcu::WCtoMB - failed retrive dest size\n";
-constexpr const char* fromWideFailed = toWideFailed;
 
 /// Empties a destination. A view is let go: its memory isn't the string's to write on.
 template <class String>
@@ -167,23 +161,51 @@ auto* MakeRoom(String& dst, std::int32_t length) {
     return &dst.front();
 }
 
+/// The two calls of a conversion, `convert(target, room, error)`: it answers the length of the text
+/// and has written as much as there is room for.
+template <class String, class Source, class Convert>
+void ConvertTwice(String& dst, const Source& src, Convert convert, const FAILURES& failures,
+                  const INTERFACE& library) {
+    if (src.empty()) {
+        Empty(dst);
+        return;
+    }
+    ICU_ERROR error = 0;
+    const std::int32_t count = convert(nullptr, 0, error);
+    if (!IsTolerableForLength(error)) {
+        ThrowConvertError(failures.length, error, library);
+    }
+    auto* const target = MakeRoom(dst, count);
+    error = 0;
+    convert(target, count + 1, error);
+    if (!IsTolerable(error)) {
+        dst._eofonly(0);
+        ThrowConvertError(failures.text, error, library);
+    }
+    dst._eofonly(static_cast<unsigned int>(count));
+}
+
 stringEx WindowsName(unsigned long cp) {
     stringEx name("windows-");
     name << cp;
     return name;
 }
 
+struct ICU_STATE : IMPL::LIBRARY_STATE<INTERFACE> {
+    stringEx version{defaultVersion};
+    bool searchedInVain = false;
+};
+
 } // namespace
 
-/// What all converters share: the library, where to look for which version, and the lock over
-/// these. The library stays to the end of the process; its functions may be read without the lock
-/// once it is loaded, that is by any object that exists.
-class CTextLibIcu::Global {
+/// What ICU's converters share: beside the library the version that is looked for.
+class CTextLibIcu::Global : public IMPL::TLibraryGlobal<CTextLibIcu::Global, ICU_STATE> {
 public:
-    static INTERFACE& If() { return __Get().library; }
-    static CFastMutex& Mx() { return __Get().mutex; }
-    static stringEx& Lc() { return __Get().location; }
-    static stringEx& Vr() { return __Get().version; }
+    using EXCEPTION = libicuExp;
+    static constexpr const char* converter = "CTextLibIcu";
+    static constexpr const char* noFunction = "failed locate icu api\n@ ";
+
+    static stringEx& Vr() { return _Get().version; }
 
     /// Loads the version and location that are set. Newer versions serve only while nobody has
     /// chosen, and a vain search for them isn't repeated.
@@ -191,7 +213,7 @@ public:
         try {
             library.loader = LoadIcu(Lc(), Vr());
         } catch (const dlllExp&) {
-            bool& inVain = __Get().searchedInVain;
+            bool& inVain = _Get().searchedInVain;
             const bool mayChoose = Lc().empty() && Vr() == stringEx(defaultVersion) && !inVain;
             if (mayChoose && LoadNewest(library)) {
                 return;
@@ -201,56 +223,18 @@ public:
         }
         GetFunctions(library, SuffixOf(Vr()));
     }
-
-private:
-    struct STATE {
-        INTERFACE library;
-        CFastMutex mutex;
-        stringEx location;
-        stringEx version{defaultVersion};
-        bool searchedInVain = false;
-    };
-
-    static STATE& __Get() {
-        return sm_state.Get([] { return new STATE; });
-    }
-
-    static constinit IMPL::CLazyStatic<STATE> sm_state;
 };
-
-constinit IMPL::CLazyStatic<CTextLibIcu::Global::STATE> CTextLibIcu::Global::sm_state;
-
-/// Loads the library if that has not been done. After a failure the next call tries again.
-void CTextLibIcu::__AddRef() {
-    CFastSessionLock lock(Global::Mx());
-    INTERFACE& library = Global::If();
-    if (library.loader != nullptr) {
-        return;
-    }
-    try {
-        Global::Load(library);
-    } catch (const dlllExp& e) {
-        library.loader.reset();
-        throw libicuExp(initError, LoadFailure(e));
-    } catch (const std::bad_alloc&) {
-        library.loader.reset();
-        throw;
-    } catch (...) {
-        library.loader.reset();
-        throw libicuExp(initError, stringEx("CTextLibIcu::__AddRef - unknwon error"));
-    }
-}
 
 /// Opens the converter for `name` and remembers the name. An empty one would open the locale's. Out
 /// of memory is not a name that isn't known: it throws.
 bool CTextLibIcu::__Open(const stringEx& name, int& error) {
-    __enc = name;
+    _enc = name;
     error = 0;
     __converter = name.empty() ? nullptr : Global::If().open(name.c_str(), &error);
     if (__converter == nullptr && error == noMemory) {
         stringEx message("CTextLibIcu::CTextLibIcu - failed init encoding convertion\n"
                          "  encoding name = ");
-        message << __enc << "\n";
+        message << _enc << "\n";
         throw libicuExp(OUT_OF_RESOURCES, WithError(message, "  error number ", "  error desc   ",
                                                     error, Global::If()));
     }
@@ -258,26 +242,26 @@ bool CTextLibIcu::__Open(const stringEx& name, int& error) {
 }
 
 CTextLibIcu::CTextLibIcu(const stringEx& enc) {
-    __AddRef();
+    Global::AddRef();
     ICU_ERROR error = 0;
     if (!__Open(enc, error) && !__Open(WindowsName(EncToCP(enc)), error)) {
         stringEx message("CTextLibIcu::CTextLibIcu - failed init encoding convertion\n"
                          "  encoding name = ");
-        message << enc << " (" << __enc << ")\n";
-        throw libicuExp(initError, WithError(message, "  error number ", "  error desc   ", error,
-                                             Global::If()));
+        message << enc << " (" << _enc << ")\n";
+        throw libicuExp(IMPL::initError, WithError(message, "  error number ", "  error desc   ",
+                                                   error, Global::If()));
     }
 }
 
 CTextLibIcu::CTextLibIcu(unsigned long cp) {
-    __AddRef();
+    Global::AddRef();
     ICU_ERROR error = 0;
     if (!__Open(WindowsName(cp), error) && !__Open(CPToEnc(cp), error)) {
         stringEx message("CTextLibIcu::CTextLibIcu - failed init encoding convertion\n"
                          "  code page     = ");
-        message << cp << "\n  encoding name = " << __enc << "\n";
-        throw libicuExp(initError, WithError(message, "  error number ", "  error desc   ", error,
-                                             Global::If()));
+        message << cp << "\n  encoding name = " << _enc << "\n";
+        throw libicuExp(IMPL::initError, WithError(message, "  error number ", "  error desc   ",
+                                                   error, Global::If()));
     }
 }
 
@@ -285,103 +269,40 @@ CTextLibIcu::~CTextLibIcu() noexcept(false) {
     Global::If().close(__converter);
 }
 
-TTextConv* CTextLibIcu::New(unsigned long cp) const {
-    return new CTextLibIcu(cp);
-}
-
-TTextConv* CTextLibIcu::New(const stringEx& enc) const {
-    return new CTextLibIcu(enc);
-}
-
-TTextConv* CTextLibIcu::Clone() const {
-    return new CTextLibIcu(__enc);
-}
-
-wstringEx CTextLibIcu::MBtoWC(const stringEx& src) const {
-    wstringEx dst;
-    MBtoWC(dst, src);
-    return dst;
-}
-
-void CTextLibIcu::MBtoWC(wstringEx& dst, const stringEx& src) const {
-    CFastSessionLock lock(__mutex);
-    if (src.empty()) {
-        Empty(dst);
-        return;
-    }
+void CTextLibIcu::_Decode(wstringEx& dst, const stringEx& src) const {
     const INTERFACE& library = Global::If();
-    const std::int32_t length = IcuLength(src.length(), toWideLengthFailed, library);
-    ICU_ERROR error = 0;
-    const std::int32_t count =
-        library.toUnits(__converter, nullptr, 0, src.c_str(), length, &error);
-    if (!IsTolerableForLength(error)) {
-        ThrowConvertError(toWideLengthFailed, error, library);
-    }
-    wchar_t* const target = MakeRoom(dst, count);
-    const auto units =
-        std::make_unique_for_overwrite<ICU_UNIT[]>(static_cast<std::size_t>(count) + 1);
-    error = 0;
-    library.toUnits(__converter, units.get(), count + 1, src.c_str(), length, &error);
-    if (!IsTolerable(error)) {
-        dst._eofonly(0);
-        ThrowConvertError(toWideFailed, error, library);
-    }
-    std::copy_n(units.get(), count, target);
-    dst._eofonly(static_cast<unsigned int>(count));
+    const std::int32_t length = IcuLength(src.length(), toWideFailures, library);
+    const auto convert = [&](wchar_t* target, std::int32_t room, ICU_ERROR& error) {
+        const auto units =
+            std::make_unique_for_overwrite<ICU_UNIT[]>(static_cast<std::size_t>(room));
+        const std::int32_t count = library.toUnits(__converter, room != 0 ? units.get() : nullptr,
+                                                   room, src.c_str(), length, &error);
+        if (IsTolerable(error)) {
+            std::copy_n(units.get(), std::min(count, room), target);
+        }
+        return count;
+    };
+    ConvertTwice(dst, src, convert, toWideFailures, library);
 }
 
-stringEx CTextLibIcu::WCtoMB(const wstringEx& src) const {
-    stringEx dst;
-    WCtoMB(dst, src);
-    return dst;
-}
-
-void CTextLibIcu::WCtoMB(stringEx& dst, const wstringEx& src) const {
-    CFastSessionLock lock(__mutex);
-    if (src.empty()) {
-        Empty(dst);
-        return;
-    }
+void CTextLibIcu::_Encode(stringEx& dst, const wstringEx& src) const {
     const INTERFACE& library = Global::If();
-    const std::int32_t length = IcuLength(src.length(), fromWideLengthFailed, library);
+    const std::int32_t length = IcuLength(src.length(), fromWideFailures, library);
     const auto units = std::make_unique_for_overwrite<ICU_UNIT[]>(src.length());
     std::transform(src.c_str(), src.c_str() + src.length(), units.get(),
                    [](wchar_t c) { return static_cast<ICU_UNIT>(c); });
-    ICU_ERROR error = 0;
-    const std::int32_t count =
-        library.fromUnits(__converter, nullptr, 0, units.get(), length, &error);
-    if (!IsTolerableForLength(error)) {
-        ThrowConvertError(fromWideLengthFailed, error, library);
-    }
-    char* const target = MakeRoom(dst, count);
-    error = 0;
-    library.fromUnits(__converter, target, count + 1, units.get(), length, &error);
-    if (!IsTolerable(error)) {
-        dst._eofonly(0);
-        ThrowConvertError(fromWideFailed, error, library);
-    }
-    dst._eofonly(static_cast<unsigned int>(count));
+    const auto convert = [&](char* target, std::int32_t room, ICU_ERROR& error) {
+        return library.fromUnits(__converter, target, room, units.get(), length, &error);
+    };
+    ConvertTwice(dst, src, convert, fromWideFailures, library);
 }
 
 bool CTextLibIcu::IsExternalDependencyReady() {
-    CFastSessionLock lock(Global::Mx());
-    if (Global::If().loader != nullptr) {
-        return true;
-    }
-    try {
-        INTERFACE probe;
-        Global::Load(probe);
-        return true;
-    } catch (const dlllExp& e) {
-        return e.GetErrCode() == dllProcError; // there is a library, of whatever version
-    } catch (...) {
-        return false;
-    }
+    return Global::IsReady();
 }
 
 void CTextLibIcu::SetExternalDependencyLocation(const stringEx& path) {
-    CFastSessionLock lock(Global::Mx());
-    Global::Lc() = path;
+    Global::SetLocation(path);
 }
 
 void CTextLibIcu::SetDefaultLibVersion(const stringEx& version) {

@@ -5,18 +5,16 @@
 // the other way round. Wide text from here is UTF-16 in 32-bit cells.
 #pragma once
 
-#include "util/conv/TextConv.h"
-#include "util/sys/mutex.h"
+#include "util/conv/TextLib.h"
 
 namespace Quil {
 
-/// A converter by ICU. It owns ICU's converter object, which has state: each conversion holds the
-/// object's lock, so any thread may call.
+/// A converter by ICU. It owns ICU's converter object.
 ///
 /// Bad input gives ICU's substitution character. A wide character above U+FFFF loses its upper
 /// bits. A text of more than 2^31 - 1 units throws libicuExp with code 4, as does a failing
 /// conversion.
-class CTextLibIcu final : public TTextConv {
+class CTextLibIcu final : public TTextLib<CTextLibIcu> {
 public:
     /// A converter for an encoding's name as ICU knows it; failing that for "windows-n" with the
     /// code page n of the catalogue. Throws tconvExp for a name that neither knows, libicuExp with
@@ -28,16 +26,6 @@ public:
     explicit CTextLibIcu(unsigned long cp);
 
     ~CTextLibIcu() noexcept(false) override;
-
-    TTextConv* New(unsigned long cp) const override;
-    TTextConv* New(const stringEx& enc) const override;
-    /// A converter for the name with which this one was opened.
-    TTextConv* Clone() const override;
-
-    wstringEx MBtoWC(const stringEx& src) const override;
-    void MBtoWC(wstringEx& dst, const stringEx& src) const override;
-    stringEx WCtoMB(const wstringEx& src) const override;
-    void WCtoMB(stringEx& dst, const wstringEx& src) const override;
 
     /// True if a library is loaded or can be.
     static bool IsExternalDependencyReady();
@@ -54,13 +42,12 @@ public:
 private:
     class Global;
 
-    static void __AddRef();
+    void _Decode(wstringEx& dst, const stringEx& src) const override;
+    void _Encode(stringEx& dst, const wstringEx& src) const override;
 
     bool __Open(const stringEx& name, int& error);
 
     void* __converter;
-    stringEx __enc; ///< The name that was really opened.
-    mutable CFastMutex __mutex;
 };
 
 } // namespace Quil

@@ -4,6 +4,7 @@
 #include "util/conv/Utf8Codec.h"
 
 #include "util/base/lanes.h"
+#include "util/base/unicode_units.h"
 #include "util/conv/codec/Utf8Runs.h"
 
 #include <cstdint>
@@ -13,14 +14,6 @@ namespace Quil::IMPL {
 namespace {
 
 static_assert(sizeof(wchar_t) == sizeof(std::uint32_t));
-
-inline bool IsContinuation(unsigned char byte) {
-    return (byte & 0xC0U) == 0x80U;
-}
-
-inline bool IsSurrogate(std::uint32_t c) {
-    return (c & 0xFFFFF800U) == 0xD800U;
-}
 
 /// The character that a well-formed sequence of `Length` bytes at `src` stands for; 0 if it isn't
 /// one (0 itself is ASCII and never comes here). All `Length` bytes must be readable.
@@ -39,7 +32,7 @@ inline std::uint32_t DecodeSequence(const unsigned char* src) {
         const std::uint32_t c = (src[0] & 0x07U) << 18 | (src[1] & 0x3FU) << 12 |
                                 (src[2] & 0x3FU) << 6 | (src[3] & 0x3FU);
         return (src[0] & 0xF8U) == 0xF0U && IsContinuation(src[1]) && IsContinuation(src[2]) &&
-                       IsContinuation(src[3]) && c >= 0x10000 && c < 0x110000
+                       IsContinuation(src[3]) && c >= FIRST_OF_PAIRS && c < UNICODE_END
                    ? c
                    : 0;
     }
@@ -140,13 +133,13 @@ struct ENCODER {
             }
             if (c < 0x800) {
                 *dst++ = static_cast<unsigned char>(0xC0U | c >> 6);
-            } else if (c < 0x10000) {
+            } else if (c < FIRST_OF_PAIRS) {
                 if (IsSurrogate(c)) {
                     return false;
                 }
                 *dst++ = static_cast<unsigned char>(0xE0U | c >> 12);
                 *dst++ = Continuation(c >> 6);
-            } else if (c < 0x110000) {
+            } else if (c < UNICODE_END) {
                 *dst++ = static_cast<unsigned char>(0xF0U | c >> 18);
                 *dst++ = Continuation(c >> 12);
                 *dst++ = Continuation(c >> 6);

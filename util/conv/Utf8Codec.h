@@ -5,7 +5,7 @@
 // it: they stop there and leave that place to the library.
 #pragma once
 
-#include "util/conv/codec/Codec.h"
+#include "util/conv/codec_step.h"
 
 #include <cstddef>
 

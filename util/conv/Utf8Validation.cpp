@@ -7,6 +7,7 @@
 #include "util/conv/Utf8Validation.h"
 
 #include "util/base/lanes.h"
+#include "util/base/unicode_units.h"
 
 #include <cstdint>
 
@@ -46,10 +47,6 @@ inline BLOCK Errors(const unsigned char* src) {
         (Is(before, 0xED) & AtLeast(byte, 0xA0)) | (Is(before, 0xF4) & AtLeast(byte, 0x90));
     const BLOCK never = AtLeast(byte, 0xF5) | Is(byte & 0xFE, 0xC0);
     return (asked ^ continues) | tooSmall | tooLarge | never;
-}
-
-bool IsContinuation(unsigned char byte) {
-    return (byte & 0xC0U) == 0x80U;
 }
 
 /// The length of the valid sequence at `src`, or 0.

@@ -17,7 +17,6 @@ using IMPL::ERROR_TEXT;
 
 namespace {
 
-constexpr unsigned int EMPTY_ARGUMENT = 2;
 constexpr mode_t ATTRIBUTE_BITS = 07777;
 
 constexpr ERROR_TEXT CHANGE_ERRORS[] = {
@@ -56,8 +55,7 @@ void CDir::Open(const stringEx& path, bool create, bool noCheck) {
     stringEx full(path);
     full.detach_if_static();
     m_path = stEMPTY;
-    if (full.empty())
-        throw dirExp(EMPTY_ARGUMENT, stringEx("CDir::Open - nothing to open"));
+    IMPL::RefuseEmpty(full, "CDir::Open - nothing to open");
     ConvToFullPath(full);
     if (!full.end_with("/"))
         full += '/';

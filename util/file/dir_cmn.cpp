@@ -13,16 +13,11 @@ namespace Quil {
 
 using IMPL::ComposeError;
 using IMPL::NormalizePathName;
+using IMPL::RefuseEmpty;
 
 namespace {
 
-constexpr unsigned int EMPTY_ARGUMENT = 2;
 constexpr unsigned int npos = stringEx::npos;
-
-void RefuseEmpty(const stringEx& path, const char* message) {
-    if (path.empty())
-        throw dirExp(EMPTY_ARGUMENT, stringEx(message));
-}
 
 void CloseByDelimiter(stringEx& path) {
     if (!path.end_with("/"))

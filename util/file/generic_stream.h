@@ -8,55 +8,56 @@
 
 namespace Quil {
 
+namespace IMPL {
+
+/// What a source and a sink on a copy of an I/O object `T` have in common; `Base` is the one or the
+/// other.
+template <class T, class Base>
+class TGenericSeekable : public Base {
+public:
+    explicit TGenericSeekable(const T& io) : _io(io) {}
+
+    bool IsValid() const override { return !!_io; }
+    void SeekBegin(const CLongLongNative& offset) const override { _io.SeekBegin(offset); }
+    void SeekCurrent(const CLongLongNative& offset) const override { _io.SeekCurrent(offset); }
+    void SeekEnd(const CLongLongNative& offset) const override { _io.SeekEnd(offset); }
+    CLongLongNative GetCurrentPos() const override { return _io.GetCurrentPos(); }
+    CLongLongNative GetSize() const override { return _io.GetSize(); }
+
+    T& GetIoObj() { return _io; }
+    const T& GetIoObj() const { return _io; }
+
+protected:
+    T _io;
+};
+
+} // namespace IMPL
+
 /// A source on a copy of the I/O object given, `CSysFile` or `CByteIO`. A file's end is found by
 /// its size, so `IsEOF` throws for a pipe.
 template <class T>
-class CGenericSeekableSource : public TSeekableSource {
+class CGenericSeekableSource : public IMPL::TGenericSeekable<T, TSeekableSource> {
 public:
-    explicit CGenericSeekableSource(const T& io) : m_io(io) {}
+    using IMPL::TGenericSeekable<T, TSeekableSource>::TGenericSeekable;
 
-    bool IsValid() const override { return !!m_io; }
     const char* GetName() const override { return "Generic Seekable Data Source"; }
-    bool IsEOF() const override { return m_io.GetCurrentPos() >= m_io.GetSize(); }
+    bool IsEOF() const override { return this->GetCurrentPos() >= this->GetSize(); }
     unsigned int Read(void* buffer, unsigned int size) const override {
-        return m_io.Read(buffer, size);
+        return this->_io.Read(buffer, size);
     }
-    void SeekBegin(const CLongLongNative& offset) const override { m_io.SeekBegin(offset); }
-    void SeekCurrent(const CLongLongNative& offset) const override { m_io.SeekCurrent(offset); }
-    void SeekEnd(const CLongLongNative& offset) const override { m_io.SeekEnd(offset); }
-    CLongLongNative GetCurrentPos() const override { return m_io.GetCurrentPos(); }
-    CLongLongNative GetSize() const override { return m_io.GetSize(); }
-
-    T& GetIoObj() { return m_io; }
-    const T& GetIoObj() const { return m_io; }
-
-private:
-    T m_io;
 };
 
 /// A sink on a copy of the I/O object given, `CSysFile` or `CByteIO`.
 template <class T>
-class CGenericSeekableSink : public TSeekableSink {
+class CGenericSeekableSink : public IMPL::TGenericSeekable<T, TSeekableSink> {
 public:
-    explicit CGenericSeekableSink(const T& io) : m_io(io) {}
+    using IMPL::TGenericSeekable<T, TSeekableSink>::TGenericSeekable;
 
-    bool IsValid() const override { return !!m_io; }
     const char* GetName() const override { return "Generic Seekable Data Sink"; }
     unsigned int Write(const void* buffer, unsigned int size) override {
-        return m_io.Write(buffer, size);
+        return this->_io.Write(buffer, size);
     }
-    void Flush() override { m_io.Flush(); }
-    void SeekBegin(const CLongLongNative& offset) const override { m_io.SeekBegin(offset); }
-    void SeekCurrent(const CLongLongNative& offset) const override { m_io.SeekCurrent(offset); }
-    void SeekEnd(const CLongLongNative& offset) const override { m_io.SeekEnd(offset); }
-    CLongLongNative GetCurrentPos() const override { return m_io.GetCurrentPos(); }
-    CLongLongNative GetSize() const override { return m_io.GetSize(); }
-
-    T& GetIoObj() { return m_io; }
-    const T& GetIoObj() const { return m_io; }
-
-private:
-    T m_io;
+    void Flush() override { this->_io.Flush(); }
 };
 
 extern template class CGenericSeekableSource<CSysFile>;

@@ -75,30 +75,22 @@ struct SESSION_POLICY {
     static void UnLock(Mutex& mutex, bool) { mutex.UnLock(); }
 };
 
-template <class State>
-struct READER_POLICY {
+/// A lock that two members of a reader-writer state take and give back.
+template <class State, auto lock, auto unLock>
+struct STATE_POLICY {
     using Target = State;
     static auto Lock(State& state, unsigned long milliseconds) {
-        return state.LockReader(milliseconds);
+        return (state.*lock)(milliseconds);
     }
-    static void UnLock(State& state, typename State::HOLD hold) { state.UnLockReader(hold); }
+    static void UnLock(State& state, typename State::HOLD hold) { (state.*unLock)(hold); }
 };
 
 template <class State>
-struct WRITER_POLICY {
-    using Target = State;
-    static auto Lock(State& state, unsigned long milliseconds) {
-        return state.LockWriter(milliseconds);
-    }
-    static void UnLock(State& state, typename State::HOLD hold) { state.UnLockWriter(hold); }
-};
-
+using READER_POLICY = STATE_POLICY<State, &State::LockReader, &State::UnLockReader>;
 template <class State>
-struct REPAIR_POLICY : WRITER_POLICY<State> {
-    static auto Lock(State& state, unsigned long milliseconds) {
-        return state.LockRepair(milliseconds);
-    }
-};
+using WRITER_POLICY = STATE_POLICY<State, &State::LockWriter, &State::UnLockWriter>;
+template <class State>
+using REPAIR_POLICY = STATE_POLICY<State, &State::LockRepair, &State::UnLockWriter>;
 
 /// Spins on tries before it takes the plain road: `spins` times, or, when `limit` is the same
 /// number, until the lock is got. On a machine with one processor there is nothing to spin for.

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "util/base/init_guard.h"
-#include "util/sys/advSync.h"
 #include "util/sys/mutex.h"
 
 namespace Quil::IMPL {

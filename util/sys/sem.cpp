@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <exception>
 #include <fcntl.h>
-#include <new>
 
 namespace Quil {
 

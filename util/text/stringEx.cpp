@@ -1,6 +1,7 @@
 // What the narrow string adds to the layers: the other strings and UTF-8.
 #include "util/text/stringEx.h"
 
+#include "util/base/unicode_units.h"
 #include "util/text/byteEx.h"
 #include "util/text/string/character_walk.h"
 
@@ -12,8 +13,7 @@ namespace {
 
 /// Where characters begin in UTF-8.
 bool Starts(const char* text, unsigned int i) noexcept {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    return byte < 0x80 || byte >= 0xC0;
+    return !IMPL::IsContinuation(static_cast<unsigned char>(text[i]));
 }
 
 using Walk = IMPL::character_walk<char, Starts>;

@@ -47,6 +47,20 @@ struct lower_fold {
     }
 };
 
+/// Calls `use(element)` for each element of [first, last] whose folded form `isWanted`. The
+/// partners of an element, which count as the same, are those with its folded form. They lie in its
+/// own block of 0x10000 wide elements or 0x100 narrow ones: only the bits below select an element's
+/// mapping.
+template <class Fold, class T, class IsWanted, class Use>
+void each_partner(T first, T last, IsWanted isWanted, Use use) {
+    for (T element = first;; ++element) {
+        if (isWanted(Fold::apply(element)))
+            use(element);
+        if (element == last)
+            return;
+    }
+}
+
 /// Position of the first element at or behind pos that `fits`, or npos.
 template <class T, class Fits>
 unsigned int find_first_that(const T* text, unsigned int length, unsigned int pos, Fits fits) {
@@ -224,26 +238,22 @@ void text_search<T, Fold>::__PrepareFilter(unsigned int textLength) {
     }
 }
 
-// Only the low bits of an element select its mapping, which is then a distance on the whole value.
 template <class T, class Fold>
 unsigned int text_search<T, Fold>::__Partners(T folded, partners& out) {
     using value_type = std::make_unsigned_t<T>;
-    constexpr std::uint32_t SELECTORS = sizeof(T) == 1 ? 0x100 : 0x10000;
+    constexpr auto SELECTORS = static_cast<value_type>(sizeof(T) == 1 ? 0xFF : 0xFFFF);
+    const auto value = static_cast<value_type>(folded);
 
     unsigned int count = 0;
-    for (std::uint32_t low = 0; low < SELECTORS; ++low) {
-        const auto selector = static_cast<value_type>(low);
-        const auto mapped = static_cast<value_type>(Fold::apply(static_cast<T>(selector)));
-        const auto value =
-            static_cast<value_type>(static_cast<value_type>(folded) - mapped + selector);
-        if (value % SELECTORS != low || Fold::apply(static_cast<T>(value)) != folded) {
-            continue;
-        }
-        if (count < PARTNER_ROOM) {
-            out[count] = static_cast<T>(value);
-        }
-        ++count;
-    }
+    each_partner<Fold>(
+        static_cast<T>(value & ~SELECTORS), static_cast<T>(value | SELECTORS),
+        [folded](T element) { return element == folded; },
+        [&](T element) {
+            if (count < PARTNER_ROOM) {
+                out[count] = element;
+            }
+            ++count;
+        });
     for (unsigned int i = count; i > 0 && i < PARTNER_ROOM; ++i) {
         out[i] = out[0];
     }

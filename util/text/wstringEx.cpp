@@ -1,6 +1,7 @@
 // What the wide string adds to the layers: the other strings, UTF-16 and byte order.
 #include "util/text/wstringEx.h"
 
+#include "util/base/unicode_units.h"
 #include "util/text/byteEx.h"
 #include "util/text/string/character_walk.h"
 
@@ -12,17 +13,10 @@ constinit const wstringEx wstEMPTY{};
 
 namespace {
 
-bool IsSurrogate(wchar_t unit, std::uint32_t first) noexcept {
-    constexpr std::uint32_t SURROGATE_BITS = 0xFC00;
-    return (static_cast<std::uint32_t>(unit) & SURROGATE_BITS) == first;
-}
-
 /// Where characters begin in UTF-16: everywhere but at the second half of a pair.
 bool Starts(const wchar_t* text, unsigned int i) noexcept {
-    constexpr std::uint32_t HIGH_SURROGATES = 0xD800;
-    constexpr std::uint32_t LOW_SURROGATES = 0xDC00;
-    return i == 0 || !IsSurrogate(text[i], LOW_SURROGATES) ||
-           !IsSurrogate(text[i - 1], HIGH_SURROGATES);
+    const auto unit = [text](unsigned int at) { return static_cast<std::uint16_t>(text[at]); };
+    return i == 0 || !IMPL::IsLowSurrogate(unit(i)) || !IMPL::IsHighSurrogate(unit(i - 1));
 }
 
 using Walk = IMPL::character_walk<wchar_t, Starts>;

@@ -2,7 +2,7 @@
 // deals with what can't be converted.
 #pragma once
 
-#include "util/conv/ConvOutput.h"
+#include "util/conv/backend/ConvOutput.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -13,6 +13,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <langinfo.h>
+#include <map>
 #include <memory>
 #include <string>
 

@@ -4,6 +4,7 @@
 #include "util/conv/codec/Utf16Codec.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace Quil::IMPL {
 
@@ -16,12 +17,14 @@ constexpr CFunctionCodec<wchar_t, char, EncodeUtf16<std::endian::little>> utf16L
 constexpr CFunctionCodec<char, wchar_t, DecodeUtf16<std::endian::big>> utf16BeDecoder;
 constexpr CFunctionCodec<wchar_t, char, EncodeUtf16<std::endian::big>> utf16BeEncoder;
 
-/// Codecs that need no filling.
-constexpr struct {
+struct FIXED_CODECS {
     const char* name;
     const IDecoder* decoder;
     const IEncoder* encoder;
-} fixedCodecs[] = {
+};
+
+/// Codecs that need no filling.
+constexpr FIXED_CODECS fixedCodecs[] = {
     {"UTF-8", &utf8Decoder, &utf8Encoder},          {"UTF8", &utf8Decoder, &utf8Encoder},
     {"UTF-16LE", &utf16LeDecoder, &utf16LeEncoder}, {"UTF16LE", &utf16LeDecoder, &utf16LeEncoder},
     {"UTF-16BE", &utf16BeDecoder, &utf16BeEncoder}, {"UTF16BE", &utf16BeDecoder, &utf16BeEncoder}};
@@ -38,23 +41,31 @@ constexpr const char* charsetsOfPairs[] = {"GBK",  "CP936", "GB2312", "EUC-CN", 
 constexpr std::uint64_t pairsThreshold = std::uint64_t{512} << 10;
 constexpr std::uint64_t bytesThreshold = std::uint64_t{16} << 10;
 
+/// Those of the charset, or null.
+const FIXED_CODECS* FixedCodecsOf(const stringEx& name) {
+    const auto* const found = std::ranges::find_if(
+        fixedCodecs, [&](const FIXED_CODECS& row) { return name.equal_no_case(row.name); });
+    return found != std::end(fixedCodecs) ? found : nullptr;
+}
+
 } // namespace
+
+bool NamesUtf8(const stringEx& name) {
+    const FIXED_CODECS* const codecs = FixedCodecsOf(name);
+    return codecs != nullptr && codecs->decoder == &utf8Decoder;
+}
 
 CCharsetCodecs::CCharsetCodecs(const stringEx& name, ICONV_CONVERT convert, void* toWide,
                                void* fromWide, bool canBeAsked)
     : __kind(canBeAsked ? KIND::UNKNOWN : KIND::NONE), __convert(convert), __toWide(toWide),
       __fromWide(fromWide) {
-    for (const auto& row : fixedCodecs) {
-        if (name.equal_no_case(row.name)) {
-            __kind = KIND::FIXED;
-            __fixedDecoder = row.decoder;
-            __fixedEncoder = row.encoder;
-            return;
-        }
-    }
-    if (canBeAsked && std::ranges::any_of(charsetsOfPairs, [&](const char* known) {
-            return name.equal_no_case(known);
-        })) {
+    if (const FIXED_CODECS* const codecs = FixedCodecsOf(name)) {
+        __kind = KIND::FIXED;
+        __fixedDecoder = codecs->decoder;
+        __fixedEncoder = codecs->encoder;
+    } else if (canBeAsked && std::ranges::any_of(charsetsOfPairs, [&](const char* known) {
+                   return name.equal_no_case(known);
+               })) {
         __kind = KIND::PAIRS;
     }
 }

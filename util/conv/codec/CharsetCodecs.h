@@ -12,6 +12,9 @@
 
 namespace Quil::IMPL {
 
+/// Whether it is UTF-8 that a library knows by this name.
+bool NamesUtf8(const stringEx& name);
+
 /// The codecs of one charset. Some are filled through the library, which costs up to some
 /// milliseconds: they are made once the texts so far were long enough to repay that. For one thread
 /// at a time, and not while a text is under way in the library.

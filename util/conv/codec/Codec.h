@@ -1,15 +1,11 @@
 // What stands for a charset without the library: a codec for the plain part of its texts.
 #pragma once
 
+#include "util/conv/codec_step.h"
+
 #include <cstddef>
 
 namespace Quil::IMPL {
-
-/// How far a step came, in elements of the source and of the target.
-struct CODEC_STEP {
-    std::size_t read;
-    std::size_t written;
-};
 
 /// A codec converts from the start of a text until the source or the room ends, or something comes
 /// that isn't plain: bad input, a sequence that is cut, whatever else is the library's to judge. It
@@ -26,9 +22,6 @@ public:
 
 using IDecoder = ICodec<char, wchar_t>;
 using IEncoder = ICodec<wchar_t, char>;
-
-/// The room that an encoder wants to have left before it writes a character.
-constexpr std::size_t longestCharacter = 4;
 
 /// A codec over a function. For constants.
 template <class Source, class Target,

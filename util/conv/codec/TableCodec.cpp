@@ -287,20 +287,38 @@ CByteDecoder::CByteDecoder(const CHARACTERS& characters)
     }
 }
 
-CODEC_STEP CByteDecoder::Convert(wchar_t* dst, std::size_t room, const char* src,
-                                 std::size_t length) const {
-    const auto* const bytes = reinterpret_cast<const unsigned char*>(src);
-    const std::size_t limit = std::min(room, length);
+namespace {
+
+/// Converts elements one by one, and ASCII by blocks where it is plain, until `put(target, source)`
+/// says that there is nothing for one. Answers how many.
+template <class Target, class Source, class Put>
+std::size_t ConvertSingles(Target* dst, const Source* src, std::size_t limit, bool isAsciiPlain,
+                           Put put) {
     std::size_t done = 0;
     while (done < limit) {
-        if (__isAsciiPlain) {
-            done += ASCII_RUN(dst + done, limit - done, bytes + done, limit - done).length;
+        if (isAsciiPlain) {
+            done += ASCII_RUN(dst + done, limit - done, src + done, limit - done).length;
         }
         const std::size_t end = std::min(limit, done + LANES_SIZE);
         for (; done < end; ++done) {
-            dst[done] = __characters[bytes[done]];
+            if (!put(dst[done], src[done])) {
+                return done;
+            }
         }
     }
+    return done;
+}
+
+} // namespace
+
+CODEC_STEP CByteDecoder::Convert(wchar_t* dst, std::size_t room, const char* src,
+                                 std::size_t length) const {
+    const std::size_t done =
+        ConvertSingles(dst, reinterpret_cast<const unsigned char*>(src), std::min(room, length),
+                       __isAsciiPlain, [this](wchar_t& character, unsigned char byte) {
+                           character = __characters[byte];
+                           return true;
+                       });
     return {done, done};
 }
 
@@ -323,23 +341,15 @@ CByteEncoder::CByteEncoder(ICONV_CONVERT convert, void* descriptor,
 
 CODEC_STEP CByteEncoder::Convert(char* dst, std::size_t room, const wchar_t* src,
                                  std::size_t length) const {
-    auto* const bytes = reinterpret_cast<unsigned char*>(dst);
-    const std::size_t limit = std::min(room, length);
-    std::size_t done = 0;
-    while (done < limit) {
-        if (__isAsciiPlain) {
-            done += ASCII_RUN(bytes + done, limit - done, src + done, limit - done).length;
-        }
-        const std::size_t end = std::min(limit, done + LANES_SIZE);
-        for (; done < end; ++done) {
-            const auto code = static_cast<std::uint32_t>(src[done]);
-            const std::uint16_t entry = code < bmpSize ? __bytes[code] : std::uint16_t{0};
-            if (entry == 0) {
-                return {done, done};
-            }
-            bytes[done] = static_cast<unsigned char>(entry);
-        }
-    }
+    const std::size_t done =
+        ConvertSingles(reinterpret_cast<unsigned char*>(dst), src, std::min(room, length),
+                       __isAsciiPlain, [this](unsigned char& byte, wchar_t character) {
+                           const auto code = static_cast<std::uint32_t>(character);
+                           const std::uint16_t entry =
+                               code < bmpSize ? __bytes[code] : std::uint16_t{0};
+                           byte = static_cast<unsigned char>(entry);
+                           return entry != 0;
+                       });
     return {done, done};
 }
 

@@ -4,6 +4,7 @@
 #include "util/conv/codec/Utf16Codec.h"
 
 #include "util/base/lanes.h"
+#include "util/base/unicode_units.h"
 
 #include <cstdint>
 #include <cstring>
@@ -16,17 +17,6 @@ constexpr std::size_t block = 8;
 
 using UNITS = LANES<std::uint16_t, block>;
 using CHARACTERS = LANES<std::uint32_t, block>;
-
-constexpr std::uint32_t surrogateMask = 0xFFFFF800;
-constexpr std::uint32_t firstSurrogate = 0xD800;
-constexpr std::uint32_t firstTrail = 0xDC00;
-constexpr std::uint32_t trailMask = 0xFC00;
-constexpr std::uint32_t firstOfPairs = 0x10000;
-constexpr std::uint32_t beyondUnicode = 0x110000;
-
-bool IsSurrogate(std::uint32_t c) {
-    return (c & surrogateMask) == firstSurrogate;
-}
 
 /// Between a unit and its two bytes as they lie in memory; on a vector, element by element.
 template <std::endian Order, class Value>
@@ -54,8 +44,8 @@ void StoreUnit(char* dst, std::uint32_t unit) {
 template <std::endian Order>
 bool DecodeBlock(wchar_t* dst, const char* src) {
     const auto units = Turn<Order>(LoadLanes<UNITS>(src));
-    if (AnyLane((units & static_cast<std::uint16_t>(surrogateMask)) ==
-                static_cast<std::uint16_t>(firstSurrogate))) {
+    if (AnyLane((units & static_cast<std::uint16_t>(SURROGATE_BITS)) ==
+                static_cast<std::uint16_t>(FIRST_HIGH_SURROGATE))) {
         return false;
     }
     StoreLanes(dst, __builtin_convertvector(units, CHARACTERS));
@@ -70,8 +60,8 @@ bool EncodeBlock(char* dst, const wchar_t* src) {
         return false;
     }
     const UNITS units = __builtin_convertvector(characters, UNITS);
-    if (AnyLane((units & static_cast<std::uint16_t>(surrogateMask)) ==
-                static_cast<std::uint16_t>(firstSurrogate))) {
+    if (AnyLane((units & static_cast<std::uint16_t>(SURROGATE_BITS)) ==
+                static_cast<std::uint16_t>(FIRST_HIGH_SURROGATE))) {
         return false;
     }
     StoreLanes(dst, Turn<Order>(units));
@@ -96,10 +86,10 @@ CODEC_STEP DecodeUtf16(wchar_t* dst, std::size_t room, const char* src, std::siz
         if (IsSurrogate(c)) {
             const std::uint32_t trail =
                 length - read >= 4 ? LoadUnit<Order>(src + read + 2) : std::uint32_t{0};
-            if (c >= firstTrail || (trail & trailMask) != firstTrail) {
+            if (IsLowSurrogate(c) || !IsLowSurrogate(trail)) {
                 break;
             }
-            c = firstOfPairs + ((c - firstSurrogate) << 10) + (trail - firstTrail);
+            c = JoinSurrogates(c, trail);
             size = 4;
         }
         dst[written++] = static_cast<wchar_t>(c);
@@ -120,15 +110,15 @@ CODEC_STEP EncodeUtf16(char* dst, std::size_t room, const wchar_t* src, std::siz
             continue;
         }
         const auto c = static_cast<std::uint32_t>(src[read]);
-        if (IsSurrogate(c) || c >= beyondUnicode) {
+        if (IsSurrogate(c) || c >= UNICODE_END) {
             break;
         }
-        if (c < firstOfPairs) {
+        if (c < FIRST_OF_PAIRS) {
             StoreUnit<Order>(dst + written, c);
             written += 2;
         } else {
-            StoreUnit<Order>(dst + written, firstSurrogate + ((c - firstOfPairs) >> 10));
-            StoreUnit<Order>(dst + written + 2, firstTrail + (c & ~trailMask & 0xFFFF));
+            StoreUnit<Order>(dst + written, HighSurrogateOf(c));
+            StoreUnit<Order>(dst + written + 2, LowSurrogateOf(c));
             written += 4;
         }
         ++read;

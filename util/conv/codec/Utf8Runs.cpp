@@ -1,7 +1,8 @@
 #include "util/conv/codec/Utf8Runs.h"
 
+#include "util/base/unicode_units.h"
+
 #include <bit>
-#include <cstdint>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -32,7 +33,8 @@ __attribute__((target("avx2"))) inline unsigned int CountTriples(__m256i charact
                                                                  __m256i isShaped) {
     const __m256i isLong = _mm256_cmpgt_epi32(characters, _mm256_set1_epi32(0x7FF));
     const __m256i isSurrogate = _mm256_cmpeq_epi32(
-        _mm256_and_si256(characters, _mm256_set1_epi32(~0x7FF)), _mm256_set1_epi32(0xD800));
+        _mm256_and_si256(characters, _mm256_set1_epi32(static_cast<int>(SURROGATE_BITS))),
+        _mm256_set1_epi32(FIRST_HIGH_SURROGATE));
     const __m256i isGood = _mm256_and_si256(isShaped, _mm256_andnot_si256(isSurrogate, isLong));
     const auto mask = static_cast<unsigned int>(_mm256_movemask_ps(_mm256_castsi256_ps(isGood)));
     return static_cast<unsigned int>(std::countr_one(mask));

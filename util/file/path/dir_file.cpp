@@ -25,7 +25,6 @@ using IMPL::NormalizePathName;
 
 namespace {
 
-constexpr unsigned int EMPTY_ARGUMENT = 2;
 constexpr unsigned long READ_WRITE_FOR_ALL = 0666;
 constexpr unsigned long OWNER_ALL = 0700;
 constexpr unsigned long SHARE_READ = 1;
@@ -79,8 +78,7 @@ void ReadWhole(const stringEx& path, S& data) {
         data = S(); // what was looked at isn't to be written over
     else
         data.clear(); // and the block, if nobody shares it, serves this file too
-    if (name.empty())
-        throw dirExp(EMPTY_ARGUMENT, stringEx("CDir::ReadFile - read what ?"));
+    IMPL::RefuseEmpty(name, "CDir::ReadFile - read what ?");
     IMPL::PosixRefuseFifo(name);
     CSysFile file;
     // One that has taken the name since then must not hold the run up: it fails at its size.
@@ -96,8 +94,7 @@ void ReadWhole(const stringEx& path, S& data) {
 }
 
 void WriteWhole(const stringEx& path, const void* data, std::size_t size, bool flush, bool append) {
-    if (path.empty())
-        throw dirExp(EMPTY_ARGUMENT, stringEx("CDir::WriteFile - write what ?"));
+    IMPL::RefuseEmpty(path, "CDir::WriteFile - write what ?");
     IMPL::PosixRefuseFifo(path);
     CSysFile file;
     file.Open(path, CSysFile::ACCESS_WRITE, CSysFile::CREATE, SHARE_WRITE, READ_WRITE_FOR_ALL, 0);

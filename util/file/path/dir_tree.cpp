@@ -22,10 +22,10 @@ using IMPL::DescribeSysError;
 using IMPL::ERROR_TEXT;
 using IMPL::FILE_ID;
 using IMPL::NormalizePathName;
+using IMPL::RefuseEmpty;
 
 namespace {
 
-constexpr unsigned int EMPTY_ARGUMENT = 2;
 constexpr mode_t ALL_FOR_ALL = 0777;
 constexpr const char* TARGET_INSIDE = "the target lies inside the source";
 
@@ -91,11 +91,6 @@ FILE_ID IdOf(const stringEx& path) {
     struct stat status = {};
     IMPL::PosixStat(path, &status);
     return {status.st_dev, status.st_ino};
-}
-
-void RefuseEmpty(const stringEx& path, const char* message) {
-    if (path.empty())
-        throw dirExp(EMPTY_ARGUMENT, stringEx(message));
 }
 
 [[noreturn]] void ThrowRemoveError(const stringEx& path, bool subDirs, bool subFiles, int code) {

@@ -13,6 +13,7 @@ namespace Quil::IMPL {
 
 namespace {
 
+constexpr unsigned int EMPTY_ARGUMENT = 2;
 constexpr unsigned int READ_DIR_FAILED = 18;
 
 constexpr ERROR_TEXT STAT_ERRORS[] = {
@@ -32,6 +33,11 @@ constexpr ERROR_TEXT READ_DIR_ERRORS[] = {
 };
 
 } // namespace
+
+void RefuseEmpty(const stringEx& path, const char* message) {
+    if (path.empty())
+        throw dirExp(EMPTY_ARGUMENT, stringEx(message));
+}
 
 void ThrowStatError(const stringEx& path, int code) {
     throw dirExp(static_cast<unsigned int>(code),

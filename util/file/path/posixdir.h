@@ -29,6 +29,9 @@ struct DIR_ENTRY {
     FILE_ID id;
 };
 
+/// Throws `dirExp` with code 2 and this message for a path that is empty.
+void RefuseEmpty(const stringEx& path, const char* message);
+
 /// The status of what `path` leads to, symbolic links followed. Throws `dirExp`.
 void PosixStat(const stringEx& path, struct stat* status);
 /// The exception of `PosixStat` for the error number `code`.

@@ -3,7 +3,6 @@
 #include "util/file/system/errtext.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <limits>
 
 namespace Quil::IMPL {

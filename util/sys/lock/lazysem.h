@@ -5,7 +5,6 @@
 #include "util/base/timeout.h"
 
 #include <atomic>
-#include <sched.h>
 
 namespace Quil {
 

@@ -16,7 +16,6 @@
 
 #include <atomic>
 #include <deque>
-#include <memory>
 
 namespace Quil::IMPL {
 

@@ -1,6 +1,5 @@
 // The parts of a thread object that deal in the library's times.
 #include "util/sys/advSync.h"
-#include "util/sys/errhdl.h"
 #include "util/sys/thread.h"
 #include "util/sys/thread_imp.h"
 #include "util/sys/time.h"
