@@ -50,7 +50,7 @@ void RegexExtendClassParser(wstringEx& str) {
 }
 
 void CompileExpression(Run& run) {
-    if (run.findFunc != FIND::regex) {
+    if (run.findFunc != FIND::REGEX) {
         return;
     }
     wstringEx expression = run.findText;

@@ -49,7 +49,7 @@ void ReadWideInput(byteEx& raw) {
 /// Says which file failed and why. The run ends there only if it was asked to.
 PASS ReportFileFailure(const Run& run, const char* what, const stringEx& path, const qlExp& cause) {
     std::cerr << "[ERROR] " << what << path << "\n@ " << cause.GetErrString() << "\n";
-    return run.errStop ? PASS::stop : PASS::done;
+    return run.errStop ? PASS::STOP : PASS::DONE;
 }
 
 void ReportFile(const stringEx& path, unsigned long replCount) {
@@ -61,8 +61,8 @@ void ReportFile(const stringEx& path, unsigned long replCount) {
 
 /// Writes the result over the file, if there is one, and reports it.
 PASS RewriteFile(Run& run, IRoad& road, const stringEx& path, unsigned long replCount) {
-    if (replCount == 0 && run.findFunc != FIND::any) {
-        return PASS::done;
+    if (replCount == 0 && run.findFunc != FIND::ANY) {
+        return PASS::DONE;
     }
     const byteEx& bytes = road.Encode();
     const CHeldSignals untilWritten;
@@ -77,7 +77,7 @@ PASS RewriteFile(Run& run, IRoad& road, const stringEx& path, unsigned long repl
     if (run.showFileCount && replCount != 0) {
         ReportFile(path, replCount);
     }
-    return PASS::done;
+    return PASS::DONE;
 }
 
 /// One input: a file of the list, or standard input for a null path. `raw` lends its block.
@@ -92,19 +92,19 @@ PASS Pass(Run& run, IRoad& road, const stringEx* path, byteEx& raw) {
             return ReportFileFailure(run, "failed reading file: ", *path, cause);
         }
     }
-    if (run.findFunc == FIND::none) {
+    if (run.findFunc == FIND::NONE) {
         std::cerr << "[FATAL ERROR] unknown func!" << std::endl;
-        return PASS::stop;
+        return PASS::STOP;
     }
     const std::optional<unsigned long> replCount = road.Replace(raw);
     if (!replCount) {
-        return PASS::done;
+        return PASS::DONE;
     }
     run.foundAny = run.foundAny || *replCount != 0;
     if (path == nullptr || run.toStdout) {
         road.Print();
         run.totalCount += *replCount;
-        return PASS::done;
+        return PASS::DONE;
     }
     return RewriteFile(run, road, *path, *replCount);
 }
@@ -118,11 +118,11 @@ PASS PassOverInputs(Run& run) {
         return Pass(run, *road, nullptr, raw);
     }
     for (const stringEx& path : run.fileList) {
-        if (Pass(run, *road, &path, raw) == PASS::stop) {
-            return PASS::stop;
+        if (Pass(run, *road, &path, raw) == PASS::STOP) {
+            return PASS::STOP;
         }
     }
-    return PASS::done;
+    return PASS::DONE;
 }
 
 } // namespace Quil

@@ -31,7 +31,7 @@ struct CHARSET {
     bool isBigEndian = false;
 };
 
-enum class FIND { none, literal, literalNoCase, regex, any };
+enum class FIND { NONE, LITERAL, LITERAL_NO_CASE, REGEX, ANY };
 
 /// All that the switches decide, and what the passes add up.
 struct Run {
@@ -39,7 +39,7 @@ struct Run {
 
     wstringEx findText;
     wstringEx replaceText;
-    FIND findFunc = FIND::none;
+    FIND findFunc = FIND::NONE;
     bool regexNoCase = false;
     bool regexNoNewline = false;
     bool useExpand = true;

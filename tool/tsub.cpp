@@ -22,7 +22,7 @@ constexpr int EXIT_LISTED = 0;
 constexpr int EXIT_NOTHING = 1;
 constexpr int EXIT_ERROR = -1;
 
-// ---- Switches ----
+// --- Switches ------------------------------------------------------------------------------------
 
 bool HasSwitch(const CCmdArgParser& parser, const char* name) {
     return parser.IsSwitchExistNoCase(name);
@@ -89,18 +89,18 @@ void SettleFind(const CCmdArgParser& parser, Run& run) {
         FIND func;
         bool noCase;
         bool noNewline;
-    } rows[] = {{"f", FIND::literal, false, false}, {"fic", FIND::literalNoCase, false, false},
-                {"r", FIND::regex, false, false},   {"ric", FIND::regex, true, false},
-                {"rnnl", FIND::regex, false, true}, {"rnnlic", FIND::regex, true, true},
-                {"any", FIND::any, false, false}};
-    for (const auto& row : rows) {
+    } ROWS[] = {{"f", FIND::LITERAL, false, false}, {"fic", FIND::LITERAL_NO_CASE, false, false},
+                {"r", FIND::REGEX, false, false},   {"ric", FIND::REGEX, true, false},
+                {"rnnl", FIND::REGEX, false, true}, {"rnnlic", FIND::REGEX, true, true},
+                {"any", FIND::ANY, false, false}};
+    for (const auto& row : ROWS) {
         if (!HasSwitch(parser, row.name)) {
             continue;
         }
         run.findFunc = row.func;
         run.regexNoCase = row.noCase;
         run.regexNoNewline = row.noNewline;
-        if (row.func != FIND::any) {
+        if (row.func != FIND::ANY) {
             run.findText = run.arg.converter->TtoWC(parser.GetSwitchNoCase(row.name, 0));
         }
         return;
@@ -115,7 +115,7 @@ void SettleReplacement(const CCmdArgParser& parser, Run& run) {
         }
         run.hasReplace = true;
         run.replaceText = run.arg.converter->TtoWC(parser.GetSwitchNoCase(name, 0));
-        if (run.findFunc == FIND::regex) {
+        if (run.findFunc == FIND::REGEX) {
             RegexExtendClassParser(run.replaceText);
         }
         if (name[1] == 'u') {
@@ -129,9 +129,9 @@ void SettleReplacement(const CCmdArgParser& parser, Run& run) {
 
 /// Whether the user asks for the usage, or says too little to run.
 bool WantsUsage(const CCmdArgParser& parser, const Run& run) {
-    const bool isAny = run.findFunc == FIND::any;
+    const bool isAny = run.findFunc == FIND::ANY;
     return HasSwitch(parser, "h") || parser.GetSwitchPos("?", 0) != CCmdArgParser::NOT_FOUND ||
-           run.findFunc == FIND::none || (!run.hasReplace && !isAny) ||
+           run.findFunc == FIND::NONE || (!run.hasReplace && !isAny) ||
            (run.findText.empty() && !isAny);
 }
 
@@ -190,7 +190,7 @@ int RunCommand(int argc, const char* const* argv) {
         return EXIT_ERROR;
     }
     CompileExpression(run);
-    return PassOverInputs(run) == PASS::stop ? EXIT_ERROR : Report(run);
+    return PassOverInputs(run) == PASS::STOP ? EXIT_ERROR : Report(run);
 }
 
 } // namespace

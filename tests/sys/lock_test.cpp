@@ -297,8 +297,7 @@ TEST(ReaderWriter, NobodySeesAHalfWrittenPair) {
     EXPECT_EQ(one, 3000);
 }
 
-// --- Cancelled threads
-// --------------------------------------------------------------------------------
+// --- Cancelled threads ---------------------------------------------------------------------------
 
 TEST(Cancelled, WaiterOfAFastMutexStillGetsItsTurn) {
     CFastMutex mutex;

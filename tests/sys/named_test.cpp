@@ -101,8 +101,7 @@ int StatusOf(Body body) {
     return status;
 }
 
-// --- Between processes
-// ----------------------------------------------------------------------------
+// --- Between processes ---------------------------------------------------------------------------
 
 TEST_F(Named, MutexSurvivesItsDeadOwner) {
     const std::string name = UniqueName("mutex");
@@ -375,8 +374,7 @@ TEST_F(Named, ADeadCreatorIsNotWaitedForForever) {
     }
 }
 
-// --- Messages
-// -------------------------------------------------------------------------------------
+// --- Messages ------------------------------------------------------------------------------------
 
 TEST_F(LockMessages, OfLocksThatAreNotHeldOrBroken) {
     if (QUIL_SANITIZED) {

@@ -25,9 +25,9 @@ std::size_t WindowSizeFor(const Run& run) {
 } // namespace
 
 bool CBlockRoad::CanServe(const Run& run) {
-    const bool isServed = run.findFunc == FIND::any ? !run.hasReplace
-                                                    : (run.findFunc == FIND::literal ||
-                                                       run.findFunc == FIND::literalNoCase) &&
+    const bool isServed = run.findFunc == FIND::ANY ? !run.hasReplace
+                                                    : (run.findFunc == FIND::LITERAL ||
+                                                       run.findFunc == FIND::LITERAL_NO_CASE) &&
                                                           !run.findText.empty();
     return isServed && GoesByBlocks(run.in) && GoesByBlocks(run.out);
 }
@@ -58,9 +58,9 @@ std::optional<unsigned long> CBlockRoad::Replace(byteEx& raw) {
         return std::nullopt;
     }
     switch (__run.findFunc) {
-    case FIND::literal:
+    case FIND::LITERAL:
         return __Replace<IMPL::plain_fold>();
-    case FIND::literalNoCase:
+    case FIND::LITERAL_NO_CASE:
         return __Replace<IMPL::lower_fold<wstringEx>>();
     default:
         return 0;

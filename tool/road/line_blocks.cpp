@@ -81,7 +81,7 @@ unsigned int CLineBlocks::__ReplaceBlock(text_ref<unsigned char> block) {
 }
 
 text_ref<unsigned char> CLineBlocks::__Encode() {
-    const std::uint64_t room = (std::uint64_t{__wideResult.length()} + 1) * IMPL::utf8MaxSequence;
+    const std::uint64_t room = (std::uint64_t{__wideResult.length()} + 1) * IMPL::UTF8_MAX_SEQUENCE;
     __encoded._alloc_if_need(room);
     const IMPL::CODEC_STEP step =
         IMPL::EncodeUtf8(__encoded.ref(), room, __wideResult.data(), __wideResult.length());

@@ -47,16 +47,16 @@ unsigned long CPlainRoad::__FindAndReplace() {
     const Run& run = __run;
     unsigned long count = 0;
     switch (run.findFunc) {
-    case FIND::literal:
+    case FIND::LITERAL:
         count = run.useExpand ? __text.find_replace_to(__scratch, run.findText, run.replaceText, 0)
                               : __text.find_replace(run.findText, run.replaceText, 0, true);
         break;
-    case FIND::literalNoCase:
+    case FIND::LITERAL_NO_CASE:
         count = run.useExpand
                     ? __text.find_replace_no_case_to(__scratch, run.findText, run.replaceText, 0)
                     : __text.find_replace_no_case(run.findText, run.replaceText, 0, true);
         break;
-    case FIND::regex:
+    case FIND::REGEX:
         count = run.useExpand ? __text.regex_find_replace_all_with_comp_to(
                                     __scratch, run.regexComp, run.replaceText, false, false, true)
                               : __text.regex_find_replace_all_with_comp(

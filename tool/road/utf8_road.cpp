@@ -31,8 +31,8 @@ bool IsUtf8(const CHARSET& charset) {
 /// The bytes of a text, or none if it holds an element that isn't a Unicode character.
 std::optional<byteEx> EncodeStrictly(const wstringEx& text) {
     stringEx bytes;
-    bytes.resize(text.length() * static_cast<unsigned int>(IMPL::utf8MaxSequence) +
-                 static_cast<unsigned int>(IMPL::utf8MaxSequence));
+    bytes.resize(text.length() * static_cast<unsigned int>(IMPL::UTF8_MAX_SEQUENCE) +
+                 static_cast<unsigned int>(IMPL::UTF8_MAX_SEQUENCE));
     const IMPL::CODEC_STEP step =
         IMPL::EncodeUtf8(bytes.ref(), bytes.length(), text.data(), text.length());
     if (step.read != text.length()) {
@@ -75,8 +75,8 @@ std::vector<byteEx> ForeignPartners(const wstringEx& text) {
 } // namespace
 
 bool CUtf8Road::CanServe(const Run& run) {
-    const bool isServed = run.findFunc == FIND::literal || run.findFunc == FIND::regex ||
-                          (run.findFunc == FIND::literalNoCase && IsAscii(run.findText));
+    const bool isServed = run.findFunc == FIND::LITERAL || run.findFunc == FIND::REGEX ||
+                          (run.findFunc == FIND::LITERAL_NO_CASE && IsAscii(run.findText));
     return isServed && IsUtf8(run.in) && IsUtf8(run.out) && EncodeStrictly(run.findText) &&
            EncodeStrictly(run.replaceText);
 }
@@ -87,7 +87,7 @@ CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain)
       __replacer(run.regexComp, run.replaceText, static_cast<stringEx>(__replacement),
                  run.useExpand ? CRegexReplacer::FORM::COPY_OUT : CRegexReplacer::FORM::IN_PLACE),
       __lines(__replacer), __takesLines(__replacer.IsLocalToLines()) {
-    if (run.findFunc == FIND::literalNoCase) {
+    if (run.findFunc == FIND::LITERAL_NO_CASE) {
         __foreign = ForeignPartners(run.findText);
     }
 }
@@ -98,7 +98,7 @@ bool CUtf8Road::__Takes(byteEx& raw) {
     const char* const text = static_cast<const char*>(static_cast<const void*>(raw.data()));
     const bool hasPipesEnd = !raw.empty() && raw.back() == END_OF_PIPE;
     const unsigned int length = raw.length() - (hasPipesEnd ? 1 : 0);
-    if (__run.findFunc == FIND::regex) {
+    if (__run.findFunc == FIND::REGEX) {
         __isAscii = IMPL::AsciiLength(text, length) == length;
         if (!__isAscii && !__takesLines) {
             return false;
@@ -132,9 +132,9 @@ std::optional<unsigned long> CUtf8Road::Replace(byteEx& raw) {
         __result.erase(0, sign.length());
     }
     switch (__run.findFunc) {
-    case FIND::literal:
+    case FIND::LITERAL:
         return __ReplaceLiteral<IMPL::plain_fold>();
-    case FIND::literalNoCase:
+    case FIND::LITERAL_NO_CASE:
         return __ReplaceLiteral<ascii_fold>();
     default:
         return __ReplaceExpression();

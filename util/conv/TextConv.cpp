@@ -19,8 +19,8 @@ namespace Quil {
 
 namespace {
 
-constexpr unsigned long utf8CodePage = 65001;
-constexpr char utf8Name[] = "UTF-8";
+constexpr unsigned long UTF8_CODE_PAGE = 65001;
+constexpr char UTF8_NAME[] = "UTF-8";
 
 /// The converter for the system's encoding over the C library's functions, which go by the
 /// program's locale.
@@ -48,7 +48,7 @@ public:
                 dst.push_back(L'\0');
                 return;
             }
-            if (used == invalidSequence || used == incompleteSequence) {
+            if (used == INVALID_SEQUENCE || used == INCOMPLETE_SEQUENCE) {
                 dst.push_back(L'?');
                 ++pos;
             } else {
@@ -69,7 +69,7 @@ public:
         for (unsigned int pos = 0; pos < src.length(); ++pos) {
             char bytes[MB_LEN_MAX];
             const std::size_t made = std::wcrtomb(bytes, text[pos], &state);
-            if (made == 0 || made == invalidSequence) {
+            if (made == 0 || made == INVALID_SEQUENCE) {
                 dst.push_back('?');
             } else {
                 dst.append(bytes, static_cast<unsigned int>(made));
@@ -87,8 +87,8 @@ private:
         return dst;
     }
 
-    static constexpr auto invalidSequence = static_cast<std::size_t>(-1);
-    static constexpr auto incompleteSequence = static_cast<std::size_t>(-2);
+    static constexpr auto INVALID_SEQUENCE = static_cast<std::size_t>(-1);
+    static constexpr auto INCOMPLETE_SEQUENCE = static_cast<std::size_t>(-2);
 };
 
 constinit IMPL::CLazyStatic<TTextConv> sysDefPrototype;
@@ -140,7 +140,7 @@ TTextConv* MakeSysDefPrototype() {
 }
 
 TTextConv* MakeUtf8Prototype() {
-    TTextConv* const conv = TryMakeByLibrary(0, stringEx(utf8Name));
+    TTextConv* const conv = TryMakeByLibrary(0, stringEx(UTF8_NAME));
     if (conv != nullptr) {
         return conv;
     }
@@ -198,7 +198,7 @@ CTextConvHandle GainBestConvFor(unsigned long cp, const stringEx& enc) {
         enc.equal_no_case(TTextConv::GetSysDefaultEnc())) {
         return GainBestSysDefConv();
     }
-    if (cp == utf8CodePage || enc.equal_no_case(utf8Name)) {
+    if (cp == UTF8_CODE_PAGE || enc.equal_no_case(UTF8_NAME)) {
         return GainBestUTF8Conv();
     }
     TTextConv* const conv = TryMakeByLibrary(cp, enc);

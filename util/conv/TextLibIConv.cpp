@@ -33,20 +33,20 @@ struct INTERFACE {
 
 /// How the library calls wide characters. The C library's own name for them spares it a second step
 /// through its UCS-4, with the same result.
-constexpr const char* nameOfWide = "UCS-4LE";
-constexpr const char* nameOfWideInC = "WCHAR_T";
+constexpr const char* NAME_OF_WIDE = "UCS-4LE";
+constexpr const char* NAME_OF_WIDE_IN_C = "WCHAR_T";
 
 /// Asks libiconv to drop what it can't convert.
-constexpr const char* ignoreSuffix = "//IGNORE";
+constexpr const char* IGNORE_SUFFIX = "//IGNORE";
 
 /// Names of the catalogue that a library knows by a name of its own.
 constexpr struct {
     const char* name;
     const char* alias;
-} aliases[] = {{"MacIceland", "MAC-IS"}, {"MacUkraine", "MAC-UK"}};
+} ALIASES[] = {{"MacIceland", "MAC-IS"}, {"MacUkraine", "MAC-UK"}};
 
 const char* AliasOf(const stringEx& name) {
-    for (const auto& row : aliases) {
+    for (const auto& row : ALIASES) {
         if (name.equal_no_case(row.name)) {
             return row.alias;
         }
@@ -83,7 +83,7 @@ void GetFunctions(INTERFACE& library, const char* open, const char* convert, con
     library.close = reinterpret_cast<ICONV_CLOSE>(library.loader->GetProc(close));
 }
 
-constexpr unsigned int releaseError = 5;
+constexpr unsigned int RELEASE_ERROR = 5;
 
 void LoadInterface(INTERFACE& library, const stringEx& location) {
     library.loader = LoadLibiconv(location);
@@ -91,7 +91,7 @@ void LoadInterface(INTERFACE& library, const stringEx& location) {
         GetFunctions(library, "libiconv_open", "libiconv", "libiconv_close");
         library.isLibiconv = true;
     } catch (const dlllExp& e) {
-        if (e.GetErrCode() != IMPL::dllProcError) {
+        if (e.GetErrCode() != IMPL::DLL_PROC_ERROR) {
             throw;
         }
         GetFunctions(library, "iconv_open", "iconv", "iconv_close");
@@ -116,7 +116,7 @@ bool IsOpen(const void* descriptor) {
 void* Open(const INTERFACE& library, const stringEx& to, const stringEx& from) {
     stringEx target(to.c_str());
     if (library.isLibiconv) {
-        target << ignoreSuffix;
+        target << IGNORE_SUFFIX;
     }
     errno = 0;
     void* const descriptor = library.open(target.c_str(), from.c_str());
@@ -132,12 +132,12 @@ void* Open(const INTERFACE& library, const stringEx& to, const stringEx& from) {
 template <class OpenByName>
 void* OpenWithWide(const INTERFACE& library, OpenByName open) {
     if (!library.isLibiconv) {
-        void* const descriptor = open(stringEx(nameOfWideInC));
+        void* const descriptor = open(stringEx(NAME_OF_WIDE_IN_C));
         if (IsOpen(descriptor)) {
             return descriptor;
         }
     }
-    return open(stringEx(nameOfWide));
+    return open(stringEx(NAME_OF_WIDE));
 }
 
 } // namespace
@@ -146,8 +146,8 @@ class CTextLibIConv::Global
     : public IMPL::TLibraryGlobal<CTextLibIConv::Global, IMPL::LIBRARY_STATE<INTERFACE>> {
 public:
     using EXCEPTION = libiconvExp;
-    static constexpr const char* converter = "CTextLibIConv";
-    static constexpr const char* noFunction = "failed locate iconv api\n";
+    static constexpr const char* CONVERTER = "CTextLibIConv";
+    static constexpr const char* NO_FUNCTION = "failed locate iconv api\n";
 
     static void Load(INTERFACE& library) { LoadInterface(library, Lc()); }
 };
@@ -209,11 +209,11 @@ CTextLibIConv::CTextLibIConv(const stringEx& enc) {
                      "  encoding name = ");
     if (!__OpenKnownAs(enc) && !__OpenToWide(CPToNumericName(EncToCP(enc)))) {
         message << enc << " (" << _enc << ")";
-        throw libiconvExp(IMPL::initError, message);
+        throw libiconvExp(IMPL::INIT_ERROR, message);
     }
     if (!__OpenFromWide()) {
         message << _enc;
-        throw libiconvExp(IMPL::initError, message);
+        throw libiconvExp(IMPL::INIT_ERROR, message);
     }
 }
 
@@ -223,7 +223,7 @@ CTextLibIConv::CTextLibIConv(unsigned long cp) {
         stringEx message("CTextLibIConv::CTextLibIConv - failed init encoding convertion\n"
                          "  code page     = ");
         message << cp << "\n  encoding name = " << _enc;
-        throw libiconvExp(IMPL::initError, message);
+        throw libiconvExp(IMPL::INIT_ERROR, message);
     }
 }
 
@@ -232,7 +232,7 @@ CTextLibIConv::~CTextLibIConv() noexcept(false) {
     const int toWideResult = library.close(__toWide);
     const int fromWideResult = library.close(__fromWide);
     if ((toWideResult == -1 || fromWideResult == -1) && std::uncaught_exceptions() == 0) {
-        throw libiconvExp(releaseError,
+        throw libiconvExp(RELEASE_ERROR,
                           stringEx("CTextLibIConv::~CTextLibIConv - failed release lib "
                                    "iconv's convertion descriptor"));
     }

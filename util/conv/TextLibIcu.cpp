@@ -33,29 +33,29 @@ struct INTERFACE {
     const char* (*errorName)(ICU_ERROR) = nullptr;
 };
 
-constexpr const char* defaultVersion = "38";
+constexpr const char* DEFAULT_VERSION = "38";
 
 // The versions looked for when the default one is missing. From 49 on a version is one number, and
 // the functions' suffix has one underscore.
-constexpr int newestVersion = 99;
-constexpr int oldestVersion = 49;
+constexpr int NEWEST_VERSION = 99;
+constexpr int OLDEST_VERSION = 49;
 
-constexpr unsigned int convertError = 4;
+constexpr unsigned int CONVERT_ERROR = 4;
 
-constexpr ICU_ERROR noMemory = 7;
-constexpr ICU_ERROR indexOutOfBounds = 8;
-constexpr ICU_ERROR invalidCharFound = 10;
-constexpr ICU_ERROR illegalCharFound = 12;
-constexpr ICU_ERROR bufferOverflow = 15;
+constexpr ICU_ERROR NO_MEMORY = 7;
+constexpr ICU_ERROR INDEX_OUT_OF_BOUNDS = 8;
+constexpr ICU_ERROR INVALID_CHAR_FOUND = 10;
+constexpr ICU_ERROR ILLEGAL_CHAR_FOUND = 12;
+constexpr ICU_ERROR BUFFER_OVERFLOW = 15;
 
 /// Warnings are below 0. Bad input must not fail a conversion.
 bool IsTolerable(ICU_ERROR error) {
-    return error <= 0 || (error >= invalidCharFound && error <= illegalCharFound);
+    return error <= 0 || (error >= INVALID_CHAR_FOUND && error <= ILLEGAL_CHAR_FOUND);
 }
 
 /// The same for a call that only asks for a length, and so is bound to find no room.
 bool IsTolerableForLength(ICU_ERROR error) {
-    return IsTolerable(error) || error == bufferOverflow;
+    return IsTolerable(error) || error == BUFFER_OVERFLOW;
 }
 
 /// "_3_8" for "38".
@@ -92,7 +92,7 @@ std::unique_ptr<CDllLoader> LoadIcu(const stringEx& location, const stringEx& ve
 
 /// Loads the newest version installed that has all the functions; false if there is none.
 bool LoadNewest(INTERFACE& library) {
-    for (int number = newestVersion; number >= oldestVersion; --number) {
+    for (int number = NEWEST_VERSION; number >= OLDEST_VERSION; --number) {
         stringEx version;
         version << number;
         stringEx suffix("_");
@@ -117,7 +117,7 @@ stringEx WithError(stringEx message, const char* numberKey, const char* descKey,
 }
 
 [[noreturn]] void ThrowConvertError(const char* head, ICU_ERROR error, const INTERFACE& library) {
-    throw libicuExp(convertError,
+    throw libicuExp(CONVERT_ERROR,
                     WithError(stringEx(head), "  error code", "  error desc", error, library));
 }
 
@@ -127,15 +127,15 @@ struct FAILURES {
     const char* text;
 };
 
-constexpr FAILURES toWideFailures{"CTextLibIcu::MBtoWC - failed retrive dest size\n",
-                                  "CTextLibIcu::MBtoWC - failed converting string\n"};
-constexpr FAILURES fromWideFailures{"CTextLibIcu::WCtoMB - failed retrive dest size\n",
-                                    toWideFailures.text};
+constexpr FAILURES TO_WIDE_FAILURES{"CTextLibIcu::MBtoWC - failed retrive dest size\n",
+                                    "CTextLibIcu::MBtoWC - failed converting string\n"};
+constexpr FAILURES FROM_WIDE_FAILURES{"CTextLibIcu::WCtoMB - failed retrive dest size\n",
+                                      TO_WIDE_FAILURES.text};
 
 /// A length as ICU takes it.
 std::int32_t IcuLength(unsigned int length, const FAILURES& failures, const INTERFACE& library) {
     if (length > static_cast<unsigned int>(INT32_MAX - 1)) {
-        ThrowConvertError(failures.length, indexOutOfBounds, library);
+        ThrowConvertError(failures.length, INDEX_OUT_OF_BOUNDS, library);
     }
     return static_cast<std::int32_t>(length);
 }
@@ -192,7 +192,7 @@ stringEx WindowsName(unsigned long cp) {
 }
 
 struct ICU_STATE : IMPL::LIBRARY_STATE<INTERFACE> {
-    stringEx version{defaultVersion};
+    stringEx version{DEFAULT_VERSION};
     bool searchedInVain = false;
 };
 
@@ -202,8 +202,8 @@ struct ICU_STATE : IMPL::LIBRARY_STATE<INTERFACE> {
 class CTextLibIcu::Global : public IMPL::TLibraryGlobal<CTextLibIcu::Global, ICU_STATE> {
 public:
     using EXCEPTION = libicuExp;
-    static constexpr const char* converter = "CTextLibIcu";
-    static constexpr const char* noFunction = "failed locate icu api\n@ ";
+    static constexpr const char* CONVERTER = "CTextLibIcu";
+    static constexpr const char* NO_FUNCTION = "failed locate icu api\n@ ";
 
     static stringEx& Vr() { return _Get().version; }
 
@@ -214,7 +214,7 @@ public:
             library.loader = LoadIcu(Lc(), Vr());
         } catch (const dlllExp&) {
             bool& inVain = _Get().searchedInVain;
-            const bool mayChoose = Lc().empty() && Vr() == stringEx(defaultVersion) && !inVain;
+            const bool mayChoose = Lc().empty() && Vr() == stringEx(DEFAULT_VERSION) && !inVain;
             if (mayChoose && LoadNewest(library)) {
                 return;
             }
@@ -231,7 +231,7 @@ bool CTextLibIcu::__Open(const stringEx& name, int& error) {
     _enc = name;
     error = 0;
     __converter = name.empty() ? nullptr : Global::If().open(name.c_str(), &error);
-    if (__converter == nullptr && error == noMemory) {
+    if (__converter == nullptr && error == NO_MEMORY) {
         stringEx message("CTextLibIcu::CTextLibIcu - failed init encoding convertion\n"
                          "  encoding name = ");
         message << _enc << "\n";
@@ -248,8 +248,8 @@ CTextLibIcu::CTextLibIcu(const stringEx& enc) {
         stringEx message("CTextLibIcu::CTextLibIcu - failed init encoding convertion\n"
                          "  encoding name = ");
         message << enc << " (" << _enc << ")\n";
-        throw libicuExp(IMPL::initError, WithError(message, "  error number ", "  error desc   ",
-                                                   error, Global::If()));
+        throw libicuExp(IMPL::INIT_ERROR, WithError(message, "  error number ", "  error desc   ",
+                                                    error, Global::If()));
     }
 }
 
@@ -260,8 +260,8 @@ CTextLibIcu::CTextLibIcu(unsigned long cp) {
         stringEx message("CTextLibIcu::CTextLibIcu - failed init encoding convertion\n"
                          "  code page     = ");
         message << cp << "\n  encoding name = " << _enc << "\n";
-        throw libicuExp(IMPL::initError, WithError(message, "  error number ", "  error desc   ",
-                                                   error, Global::If()));
+        throw libicuExp(IMPL::INIT_ERROR, WithError(message, "  error number ", "  error desc   ",
+                                                    error, Global::If()));
     }
 }
 
@@ -271,7 +271,7 @@ CTextLibIcu::~CTextLibIcu() noexcept(false) {
 
 void CTextLibIcu::_Decode(wstringEx& dst, const stringEx& src) const {
     const INTERFACE& library = Global::If();
-    const std::int32_t length = IcuLength(src.length(), toWideFailures, library);
+    const std::int32_t length = IcuLength(src.length(), TO_WIDE_FAILURES, library);
     const auto convert = [&](wchar_t* target, std::int32_t room, ICU_ERROR& error) {
         const auto units =
             std::make_unique_for_overwrite<ICU_UNIT[]>(static_cast<std::size_t>(room));
@@ -282,19 +282,19 @@ void CTextLibIcu::_Decode(wstringEx& dst, const stringEx& src) const {
         }
         return count;
     };
-    ConvertTwice(dst, src, convert, toWideFailures, library);
+    ConvertTwice(dst, src, convert, TO_WIDE_FAILURES, library);
 }
 
 void CTextLibIcu::_Encode(stringEx& dst, const wstringEx& src) const {
     const INTERFACE& library = Global::If();
-    const std::int32_t length = IcuLength(src.length(), fromWideFailures, library);
+    const std::int32_t length = IcuLength(src.length(), FROM_WIDE_FAILURES, library);
     const auto units = std::make_unique_for_overwrite<ICU_UNIT[]>(src.length());
     std::transform(src.c_str(), src.c_str() + src.length(), units.get(),
                    [](wchar_t c) { return static_cast<ICU_UNIT>(c); });
     const auto convert = [&](char* target, std::int32_t room, ICU_ERROR& error) {
         return library.fromUnits(__converter, target, room, units.get(), length, &error);
     };
-    ConvertTwice(dst, src, convert, fromWideFailures, library);
+    ConvertTwice(dst, src, convert, FROM_WIDE_FAILURES, library);
 }
 
 bool CTextLibIcu::IsExternalDependencyReady() {

@@ -96,7 +96,7 @@ struct ENCODER {
 
     std::size_t SrcLeft() const { return static_cast<std::size_t>(srcEnd - src); }
     std::size_t Room() const { return static_cast<std::size_t>(dstEnd - dst); }
-    bool CanGoOn() const { return src != srcEnd && Room() >= utf8MaxSequence; }
+    bool CanGoOn() const { return src != srcEnd && Room() >= UTF8_MAX_SEQUENCE; }
     std::uint32_t Current() const { return static_cast<std::uint32_t>(*src); }
 
     void AsciiRun() {

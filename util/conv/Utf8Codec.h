@@ -12,7 +12,7 @@
 namespace Quil::IMPL {
 
 /// The room that the encoder wants to have left before it writes a character.
-constexpr std::size_t utf8MaxSequence = longestCharacter;
+constexpr std::size_t UTF8_MAX_SEQUENCE = LONGEST_CHARACTER;
 
 /// Decodes from the start of `src` until the source ends, `room` wide characters are written, or a
 /// sequence comes that is cut or not strictly valid.

@@ -12,6 +12,6 @@ struct CODEC_STEP {
 };
 
 /// The room that an encoder wants to have left before it writes a character.
-constexpr std::size_t longestCharacter = 4;
+constexpr std::size_t LONGEST_CHARACTER = 4;
 
 } // namespace Quil::IMPL

@@ -29,8 +29,9 @@ constexpr ERROR_TEXT CHANGE_ERRORS[] = {
 };
 
 void CheckChange(int result, const char* head, const stringEx& path) {
-    if (result == 0)
+    if (result == 0) {
         return;
+    }
     const int code = errno;
     throw dirExp(static_cast<unsigned int>(code),
                  ComposeError(head, {{"  path       = ", path},
@@ -54,19 +55,21 @@ CDir::CDir(const stringEx& path, bool create, bool noCheck) {
 void CDir::Open(const stringEx& path, bool create, bool noCheck) {
     stringEx full(path);
     full.detach_if_static();
-    m_path = stEMPTY;
+    __m_path = stEMPTY;
     IMPL::RefuseEmpty(full, "CDir::Open - nothing to open");
     ConvToFullPath(full);
-    if (!full.end_with("/"))
+    if (!full.end_with("/")) {
         full += '/';
+    }
     if (!noCheck && !IsDirExist(full)) {
-        if (!create)
+        if (!create) {
             throw dirExp(0, ComposeError("CDir::Open - error open dir, not exist\n",
                                          {{"  dir to open         = ", full},
                                           {"  current working dir = ", GetPwd() + "\n"}}));
+        }
         MakeDir(full, true);
     }
-    m_path = full;
+    __m_path = full;
 }
 
 CDir CDir::GainDir(const stringEx& sub, bool create) const {
@@ -80,8 +83,8 @@ void CDir::ChangeDir(const stringEx& sub, bool create) {
 }
 
 void CDir::SetPwd() const {
-    CheckChange(::chdir(m_path.c_str()), "CDir::SetPwd - failed setting current working dir\n",
-                m_path);
+    CheckChange(::chdir(__m_path.c_str()), "CDir::SetPwd - failed setting current working dir\n",
+                __m_path);
 }
 
 bool CDir::IsFileExist(const stringEx& path) {
@@ -109,7 +112,7 @@ void CDir::SetAttributes(const stringEx& path, unsigned long attributes) {
 
 CDir::SPACE_INFO CDir::GetSpaceInfo() const {
     struct statvfs status = {};
-    IMPL::PosixStatVfs("CDir::GetSpaceInfo - failed retrieve space info\n", m_path, &status);
+    IMPL::PosixStatVfs("CDir::GetSpaceInfo - failed retrieve space info\n", __m_path, &status);
     const CULongLongNative unit = status.f_frsize;
     return {unit * status.f_blocks, unit * status.f_bfree, unit * status.f_bavail};
 }
@@ -117,31 +120,34 @@ CDir::SPACE_INFO CDir::GetSpaceInfo() const {
 CDir::STORAGE_TOPOLOGY CDir::GetStorageTopology() const {
     struct statvfs status = {};
     IMPL::PosixStatVfs("CDir::GetStorageTopology - failed retrieve storage's topology info\n",
-                       m_path, &status);
+                       __m_path, &status);
     return {status.f_bsize, status.f_frsize, status.f_blocks, status.f_namemax};
 }
 
 bool CDir::__StartEnum(COOKIE& cookie) const {
-    if (!cookie)
-        cookie = COOKIE(::opendir(m_path.c_str()));
+    if (!cookie) {
+        cookie = COOKIE(::opendir(__m_path.c_str()));
+    }
     return static_cast<bool>(cookie);
 }
 
 void CDir::__ReleaseCookie(void* cookie) {
-    if (::closedir(static_cast<DIR*>(cookie)) == -1)
+    if (::closedir(static_cast<DIR*>(cookie)) == -1) {
         throw dirExp(static_cast<unsigned int>(errno), stringEx("invalid dir descriptor"));
+    }
 }
 
 bool CDir::__EnumNext(COOKIE& cookie, stringEx& name,
                       bool (*isWanted)(const DIR_ENTRY& entry, bool hidden, bool dots), bool hidden,
                       bool dots) const {
     name = stEMPTY;
-    if (!__StartEnum(cookie))
+    if (!__StartEnum(cookie)) {
         return false;
+    }
     DIR_ENTRY entry;
-    while (IMPL::ReadEntry(static_cast<DIR*>(cookie.get()), m_path, entry)) {
+    while (IMPL::ReadEntry(static_cast<DIR*>(cookie.get()), __m_path, entry)) {
         if (isWanted(entry, hidden, dots)) {
-            name = m_path + entry.name;
+            name = __m_path + entry.name;
             return true;
         }
     }

@@ -20,8 +20,9 @@ namespace {
 constexpr unsigned int npos = stringEx::npos;
 
 void CloseByDelimiter(stringEx& path) {
-    if (!path.end_with("/"))
+    if (!path.end_with("/")) {
         path += '/';
+    }
 }
 
 /// The position behind the last "/", 0 without one.
@@ -65,9 +66,11 @@ bool NamesDirectory(const stringEx& path) {
 /// The length of the path that both have in common, up to and including a "/". Both end in "/".
 unsigned int CommonLength(const stringEx& one, const stringEx& other) {
     unsigned int common = 0;
-    for (unsigned int i = 0; i < one.length() && i < other.length() && one[i] == other[i]; ++i)
-        if (one[i] == '/')
+    for (unsigned int i = 0; i < one.length() && i < other.length() && one[i] == other[i]; ++i) {
+        if (one[i] == '/') {
             common = i + 1;
+        }
+    }
     return common;
 }
 
@@ -81,23 +84,26 @@ void CDir::ConvToFullPath(stringEx& path) {
     RefuseEmpty(path, "CDir::ConvToFullPath - nothing to convert");
     stringEx normal = NormalizePathName(path);
     const bool isDirectory = NamesDirectory(normal);
-    if (normal.begin_with("~/"))
+    if (normal.begin_with("~/")) {
         normal.replace(0, 2, GetHomeDir());
-    else if (!normal.begin_with("/"))
+    } else if (!normal.begin_with("/")) {
         normal.insert(0, GetPwd());
+    }
     stringEx full = ResolveParts(normal);
-    if (isDirectory || full.empty())
+    if (isDirectory || full.empty()) {
         full += '/';
+    }
     path = full;
 }
 
 void CDir::GetPathDir(stringEx& path) {
     RefuseEmpty(path, "CDir::GetPathDir - nothing to match");
     stringEx normal = NormalizePathName(path);
-    if (normal.end_with("/") || IsDirExist(normal))
+    if (normal.end_with("/") || IsDirExist(normal)) {
         CloseByDelimiter(normal);
-    else
+    } else {
         normal.erase(FilenamePos(normal), npos);
+    }
     path = normal.empty() ? stringEx("./") : normal;
 }
 
@@ -110,8 +116,9 @@ void CDir::GetPathFilename(stringEx& path) {
 
 void CDir::GetPathFilenameNoExt(stringEx& path) {
     GetPathFilename(path);
-    if (const unsigned int dot = ExtensionDot(path); dot != npos)
+    if (const unsigned int dot = ExtensionDot(path); dot != npos) {
         path.erase(dot, npos);
+    }
 }
 
 void CDir::GetPathExt(stringEx& path) {
@@ -122,14 +129,16 @@ void CDir::GetPathExt(stringEx& path) {
 
 void CDir::GetPathNoExt(stringEx& path) {
     stringEx normal = NormalizePathName(path);
-    if (const unsigned int dot = ExtensionDot(normal); dot != npos)
+    if (const unsigned int dot = ExtensionDot(normal); dot != npos) {
         normal.erase(dot, npos);
+    }
     path = normal;
 }
 
 void CDir::RemoveTailingDelimiter(stringEx& path) {
-    if (path.end_with("/"))
+    if (path.end_with("/")) {
         path.erase(path.length() - 1, npos);
+    }
 }
 
 bool CDir::HasPathHadExt(const stringEx& path) {
@@ -145,40 +154,46 @@ bool CDir::IsRelativePath(const stringEx& path) {
 }
 
 void CDir::ToAbsolutePath(stringEx& path) const {
-    if (path.empty())
+    if (path.empty()) {
         return;
-    if (!IsAbsolutePath(path))
-        path.insert(0, m_path);
+    }
+    if (!IsAbsolutePath(path)) {
+        path.insert(0, __m_path);
+    }
     ConvToFullPath(path);
 }
 
 void CDir::ToRelativePath(stringEx& path) const {
-    if (path.empty())
+    if (path.empty()) {
         return;
+    }
     ToAbsolutePath(path);
-    const unsigned int common = CommonLength(m_path, path);
+    const unsigned int common = CommonLength(__m_path, path);
     stringEx relative;
-    for (unsigned int i = common; i < m_path.length(); ++i)
-        if (m_path[i] == '/')
+    for (unsigned int i = common; i < __m_path.length(); ++i) {
+        if (__m_path[i] == '/') {
             relative += "../";
+        }
+    }
     relative.append(path, common, npos);
     path = relative.empty() ? stringEx("./") : relative;
 }
 
 bool CDir::IsSubPath(const stringEx& path) const {
-    if (path.empty())
+    if (path.empty()) {
         return false;
+    }
     stringEx absolute(path);
     ToAbsolutePath(absolute);
     CloseByDelimiter(absolute);
-    return absolute.begin_with(m_path);
+    return absolute.begin_with(__m_path);
 }
 
 CDir CDir::GainCommonParent(const stringEx& path) const {
     stringEx absolute(path);
     ToAbsolutePath(absolute);
     CloseByDelimiter(absolute);
-    return CDir(m_path.substr(0, CommonLength(m_path, absolute)), false, true);
+    return CDir(__m_path.substr(0, CommonLength(__m_path, absolute)), false, true);
 }
 
 stringEx CDir::GetPwd() {
@@ -186,12 +201,13 @@ stringEx CDir::GetPwd() {
     unsigned int room = PATH_MAX;
     while (::getcwd(path._eofbuf(room - 1), room) == nullptr) {
         const int code = errno;
-        if (code != ERANGE)
+        if (code != ERANGE) {
             throw dirExp(static_cast<unsigned int>(code),
                          ComposeError("CDir::GetPwd - failed getting current working dir\n",
                                       {{"  system error no   = ", code},
                                        {"  system error desc = ",
                                         GetSysErrString(static_cast<unsigned long>(code))}}));
+        }
         room *= 2;
     }
     path.set_length(stringEx::strlen(path.c_str()));
@@ -201,8 +217,9 @@ stringEx CDir::GetPwd() {
 
 stringEx CDir::GetHomeDir() {
     stringEx home = GetEnvString("HOME");
-    if (home.empty())
+    if (home.empty()) {
         throw dirExp(0, stringEx("CDir::GetHomeDir - the environment has no HOME"));
+    }
     CloseByDelimiter(home);
     return home;
 }
@@ -217,8 +234,9 @@ stringEx CDir::GetTempDir() {
             }
         }
     }
-    if (temp.empty())
+    if (temp.empty()) {
         return stringEx("./tmp/");
+    }
     CloseByDelimiter(temp);
     return temp;
 }
@@ -234,8 +252,9 @@ stringEx CDir::GetCurrentUserConfigDir() {
 stringEx CDir::FindInPath(const stringEx& name) {
     stringEx directory(name);
     GetPathDir(directory);
-    if (directory != "./" && IsFileExist(name))
+    if (directory != "./" && IsFileExist(name)) {
         return name;
+    }
     const stringEx searched = GetEnvString("PATH");
     if (directory == "./") {
         stringEx filename(name);
@@ -245,12 +264,14 @@ stringEx CDir::FindInPath(const stringEx& name) {
             const unsigned int end = colon == npos ? searched.length() : colon;
             stringEx path = searched.substr(start, end - start);
             start = end + 1;
-            if (path.empty())
+            if (path.empty()) {
                 path = ".";
+            }
             CloseByDelimiter(path);
             path += filename;
-            if (IsFileExist(path))
+            if (IsFileExist(path)) {
                 return path;
+            }
         }
     }
     throw dirExp(

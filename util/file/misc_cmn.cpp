@@ -23,28 +23,29 @@ auto LookAhead(const TSeekableSource& source, Look look) {
 class CByteReader {
 public:
     CByteReader(const TSeekableSource& source, std::uint64_t limit)
-        : m_source(source), m_left(limit) {}
+        : __m_source(source), __m_left(limit) {}
 
     /// False at the end or the limit.
     bool Next(unsigned char& byte) {
-        if (m_position == m_count) {
-            const auto size = static_cast<unsigned int>(m_left < BLOCK ? m_left : BLOCK);
-            m_count = size > 0 ? m_source.Read(m_block, size) : 0;
-            m_left -= m_count;
-            m_position = 0;
-            if (m_count == 0)
+        if (__m_position == __m_count) {
+            const auto size = static_cast<unsigned int>(__m_left < BLOCK ? __m_left : BLOCK);
+            __m_count = size > 0 ? __m_source.Read(__m_block, size) : 0;
+            __m_left -= __m_count;
+            __m_position = 0;
+            if (__m_count == 0) {
                 return false;
+            }
         }
-        byte = m_block[m_position++];
+        byte = __m_block[__m_position++];
         return true;
     }
 
 private:
-    const TSeekableSource& m_source;
-    std::uint64_t m_left;
-    unsigned char m_block[BLOCK] = {};
-    unsigned int m_position = 0;
-    unsigned int m_count = 0;
+    const TSeekableSource& __m_source;
+    std::uint64_t __m_left;
+    unsigned char __m_block[BLOCK] = {};
+    unsigned int __m_position = 0;
+    unsigned int __m_count = 0;
 };
 
 /// `next` gives the characters in turn and false behind the last one.
@@ -52,12 +53,14 @@ template <class S, class T, class Next>
 S FirstLineEnd(Next next) {
     T c = 0;
     while (next(c)) {
-        if (c == '\n')
+        if (c == '\n') {
             return S(1, c);
+        }
         if (c == '\r') {
             S end(1, c);
-            if (next(c) && c == '\n')
+            if (next(c) && c == '\n') {
                 end += c;
+            }
             return end;
         }
     }
@@ -81,9 +84,11 @@ wstringEx DetectWTxtFileEL(const TSeekableSource& source, unsigned int limit, bo
     CByteReader reader(source, std::uint64_t{limit} * sizeof(wchar_t));
     const auto next = [&](wchar_t& c) {
         unsigned char bytes[sizeof(wchar_t)] = {};
-        for (unsigned int i = 0; i < sizeof bytes; ++i)
-            if (!reader.Next(bytes[swapped ? sizeof bytes - 1 - i : i]))
+        for (unsigned int i = 0; i < sizeof bytes; ++i) {
+            if (!reader.Next(bytes[swapped ? sizeof bytes - 1 - i : i])) {
                 return false;
+            }
+        }
         std::memcpy(&c, bytes, sizeof c);
         return true;
     };

@@ -75,8 +75,9 @@ CTime ToTime(const timespec& time) {
 /// A null pointer gives the mark that leaves a time as it is.
 timespec FromTime(const CTime* time) {
     timespec result = {0, UTIME_OMIT};
-    if (time != nullptr)
+    if (time != nullptr) {
         CTimeSpan(time->GetMicroseconds()).ToTimespec(result);
+    }
     return result;
 }
 
@@ -86,17 +87,19 @@ int Allocate(int descriptor, const struct stat& status, std::int64_t size) {
     // The process's own limit is one that the allocation doesn't look at.
     struct rlimit limit = {};
     if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
-        static_cast<rlim_t>(size) > limit.rlim_cur)
+        static_cast<rlim_t>(size) > limit.rlim_cur) {
         return EFBIG;
+    }
 #ifdef FALLOC_FL_KEEP_SIZE
-    constexpr std::int64_t blockUnit = 512;
-    const bool hasHoles = status.st_blocks * blockUnit < std::min(status.st_size, size);
+    constexpr std::int64_t BLOCK_UNIT = 512;
+    const bool hasHoles = status.st_blocks * BLOCK_UNIT < std::min(status.st_size, size);
     const std::int64_t begin = hasHoles ? 0 : status.st_size;
     if (size > begin && RetryInterrupted([&] {
                             return ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, begin,
                                                size - begin);
-                        }) == -1)
+                        }) == -1) {
         return errno;
+    }
 #endif
     return 0;
 }
@@ -124,39 +127,40 @@ void CSysFile::OpenRaw(const stringEx& path, unsigned long access, MODE mode,
 
 void CSysFile::Open(CONSOLE stream) {
     Close();
-    m_descriptor = stream;
+    __m_descriptor = stream;
 }
 
 CSysFile CSysFile::ReOpen(unsigned long access, unsigned long share, unsigned long options) const {
     CSysFile other;
-    other.OpenRaw(m_name, access, 0, share, 0, options);
+    other.OpenRaw(__m_name, access, 0, share, 0, options);
     return other;
 }
 
 void CSysFile::Close() {
-    m_descriptor = CLOSED;
-    m_name = stEMPTY;
-    m_shared = {};
+    __m_descriptor = CLOSED;
+    __m_name = stEMPTY;
+    __m_shared = {};
 }
 
 CSysFile CSysFile::Duplicate() const {
     CSysFile other;
-    other.__Own(IMPL::PosixDuplicateFile<sysfileExp>(m_descriptor), m_name);
+    other.__Own(IMPL::PosixDuplicateFile<sysfileExp>(__m_descriptor), __m_name);
     return other;
 }
 
 int CSysFile::Disclaim() {
-    const int descriptor = m_descriptor;
-    if (m_shared)
-        m_shared->descriptor = CLOSED;
+    const int descriptor = __m_descriptor;
+    if (__m_shared) {
+        __m_shared->descriptor = CLOSED;
+    }
     Close();
     return descriptor;
 }
 
 void CSysFile::__Own(int descriptor, const stringEx& name) {
-    m_shared = IMPL::ShareDescriptor<CSysFile>(descriptor);
-    m_descriptor = descriptor;
-    m_name = name;
+    __m_shared = IMPL::ShareDescriptor<CSysFile>(descriptor);
+    __m_descriptor = descriptor;
+    __m_name = name;
 }
 
 void CSysFile::__Close(int descriptor) {
@@ -164,56 +168,60 @@ void CSysFile::__Close(int descriptor) {
 }
 
 unsigned int CSysFile::Read(void* buffer, unsigned int size) const {
-    const ssize_t count = RetryInterrupted([&] { return ::read(m_descriptor, buffer, size); });
-    if (count == -1)
-        ThrowFileError("CSysFile::Read - failed read file\n", m_name, errno, READ_ERRORS);
+    const ssize_t count = RetryInterrupted([&] { return ::read(__m_descriptor, buffer, size); });
+    if (count == -1) {
+        ThrowFileError("CSysFile::Read - failed read file\n", __m_name, errno, READ_ERRORS);
+    }
     return static_cast<unsigned int>(count);
 }
 
 unsigned int CSysFile::Write(const void* buffer, unsigned int size) {
-    const ssize_t count = RetryInterrupted([&] { return ::write(m_descriptor, buffer, size); });
-    if (count == -1)
-        ThrowFileError("CSysFile::Write - failed write file\n", m_name, errno, WRITE_ERRORS);
+    const ssize_t count = RetryInterrupted([&] { return ::write(__m_descriptor, buffer, size); });
+    if (count == -1) {
+        ThrowFileError("CSysFile::Write - failed write file\n", __m_name, errno, WRITE_ERRORS);
+    }
     return static_cast<unsigned int>(count);
 }
 
 void CSysFile::Flush() {
-    if (RetryInterrupted([&] { return ::fsync(m_descriptor); }) == -1)
-        ThrowFileError("CSysFile::Flush - failed flush file\n", m_name, errno, FLUSH_ERRORS);
+    if (RetryInterrupted([&] { return ::fsync(__m_descriptor); }) == -1) {
+        ThrowFileError("CSysFile::Flush - failed flush file\n", __m_name, errno, FLUSH_ERRORS);
+    }
 }
 
 void CSysFile::SeekBegin(const CLongLongNative& offset) const {
-    IMPL::PosixSeekFile(m_descriptor, offset.Value(), SEEK_SET);
+    IMPL::PosixSeekFile(__m_descriptor, offset.Value(), SEEK_SET);
 }
 
 void CSysFile::SeekCurrent(const CLongLongNative& offset) const {
-    IMPL::PosixSeekFile(m_descriptor, offset.Value(), SEEK_CUR);
+    IMPL::PosixSeekFile(__m_descriptor, offset.Value(), SEEK_CUR);
 }
 
 void CSysFile::SeekEnd(const CLongLongNative& offset) const {
-    IMPL::PosixSeekFile(m_descriptor, offset.Value(), SEEK_END);
+    IMPL::PosixSeekFile(__m_descriptor, offset.Value(), SEEK_END);
 }
 
 CLongLongNative CSysFile::GetCurrentPos() const {
-    return IMPL::PosixSeekFile(m_descriptor, 0, SEEK_CUR);
+    return IMPL::PosixSeekFile(__m_descriptor, 0, SEEK_CUR);
 }
 
 CLongLongNative CSysFile::GetSize() const {
-    const std::int64_t position = IMPL::PosixSeekFile(m_descriptor, 0, SEEK_CUR);
-    const std::int64_t size = IMPL::PosixSeekFile(m_descriptor, 0, SEEK_END);
-    IMPL::PosixSeekFile(m_descriptor, position, SEEK_SET);
+    const std::int64_t position = IMPL::PosixSeekFile(__m_descriptor, 0, SEEK_CUR);
+    const std::int64_t size = IMPL::PosixSeekFile(__m_descriptor, 0, SEEK_END);
+    IMPL::PosixSeekFile(__m_descriptor, position, SEEK_SET);
     return size;
 }
 
 bool CSysFile::IsRegularFile() const {
     struct stat status = {};
-    return ::fstat(m_descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    return ::fstat(__m_descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 void CSysFile::ResizeToCurrentPos() {
-    const std::int64_t position = IMPL::PosixSeekFile(m_descriptor, 0, SEEK_CUR);
-    if (RetryInterrupted([&] { return ::ftruncate(m_descriptor, position); }) != -1)
+    const std::int64_t position = IMPL::PosixSeekFile(__m_descriptor, 0, SEEK_CUR);
+    if (RetryInterrupted([&] { return ::ftruncate(__m_descriptor, position); }) != -1) {
         return;
+    }
     const int code = errno;
     throw sysfileExp(
         static_cast<unsigned int>(code),
@@ -225,56 +233,64 @@ void CSysFile::ResizeToCurrentPos() {
 
 void CSysFile::ReserveRoom(const CLongLongNative& size) {
     struct stat status = {};
-    if (::fstat(m_descriptor, &status) == -1 || !S_ISREG(status.st_mode))
+    if (::fstat(__m_descriptor, &status) == -1 || !S_ISREG(status.st_mode)) {
         return;
-    const int code = Allocate(m_descriptor, status, size.Value());
-    if (code != ENOSPC && code != EDQUOT && code != EFBIG)
+    }
+    const int code = Allocate(__m_descriptor, status, size.Value());
+    if (code != ENOSPC && code != EDQUOT && code != EFBIG) {
         return;
+    }
     // Gives back what was allocated before the room ran out; a failure here changes nothing more.
-    [[maybe_unused]] const int ignored = ::ftruncate(m_descriptor, status.st_size);
-    ThrowFileError("CSysFile::ReserveRoom - failed reserve room for the file\n", m_name, code,
+    [[maybe_unused]] const int ignored = ::ftruncate(__m_descriptor, status.st_size);
+    ThrowFileError("CSysFile::ReserveRoom - failed reserve room for the file\n", __m_name, code,
                    WRITE_ERRORS);
 }
 
 void CSysFile::Lock(const CLongLongNative& from, const CLongLongNative& length, LOCK type) {
-    IMPL::PosixLockFile(m_descriptor, from.Value(), length.Value(),
+    IMPL::PosixLockFile(__m_descriptor, from.Value(), length.Value(),
                         type == LOCK_SHARED ? F_RDLCK : F_WRLCK, true);
 }
 
 bool CSysFile::TryLock(const CLongLongNative& from, const CLongLongNative& length, LOCK type) {
-    return IMPL::PosixLockFile(m_descriptor, from.Value(), length.Value(),
+    return IMPL::PosixLockFile(__m_descriptor, from.Value(), length.Value(),
                                type == LOCK_SHARED ? F_RDLCK : F_WRLCK, false);
 }
 
 void CSysFile::UnLock(const CLongLongNative& from, const CLongLongNative& length) {
-    IMPL::PosixLockFile(m_descriptor, from.Value(), length.Value(), F_UNLCK, true);
+    IMPL::PosixLockFile(__m_descriptor, from.Value(), length.Value(), F_UNLCK, true);
 }
 
 void CSysFile::GetTime(CTime* created, CTime* accessed, CTime* modified) const {
     struct stat status = {};
-    if (::fstat(m_descriptor, &status) == -1)
-        ThrowFileError("CSysFile::GetTime - failed retrive the file status\n", m_name, errno,
+    if (::fstat(__m_descriptor, &status) == -1) {
+        ThrowFileError("CSysFile::GetTime - failed retrive the file status\n", __m_name, errno,
                        STATUS_ERRORS);
-    if (created != nullptr)
+    }
+    if (created != nullptr) {
         *created = tmINV;
-    if (accessed != nullptr)
+    }
+    if (accessed != nullptr) {
         *accessed = ToTime(status.st_atim);
-    if (modified != nullptr)
+    }
+    if (modified != nullptr) {
         *modified = ToTime(status.st_mtim);
+    }
 }
 
 void CSysFile::SetTime(const CTime* /*created*/, const CTime* accessed, const CTime* modified) {
     const timespec times[2] = {FromTime(accessed), FromTime(modified)};
-    if (::futimens(m_descriptor, times) == -1)
-        ThrowFileError("CSysFile::SetTime - failed set the file times\n", m_name, errno,
+    if (::futimens(__m_descriptor, times) == -1) {
+        ThrowFileError("CSysFile::SetTime - failed set the file times\n", __m_name, errno,
                        STATUS_ERRORS);
+    }
 }
 
 CFileMapping CSysFile::MakeFileMapping(const CLongLongNative& size, CFileMapping::ACCESS access,
                                        const char* name) const {
-    CFileMapping mapping(m_descriptor, stringEx(name));
-    if (access != CFileMapping::ACCESS_READ)
+    CFileMapping mapping(__m_descriptor, stringEx(name));
+    if (access != CFileMapping::ACCESS_READ) {
         mapping.__Reserve(size);
+    }
     return mapping;
 }
 

@@ -21,7 +21,7 @@ namespace {
 
 } // namespace
 
-// --- Tags ---------------------------------------------------------------------------------------
+// --- Tags ----------------------------------------------------------------------------------------
 
 template <class IO>
 CISXFBasic::DATATYPE CISXFReader<IO>::GetNextType() const {
@@ -73,16 +73,16 @@ void CISXFReader<IO>::IgnoreNext() const {
     }
 }
 
-// --- Values -------------------------------------------------------------------------------------
+// --- Values --------------------------------------------------------------------------------------
 
 template <class IO>
 long double CISXFReader<IO>::GetFloat80() const {
-    constexpr unsigned int significant = 10;
+    constexpr unsigned int SIGNIFICANT = 10;
     long double value = 0;
     if (_GetAndVerifyType(TYPE_FLOAT80)) {
         unsigned char field[12];
         __ReadPayload(field, sizeof field);
-        std::memcpy(&value, field, significant);
+        std::memcpy(&value, field, SIGNIFICANT);
     }
     return value;
 }
@@ -151,25 +151,25 @@ unsigned long CISXFReader<IO>::__GetTextTo(DATATYPE type, void* buffer, unsigned
 template <class IO>
 template <class S>
 void CISXFReader<IO>::__GetText(DATATYPE type, S& text, const char* getter) const {
-    constexpr unsigned int elementSize = sizeof(typename S::value_type);
-    constexpr std::uint64_t limit = S::max_size() - S::sm_tail;
+    constexpr unsigned int ELEMENT_SIZE = sizeof(typename S::value_type);
+    constexpr std::uint64_t LIMIT = S::max_size() - S::sm_tail;
     const std::uint32_t bytes = _BeginText(type);
-    const std::uint64_t length = bytes / elementSize;
+    const std::uint64_t length = bytes / ELEMENT_SIZE;
     if (text.is_static()) {
         text = S(); // else it would be written through
     }
     text.clear();
-    std::uint64_t block = std::max<std::uint64_t>(__FirstBlock() / elementSize, 1);
+    std::uint64_t block = std::max<std::uint64_t>(__FirstBlock() / ELEMENT_SIZE, 1);
     std::uint64_t got = 0;
     while (got < length) {
-        if (got == limit) {
-            ThrowNoRoom(getter, "text too long", bytes, limit);
+        if (got == LIMIT) {
+            ThrowNoRoom(getter, "text too long", bytes, LIMIT);
         }
-        block = std::min({block, length - got, limit - got});
+        block = std::min({block, length - got, LIMIT - got});
         text._grow_no_expand(got + block + S::sm_tail);
         const unsigned int count = __ReadUpTo(&text[static_cast<unsigned int>(got)],
-                                              static_cast<unsigned int>(block * elementSize)) /
-                                   elementSize;
+                                              static_cast<unsigned int>(block * ELEMENT_SIZE)) /
+                                   ELEMENT_SIZE;
         got += count;
         text._eofonly(static_cast<unsigned int>(got));
         if (count < block) {
@@ -177,23 +177,23 @@ void CISXFReader<IO>::__GetText(DATATYPE type, S& text, const char* getter) cons
         }
         block = got;
     }
-    unsigned char odd[elementSize];
-    __ReadUpTo(odd, bytes % elementSize);
+    unsigned char odd[ELEMENT_SIZE];
+    __ReadUpTo(odd, bytes % ELEMENT_SIZE);
 }
 
 /// Bytes to make room for at first: what the source is known to hold, otherwise a fair guess.
 template <class IO>
 std::uint64_t CISXFReader<IO>::__FirstBlock() const {
-    constexpr std::uint64_t blockSize = 65536;
+    constexpr std::uint64_t BLOCK_SIZE = 65536;
     if constexpr (requires { __io->GetSize() - __io->GetCurrentPos(); }) {
         const CLongLongNative rest = __io->GetSize() - __io->GetCurrentPos();
         return static_cast<std::uint64_t>(std::max(rest, CLongLongNative(0)));
     } else {
-        return blockSize;
+        return BLOCK_SIZE;
     }
 }
 
-// --- Bytes --------------------------------------------------------------------------------------
+// --- Bytes ---------------------------------------------------------------------------------------
 
 template <class IO>
 void CISXFReader<IO>::__ReadPayload(void* payload, unsigned int size) const {

@@ -23,13 +23,13 @@ namespace {
 template <class IO>
 void CISXFWriter<IO>::AppendFloat80(const long double& value) {
     static_assert(std::numeric_limits<long double>::digits == 64, "long double must be x87's");
-    constexpr unsigned int significant = 10; // the type's padding behind it has no meaning
+    constexpr unsigned int SIGNIFICANT = 10; // the type's padding behind it has no meaning
     if (value == 0) {
         AppendVoid();
         return;
     }
     unsigned char field[12] = {};
-    std::memcpy(field, &value, significant);
+    std::memcpy(field, &value, SIGNIFICANT);
     __AppendValue(TYPE_FLOAT80, field, sizeof field);
 }
 
@@ -47,13 +47,13 @@ void CISXFWriter<IO>::AppendWString(const wchar_t* text, unsigned long length) {
 template <class IO>
 template <class T>
 void CISXFWriter<IO>::__AppendText(DATATYPE type, const T* elements, std::uint64_t length) {
-    constexpr std::uint64_t limit = std::numeric_limits<std::uint32_t>::max();
+    constexpr std::uint64_t LIMIT = std::numeric_limits<std::uint32_t>::max();
     if (elements == nullptr || length == 0) {
         AppendVoid();
         return;
     }
-    if (length > limit / sizeof(T)) {
-        ThrowTextTooLong(length, limit / sizeof(T));
+    if (length > LIMIT / sizeof(T)) {
+        ThrowTextTooLong(length, LIMIT / sizeof(T));
     }
     const auto size = static_cast<std::uint32_t>(length * sizeof(T));
     _CheckBound(sizeof type + sizeof size + std::uint64_t{size});

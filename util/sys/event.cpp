@@ -35,8 +35,7 @@ constexpr unsigned int LONG_KEY = 14; // "seconds offset"
 
 } // namespace
 
-// --- State
-// ----------------------------------------------------------------------------------------
+// --- State ---------------------------------------------------------------------------------------
 
 IMPL::EVENT_STATE::EVENT_STATE() {
     if (const int error = pthread_cond_init(&condition, nullptr)) {
@@ -70,9 +69,9 @@ int IMPL::PROC_EVENT_STATE::WakeAll() {
 /// the others. They also make the wait end soon for a thread that is cancelled, which is looked for
 /// only where the lock is held again.
 int IMPL::PROC_EVENT_STATE::Sleep(pthread_mutex_t* lock, const timespec* until) {
-    constexpr unsigned long slice = 100;
+    constexpr unsigned long SLICE = 100;
     const std::uint32_t seen = generation;
-    timespec wake = AfterNow(CLOCK_MONOTONIC, ToTimespec(slice));
+    timespec wake = AfterNow(CLOCK_MONOTONIC, ToTimespec(SLICE));
     const auto isBefore = [](const timespec& a, const timespec& b) {
         return a.tv_sec != b.tv_sec ? a.tv_sec < b.tv_sec : a.tv_nsec < b.tv_nsec;
     };
@@ -91,8 +90,7 @@ int IMPL::PROC_EVENT_STATE::Sleep(pthread_mutex_t* lock, const timespec* until) 
     return until != nullptr && !isBefore(Now(CLOCK_MONOTONIC), *until) ? ETIMEDOUT : 0;
 }
 
-// --- Operations of both
-// ---------------------------------------------------------------------------
+// --- Operations of both --------------------------------------------------------------------------
 
 /// Holds the event's own lock; also while a cancelled thread unwinds.
 template <class Self>
@@ -198,8 +196,7 @@ bool TEventOps<Self>::__Sleep(const timespec* offset) {
 template class TEventOps<CEvent>;
 template class TEventOps<CProcEvent>;
 
-// --- CEvent, CProcEvent
-// ---------------------------------------------------------------------------
+// --- CEvent, CProcEvent --------------------------------------------------------------------------
 
 CEvent::CEvent(bool isRaised) {
     __state.isRaised = isRaised;

@@ -56,8 +56,7 @@ stringEx Formatted(const char* format, va_list arguments) {
 
 } // namespace
 
-// --- The object
-// -----------------------------------------------------------------------------------
+// --- The object ----------------------------------------------------------------------------------
 
 CLog::CLog(LEVEL level, unsigned int queueLen) : __body(new IMPL::CLogBody(level, queueLen)) {}
 
@@ -195,8 +194,7 @@ void CLog::LogFlush() {
     body->Flush();
 }
 
-// --- The process-wide log
-// -------------------------------------------------------------------------
+// --- The process-wide log ------------------------------------------------------------------------
 
 CLog::LogHandle CLog::GetGlobal() {
     const CFastSessionLock lock(IMPL::CLogBody::ProcessLock());
@@ -253,8 +251,7 @@ bool CLog::HasAnyLogger() {
     return IMPL::CLogBody::HasAnyLogger();
 }
 
-// --- Texts
-// ----------------------------------------------------------------------------------------
+// --- Texts ---------------------------------------------------------------------------------------
 
 stringEx CLog::LevelToStr(LEVEL level) {
     switch (level) {
@@ -277,12 +274,12 @@ stringEx CLog::LevelToStr(LEVEL level) {
 }
 
 stringEx IMPL::LogRecordHead(const CTime& time, CLog::LEVEL level, const stringEx& module) {
-    constexpr const char* tags[] = {"Debug]   ", "Info]    ", "Warning] ",
+    constexpr const char* TAGS[] = {"Debug]   ", "Info]    ", "Warning] ",
                                     "Error]   ", "Note]    ", "Fatal]   "};
     const bool isKnown = level >= CLog::LEVEL_DEBUG && level <= CLog::LEVEL_FATAL;
     stringEx head("[");
     head << time.Format("%Y-%M-%d %H:%T:%S.%us UTC%Z") << "]["
-         << (isKnown ? tags[level] : "Unknown] ") << '(' << module << ")\n";
+         << (isKnown ? TAGS[level] : "Unknown] ") << '(' << module << ")\n";
     return head;
 }
 

@@ -11,8 +11,7 @@
 
 namespace Quil {
 
-// --- CFastMutex
-// -----------------------------------------------------------------------------------
+// --- CFastMutex ----------------------------------------------------------------------------------
 
 bool CFastMutex::sm_bMpFlag = false;
 
@@ -35,8 +34,7 @@ bool CFastMutex::__LockWithin(unsigned long milliseconds) {
     return IMPL::PollFor(milliseconds, sm_bMpFlag, [this] { return __TryTake(); });
 }
 
-// --- Operations of both system locks
-// --------------------------------------------------------------
+// --- Operations of both system locks -------------------------------------------------------------
 
 namespace {
 
@@ -111,8 +109,8 @@ bool TMutexOps<Self>::__Taken(int error, int refusal, const char* what) const {
 
 template <class Self>
 bool TMutexOps<Self>::Lock() {
-    constexpr int neverRefused = -1;
-    return __Taken(pthread_mutex_lock(__Handle()), neverRefused, "Lock - failed lock mutex");
+    constexpr int NEVER_REFUSED = -1;
+    return __Taken(pthread_mutex_lock(__Handle()), NEVER_REFUSED, "Lock - failed lock mutex");
 }
 
 template <class Self>
@@ -153,8 +151,7 @@ void TMutexOps<Self>::UnLock() {
 template class TMutexOps<CMutex>;
 template class TMutexOps<CProcMutex>;
 
-// --- CMutex, CProcMutex
-// ---------------------------------------------------------------------------
+// --- CMutex, CProcMutex --------------------------------------------------------------------------
 
 CMutex::CMutex() {
     InitMutex(&__mutex, false);

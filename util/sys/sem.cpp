@@ -43,8 +43,8 @@ stringEx NameLine(const stringEx& name) {
 }
 
 sem_t* CreateNamedSemaphore(const char* name, unsigned int initial) {
-    constexpr mode_t ownerOnly = 0600;
-    return sem_open(name, O_CREAT | O_EXCL, ownerOnly, initial);
+    constexpr mode_t OWNER_ONLY = 0600;
+    return sem_open(name, O_CREAT | O_EXCL, OWNER_ONLY, initial);
 }
 
 sem_t* OpenNamedSemaphore(const char* name) {
@@ -53,8 +53,7 @@ sem_t* OpenNamedSemaphore(const char* name) {
 
 } // namespace
 
-// --- Operations of both
-// ---------------------------------------------------------------------------
+// --- Operations of both --------------------------------------------------------------------------
 
 template <class Self>
 stringEx TSemOps<Self>::__Head(const char* what) const {
@@ -131,8 +130,7 @@ void TSemOps<Self>::V(unsigned int n) {
 template class TSemOps<CSem>;
 template class TSemOps<CProcSem>;
 
-// --- CSem
-// -----------------------------------------------------------------------------------------
+// --- CSem ----------------------------------------------------------------------------------------
 
 CSem::CSem(unsigned int initial, unsigned int maximum) {
     __Init(false, initial, maximum);
@@ -157,8 +155,7 @@ CSem::~CSem() noexcept(false) {
     }
 }
 
-// --- CProcSem
-// -------------------------------------------------------------------------------------
+// --- CProcSem ------------------------------------------------------------------------------------
 
 CProcSem::CProcSem(bool create, const stringEx& name, unsigned int initial) : __name(name) {
     __name.detach_if_static().make_tail();
@@ -211,8 +208,7 @@ CProcSem::~CProcSem() noexcept(false) {
     }
 }
 
-// --- CFastSem
-// -------------------------------------------------------------------------------------
+// --- CFastSem ------------------------------------------------------------------------------------
 
 bool CFastSem::sm_bMpFlag = false;
 

@@ -17,8 +17,8 @@ stringEx DescribeSysError(int number, std::span<const ERROR_TEXT> table) {
 
 stringEx SysErrorMessage(const stringEx& head, int number, std::span<const ERROR_TEXT> table,
                          const stringEx& extra, unsigned int keyWidth) {
-    constexpr unsigned int keyLength = 10;
-    const stringEx padding(keyWidth > keyLength ? keyWidth - keyLength : 0, ' ');
+    constexpr unsigned int KEY_LENGTH = 10;
+    const stringEx padding(keyWidth > KEY_LENGTH ? keyWidth - KEY_LENGTH : 0, ' ');
     stringEx message(head);
     message << "\n  error code" << padding << " = " << number << "\n  error desc" << padding
             << " = " << DescribeSysError(number, table);

@@ -28,10 +28,10 @@ bool IsAliveState(int state) {
 }
 
 long long MicrosecondsSince1970() {
-    constexpr long long perSecond = 1000000;
+    constexpr long long PER_SECOND = 1000000;
     timeval now{};
     gettimeofday(&now, nullptr);
-    return now.tv_sec * perSecond + now.tv_usec;
+    return now.tv_sec * PER_SECOND + now.tv_usec;
 }
 
 } // namespace
@@ -62,11 +62,10 @@ TThread::~TThread() noexcept(false) {
     }
 }
 
-// --- Life
-// -----------------------------------------------------------------------------------------
+// --- Life ----------------------------------------------------------------------------------------
 
 void TThread::Create(CSemiBool autoDestroy, unsigned long stackSize) {
-    constexpr unsigned long slice = 10;
+    constexpr unsigned long SLICE = 10;
     IMPL::THREAD_RECORD& record = *__record;
     CFastSessionLock lock(record.lock);
     if (__IsAlive() && IMPL::CThread_Imp::IsCurrent(record)) {
@@ -74,7 +73,7 @@ void TThread::Create(CSemiBool autoDestroy, unsigned long stackSize) {
     }
     while (__IsAlive()) {
         lock.Reset(); // the thread needs it to end
-        IMPL::SleepFor(slice);
+        IMPL::SleepFor(SLICE);
         lock.__Lock();
     }
     delete std::exchange(__imp, nullptr); // past its state, the thread takes no lock any more
@@ -210,8 +209,7 @@ void TThread::__Cancel(IMPL::CThread_Imp& imp, int code) {
     }
 }
 
-// --- Waiting and looking
-// --------------------------------------------------------------------------
+// --- Waiting and looking -------------------------------------------------------------------------
 
 bool TThread::Wait() const {
     return Wait(IMPL::NO_LIMIT);
@@ -258,8 +256,7 @@ void TThread::SetUncaughtHandler(void (*handler)()) {
     sm_apUncaughtHandler.exchange(handler);
 }
 
-// --- Scheduling
-// -----------------------------------------------------------------------------------
+// --- Scheduling ----------------------------------------------------------------------------------
 
 /// The handle of a living thread, with the object's lock held by the caller.
 pthread_t TThread::__LiveThread(const char* caller) const {

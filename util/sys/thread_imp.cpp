@@ -130,11 +130,11 @@ struct CThread_Imp::START {
 
 CThread_Imp::CThread_Imp(TThread* thread, const THREAD_RECORD_HANDLE& record,
                          unsigned long stackSize) {
-    constexpr std::size_t guardSize = 4096;
+    constexpr std::size_t GUARD_SIZE = 4096;
     CAttributes attributes;
     Check(pthread_attr_setdetachstate(&attributes.value, PTHREAD_CREATE_JOINABLE),
           "CThread_Imp::Create - failed create thread", CREATE_ERRORS);
-    Check(pthread_attr_setguardsize(&attributes.value, guardSize),
+    Check(pthread_attr_setguardsize(&attributes.value, GUARD_SIZE),
           "CThread_Imp::Create - failed set guard area attribute", CREATE_ERRORS);
     if (stackSize != 0) {
         Check(pthread_attr_setstacksize(&attributes.value, stackSize),
@@ -164,8 +164,7 @@ void CThread_Imp::Kill() {
     Check(pthread_cancel(__handle), "CThread_Imp::Kill - failed kill the thread", THREAD_ERRORS);
 }
 
-// --- On the thread
-// --------------------------------------------------------------------------------
+// --- On the thread -------------------------------------------------------------------------------
 
 void* CThread_Imp::__EntryPoint(void* argument) {
     const std::unique_ptr<START> start(static_cast<START*>(argument));
@@ -238,8 +237,7 @@ void CThread_Imp::__OnException(TThread& thread) {
     }
 }
 
-// --- Suspension
-// -----------------------------------------------------------------------------------
+// --- Suspension ----------------------------------------------------------------------------------
 
 /// Runs on the suspended thread, and again inside itself when that is resumed. Uses only what is
 /// allowed in a signal handler.
@@ -288,8 +286,7 @@ void CThread_Imp::Resume(THREAD_RECORD& record) {
           THREAD_ERRORS);
 }
 
-// --- Scheduling
-// -----------------------------------------------------------------------------------
+// --- Scheduling ----------------------------------------------------------------------------------
 
 namespace {
 
@@ -371,7 +368,7 @@ void CThread_Imp::SetSchdPolicy(pthread_t thread, TThread::SCHDPOLICY policy) {
 
 void CThread_Imp::SetCpuAffinity(pthread_t thread, std::bitset<1024>& mask, bool onlyPresent) {
     static_assert(CPU_SETSIZE == 1024);
-    constexpr ERROR_TEXT errors[] = {{ESRCH, "invalid thread id"},
+    constexpr ERROR_TEXT ERRORS[] = {{ESRCH, "invalid thread id"},
                                      {EPERM, "permission denied"},
                                      {EINVAL, "no processor of the mask is present"}};
     cpu_set_t present;
@@ -379,7 +376,7 @@ void CThread_Imp::SetCpuAffinity(pthread_t thread, std::bitset<1024>& mask, bool
     if (onlyPresent && sched_getaffinity(getpid(), sizeof present, &present) != 0) {
         ThrowSysError<threadExp>(
             "CThread_Imp::_SetCpuAffinity - failed retrive system' cpu affinity mask", errno,
-            errors);
+            ERRORS);
     }
     cpu_set_t wanted;
     CPU_ZERO(&wanted);
@@ -392,7 +389,7 @@ void CThread_Imp::SetCpuAffinity(pthread_t thread, std::bitset<1024>& mask, bool
         }
     }
     Check(pthread_setaffinity_np(thread, sizeof wanted, &wanted),
-          "CThread_Imp::_SetCpuAffinity - failed set cpu affinity mask", errors);
+          "CThread_Imp::_SetCpuAffinity - failed set cpu affinity mask", ERRORS);
 }
 
 } // namespace Quil::IMPL

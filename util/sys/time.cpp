@@ -36,8 +36,8 @@ __extension__ using WIDE = __int128;
 
 /// The nearest count. What saturates is a whole result, never one of its parts.
 long long Saturated(WIDE value, long long least = std::numeric_limits<long long>::min()) {
-    constexpr long long largest = std::numeric_limits<long long>::max();
-    return value > largest ? largest : value < least ? least : static_cast<long long>(value);
+    constexpr long long LARGEST = std::numeric_limits<long long>::max();
+    return value > LARGEST ? LARGEST : value < least ? least : static_cast<long long>(value);
 }
 
 /// The count of the system's forms.
@@ -126,7 +126,7 @@ stringEx Number(unsigned long value) {
 
 } // namespace
 
-// ---- CTimeSpan ----
+// --- CTimeSpan -----------------------------------------------------------------------------------
 
 void CTimeSpan::Set(const CLongLongNative& days, const CLongLongNative& hours,
                     const CLongLongNative& minutes, const CLongLongNative& seconds,
@@ -181,7 +181,7 @@ CTimeSpan CTimeSpan::operator-(const CTimeSpan& other) const {
     return CTimeSpan(Saturated(WIDE{__count} - other.__count));
 }
 
-// ---- CTime: reading ----
+// --- CTime: reading ------------------------------------------------------------------------------
 
 CTime CTime::Now() {
     timeval now;
@@ -314,7 +314,7 @@ unsigned short CTime::GetWeekOfYear(WEEKDAY first, short tz) const {
     return static_cast<unsigned short>((time.dayOfYear + 6 - sinceFirst) / 7);
 }
 
-// ---- CTime: changing ----
+// --- CTime: changing -----------------------------------------------------------------------------
 
 void CTime::__Set(const TIME& time) {
     if (time.year < GetMinYear() || time.year > GetMaxYear() || time.month < JANUARY ||
@@ -476,7 +476,7 @@ CTimeSpan CTime::operator-(const CTime& other) const {
                                         : tsINF;
 }
 
-// ---- Names, zones, the system's clock ----
+// --- Names, zones, the system's clock ------------------------------------------------------------
 
 bool CTime::IsLeapYear(long year) {
     return IsLeap(year == 0 ? Now().GetYear() : year);

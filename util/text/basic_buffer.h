@@ -88,7 +88,7 @@ public:
     /// The largest capacity, and the one that a view reports.
     static constexpr unsigned int max_size() noexcept { return ~0U / sizeof(T) - 1; }
 
-    // --- Construction, binding, views -----------------------------------------------------------
+    // --- Construction, binding, views ------------------------------------------------------------
 
     constexpr basic_buffer() noexcept = default;
     explicit basic_buffer(DONT_INIT) noexcept {}
@@ -169,7 +169,7 @@ public:
         return substr_static(first, end());
     }
 
-    // --- Access: nothing here un-shares unless it says so ---------------------------------------
+    // --- Access: nothing here un-shares unless it says so ----------------------------------------
 
     unsigned int length() const noexcept { return __length; }
     unsigned int size() const noexcept { return __length; }
@@ -363,7 +363,7 @@ public:
         return *this;
     }
 
-    // --- Search and compare, by plain element value ---------------------------------------------
+    // --- Search and compare, by plain element value ----------------------------------------------
 
     /// The first occurrence at or behind `pos`. An empty needle is found at `pos`, up to the
     /// length.
@@ -481,7 +481,7 @@ public:
         return sum;
     }
 
-    // --- For code that fills the block itself ---------------------------------------------------
+    // --- For code that fills the block itself ----------------------------------------------------
 
     /// The elements, or the address of a lasting 0 in place of null.
     const T* _bufptr() const noexcept {

@@ -54,10 +54,12 @@ struct lower_fold {
 template <class Fold, class T, class IsWanted, class Use>
 void each_partner(T first, T last, IsWanted isWanted, Use use) {
     for (T element = first;; ++element) {
-        if (isWanted(Fold::apply(element)))
+        if (isWanted(Fold::apply(element))) {
             use(element);
-        if (element == last)
+        }
+        if (element == last) {
             return;
+        }
     }
 }
 

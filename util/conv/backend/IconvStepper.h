@@ -13,7 +13,7 @@ namespace Quil::IMPL {
 /// The library's convert function.
 using ICONV_CONVERT = std::size_t (*)(void*, char**, std::size_t*, char**, std::size_t*);
 
-constexpr auto iconvFailure = static_cast<std::size_t>(-1);
+constexpr auto ICONV_FAILURE = static_cast<std::size_t>(-1);
 
 /// How much of a text goes to the library at once, in elements of the source and of the target.
 ///
@@ -71,9 +71,9 @@ public:
         const std::size_t written = room - outLeft / sizeof(ELEMENT);
         __pos += read;
         __output.Advance(written);
-        if (written != 0 || (result != iconvFailure && read != 0)) {
+        if (written != 0 || (result != ICONV_FAILURE && read != 0)) {
             __leastPiece = 0;
-        } else if (result == iconvFailure && errno == EINVAL && piece < rest) {
+        } else if (result == ICONV_FAILURE && errno == EINVAL && piece < rest) {
             // Not the end of the text, only of the piece: the sequence goes on behind it.
             __leastPiece = read != 0 ? 0 : 2 * piece;
         } else {

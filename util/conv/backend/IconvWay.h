@@ -27,11 +27,11 @@ using DECODING_WAY = ICONV_WAY<char, wchar_t>;
 using ENCODING_WAY = ICONV_WAY<wchar_t, char>;
 
 /// Elements of the target for which a codec is given room at a time.
-constexpr std::size_t codecRoom = std::size_t{64} << 10;
+constexpr std::size_t CODEC_ROOM = std::size_t{64} << 10;
 
 /// Enough for the longest sequence of any charset that has a codec: what the library decides on
 /// before the text goes on by the codec.
-constexpr ICONV_PIECES oneSequence{16, 64};
+constexpr ICONV_PIECES ONE_SEQUENCE{16, 64};
 
 /// Lets the way's codec convert as far as it goes.
 template <class Target, class Source, class Output>
@@ -40,7 +40,7 @@ void RunCodec(const ICONV_WAY<Source, Target>& way, CIconvStepper<Source, Output
     CODEC_STEP step{};
     do {
         const std::size_t rest = stepper.GetRestLength();
-        const std::size_t room = std::min(rest, codecRoom) + longestCharacter;
+        const std::size_t room = std::min(rest, CODEC_ROOM) + LONGEST_CHARACTER;
         auto* const target = output.Reserve(room, stepper.GetPos(), stepper.GetLength());
         step = way.codec->Convert(target, output.GetRoom(), stepper.GetRest(), rest);
         stepper.Skip(step.read);
@@ -59,7 +59,7 @@ void RunWay(const ICONV_WAY<Source, Target>& way, CIconvStepper<Source, Output>&
     }
     const bool returns = way.codec != nullptr && !way.mayDrop;
     while (stepper.GetRestLength() >= least && !output.IsFull()) {
-        stepper.Step(returns ? oneSequence : way.pieces);
+        stepper.Step(returns ? ONE_SEQUENCE : way.pieces);
         if (returns) {
             RunCodec(way, stepper, output);
         }

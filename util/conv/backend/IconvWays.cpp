@@ -7,10 +7,10 @@ namespace {
 // libiconv gets the whole text and small blocks to write to, which it is used to. The C library's
 // steps are long enough that their number doesn't count, and short enough for its way to start
 // over.
-constexpr ICONV_PIECES libiconvDecoding{static_cast<std::size_t>(-1) / sizeof(wchar_t), 256};
-constexpr ICONV_PIECES libiconvEncoding{static_cast<std::size_t>(-1) / sizeof(wchar_t), 512};
-constexpr ICONV_PIECES decodingPieces{std::size_t{64} << 10, std::size_t{64} << 10};
-constexpr ICONV_PIECES encodingPieces{std::size_t{16} << 10, std::size_t{64} << 10};
+constexpr ICONV_PIECES LIBICONV_DECODING{static_cast<std::size_t>(-1) / sizeof(wchar_t), 256};
+constexpr ICONV_PIECES LIBICONV_ENCODING{static_cast<std::size_t>(-1) / sizeof(wchar_t), 512};
+constexpr ICONV_PIECES DECODING_PIECES{std::size_t{64} << 10, std::size_t{64} << 10};
+constexpr ICONV_PIECES ENCODING_PIECES{std::size_t{16} << 10, std::size_t{64} << 10};
 
 } // namespace
 
@@ -21,12 +21,12 @@ CIconvWays::CIconvWays(const stringEx& name, ICONV_CONVERT convert, void* toWide
 
 DECODING_WAY CIconvWays::ToWide(std::size_t length) {
     return {__convert, __toWide, __codecs.DecoderFor(length),
-            __isLibiconv ? libiconvDecoding : decodingPieces, __isLibiconv};
+            __isLibiconv ? LIBICONV_DECODING : DECODING_PIECES, __isLibiconv};
 }
 
 ENCODING_WAY CIconvWays::FromWide(std::size_t length) {
     return {__convert, __fromWide, __codecs.EncoderFor(length),
-            __isLibiconv ? libiconvEncoding : encodingPieces, __isLibiconv};
+            __isLibiconv ? LIBICONV_ENCODING : ENCODING_PIECES, __isLibiconv};
 }
 
 } // namespace Quil::IMPL

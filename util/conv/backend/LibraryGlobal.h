@@ -11,9 +11,9 @@
 namespace Quil::IMPL {
 
 /// The code of `dlllExp` for a function that a library hasn't.
-constexpr unsigned int dllProcError = 3;
+constexpr unsigned int DLL_PROC_ERROR = 3;
 /// The code of the exceptions of converters that can't be made.
-constexpr unsigned int initError = 3;
+constexpr unsigned int INIT_ERROR = 3;
 
 /// A library and what it is looked for by. `Interface` holds its functions and, in `loader`, what
 /// keeps it loaded: null until it is found.
@@ -56,10 +56,10 @@ public:
             throw;
         } catch (const dlllExp& e) {
             library.loader.reset();
-            throw typename Global::EXCEPTION(initError, __Failure(e));
+            throw typename Global::EXCEPTION(INIT_ERROR, __Failure(e));
         } catch (...) {
             library.loader.reset();
-            throw typename Global::EXCEPTION(initError, __Head() << "unknwon error");
+            throw typename Global::EXCEPTION(INIT_ERROR, __Head() << "unknwon error");
         }
     }
 
@@ -74,7 +74,7 @@ public:
             Global::Load(probe);
             return true;
         } catch (const dlllExp& e) {
-            return e.GetErrCode() == dllProcError;
+            return e.GetErrCode() == DLL_PROC_ERROR;
         } catch (...) {
             return false;
         }
@@ -92,14 +92,14 @@ protected:
 
 private:
     static stringEx __Head() {
-        stringEx head(Global::converter);
+        stringEx head(Global::CONVERTER);
         head << "::__AddRef - ";
         return head;
     }
 
     static stringEx __Failure(const dlllExp& e) {
-        return __Head() << (e.GetErrCode() == dllProcError ? Global::noFunction
-                                                           : "failed load dynamic library\n")
+        return __Head() << (e.GetErrCode() == DLL_PROC_ERROR ? Global::NO_FUNCTION
+                                                             : "failed load dynamic library\n")
                         << "@ " << e.GetErrString();
     }
 

@@ -24,8 +24,8 @@ namespace {
 using ENC_TABLE = std::map<stringEx, TTextConv::ENCINFO, less_no_case<stringEx>>;
 using CMP_TABLE = std::vector<TTextConv::COMPENC_INFO>;
 
-constexpr unsigned long asciiCodePage = 20127;
-constexpr unsigned int codePagePrefixLength = 2;
+constexpr unsigned long ASCII_CODE_PAGE = 20127;
+constexpr unsigned int CODE_PAGE_PREFIX_LENGTH = 2;
 
 constinit IMPL::CLazyStatic<ENC_TABLE> encTable;
 constinit IMPL::CLazyStatic<CMP_TABLE> cmpTable;
@@ -68,7 +68,7 @@ bool IsNumericName(const stringEx& name) {
 }
 
 unsigned long ParseNumericName(const stringEx& name) {
-    return static_cast<unsigned long>(name.to_long(codePagePrefixLength, stringEx::npos, 10));
+    return static_cast<unsigned long>(name.to_long(CODE_PAGE_PREFIX_LENGTH, stringEx::npos, 10));
 }
 
 /// Puts the locale for characters that the program was in back at the end of the scope.
@@ -128,7 +128,7 @@ unsigned long GetSysDftCP() {
     try {
         return TTextConv::EncToCP(TTextConv::GetSysDefaultEnc());
     } catch (...) {
-        return asciiCodePage; // the platform's name is not in the catalogue
+        return ASCII_CODE_PAGE; // the platform's name is not in the catalogue
     }
 }
 

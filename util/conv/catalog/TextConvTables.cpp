@@ -6,7 +6,7 @@ namespace {
 
 // Several names share a code page, and a few carry the page of a related charset because theirs has
 // none: the numbers serve as a second key, not as a definition of the charset.
-constexpr ENCODING_ROW encodingRows[] = {
+constexpr ENCODING_ROW ENCODING_ROWS[] = {
     {"C", 20127, false, "English - C Default"},
     {"ASCII", 437, false, "English - ASCII (DOS OEM)"},
     {"US-ASCII", 437, false, "English - US-ASCII"},
@@ -104,100 +104,100 @@ constexpr ENCODING_ROW encodingRows[] = {
     {"UCS-2BE", 1201, false, "Unicode - UCS-2 Big-Endian"},
 };
 
-constexpr const char* unicodeCharsetTo[] = {"UTF-7", "UTF-8",   "UTF-16",  "UTF-16LE", "UTF-16BE",
-                                            "UCS-2", "UCS-2LE", "UCS-2BE", "GB18030"};
-constexpr const char* standardEnglishFrom[] = {"C", "ASCII", "US-ASCII", "ISO-646",
-                                               "ANSI_x3.4-1968"};
-constexpr const char* westEuropean[] = {"ISO-8859-1",
-                                        "ISO-8859-9",
-                                        "ISO-8859-14",
-                                        "ISO-8859-15",
-                                        "ANSI-LatinI",
-                                        "MacRoman",
-                                        "MacIceland",
-                                        "OEM-LatinI",
-                                        "OEM-MultilingualLatinI",
-                                        "OEM-MultlingualLatinI+EuroSymbol",
-                                        "OEM-Portuguese",
-                                        "OEM-Icelandic",
-                                        "OEM-CanadianFrench"};
-constexpr const char* centralAndEastEuropean[] = {"ISO-8859-2",       "ANSI-CentralEuropean",
-                                                  "MacCentralEurope", "MacCroatian",
-                                                  "MacRomania",       "OEM-LatinII"};
-constexpr const char* southEuropean[] = {"ISO-8859-3", "ISO-8859-9",  "ANSI-Turkish",
-                                         "MacTurkish", "OEM-Turkish", "ARMSCII-8"};
-constexpr const char* northEuropean[] = {"ISO-8859-4",  "ISO-8859-10", "ISO-8859-13",
-                                         "ANSI-Baltic", "OEM-Baltic",  "OEM-Nordic"};
-constexpr const char* cyrillic[] = {"ISO-8859-5",  "KOI8",       "KOI8-R",      "KOI8-U",
+constexpr const char* UNICODE_CHARSET_TO[] = {"UTF-7", "UTF-8",   "UTF-16",  "UTF-16LE", "UTF-16BE",
+                                              "UCS-2", "UCS-2LE", "UCS-2BE", "GB18030"};
+constexpr const char* STANDARD_ENGLISH_FROM[] = {"C", "ASCII", "US-ASCII", "ISO-646",
+                                                 "ANSI_x3.4-1968"};
+constexpr const char* WEST_EUROPEAN[] = {"ISO-8859-1",
+                                         "ISO-8859-9",
+                                         "ISO-8859-14",
+                                         "ISO-8859-15",
+                                         "ANSI-LatinI",
+                                         "MacRoman",
+                                         "MacIceland",
+                                         "OEM-LatinI",
+                                         "OEM-MultilingualLatinI",
+                                         "OEM-MultlingualLatinI+EuroSymbol",
+                                         "OEM-Portuguese",
+                                         "OEM-Icelandic",
+                                         "OEM-CanadianFrench"};
+constexpr const char* CENTRAL_AND_EAST_EUROPEAN[] = {"ISO-8859-2",       "ANSI-CentralEuropean",
+                                                     "MacCentralEurope", "MacCroatian",
+                                                     "MacRomania",       "OEM-LatinII"};
+constexpr const char* SOUTH_EUROPEAN[] = {"ISO-8859-3", "ISO-8859-9",  "ANSI-Turkish",
+                                          "MacTurkish", "OEM-Turkish", "ARMSCII-8"};
+constexpr const char* NORTH_EUROPEAN[] = {"ISO-8859-4",  "ISO-8859-10", "ISO-8859-13",
+                                          "ANSI-Baltic", "OEM-Baltic",  "OEM-Nordic"};
+constexpr const char* CYRILLIC[] = {"ISO-8859-5",  "KOI8",       "KOI8-R",      "KOI8-U",
                                     "MacCyrillic", "MacUkraine", "OEM-Russian", "OEM-Cyrillic"};
-constexpr const char* greek[] = {"ISO-8859-7", "ANSI-Greek", "MacGreek", "OEM-Greek",
+constexpr const char* GREEK[] = {"ISO-8859-7", "ANSI-Greek", "MacGreek", "OEM-Greek",
                                  "OEM-ModernGreek"};
-constexpr const char* arabic[] = {"ISO-8859-6", "ANSI-Arabic", "OEM-Arabic", "MacArabic"};
-constexpr const char* hebrew[] = {"ISO-8859-8", "ANSI-Hebrew", "OEM-Hebrew", "MacHebrew"};
-constexpr const char* simplifiedChinese[] = {"EUC-CN", "GBK",         "GB2312",         "GB18030",
-                                             "HZ",     "ISO-2022-CN", "ISO-2022-CN-EXT"};
-constexpr const char* traditionalChinese[] = {
+constexpr const char* ARABIC[] = {"ISO-8859-6", "ANSI-Arabic", "OEM-Arabic", "MacArabic"};
+constexpr const char* HEBREW[] = {"ISO-8859-8", "ANSI-Hebrew", "OEM-Hebrew", "MacHebrew"};
+constexpr const char* SIMPLIFIED_CHINESE[] = {"EUC-CN", "GBK",         "GB2312",         "GB18030",
+                                              "HZ",     "ISO-2022-CN", "ISO-2022-CN-EXT"};
+constexpr const char* TRADITIONAL_CHINESE[] = {
     "BIG5", "BIG5-HKSCS", "BIG5-HKSCS:1999", "BIG5-HKSCS:2001", "BIG5-HKSCS:2004", "EUC-TW"};
-constexpr const char* korean[] = {"EUC-KR", "ISO-2022-KR", "JOHAB", "KSC", "UHC"};
-constexpr const char* japanese[] = {"EUC-JP", "SHIFT_JIS", "ISO-2022-JP", "ISO-2022-JP-1",
+constexpr const char* KOREAN[] = {"EUC-KR", "ISO-2022-KR", "JOHAB", "KSC", "UHC"};
+constexpr const char* JAPANESE[] = {"EUC-JP", "SHIFT_JIS", "ISO-2022-JP", "ISO-2022-JP-1",
                                     "ISO-2022-JP-2"};
-constexpr const char* thai[] = {"ANSI-Thai", "TIS-620", "MacThai"};
-constexpr const char* vietnamese[] = {"VISCII", "TCVN"};
-constexpr const char* gbSpecialFrom[] = {
+constexpr const char* THAI[] = {"ANSI-Thai", "TIS-620", "MacThai"};
+constexpr const char* VIETNAMESE[] = {"VISCII", "TCVN"};
+constexpr const char* GB_SPECIAL_FROM[] = {
     "GB2312",      "ISO-8859-1",    "ISO-8859-5",      "KOI8",         "KOI8-R",     "KOI8-U",
     "MacCyrillic", "MacUkraine",    "OEM-Russian",     "OEM-Cyrillic", "ISO-8859-7", "ANSI-Greek",
     "MacGreek",    "OEM-Greek",     "OEM-ModernGreek", "EUC-CN",       "EUC-JP",     "SHIFT_JIS",
     "ISO-2022-JP", "ISO-2022-JP-1", "ISO-2022-JP-2"};
-constexpr const char* gbSpecialTo[] = {"GB2312", "GBK", "GB18030"};
-constexpr const char* cjkCharsetFrom[] = {"EUC-CN",
-                                          "GBK",
-                                          "GB2312",
-                                          "GB18030",
-                                          "HZ",
-                                          "ISO-2022-CN",
-                                          "ISO-2022-CN-EXT",
-                                          "BIG5",
-                                          "BIG5-HKSCS",
-                                          "BIG5-HKSCS:1999",
-                                          "BIG5-HKSCS:2001",
-                                          "BIG5-HKSCS:2004",
-                                          "EUC-TW",
-                                          "EUC-KR",
-                                          "ISO-2022-KR",
-                                          "JOHAB",
-                                          "KSC",
-                                          "UHC"};
-constexpr const char* cjkCharsetTo[] = {"GBK", "GB18030"};
+constexpr const char* GB_SPECIAL_TO[] = {"GB2312", "GBK", "GB18030"};
+constexpr const char* CJK_CHARSET_FROM[] = {"EUC-CN",
+                                            "GBK",
+                                            "GB2312",
+                                            "GB18030",
+                                            "HZ",
+                                            "ISO-2022-CN",
+                                            "ISO-2022-CN-EXT",
+                                            "BIG5",
+                                            "BIG5-HKSCS",
+                                            "BIG5-HKSCS:1999",
+                                            "BIG5-HKSCS:2001",
+                                            "BIG5-HKSCS:2004",
+                                            "EUC-TW",
+                                            "EUC-KR",
+                                            "ISO-2022-KR",
+                                            "JOHAB",
+                                            "KSC",
+                                            "UHC"};
+constexpr const char* CJK_CHARSET_TO[] = {"GBK", "GB18030"};
 
-constexpr COMPATIBILITY_ROW compatibilityRows[] = {
-    {"Unicode Charset", false, {}, unicodeCharsetTo},
-    {"Standard English", false, standardEnglishFrom, {}},
-    {"West European", true, westEuropean, {}},
-    {"Central and East European", true, centralAndEastEuropean, {}},
-    {"South European", true, southEuropean, {}},
-    {"North European", true, northEuropean, {}},
-    {"Cyrillic", true, cyrillic, {}},
-    {"Greek", true, greek, {}},
-    {"Arabic", true, arabic, {}},
-    {"Hebrew", true, hebrew, {}},
-    {"Simplified Chinese", true, simplifiedChinese, {}},
-    {"Traditional Chinese", true, traditionalChinese, {}},
-    {"Korean", true, korean, {}},
-    {"Japanese", true, japanese, {}},
-    {"Thai", true, thai, {}},
-    {"Vietnamese", true, vietnamese, {}},
-    {"GB Special", false, gbSpecialFrom, gbSpecialTo},
-    {"CJK Charset", false, cjkCharsetFrom, cjkCharsetTo},
+constexpr COMPATIBILITY_ROW COMPATIBILITY_ROWS[] = {
+    {"Unicode Charset", false, {}, UNICODE_CHARSET_TO},
+    {"Standard English", false, STANDARD_ENGLISH_FROM, {}},
+    {"West European", true, WEST_EUROPEAN, {}},
+    {"Central and East European", true, CENTRAL_AND_EAST_EUROPEAN, {}},
+    {"South European", true, SOUTH_EUROPEAN, {}},
+    {"North European", true, NORTH_EUROPEAN, {}},
+    {"Cyrillic", true, CYRILLIC, {}},
+    {"Greek", true, GREEK, {}},
+    {"Arabic", true, ARABIC, {}},
+    {"Hebrew", true, HEBREW, {}},
+    {"Simplified Chinese", true, SIMPLIFIED_CHINESE, {}},
+    {"Traditional Chinese", true, TRADITIONAL_CHINESE, {}},
+    {"Korean", true, KOREAN, {}},
+    {"Japanese", true, JAPANESE, {}},
+    {"Thai", true, THAI, {}},
+    {"Vietnamese", true, VIETNAMESE, {}},
+    {"GB Special", false, GB_SPECIAL_FROM, GB_SPECIAL_TO},
+    {"CJK Charset", false, CJK_CHARSET_FROM, CJK_CHARSET_TO},
 };
 
 } // namespace
 
 std::span<const ENCODING_ROW> GetEncodingRows() {
-    return encodingRows;
+    return ENCODING_ROWS;
 }
 
 std::span<const COMPATIBILITY_ROW> GetCompatibilityRows() {
-    return compatibilityRows;
+    return COMPATIBILITY_ROWS;
 }
 
 } // namespace Quil::IMPL

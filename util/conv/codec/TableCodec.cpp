@@ -11,10 +11,10 @@ namespace Quil::IMPL {
 
 namespace {
 
-constexpr std::uint32_t bmpSize = 0x10000;
-constexpr std::uint32_t asciiSize = 0x80;
-constexpr unsigned int byteValues = 0x100;
-constexpr std::uint16_t isByte = 0x100; ///< Tells the byte 0 from none.
+constexpr std::uint32_t BMP_SIZE = 0x10000;
+constexpr std::uint32_t ASCII_SIZE = 0x80;
+constexpr unsigned int BYTE_VALUES = 0x100;
+constexpr std::uint16_t IS_BYTE = 0x100; ///< Tells the byte 0 from none.
 
 struct ANSWER {
     std::size_t status;
@@ -37,7 +37,7 @@ ANSWER Call(ICONV_CONVERT convert, void* descriptor, const void* src, std::size_
 std::size_t Ask(ICONV_CONVERT convert, void* descriptor, const void* src, std::size_t srcSize,
                 void* dst, std::size_t dstSize) {
     const ANSWER answer = Call(convert, descriptor, src, srcSize, dst, dstSize);
-    return answer.status == iconvFailure || answer.left != 0 ? 0 : answer.written;
+    return answer.status == ICONV_FAILURE || answer.left != 0 ? 0 : answer.written;
 }
 
 /// The one character below U+10000 that some bytes decode to, or 0.
@@ -46,7 +46,7 @@ char16_t AskCharacter(ICONV_CONVERT convert, void* descriptor, const unsigned ch
     wchar_t wide[2] = {};
     const bool isOne = Ask(convert, descriptor, bytes, count, wide, sizeof wide) == sizeof(wchar_t);
     const auto code = static_cast<std::uint32_t>(wide[0]);
-    return isOne && code < bmpSize ? static_cast<char16_t>(code) : char16_t{0};
+    return isOne && code < BMP_SIZE ? static_cast<char16_t>(code) : char16_t{0};
 }
 
 /// Two bytes as the index of a table that goes by the trail byte first: as they lie in memory where
@@ -98,19 +98,19 @@ struct ASCII_RUN {
 } // namespace
 
 CTableDecoder::CTableDecoder(ICONV_CONVERT convert, void* descriptor)
-    : __pairs(std::size_t{byteValues} * byteValues) {
-    for (unsigned int value = 0; value < byteValues; ++value) {
+    : __pairs(std::size_t{BYTE_VALUES} * BYTE_VALUES) {
+    for (unsigned int value = 0; value < BYTE_VALUES; ++value) {
         const auto byte = static_cast<unsigned char>(value);
         __singles[value] = AskCharacter(convert, descriptor, &byte, 1);
-        __isAsciiPlain = __isAsciiPlain && (value >= asciiSize || __singles[value] == value);
-        if (value >= asciiSize && __singles[value] == 0) {
+        __isAsciiPlain = __isAsciiPlain && (value >= ASCII_SIZE || __singles[value] == value);
+        if (value >= ASCII_SIZE && __singles[value] == 0) {
             __FillPairs(convert, descriptor, value);
         }
     }
 }
 
 void CTableDecoder::__FillPairs(ICONV_CONVERT convert, void* descriptor, unsigned int lead) {
-    for (unsigned int trail = 0; trail < byteValues; ++trail) {
+    for (unsigned int trail = 0; trail < BYTE_VALUES; ++trail) {
         const unsigned char bytes[] = {static_cast<unsigned char>(lead),
                                        static_cast<unsigned char>(trail)};
         __pairs[PairAt(bytes)] = AskCharacter(convert, descriptor, bytes, sizeof bytes);
@@ -120,11 +120,11 @@ void CTableDecoder::__FillPairs(ICONV_CONVERT convert, void* descriptor, unsigne
 /// A run of pairs. A single byte leads no pair, so its entries are empty and end the run.
 CODEC_STEP CTableDecoder::__ConvertPairs(wchar_t* dst, std::size_t room, const unsigned char* src,
                                          std::size_t length) const {
-    constexpr std::size_t together = 4;
+    constexpr std::size_t TOGETHER = 4;
     const std::size_t limit = std::min(room, length / 2);
     std::size_t count = 0;
     const char16_t* const pairs = __pairs.data();
-    for (; limit - count >= together; count += together) {
+    for (; limit - count >= TOGETHER; count += TOGETHER) {
         // Kept apart, not in an array, so that they stay in registers.
         const unsigned char* const at = src + 2 * count;
         const char16_t first = pairs[PairAt(at)];
@@ -158,7 +158,7 @@ CODEC_STEP CTableDecoder::Convert(wchar_t* dst, std::size_t room, const char* sr
     while (read < length && written < room) {
         const unsigned int lead = bytes[read];
         if (__singles[lead] != 0 || (lead == 0 && __isAsciiPlain)) {
-            if (__isAsciiPlain && lead < asciiSize) {
+            if (__isAsciiPlain && lead < ASCII_SIZE) {
                 const ASCII_RUN run(dst + written, room - written, bytes + read, length - read);
                 read += run.length;
                 written += run.length;
@@ -182,8 +182,8 @@ CODEC_STEP CTableDecoder::Convert(wchar_t* dst, std::size_t room, const char* sr
 }
 
 CTableEncoder::CTableEncoder(ICONV_CONVERT convert, void* descriptor)
-    : __sequences(bmpSize), __pairs(bmpSize) {
-    for (std::uint32_t code = 0; code < bmpSize; ++code) {
+    : __sequences(BMP_SIZE), __pairs(BMP_SIZE) {
+    for (std::uint32_t code = 0; code < BMP_SIZE; ++code) {
         const auto wide = static_cast<wchar_t>(code);
         unsigned char bytes[2 * sizeof(std::uint32_t)];
         const std::size_t size = Ask(convert, descriptor, &wide, sizeof wide, bytes, sizeof bytes);
@@ -196,21 +196,21 @@ CTableEncoder::CTableEncoder(ICONV_CONVERT convert, void* descriptor)
         __sequences[code] = isWhole ? sequence : 0;
         __pairs[code] =
             isWhole && size == 2 ? static_cast<std::uint16_t>(sequence) : std::uint16_t{0};
-        __isAsciiPlain = __isAsciiPlain && (code >= asciiSize || sequence == code);
+        __isAsciiPlain = __isAsciiPlain && (code >= ASCII_SIZE || sequence == code);
     }
 }
 
 /// A run of characters that are pairs, four at a time. Answers how many.
 std::size_t CTableEncoder::__ConvertPairs(unsigned char* dst, std::size_t room, const wchar_t* src,
                                           std::size_t length) const {
-    constexpr std::size_t together = 4;
+    constexpr std::size_t TOGETHER = 4;
     const std::size_t limit = std::min(room / 2, length);
     const std::uint16_t* const pairs = __pairs.data();
     std::size_t count = 0;
-    for (; limit - count >= together; count += together) {
-        std::uint32_t codes[together];
+    for (; limit - count >= TOGETHER; count += TOGETHER) {
+        std::uint32_t codes[TOGETHER];
         std::memcpy(codes, src + count, sizeof codes);
-        if ((codes[0] | codes[1] | codes[2] | codes[3]) >= bmpSize) {
+        if ((codes[0] | codes[1] | codes[2] | codes[3]) >= BMP_SIZE) {
             break;
         }
         const std::uint32_t first = pairs[codes[0]];
@@ -231,9 +231,9 @@ CODEC_STEP CTableEncoder::Convert(char* dst, std::size_t room, const wchar_t* sr
     auto* const bytes = reinterpret_cast<unsigned char*>(dst);
     std::size_t read = 0;
     std::size_t written = 0;
-    while (read < length && room - written >= longestCharacter) {
+    while (read < length && room - written >= LONGEST_CHARACTER) {
         const auto code = static_cast<std::uint32_t>(src[read]);
-        if (__isAsciiPlain && code < asciiSize) {
+        if (__isAsciiPlain && code < ASCII_SIZE) {
             const ASCII_RUN run(bytes + written, room - written, src + read, length - read);
             read += run.length;
             written += run.length;
@@ -250,7 +250,7 @@ CODEC_STEP CTableEncoder::Convert(char* dst, std::size_t room, const wchar_t* sr
         if (run != 0) {
             continue;
         }
-        const std::uint32_t sequence = code < bmpSize ? __sequences[code] : 0;
+        const std::uint32_t sequence = code < BMP_SIZE ? __sequences[code] : 0;
         if (sequence == 0) {
             break;
         }
@@ -263,13 +263,13 @@ CODEC_STEP CTableEncoder::Convert(char* dst, std::size_t room, const wchar_t* sr
 }
 
 bool CByteDecoder::Ask(ICONV_CONVERT convert, void* descriptor, CHARACTERS& characters) {
-    for (unsigned int value = 0; value < byteValues; ++value) {
+    for (unsigned int value = 0; value < BYTE_VALUES; ++value) {
         // What an earlier byte may have changed is undone, and must not show.
         convert(descriptor, nullptr, nullptr, nullptr, nullptr);
         const auto byte = static_cast<unsigned char>(value);
         wchar_t wide[2] = {};
         const ANSWER answer = Call(convert, descriptor, &byte, 1, wide, sizeof wide);
-        const bool isRefused = answer.status == iconvFailure && errno == EILSEQ &&
+        const bool isRefused = answer.status == ICONV_FAILURE && errno == EILSEQ &&
                                answer.left == 1 && answer.written == 0;
         if (!isRefused &&
             (answer.status != 0 || answer.left != 0 || answer.written != sizeof(wchar_t))) {
@@ -282,7 +282,7 @@ bool CByteDecoder::Ask(ICONV_CONVERT convert, void* descriptor, CHARACTERS& char
 
 CByteDecoder::CByteDecoder(const CHARACTERS& characters)
     : __characters(characters), __isAsciiPlain(true) {
-    for (unsigned int value = 0; value < asciiSize; ++value) {
+    for (unsigned int value = 0; value < ASCII_SIZE; ++value) {
         __isAsciiPlain = __isAsciiPlain && characters[value] == static_cast<wchar_t>(value);
     }
 }
@@ -324,18 +324,18 @@ CODEC_STEP CByteDecoder::Convert(wchar_t* dst, std::size_t room, const char* src
 
 CByteEncoder::CByteEncoder(ICONV_CONVERT convert, void* descriptor,
                            const CByteDecoder::CHARACTERS& characters)
-    : __bytes(bmpSize) {
-    for (unsigned int value = 0; value < byteValues; ++value) {
+    : __bytes(BMP_SIZE) {
+    for (unsigned int value = 0; value < BYTE_VALUES; ++value) {
         const wchar_t wide = characters[value];
-        unsigned char bytes[longestCharacter];
-        if (static_cast<std::uint32_t>(wide) < bmpSize &&
+        unsigned char bytes[LONGEST_CHARACTER];
+        if (static_cast<std::uint32_t>(wide) < BMP_SIZE &&
             IMPL::Ask(convert, descriptor, &wide, sizeof wide, bytes, sizeof bytes) == 1) {
             __bytes[static_cast<std::uint32_t>(wide)] =
-                static_cast<std::uint16_t>(isByte | bytes[0]);
+                static_cast<std::uint16_t>(IS_BYTE | bytes[0]);
         }
     }
-    for (std::uint32_t code = 0; code < asciiSize; ++code) {
-        __isAsciiPlain = __isAsciiPlain && __bytes[code] == (isByte | code);
+    for (std::uint32_t code = 0; code < ASCII_SIZE; ++code) {
+        __isAsciiPlain = __isAsciiPlain && __bytes[code] == (IS_BYTE | code);
     }
 }
 
@@ -346,7 +346,7 @@ CODEC_STEP CByteEncoder::Convert(char* dst, std::size_t room, const wchar_t* src
                        __isAsciiPlain, [this](unsigned char& byte, wchar_t character) {
                            const auto code = static_cast<std::uint32_t>(character);
                            const std::uint16_t entry =
-                               code < bmpSize ? __bytes[code] : std::uint16_t{0};
+                               code < BMP_SIZE ? __bytes[code] : std::uint16_t{0};
                            byte = static_cast<unsigned char>(entry);
                            return entry != 0;
                        });

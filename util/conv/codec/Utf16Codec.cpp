@@ -13,10 +13,10 @@ namespace Quil::IMPL {
 
 namespace {
 
-constexpr std::size_t block = 8;
+constexpr std::size_t BLOCK = 8;
 
-using UNITS = LANES<std::uint16_t, block>;
-using CHARACTERS = LANES<std::uint32_t, block>;
+using UNITS = LANES<std::uint16_t, BLOCK>;
+using CHARACTERS = LANES<std::uint32_t, BLOCK>;
 
 /// Between a unit and its two bytes as they lie in memory; on a vector, element by element.
 template <std::endian Order, class Value>
@@ -75,10 +75,10 @@ CODEC_STEP DecodeUtf16(wchar_t* dst, std::size_t room, const char* src, std::siz
     std::size_t read = 0;
     std::size_t written = 0;
     while (length - read >= 2 && written < room) {
-        if (length - read >= 2 * block && room - written >= block &&
+        if (length - read >= 2 * BLOCK && room - written >= BLOCK &&
             DecodeBlock<Order>(dst + written, src + read)) {
-            read += 2 * block;
-            written += block;
+            read += 2 * BLOCK;
+            written += BLOCK;
             continue;
         }
         std::uint32_t c = LoadUnit<Order>(src + read);
@@ -102,11 +102,11 @@ template <std::endian Order>
 CODEC_STEP EncodeUtf16(char* dst, std::size_t room, const wchar_t* src, std::size_t length) {
     std::size_t read = 0;
     std::size_t written = 0;
-    while (read < length && room - written >= longestCharacter) {
-        if (length - read >= block && room - written >= 2 * block &&
+    while (read < length && room - written >= LONGEST_CHARACTER) {
+        if (length - read >= BLOCK && room - written >= 2 * BLOCK &&
             EncodeBlock<Order>(dst + written, src + read)) {
-            read += block;
-            written += 2 * block;
+            read += BLOCK;
+            written += 2 * BLOCK;
             continue;
         }
         const auto c = static_cast<std::uint32_t>(src[read]);

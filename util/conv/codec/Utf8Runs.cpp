@@ -14,11 +14,11 @@ namespace Quil::IMPL {
 
 namespace {
 
-constexpr std::size_t together = 8; ///< characters in a vector
-constexpr std::size_t tripleSize = 3;
+constexpr std::size_t TOGETHER = 8; ///< characters in a vector
+constexpr std::size_t TRIPLE_SIZE = 3;
 /// Two halves of sixteen bytes, the second one twelve behind the first, hold eight triples.
-constexpr std::size_t halfStep = 12;
-constexpr std::size_t bytesTouched = halfStep + 16;
+constexpr std::size_t HALF_STEP = 12;
+constexpr std::size_t BYTES_TOUCHED = HALF_STEP + 16;
 
 bool HasAvx2() {
     __builtin_cpu_init();
@@ -44,7 +44,7 @@ __attribute__((target("avx2"))) inline unsigned int CountTriples(__m256i charact
 __attribute__((target("avx2"))) inline unsigned int LoadTriples(const unsigned char* src,
                                                                 __m256i& characters) {
     const auto* const low = reinterpret_cast<const __m128i*>(src);
-    const auto* const high = reinterpret_cast<const __m128i*>(src + halfStep);
+    const auto* const high = reinterpret_cast<const __m128i*>(src + HALF_STEP);
     const __m256i bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(low)),
                                                   _mm_loadu_si128(high), 1);
     // The lead byte becomes the third of its character's four.
@@ -63,17 +63,17 @@ __attribute__((target("avx2"))) inline unsigned int LoadTriples(const unsigned c
 __attribute__((target("avx2"))) CODEC_STEP
 DecodeByVectors(wchar_t* dst, std::size_t room, const unsigned char* src, std::size_t length) {
     std::size_t count = 0;
-    while (length - tripleSize * count >= bytesTouched && room - count >= together) {
+    while (length - TRIPLE_SIZE * count >= BYTES_TOUCHED && room - count >= TOGETHER) {
         __m256i characters;
-        const unsigned int good = LoadTriples(src + tripleSize * count, characters);
+        const unsigned int good = LoadTriples(src + TRIPLE_SIZE * count, characters);
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + count), characters);
-        if (good != together) {
+        if (good != TOGETHER) {
             count += good;
             break;
         }
-        count += together; // not `good`, which the next address would have to wait for
+        count += TOGETHER; // not `good`, which the next address would have to wait for
     }
-    return {tripleSize * count, count};
+    return {TRIPLE_SIZE * count, count};
 }
 
 __attribute__((target("avx2"))) CODEC_STEP EncodeByVectors(unsigned char* dst, std::size_t room,
@@ -81,7 +81,7 @@ __attribute__((target("avx2"))) CODEC_STEP EncodeByVectors(unsigned char* dst, s
     const __m256i order = _mm256_broadcastsi128_si256(
         _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
     std::size_t count = 0;
-    while (length - count >= together && room - tripleSize * count >= bytesTouched) {
+    while (length - count >= TOGETHER && room - TRIPLE_SIZE * count >= BYTES_TOUCHED) {
         const __m256i characters =
             _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + count));
         const unsigned int good =
@@ -94,17 +94,17 @@ __attribute__((target("avx2"))) CODEC_STEP EncodeByVectors(unsigned char* dst, s
             _mm256_or_si256(_mm256_srli_epi32(characters, 12), _mm256_or_si256(middle, last));
         const __m256i packed =
             _mm256_shuffle_epi8(_mm256_or_si256(bits, _mm256_set1_epi32(0x8080E0)), order);
-        unsigned char* const to = dst + tripleSize * count;
+        unsigned char* const to = dst + TRIPLE_SIZE * count;
         _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_castsi256_si128(packed));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + halfStep),
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + HALF_STEP),
                          _mm256_extracti128_si256(packed, 1));
-        if (good != together) {
+        if (good != TOGETHER) {
             count += good;
             break;
         }
-        count += together; // not `good`, which the next address would have to wait for
+        count += TOGETHER; // not `good`, which the next address would have to wait for
     }
-    return {count, tripleSize * count};
+    return {count, TRIPLE_SIZE * count};
 }
 
 } // namespace

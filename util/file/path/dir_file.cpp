@@ -47,8 +47,9 @@ unsigned int ReadAll(const CSysFile& file, void* buffer, unsigned int size) {
     unsigned int total = 0;
     while (total < size) {
         const unsigned int count = file.Read(bytes + total, size - total);
-        if (count == 0)
+        if (count == 0) {
             break;
+        }
         total += count;
     }
     return total;
@@ -58,15 +59,16 @@ unsigned int ReadAll(const CSysFile& file, void* buffer, unsigned int size) {
 template <class S>
 unsigned int SizeForString(const CSysFile& file, const stringEx& path) {
     const std::uint64_t size = CULongLongNative(file.GetSize()).Value();
-    constexpr std::uint64_t elementSize = sizeof(typename S::value_type);
-    const std::uint64_t limit = std::min<std::uint64_t>(S::max_size() * elementSize,
+    constexpr std::uint64_t ELEMENT_SIZE = sizeof(typename S::value_type);
+    const std::uint64_t limit = std::min<std::uint64_t>(S::max_size() * ELEMENT_SIZE,
                                                         std::numeric_limits<unsigned int>::max());
-    if (size > limit)
+    if (size > limit) {
         throw dirExp(static_cast<unsigned int>(EFBIG),
                      ComposeError("CDir::ReadFile - file is too large to be read as a whole\n",
                                   {{"  file path  = ", path},
                                    {"  file size  = ", size},
                                    {"  size limit = ", limit}}));
+    }
     return static_cast<unsigned int>(size);
 }
 
@@ -74,22 +76,24 @@ template <class S>
 void ReadWhole(const stringEx& path, S& data) {
     stringEx name(path);
     name.detach_if_static();
-    if (data.is_static())
+    if (data.is_static()) {
         data = S(); // what was looked at isn't to be written over
-    else
+    } else {
         data.clear(); // and the block, if nobody shares it, serves this file too
+    }
     IMPL::RefuseEmpty(name, "CDir::ReadFile - read what ?");
     IMPL::PosixRefuseFifo(name);
     CSysFile file;
     // One that has taken the name since then must not hold the run up: it fails at its size.
     file.Open(name, CSysFile::ACCESS_READ, O_NONBLOCK, SHARE_READ, READ_WRITE_FOR_ALL, 0);
     const unsigned int size = SizeForString<S>(file, name);
-    if (size == 0)
+    if (size == 0) {
         return;
-    constexpr unsigned int elementSize = sizeof(typename S::value_type);
+    }
+    constexpr unsigned int ELEMENT_SIZE = sizeof(typename S::value_type);
     // One element more than whole ones: it takes odd bytes, and then the terminator.
-    data.reserve(std::uint64_t{size / elementSize} + 1);
-    const unsigned int count = ReadAll(file, &data.front(), size) / elementSize;
+    data.reserve(std::uint64_t{size / ELEMENT_SIZE} + 1);
+    const unsigned int count = ReadAll(file, &data.front(), size) / ELEMENT_SIZE;
     data._eofonly(count);
 }
 
@@ -115,13 +119,16 @@ void CopyContent(const stringEx& from, const stringEx& to, bool flush) {
     byteEx block;
     block.resize(COPY_BLOCK);
     std::uint64_t written = 0;
-    while (const unsigned int count = source.Read(&block.front(), COPY_BLOCK))
+    while (const unsigned int count = source.Read(&block.front(), COPY_BLOCK)) {
         IMPL::WriteAll(target, &block.front(), count, written);
+    }
     // What the target had is overwritten up to here; its old tail has to go too.
-    if (S_ISREG(status.st_mode) && status.st_size > 0)
+    if (S_ISREG(status.st_mode) && status.st_size > 0) {
         target.ResizeToCurrentPos();
-    if (flush)
+    }
+    if (flush) {
         target.Flush();
+    }
     target.Close();
 }
 
@@ -190,11 +197,12 @@ void CDir::WriteFile(const stringEx& path, const wstringEx& data, bool flush, bo
 void CDir::DuplicateFile(const stringEx& from, const stringEx& to, bool overwrite, bool flush) {
     const stringEx source = NormalizePathName(from);
     const stringEx target = NormalizePathName(to);
-    if (!overwrite && IsFileExist(target))
+    if (!overwrite && IsFileExist(target)) {
         throw dirExp(
             static_cast<unsigned int>(EEXIST),
             ComposeError("CDir::DuplicateFile - error copy file, dest already exists\n",
                          {{"  source file       = ", source}, {"  destination file  = ", target}}));
+    }
     try {
         CopyContent(source, target, flush);
     } catch (const qlExp& cause) {
@@ -206,8 +214,9 @@ void CDir::DuplicateFile(const stringEx& from, const stringEx& to, bool overwrit
 }
 
 void CDir::RemoveFile(const stringEx& path) {
-    if (!IsFileExist(path) || ::unlink(path.c_str()) == 0)
+    if (!IsFileExist(path) || ::unlink(path.c_str()) == 0) {
         return;
+    }
     const int code = errno;
     throw dirExp(static_cast<unsigned int>(code),
                  ComposeError("CDir::RemoveFile - failed remove file\n",
@@ -220,8 +229,9 @@ bool CDir::TryRemoveFile(const stringEx& path, bool force) {
     try {
         stringEx full(path);
         ConvToFullPath(full);
-        if (!Removed(full) && force)
+        if (!Removed(full) && force) {
             TryWithOpenDir(full, [&] { return Removed(full); });
+        }
         return !IsFileExist(full);
     } catch (const qlExp&) {
         return false;
@@ -240,8 +250,9 @@ bool CDir::TryRemoveFile(CSysFile& file, bool force) {
 
 bool CDir::TryTransferFile(const stringEx& from, const stringEx& to, bool overwrite, bool flush,
                            bool force) {
-    if (Moved(from, to, overwrite, flush))
+    if (Moved(from, to, overwrite, flush)) {
         return true;
+    }
     try {
         stringEx target(to);
         ConvToFullPath(target);

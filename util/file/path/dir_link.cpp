@@ -35,16 +35,18 @@ constexpr ERROR_TEXT LINK_ERRORS[] = {
 
 /// A word of a shell command that stands for exactly this text. Plain ones stay as they are.
 stringEx ShellWord(const stringEx& text) {
-    constexpr char plain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
+    constexpr char PLAIN[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
                              "%+,-./:=@_";
-    if (text.find_first_not_of(plain, 0) == stringEx::npos)
+    if (text.find_first_not_of(PLAIN, 0) == stringEx::npos) {
         return text;
+    }
     stringEx word("'");
     for (unsigned int i = 0; i < text.length(); ++i) {
-        if (text[i] == '\'')
+        if (text[i] == '\'') {
             word += "'\\''";
-        else
+        } else {
             word += text[i];
+        }
     }
     return word += '\'';
 }
@@ -86,27 +88,30 @@ void CDir::MakeSymbolicLink(const stringEx& target, const stringEx& link, const 
                                                {"  error desc   = ", desc}}));
     };
     if (arguments.empty() && workDir.empty()) {
-        if (::symlink(target.c_str(), link.c_str()) == 0)
+        if (::symlink(target.c_str(), link.c_str()) == 0) {
             return;
+        }
         const int code = errno;
         fail("CDir::MakeSymbolicLink - failed create symbolic link\n",
              static_cast<unsigned int>(code), DescribeSysError(code, SHORTCUT_ERRORS));
     }
-    constexpr const char* scriptFailed = "CDir::MakeSymbolicLink - failed create shell script\n";
-    if (IsFileExist(link))
-        fail(scriptFailed, EEXIST, DescribeSysError(EEXIST, SHORTCUT_ERRORS));
+    constexpr const char* SCRIPT_FAILED = "CDir::MakeSymbolicLink - failed create shell script\n";
+    if (IsFileExist(link)) {
+        fail(SCRIPT_FAILED, EEXIST, DescribeSysError(EEXIST, SHORTCUT_ERRORS));
+    }
     try {
         WriteFile(link, ComposeScript(target, arguments, extraLines, workDir));
         SetAttributes(link, EXECUTABLE_FOR_ALL);
     } catch (const qlExp& cause) {
-        fail(scriptFailed, cause.GetErrCode(),
+        fail(SCRIPT_FAILED, cause.GetErrCode(),
              DescribeSysError(static_cast<int>(cause.GetErrCode()), SHORTCUT_ERRORS));
     }
 }
 
 void CDir::MakeHardLink(const stringEx& oldPath, const stringEx& newPath) {
-    if (::link(oldPath.c_str(), newPath.c_str()) == 0)
+    if (::link(oldPath.c_str(), newPath.c_str()) == 0) {
         return;
+    }
     const int code = errno;
     throw dirExp(static_cast<unsigned int>(code),
                  ComposeError("CDir::MakeHardLink - failed create hard link\n",

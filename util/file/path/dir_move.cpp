@@ -71,8 +71,9 @@ void CopyForMove(const stringEx& from, const stringEx& to, const stringEx& copy,
 }
 
 void RemoveSource(const stringEx& from, const stringEx& to) {
-    if (::unlink(from.c_str()) == -1)
+    if (::unlink(from.c_str()) == -1) {
         ThrowMoveError("CDir::TransferFile - error remove (unlink) the source\n", from, to, errno);
+    }
 }
 
 /// Moves to a path that must be free. A link is refused where a path is taken, as no plain rename
@@ -80,12 +81,15 @@ void RemoveSource(const stringEx& from, const stringEx& to) {
 void MoveBeside(const stringEx& from, const stringEx& to, bool flush) {
     if (::link(from.c_str(), to.c_str()) == -1) {
         const int code = errno;
-        if (!IsRefusedAsSuch(code))
+        if (!IsRefusedAsSuch(code)) {
             ThrowMoveError(LINK_FAILED, from, to, code);
-        if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        }
+        if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
             return;
-        if (!IsRefusedAsSuch(errno))
+        }
+        if (!IsRefusedAsSuch(errno)) {
             ThrowMoveError(LINK_FAILED, from, to, errno);
+        }
         CopyForMove(from, to, to, flush);
     }
     RemoveSource(from, to);
@@ -93,10 +97,12 @@ void MoveBeside(const stringEx& from, const stringEx& to, bool flush) {
 
 /// Moves over what is at `to`, which stays until it is replaced as a whole.
 void MoveOver(const stringEx& from, const stringEx& to, bool flush) {
-    if (::rename(from.c_str(), to.c_str()) == 0)
+    if (::rename(from.c_str(), to.c_str()) == 0) {
         return;
-    if (!IsRefusedAsSuch(errno))
+    }
+    if (!IsRefusedAsSuch(errno)) {
         ThrowMoveError(LINK_FAILED, from, to, errno);
+    }
     stringEx parent(to);
     CDir::ConvToFullPath(parent);
     parent.erase(parent.rfind('/') + 1, stringEx::npos);
@@ -113,8 +119,9 @@ void MoveOver(const stringEx& from, const stringEx& to, bool flush) {
 /// What the file system or the user's rights don't allow is left as it came.
 void KeepStatus(const stringEx& path, const struct stat& status) {
     mode_t mode = status.st_mode & ALL_MODE_BITS;
-    if (::chown(path.c_str(), status.st_uid, status.st_gid) == -1)
+    if (::chown(path.c_str(), status.st_uid, status.st_gid) == -1) {
         mode &= ~static_cast<mode_t>(S_ISUID | S_ISGID);
+    }
     [[maybe_unused]] int ignored = ::chmod(path.c_str(), mode);
     const timespec times[2] = {status.st_atim, status.st_mtim};
     ignored = ::utimensat(AT_FDCWD, path.c_str(), times, 0);
@@ -138,14 +145,17 @@ void IMPL::CopyFileAsItIs(const stringEx& from, const stringEx& to, bool flush) 
 }
 
 void CDir::TransferFile(const stringEx& from, const stringEx& to, bool overwrite, bool flush) {
-    if (!IsFileExist(from))
+    if (!IsFileExist(from)) {
         ThrowMoveError(LINK_FAILED, from, to, ENOENT);
+    }
     if (IsFileExist(to)) {
         // Removing one of two names of a file could lose it: the other may be a mere link to it.
-        if (IdOf(from) == IdOf(to))
+        if (IdOf(from) == IdOf(to)) {
             return;
-        if (!overwrite)
+        }
+        if (!overwrite) {
             ThrowMoveError(LINK_FAILED, from, to, EEXIST);
+        }
     }
     overwrite ? MoveOver(from, to, flush) : MoveBeside(from, to, flush);
 }

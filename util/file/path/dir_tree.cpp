@@ -63,22 +63,27 @@ struct LISTED {
 /// followed, or else listed as such. A directory that can't be opened throws.
 std::vector<LISTED> List(const stringEx& path, bool followLinks) {
     const std::unique_ptr<DIR, IMPL::DirCloser> directory(::opendir(path.c_str()));
-    if (!directory)
+    if (!directory) {
         IMPL::ThrowStatError(path, errno);
+    }
     std::vector<LISTED> entries;
     while (const dirent* const entry = IMPL::PosixReadDir(directory.get())) {
-        if (IMPL::IsDotOrDotDot(entry->d_name))
+        if (IMPL::IsDotOrDotDot(entry->d_name)) {
             continue;
+        }
         stringEx full = path + entry->d_name;
         struct stat status = {};
-        if (full.length() >= PATH_MAX)
+        if (full.length() >= PATH_MAX) {
             IMPL::ThrowStatError(full, ENAMETOOLONG);
+        }
         const int code =
             IMPL::StatEntry(::dirfd(directory.get()), entry->d_name, &status, followLinks);
-        if (code == IMPL::NO_ENTRY)
+        if (code == IMPL::NO_ENTRY) {
             continue; // removed since it was listed
-        if (code != 0)
+        }
+        if (code != 0) {
             IMPL::ThrowStatError(full, code);
+        }
         const KIND kind = S_ISDIR(status.st_mode)   ? KIND::DIRECTORY
                           : S_ISLNK(status.st_mode) ? KIND::LINK
                                                     : KIND::FILE;
@@ -109,59 +114,68 @@ void RemoveTree(const stringEx& path, bool subDirs, bool subFiles) {
         for (const LISTED& entry : List(path, false)) {
             const stringEx full = path + entry.name;
             if (entry.kind == KIND::DIRECTORY) {
-                if (subDirs)
+                if (subDirs) {
                     RemoveTree(full + "/", subDirs, subFiles);
+                }
             } else if (subFiles) {
                 ::unlink(full.c_str());
             }
         }
     }
-    if (::rmdir(path.c_str()) == -1)
+    if (::rmdir(path.c_str()) == -1) {
         ThrowRemoveError(path, subDirs, subFiles, errno);
+    }
 }
 
 /// Copies one tree. Directories on the way down are remembered: a symbolic link back to one of them
 /// would copy without end, and so would a target that is met inside the source.
 class CTreeCopy {
 public:
-    CTreeCopy(bool overwrite, bool flush) : m_overwrite(overwrite), m_flush(flush) {}
+    CTreeCopy(bool overwrite, bool flush) : __m_overwrite(overwrite), __m_flush(flush) {}
 
     /// Both paths end in "/".
     void Run(const stringEx& from, const stringEx& to, bool subDirs, bool subFiles) {
         const FILE_ID source = IdOf(from);
         CDir::MakeDir(to, true);
-        m_target = IdOf(to);
-        Copy(from, source, to, subDirs, subFiles);
+        __m_target = IdOf(to);
+        __Copy(from, source, to, subDirs, subFiles);
     }
 
 private:
-    void Copy(const stringEx& from, const FILE_ID& id, const stringEx& to, bool subDirs,
-              bool subFiles) {
+    void __Copy(const stringEx& from, const FILE_ID& id, const stringEx& to, bool subDirs,
+                bool subFiles) {
         const std::vector<LISTED> entries = List(from, true);
-        m_way.push_back(id);
-        for (const LISTED& entry : entries)
-            if (subDirs && entry.kind == KIND::DIRECTORY)
-                CopySubDir(from + entry.name + "/", entry.id, to + entry.name + "/");
-        for (const LISTED& entry : entries)
-            if (subFiles && entry.kind != KIND::DIRECTORY)
-                CDir::DuplicateFile(from + entry.name, to + entry.name, m_overwrite, m_flush);
-        m_way.pop_back();
+        __m_way.push_back(id);
+        for (const LISTED& entry : entries) {
+            if (subDirs && entry.kind == KIND::DIRECTORY) {
+                __CopySubDir(from + entry.name + "/", entry.id, to + entry.name + "/");
+            }
+        }
+        for (const LISTED& entry : entries) {
+            if (subFiles && entry.kind != KIND::DIRECTORY) {
+                CDir::DuplicateFile(from + entry.name, to + entry.name, __m_overwrite, __m_flush);
+            }
+        }
+        __m_way.pop_back();
     }
 
-    void CopySubDir(const stringEx& from, const FILE_ID& id, const stringEx& to) {
-        for (const FILE_ID& above : m_way)
-            if (above == id)
+    void __CopySubDir(const stringEx& from, const FILE_ID& id, const stringEx& to) {
+        for (const FILE_ID& above : __m_way) {
+            if (above == id) {
                 IMPL::ThrowStatError(from, ELOOP);
-        if (id == m_target)
+            }
+        }
+        if (id == __m_target) {
             throw dirExp(0, stringEx(TARGET_INSIDE));
+        }
         CDir::MakeDir(to);
-        Copy(from, id, to, true, true);
+        __Copy(from, id, to, true, true);
     }
 
-    bool m_overwrite;
-    bool m_flush;
-    FILE_ID m_target;
-    std::vector<FILE_ID> m_way;
+    bool __m_overwrite;
+    bool __m_flush;
+    FILE_ID __m_target;
+    std::vector<FILE_ID> __m_way;
 };
 
 /// Whether the directory `inner`, or what there is of the way to it, lies in `outer`, by whatever
@@ -173,10 +187,12 @@ bool LiesIn(stringEx inner, const stringEx& outer) {
     }
     char innerPath[PATH_MAX];
     char outerPath[PATH_MAX];
-    if (::realpath(inner.c_str(), innerPath) == nullptr)
+    if (::realpath(inner.c_str(), innerPath) == nullptr) {
         IMPL::ThrowStatError(inner, errno);
-    if (::realpath(outer.c_str(), outerPath) == nullptr)
+    }
+    if (::realpath(outer.c_str(), outerPath) == nullptr) {
         IMPL::ThrowStatError(outer, errno);
+    }
     return stringEx(stringEx(innerPath) + "/").begin_with(stringEx(outerPath) + "/");
 }
 
@@ -184,12 +200,14 @@ bool LiesIn(stringEx inner, const stringEx& outer) {
 void MoveLink(const stringEx& from, const stringEx& to) {
     char target[PATH_MAX];
     const ssize_t length = ::readlink(from.c_str(), target, sizeof target - 1);
-    if (length == -1)
+    if (length == -1) {
         IMPL::ThrowStatError(from, errno);
+    }
     target[length] = '\0';
     CDir::MakeSymbolicLink(target, to);
-    if (::unlink(from.c_str()) == -1)
+    if (::unlink(from.c_str()) == -1) {
         IMPL::ThrowStatError(from, errno);
+    }
 }
 
 /// Both paths end in "/". `top` is the directory that all goes to: met inside the source, by a
@@ -199,14 +217,16 @@ void MoveTree(const stringEx& from, const stringEx& to, const FILE_ID& top) {
     for (const LISTED& entry : List(from, false)) {
         const stringEx source = from + entry.name;
         const stringEx target = to + entry.name;
-        if (entry.kind == KIND::DIRECTORY && entry.id == top)
+        if (entry.kind == KIND::DIRECTORY && entry.id == top) {
             throw dirExp(0, stringEx(TARGET_INSIDE));
-        if (entry.kind == KIND::DIRECTORY)
+        }
+        if (entry.kind == KIND::DIRECTORY) {
             MoveTree(source + "/", target + "/", top);
-        else if (entry.kind == KIND::LINK)
+        } else if (entry.kind == KIND::LINK) {
             MoveLink(source, target);
-        else
+        } else {
             CDir::TransferFile(source, target);
+        }
     }
     CDir::RemoveDir(from);
 }
@@ -216,17 +236,20 @@ void MoveTree(const stringEx& from, const stringEx& to, const FILE_ID& top) {
 void CDir::MakeDir(const stringEx& path, bool recursive) {
     RefuseEmpty(path, "CDir::MakeDir - make what ?");
     const stringEx normal = NormalizePathName(path);
-    if (IsDirExist(normal))
+    if (IsDirExist(normal)) {
         return;
+    }
     if (recursive) {
         stringEx parent(normal);
         RemoveTailingDelimiter(parent);
         parent.erase(parent.rfind('/') + 1, stringEx::npos);
-        if (!parent.empty() && !IsDirExist(parent))
+        if (!parent.empty() && !IsDirExist(parent)) {
             MakeDir(parent, true);
+        }
     }
-    if (::mkdir(normal.c_str(), ALL_FOR_ALL) == 0 || errno == EEXIST)
+    if (::mkdir(normal.c_str(), ALL_FOR_ALL) == 0 || errno == EEXIST) {
         return;
+    }
     const int code = errno;
     throw dirExp(static_cast<unsigned int>(code),
                  ComposeError("CDir::MakeDir - failed making directory\n",
@@ -239,13 +262,15 @@ void CDir::MakeDir(const stringEx& path, bool recursive) {
 void CDir::RemoveDir(const stringEx& path, bool subDirs, bool subFiles) {
     RefuseEmpty(path, "CDir::RemoveDir - remove what ?");
     stringEx normal = NormalizePathName(path);
-    if (!IsDirExist(normal))
+    if (!IsDirExist(normal)) {
         return;
+    }
     RemoveTailingDelimiter(normal);
     // Refused before anything is touched: what is behind a link is not the caller's to empty.
     struct stat status = {};
-    if (::lstat(normal.c_str(), &status) == 0 && S_ISLNK(status.st_mode))
+    if (::lstat(normal.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
         ThrowRemoveError(normal, subDirs, subFiles, ENOTDIR);
+    }
     RemoveTree(normal + "/", subDirs, subFiles);
 }
 
@@ -254,18 +279,19 @@ void CDir::DuplicateDir(const stringEx& from, const stringEx& to, bool overwrite
     const CDir source(from);
     const CDir target(to, false, true);
     const auto fail = [&](const char* head, unsigned int code, const stringEx& desc) {
-        throw dirExp(code, ComposeError(head, {{"  dir to copy         = ", source.m_path},
-                                               {"  dir to copy to      = ", target.m_path},
+        throw dirExp(code, ComposeError(head, {{"  dir to copy         = ", source.__m_path},
+                                               {"  dir to copy to      = ", target.__m_path},
                                                {"  overwrite exist     = ", overwrite},
                                                {"  copy sub files      = ", subFiles},
                                                {"  system error no     = ", code},
                                                {"  system error desc   = ", desc}}));
     };
-    if (subDirs && target <= source)
+    if (subDirs && target <= source) {
         fail("CDir::DuplicateDir - dir nesting found in recursive copy mode\n", EINVAL,
              GetSysErrString(EINVAL));
+    }
     try {
-        CTreeCopy(overwrite, flush).Run(source.m_path, target.m_path, subDirs, subFiles);
+        CTreeCopy(overwrite, flush).Run(source.__m_path, target.__m_path, subDirs, subFiles);
     } catch (const qlExp& cause) {
         fail("CDir::DuplicateDir - failed copy dir\n", cause.GetErrCode(), cause.GetErrString());
     }
@@ -274,18 +300,19 @@ void CDir::DuplicateDir(const stringEx& from, const stringEx& to, bool overwrite
 void CDir::TransferDir(const stringEx& from, const stringEx& to) {
     const CDir source(from);
     const CDir target(to, false, true);
-    if (target <= source || LiesIn(target.m_path, source.m_path))
-        throw dirExp(
-            static_cast<unsigned int>(EINVAL),
-            ComposeError("CDir::TransferDir - dir nesting found in recursive copy mode\n",
-                         {{"  source dir = ", source.m_path}, {"  target dir = ", target.m_path}}));
+    if (target <= source || LiesIn(target.__m_path, source.__m_path)) {
+        throw dirExp(static_cast<unsigned int>(EINVAL),
+                     ComposeError("CDir::TransferDir - dir nesting found in recursive copy mode\n",
+                                  {{"  source dir = ", source.__m_path},
+                                   {"  target dir = ", target.__m_path}}));
+    }
     try {
-        MakeDir(target.m_path, true);
-        MoveTree(source.m_path, target.m_path, IdOf(target.m_path));
+        MakeDir(target.__m_path, true);
+        MoveTree(source.__m_path, target.__m_path, IdOf(target.__m_path));
     } catch (const qlExp& cause) {
         throw dirExp(cause.GetErrCode(), ComposeError("CDir::TransferDir - failed transfer dir\n",
-                                                      {{"  source dir = ", source.m_path},
-                                                       {"  target dir = ", target.m_path}},
+                                                      {{"  source dir = ", source.__m_path},
+                                                       {"  target dir = ", target.__m_path}},
                                                       cause.GetErrString()));
     }
 }

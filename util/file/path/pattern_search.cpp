@@ -42,137 +42,155 @@ bool CanBeName(const stringEx& name) {
 class CPatternGroup {
 public:
     void Add(PATTERN& pattern) {
-        if (HasWildcards(pattern.name))
-            m_wild.push_back(&pattern);
-        else
-            m_plain.emplace(pattern.name, &pattern);
-        m_all.push_back(&pattern);
+        if (HasWildcards(pattern.name)) {
+            __m_wild.push_back(&pattern);
+        } else {
+            __m_plain.emplace(pattern.name, &pattern);
+        }
+        __m_all.push_back(&pattern);
     }
 
     /// Lists the directory, or the tree below it.
     void Search(const stringEx& folder, const TREE_QUERY& query) {
         CTreeSearch(query, [this](const stringEx& path, const stringEx& name) {
-            Offer(path, name);
+            __Offer(path, name);
         }).Run(folder);
-        for (PATTERN* const pattern : m_all)
+        for (PATTERN* const pattern : __m_all) {
             pattern->isDone = true;
+        }
     }
 
 private:
-    void Offer(const stringEx& folder, const stringEx& name) const {
-        const auto [first, last] = m_plain.equal_range(name);
-        for (auto row = first; row != last; ++row)
+    void __Offer(const stringEx& folder, const stringEx& name) const {
+        const auto [first, last] = __m_plain.equal_range(name);
+        for (auto row = first; row != last; ++row) {
             row->second->found.push_back(folder + name);
-        for (PATTERN* const pattern : m_wild)
-            if (name.wildcard_match(pattern->name, 0, '?', '*', false))
+        }
+        for (PATTERN* const pattern : __m_wild) {
+            if (name.wildcard_match(pattern->name, 0, '?', '*', false)) {
                 pattern->found.push_back(folder + name);
+            }
+        }
     }
 
-    std::multimap<stringEx, PATTERN*> m_plain;
-    std::vector<PATTERN*> m_wild;
-    std::vector<PATTERN*> m_all;
+    std::multimap<stringEx, PATTERN*> __m_plain;
+    std::vector<PATTERN*> __m_wild;
+    std::vector<PATTERN*> __m_all;
 };
 
 /// One call with all its patterns. The base must outlive it.
 class CPatternSearch {
 public:
-    CPatternSearch(const CDir& base, const TREE_QUERY& query) : m_base(base), m_query(query) {}
+    CPatternSearch(const CDir& base, const TREE_QUERY& query) : __m_base(base), __m_query(query) {}
 
     /// Appends to `out`, and to `counts`, unless null, how many each pattern found.
     void Run(const std::vector<stringEx>& texts, std::vector<stringEx>& out,
              std::vector<unsigned int>* counts) {
-        m_patterns.reserve(texts.size());
-        for (const stringEx& text : texts)
-            Prepare(text);
-        for (PATTERN& pattern : m_patterns) {
-            if (!pattern.isDone)
-                Search(pattern);
-            if (counts != nullptr)
+        __m_patterns.reserve(texts.size());
+        for (const stringEx& text : texts) {
+            __Prepare(text);
+        }
+        for (PATTERN& pattern : __m_patterns) {
+            if (!pattern.isDone) {
+                __Search(pattern);
+            }
+            if (counts != nullptr) {
                 counts->push_back(static_cast<unsigned int>(pattern.found.size()));
-            for (stringEx& path : pattern.found)
+            }
+            for (stringEx& path : pattern.found) {
                 out.push_back(std::move(path));
+            }
         }
     }
 
 private:
     /// Whether the name is asked for by its path.
-    bool IsLookedUp(const PATTERN& pattern) const {
-        return !m_query.recursive && !pattern.folder.empty() && !HasWildcards(pattern.name);
+    bool __IsLookedUp(const PATTERN& pattern) const {
+        return !__m_query.recursive && !pattern.folder.empty() && !HasWildcards(pattern.name);
     }
 
-    void Prepare(const stringEx& text) {
-        PATTERN& pattern = m_patterns.emplace_back();
+    void __Prepare(const stringEx& text) {
+        PATTERN& pattern = __m_patterns.emplace_back();
         pattern.name = text;
         pattern.name.detach_if_static();
-        if (FindFile(pattern))
+        if (__FindFile(pattern)) {
             return;
-        Split(pattern);
-        if (!IsLookedUp(pattern))
-            m_groups[pattern.folder].Add(pattern);
+        }
+        __Split(pattern);
+        if (!__IsLookedUp(pattern)) {
+            __m_groups[pattern.folder].Add(pattern);
+        }
     }
 
     /// The usual case, a path to a file as it stands: one question settles it. False leaves the
     /// pattern to the others.
-    bool FindFile(PATTERN& pattern) const {
+    bool __FindFile(PATTERN& pattern) const {
         const stringEx path = NormalizePathName(pattern.name);
         const unsigned int slash = path.rfind('/');
         const stringEx folder = slash == stringEx::npos ? stEMPTY : path.substr(0, slash + 1);
         const stringEx name = path.substr(folder.length(), stringEx::npos);
-        if (m_query.directories || m_query.recursive || m_base.GetPath().empty() || name.empty() ||
-            folder == "./" || HasWildcards(name) || !CanBeName(name))
+        if (__m_query.directories || __m_query.recursive || __m_base.GetPath().empty() ||
+            name.empty() || folder == "./" || HasWildcards(name) || !CanBeName(name)) {
             return false;
-        const stringEx full = FolderOf(folder) + name;
+        }
+        const stringEx full = __FolderOf(folder) + name;
         struct stat status = {};
-        if (IMPL::StatEntry(AT_FDCWD, full.c_str(), &status) != 0 || S_ISDIR(status.st_mode))
+        if (IMPL::StatEntry(AT_FDCWD, full.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) {
             return false;
+        }
         pattern.isDone = true;
-        if (IMPL::IsWantedFile({name.c_str(), false, {}}, m_query.hidden, false))
+        if (IMPL::IsWantedFile({name.c_str(), false, {}}, __m_query.hidden, false)) {
             pattern.found.push_back(full);
+        }
         return true;
     }
 
     /// Sets the directory part apart; an empty name stands for all names. The name that is left is
     /// not taken apart a second time: it may itself be the name of a directory.
-    void Split(PATTERN& pattern) const {
+    void __Split(PATTERN& pattern) const {
         stringEx folder;
         if (!pattern.name.empty()) {
             folder = pattern.name;
             CDir::GetPathDir(folder);
             pattern.hasFolder = folder != "./";
-            if (pattern.hasFolder)
+            if (pattern.hasFolder) {
                 CDir::GetPathFilename(pattern.name);
+            }
         }
-        pattern.folder = FolderOf(pattern.hasFolder ? folder : stEMPTY);
-        if (pattern.name.empty())
+        pattern.folder = __FolderOf(pattern.hasFolder ? folder : stEMPTY);
+        if (pattern.name.empty()) {
             pattern.name = "*";
+        }
     }
 
     /// The absolute path of a pattern's directory part, which ends in "/" or is empty.
-    stringEx FolderOf(const stringEx& part) const {
-        if (part.empty())
-            return m_base.GetPath();
+    stringEx __FolderOf(const stringEx& part) const {
+        if (part.empty()) {
+            return __m_base.GetPath();
+        }
         stringEx folder(part);
-        m_base.ToAbsolutePath(folder);
+        __m_base.ToAbsolutePath(folder);
         return folder;
     }
 
-    void Search(PATTERN& pattern) {
-        if (pattern.hasFolder)
+    void __Search(PATTERN& pattern) {
+        if (pattern.hasFolder) {
             CDir().Open(pattern.folder);
-        if (!IsLookedUp(pattern)) {
-            m_groups[pattern.folder].Search(pattern.folder, m_query);
+        }
+        if (!__IsLookedUp(pattern)) {
+            __m_groups[pattern.folder].Search(pattern.folder, __m_query);
         } else if (CanBeName(pattern.name)) {
-            CTreeSearch search(m_query, [&](const stringEx& folder, const stringEx& name) {
+            CTreeSearch search(__m_query, [&](const stringEx& folder, const stringEx& name) {
                 pattern.found.push_back(folder + name);
             });
             search.LookUp(pattern.folder, pattern.name);
         }
     }
 
-    const CDir& m_base;
-    TREE_QUERY m_query;
-    std::vector<PATTERN> m_patterns; ///< never grows past what was reserved: groups point into it
-    std::map<stringEx, CPatternGroup> m_groups;
+    const CDir& __m_base;
+    TREE_QUERY __m_query;
+    std::vector<PATTERN> __m_patterns; ///< never grows past what was reserved: groups point into it
+    std::map<stringEx, CPatternGroup> __m_groups;
 };
 
 } // namespace

@@ -35,8 +35,9 @@ constexpr ERROR_TEXT READ_DIR_ERRORS[] = {
 } // namespace
 
 void RefuseEmpty(const stringEx& path, const char* message) {
-    if (path.empty())
+    if (path.empty()) {
         throw dirExp(EMPTY_ARGUMENT, stringEx(message));
+    }
 }
 
 void ThrowStatError(const stringEx& path, int code) {
@@ -48,8 +49,9 @@ void ThrowStatError(const stringEx& path, int code) {
 }
 
 void PosixStat(const stringEx& path, struct stat* status) {
-    if (::stat(path.c_str(), status) == -1)
+    if (::stat(path.c_str(), status) == -1) {
         ThrowStatError(path, errno);
+    }
 }
 
 dirent* PosixReadDir(DIR* directory) {
@@ -66,11 +68,13 @@ dirent* PosixReadDir(DIR* directory) {
 }
 
 int StatEntry(int directory, const char* path, struct stat* status, bool followLinks) {
-    if (::fstatat(directory, path, status, followLinks ? 0 : AT_SYMLINK_NOFOLLOW) == 0)
+    if (::fstatat(directory, path, status, followLinks ? 0 : AT_SYMLINK_NOFOLLOW) == 0) {
         return 0;
+    }
     const int code = errno;
-    if (::fstatat(directory, path, status, AT_SYMLINK_NOFOLLOW) == 0)
+    if (::fstatat(directory, path, status, AT_SYMLINK_NOFOLLOW) == 0) {
         return followLinks && S_ISLNK(status->st_mode) ? code : 0; // it has come just now
+    }
     const bool isMissing = errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG;
     return isMissing ? NO_ENTRY : errno;
 }
@@ -78,14 +82,17 @@ int StatEntry(int directory, const char* path, struct stat* status, bool followL
 bool ReadEntry(DIR* directory, const stringEx& path, DIR_ENTRY& entry) {
     while (const dirent* const next = PosixReadDir(directory)) {
         // The call below goes from the open directory; the full path must be usable all the same.
-        if (path.length() + std::strlen(next->d_name) >= PATH_MAX)
+        if (path.length() + std::strlen(next->d_name) >= PATH_MAX) {
             ThrowStatError(path + next->d_name, ENAMETOOLONG);
+        }
         struct stat status = {};
         const int code = StatEntry(::dirfd(directory), next->d_name, &status);
-        if (code == NO_ENTRY)
+        if (code == NO_ENTRY) {
             continue;
-        if (code != 0)
+        }
+        if (code != 0) {
             ThrowStatError(path + next->d_name, code);
+        }
         entry = {next->d_name, S_ISDIR(status.st_mode), {status.st_dev, status.st_ino}};
         return true;
     }
@@ -105,8 +112,9 @@ bool IsWantedDir(const DIR_ENTRY& entry, bool hidden, bool dots) {
 }
 
 void PosixStatVfs(const char* head, const stringEx& path, struct statvfs* status) {
-    if (RetryInterrupted([&] { return ::statvfs(path.c_str(), status); }) == 0)
+    if (RetryInterrupted([&] { return ::statvfs(path.c_str(), status); }) == 0) {
         return;
+    }
     const int code = errno;
     throw dirExp(static_cast<unsigned int>(code),
                  ComposeError(head, {{"  error code = ", code},
@@ -118,15 +126,19 @@ stringEx NormalizePathName(const stringEx& path) {
     stringEx normal(path);
     if (normal.find('\\') != stringEx::npos) {
         normal.detach();
-        for (unsigned int i = 0; i < normal.length(); ++i)
-            if (normal[i] == '\\')
+        for (unsigned int i = 0; i < normal.length(); ++i) {
+            if (normal[i] == '\\') {
                 normal[i] = '/';
+            }
+        }
     }
     unsigned int length = normal.length();
-    while (length > 1 && normal[length - 1] == '/' && normal[length - 2] == '/')
+    while (length > 1 && normal[length - 1] == '/' && normal[length - 2] == '/') {
         --length;
-    if (length != normal.length())
+    }
+    if (length != normal.length()) {
         normal.erase(length, stringEx::npos);
+    }
     return normal;
 }
 

@@ -21,29 +21,30 @@ constexpr unsigned int SEARCH_FAILED = 19;
 } // namespace
 
 void CTreeSearch::Run(const stringEx& base) {
-    Guard(base, [&] {
-        if (!m_query.directories)
+    __Guard(base, [&] {
+        if (!__m_query.directories) {
             CDir().Open(base);
-        Walk(base);
+        }
+        __Walk(base);
     });
 }
 
 void CTreeSearch::LookUp(const stringEx& base, const stringEx& name) {
-    Guard(base, [&] {
-        m_way.push_back({base, {}, {}});
-        Ask(base, name);
-        m_way.pop_back();
+    __Guard(base, [&] {
+        __m_way.push_back({base, {}, {}});
+        __Ask(base, name);
+        __m_way.pop_back();
     });
 }
 
 /// Failures of `search` come out with the heads of the search on them.
 template <class Search>
-void CTreeSearch::Guard(const stringEx& base, Search search) {
+void CTreeSearch::__Guard(const stringEx& base, Search search) {
     try {
         search();
     } catch (const qlExp& cause) {
-        const stringEx text = WrapCause(cause.GetErrString());
-        throw dirExp(SEARCH_FAILED, m_query.directories
+        const stringEx text = __WrapCause(cause.GetErrString());
+        throw dirExp(SEARCH_FAILED, __m_query.directories
                                         ? text
                                         : ComposeError("CDir::GetAllFiles - failed find files\n",
                                                        {{"  base dir = ", base}}, text));
@@ -51,20 +52,23 @@ void CTreeSearch::Guard(const stringEx& base, Search search) {
 }
 
 /// A directory that can't be listed has no entries, though they can't be asked either.
-void CTreeSearch::Ask(const stringEx& base, const stringEx& name) {
+void CTreeSearch::__Ask(const stringEx& base, const stringEx& name) {
     const stringEx path = base + name;
     struct stat status = {};
     const int code = StatEntry(AT_FDCWD, path.c_str(), &status);
     if (code == 0) {
         const DIR_ENTRY entry{name.c_str(), S_ISDIR(status.st_mode), {}};
-        if (m_query.directories ? IsWantedDir(entry, m_query.hidden, m_query.dots)
-                                : IsWantedFile(entry, m_query.hidden, false))
-            m_offer(base, name);
+        if (__m_query.directories ? IsWantedDir(entry, __m_query.hidden, __m_query.dots)
+                                  : IsWantedFile(entry, __m_query.hidden, false)) {
+            __m_offer(base, name);
+        }
     } else if (code == NO_ENTRY) {
-        if (path.length() >= PATH_MAX)
+        if (path.length() >= PATH_MAX) {
             ThrowStatError(path, ENAMETOOLONG);
-        if (!m_query.directories)
+        }
+        if (!__m_query.directories) {
             CDir().Open(base);
+        }
     } else if (DIR* const directory = ::opendir(base.c_str()); directory != nullptr) {
         ::closedir(directory);
         ThrowStatError(path, code);
@@ -73,71 +77,80 @@ void CTreeSearch::Ask(const stringEx& base, const stringEx& name) {
 
 /// A search that goes through sub-directories has failed in all of them on the way, innermost
 /// first.
-stringEx CTreeSearch::WrapCause(const stringEx& cause) const {
+stringEx CTreeSearch::__WrapCause(const stringEx& cause) const {
     stringEx text(cause);
-    if (m_query.directories || m_query.recursive)
-        for (auto level = m_way.rbegin(); level != m_way.rend(); ++level)
+    if (__m_query.directories || __m_query.recursive) {
+        for (auto level = __m_way.rbegin(); level != __m_way.rend(); ++level) {
             text = ComposeError("CDir::GetAllSubDirs - failed find subdirs\n",
                                 {{"  base dir = ", level->path}}, text);
+        }
+    }
     return text;
 }
 
-void CTreeSearch::Walk(const stringEx& base) {
-    Enter(base);
-    while (!m_way.empty()) {
-        LEVEL& level = m_way.back();
+void CTreeSearch::__Walk(const stringEx& base) {
+    __Enter(base);
+    while (!__m_way.empty()) {
+        LEVEL& level = __m_way.back();
         if (level.next == level.subDirs.size()) {
-            m_way.pop_back();
+            __m_way.pop_back();
             continue;
         }
         const SUB_DIR subDir = std::move(level.subDirs[level.next]);
         ++level.next;
-        Visit(subDir);
+        __Visit(subDir);
     }
 }
 
 /// A directory that can't be opened has no entries.
-void CTreeSearch::Enter(const stringEx& path) {
+void CTreeSearch::__Enter(const stringEx& path) {
     const std::unique_ptr<DIR, DirCloser> directory(::opendir(path.c_str()));
-    if (!directory)
+    if (!directory) {
         return;
+    }
     LEVEL level;
     level.path = path;
     struct stat status = {};
-    if (::fstat(::dirfd(directory.get()), &status) == -1)
+    if (::fstat(::dirfd(directory.get()), &status) == -1) {
         ThrowStatError(path, errno);
+    }
     level.id = {status.st_dev, status.st_ino};
-    m_way.push_back(std::move(level));
-    ReadLevel(directory.get(), m_way.back());
+    __m_way.push_back(std::move(level));
+    __ReadLevel(directory.get(), __m_way.back());
 }
 
-void CTreeSearch::ReadLevel(DIR* directory, LEVEL& level) {
-    const bool wantsDirs = m_query.directories || m_query.recursive;
+void CTreeSearch::__ReadLevel(DIR* directory, LEVEL& level) {
+    const bool wantsDirs = __m_query.directories || __m_query.recursive;
     DIR_ENTRY entry;
     while (ReadEntry(directory, level.path, entry)) {
-        if (wantsDirs && IsWantedDir(entry, m_query.hidden, m_query.dots))
+        if (wantsDirs && IsWantedDir(entry, __m_query.hidden, __m_query.dots)) {
             level.subDirs.push_back({stringEx(entry.name), entry.id});
-        else if (!m_query.directories && IsWantedFile(entry, m_query.hidden, false))
-            m_offer(level.path, stringEx(entry.name, stringEx::NOT_OWNER()));
+        } else if (!__m_query.directories && IsWantedFile(entry, __m_query.hidden, false)) {
+            __m_offer(level.path, stringEx(entry.name, stringEx::NOT_OWNER()));
+        }
     }
 }
 
-void CTreeSearch::Visit(const SUB_DIR& subDir) {
-    const stringEx path = m_way.back().path + subDir.name;
-    if (m_query.directories)
-        m_offer(m_way.back().path, subDir.name);
-    if (!m_query.recursive || IsDotOrDotDot(subDir.name.c_str()))
+void CTreeSearch::__Visit(const SUB_DIR& subDir) {
+    const stringEx path = __m_way.back().path + subDir.name;
+    if (__m_query.directories) {
+        __m_offer(__m_way.back().path, subDir.name);
+    }
+    if (!__m_query.recursive || IsDotOrDotDot(subDir.name.c_str())) {
         return;
-    RefuseLoop(path, subDir.id);
-    Enter(path + "/");
+    }
+    __RefuseLoop(path, subDir.id);
+    __Enter(path + "/");
 }
 
 /// Following a symbolic link to a directory above would go on until the system refuses the path;
 /// with two such links that takes more directories than anyone can wait for.
-void CTreeSearch::RefuseLoop(const stringEx& path, const FILE_ID& id) const {
-    for (const LEVEL& level : m_way)
-        if (level.id == id)
+void CTreeSearch::__RefuseLoop(const stringEx& path, const FILE_ID& id) const {
+    for (const LEVEL& level : __m_way) {
+        if (level.id == id) {
             ThrowStatError(path, ELOOP);
+        }
+    }
 }
 
 } // namespace IMPL
@@ -151,8 +164,9 @@ CDir::REGEX CompileNamePattern(const stringEx& pattern, CDir::CASE_SET caseSet) 
 unsigned int SearchByExpression(const CDir& base, std::vector<stringEx>& out,
                                 const CDir::REGEX& pattern, const IMPL::TREE_QUERY& query) {
     IMPL::CTreeSearch search(query, [&](const stringEx& folder, const stringEx& name) {
-        if (name.regex_match_with_comp(pattern, false, false))
+        if (name.regex_match_with_comp(pattern, false, false)) {
             out.push_back(folder + name);
+        }
     });
     search.Run(base.GetPath());
     return static_cast<unsigned int>(out.size());

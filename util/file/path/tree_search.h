@@ -28,7 +28,8 @@ public:
     /// Is given the directory, which ends in "/", and the name in it. Both are good for the call.
     using OFFER = std::function<void(const stringEx& folder, const stringEx& name)>;
 
-    CTreeSearch(const TREE_QUERY& query, OFFER offer) : m_query(query), m_offer(std::move(offer)) {}
+    CTreeSearch(const TREE_QUERY& query, OFFER offer)
+        : __m_query(query), __m_offer(std::move(offer)) {}
 
     /// Walks the directory at `base`, which ends in "/". Failures throw `dirExp` with code 19, the
     /// cause below a head for each directory on the way to it.
@@ -52,18 +53,18 @@ private:
     };
 
     template <class Search>
-    void Guard(const stringEx& base, Search search);
-    void Walk(const stringEx& base);
-    void Ask(const stringEx& base, const stringEx& name);
-    void Enter(const stringEx& path);
-    void ReadLevel(DIR* directory, LEVEL& level);
-    void Visit(const SUB_DIR& subDir);
-    void RefuseLoop(const stringEx& path, const FILE_ID& id) const;
-    stringEx WrapCause(const stringEx& cause) const;
+    void __Guard(const stringEx& base, Search search);
+    void __Walk(const stringEx& base);
+    void __Ask(const stringEx& base, const stringEx& name);
+    void __Enter(const stringEx& path);
+    void __ReadLevel(DIR* directory, LEVEL& level);
+    void __Visit(const SUB_DIR& subDir);
+    void __RefuseLoop(const stringEx& path, const FILE_ID& id) const;
+    stringEx __WrapCause(const stringEx& cause) const;
 
-    TREE_QUERY m_query;
-    OFFER m_offer;
-    std::vector<LEVEL> m_way;
+    TREE_QUERY __m_query;
+    OFFER __m_offer;
+    std::vector<LEVEL> __m_way;
 };
 
 } // namespace Quil::IMPL

@@ -8,8 +8,9 @@ stringEx ComposeError(const char* head, std::initializer_list<ERROR_LINE> lines)
     stringEx message(head);
     bool first = true;
     for (const ERROR_LINE& line : lines) {
-        if (!first)
+        if (!first) {
             message += '\n';
+        }
         first = false;
         message += line.key;
         message += line.value;

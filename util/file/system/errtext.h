@@ -40,8 +40,9 @@ stringEx ComposeError(const char* head, std::initializer_list<ERROR_LINE> lines,
 template <class Call>
 auto RetryInterrupted(Call call) {
     auto result = call();
-    while (result == -1 && errno == EINTR)
+    while (result == -1 && errno == EINTR) {
         result = call();
+    }
     return result;
 }
 

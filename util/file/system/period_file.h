@@ -11,14 +11,15 @@ namespace Quil {
 class CPeriodFile : public CSysFile {
 public:
     CPeriodFile() = default;
-    explicit CPeriodFile(const CSysFile& file) : CSysFile(file), m_seriesName(file.GetFileName()) {}
+    explicit CPeriodFile(const CSysFile& file)
+        : CSysFile(file), __m_seriesName(file.GetFileName()) {}
     CPeriodFile(const CSysFile& file, const stringEx& seriesName)
-        : CSysFile(file), m_seriesName(seriesName) {}
+        : CSysFile(file), __m_seriesName(seriesName) {}
 
-    const stringEx& GetSeriesName() const { return m_seriesName; }
+    const stringEx& GetSeriesName() const { return __m_seriesName; }
 
 private:
-    stringEx m_seriesName;
+    stringEx __m_seriesName;
 };
 
 } // namespace Quil

@@ -92,10 +92,12 @@ int OpenFlags(unsigned long access, unsigned long mode) {
 
 /// Answers 0 or the error number.
 int AdviseAccess(int descriptor, unsigned long options) {
-    if ((options & CSysFile::OPTION_SEQUENTIAL) != 0)
+    if ((options & CSysFile::OPTION_SEQUENTIAL) != 0) {
         return posix_fadvise(descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
-    if ((options & CSysFile::OPTION_RANDOM) != 0)
+    }
+    if ((options & CSysFile::OPTION_RANDOM) != 0) {
         return posix_fadvise(descriptor, 0, 0, POSIX_FADV_RANDOM);
+    }
     return 0;
 }
 
@@ -107,9 +109,10 @@ int PosixOpenFile(const stringEx& path, unsigned long access, unsigned long mode
     const int flags = OpenFlags(access, mode);
     const int descriptor = RetryInterrupted(
         [&] { return ::open(path.c_str(), flags, static_cast<mode_t>(permissions)); });
-    if (descriptor == -1)
+    if (descriptor == -1) {
         ThrowPathError<Exp>("PosixOpenFile - failed open specified file\n", path, errno,
                             OPEN_ERRORS);
+    }
     if (const int code = AdviseAccess(descriptor, options); code != 0) {
         ::close(descriptor);
         ThrowPathError<Exp>("PosixOpenFile - failed set access advice\n", path, code, SEEK_ERRORS);
@@ -120,9 +123,10 @@ int PosixOpenFile(const stringEx& path, unsigned long access, unsigned long mode
 template <class Exp>
 int PosixDuplicateFile(int descriptor) {
     const int duplicate = RetryInterrupted([&] { return ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0); });
-    if (duplicate == -1)
+    if (duplicate == -1) {
         ThrowDescriptorError<Exp>("PosixDuplicateFile - failed duplicate file descriptor\n", errno,
                                   DUPLICATE_ERRORS);
+    }
     return duplicate;
 }
 
@@ -130,20 +134,23 @@ template <class Exp>
 void PosixCloseFile(int descriptor) {
     // An interrupted close has given the descriptor up all the same on this platform; a second try
     // could close one that another thread has got meanwhile.
-    if (::close(descriptor) == -1 && errno != EINTR)
+    if (::close(descriptor) == -1 && errno != EINTR) {
         ThrowDescriptorError<Exp>("PosixCloseFile - failed close file\n", errno, CLOSE_ERRORS);
+    }
 }
 
 void PosixRefuseFifo(const stringEx& path) {
     struct stat status = {};
-    if (::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode))
+    if (::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode)) {
         ThrowSeekError(0, SEEK_CUR, ESPIPE);
+    }
 }
 
 std::int64_t PosixSeekFile(int descriptor, std::int64_t offset, int whence) {
     const off_t position = ::lseek(descriptor, offset, whence);
-    if (position == -1)
+    if (position == -1) {
         ThrowSeekError(offset, whence, errno);
+    }
     return position;
 }
 
@@ -154,11 +161,13 @@ bool PosixLockFile(int descriptor, std::int64_t from, std::int64_t length, short
     range.l_start = from;
     range.l_len = length;
     if (RetryInterrupted([&] { return ::fcntl(descriptor, wait ? F_SETLKW : F_SETLK, &range); }) !=
-        -1)
+        -1) {
         return true;
+    }
     const int code = errno;
-    if (!wait && (code == EACCES || code == EAGAIN))
+    if (!wait && (code == EACCES || code == EAGAIN)) {
         return false;
+    }
     throw sysfileExp(static_cast<unsigned int>(code),
                      ComposeError("PosixLockFile - failed lock or unlock file\n",
                                   {{"  from       = ", from},

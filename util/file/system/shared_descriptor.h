@@ -22,8 +22,9 @@ struct DescriptorDeletor {
         const CCancelHold hold;
         const int descriptor = shared->descriptor;
         delete shared;
-        if (descriptor != -1)
+        if (descriptor != -1) {
             Owner::__Close(descriptor);
+        }
     }
 };
 

@@ -32,9 +32,9 @@ std::uint64_t PROC_RW_FIELDS::Self() {
     const pid_t thread = gettid();
     if (identity.thread != thread) { // the first call, or the first in a forked child
         const timespec now = Now(CLOCK_MONOTONIC);
-        constexpr unsigned int half = 32;
+        constexpr unsigned int HALF = 32;
         identity.thread = thread;
-        identity.number = static_cast<std::uint64_t>(thread) << half |
+        identity.number = static_cast<std::uint64_t>(thread) << HALF |
                           static_cast<std::uint32_t>(now.tv_sec * 1000000 + now.tv_nsec / 1000);
     }
     return identity.number;

@@ -67,27 +67,27 @@ struct PROCESS {
 
 /// What the system tells of a process, if it does.
 PROCESS LookAt(std::int64_t id) {
-    constexpr unsigned int limit = 4096;
+    constexpr unsigned int LIMIT = 4096;
     // Fields behind the name, which ends with the last ")".
-    constexpr unsigned int threadsField = 17;
-    constexpr unsigned int startField = 19;
+    constexpr unsigned int THREADS_FIELD = 17;
+    constexpr unsigned int START_FIELD = 19;
     PROCESS process;
     try {
         stringEx path("/proc/");
         path.append_long(static_cast<long>(id), 10).append("/stat");
-        const stringEx text = IMPL::ReadProcFile(path, limit);
+        const stringEx text = IMPL::ReadProcFile(path, LIMIT);
         unsigned int at = text.rfind(')');
         unsigned long threads = 0;
-        for (unsigned int i = 0; i <= startField && at != stringEx::npos; ++i) {
+        for (unsigned int i = 0; i <= START_FIELD && at != stringEx::npos; ++i) {
             at = text.find(' ', at + 1);
             if (at == stringEx::npos) {
                 break;
             }
             if (i == 0) {
                 process.isZombie = text[at + 1] == 'Z';
-            } else if (i == threadsField) {
+            } else if (i == THREADS_FIELD) {
                 threads = text.to_ulong(at + 1, stringEx::npos, 10);
-            } else if (i == startField) {
+            } else if (i == START_FIELD) {
                 process.start = text.to_ulong(at + 1, stringEx::npos, 10);
             }
         }
@@ -215,9 +215,9 @@ CShMem::CShMem(bool create, const stringEx& name, unsigned int size)
 }
 
 int CShMem::__Create() {
-    constexpr mode_t ownerOnly = 0600;
+    constexpr mode_t OWNER_ONLY = 0600;
     for (unsigned int i = 0; i != TRIES; ++i) {
-        CDescriptor block(shm_open(__name.c_str(), O_RDWR | O_CREAT | O_EXCL, ownerOnly));
+        CDescriptor block(shm_open(__name.c_str(), O_RDWR | O_CREAT | O_EXCL, OWNER_ONLY));
         if (block.IsOpen()) {
             // A name that was taken away before it could be signed is tried for again.
             if (!block.LockNamed(TRIES)) {

@@ -36,13 +36,13 @@ public:
 
     /// Waits a second at most. False: the creator died or hangs in between.
     bool WaitUntilReady() const {
-        constexpr unsigned int tries = 100;
-        constexpr unsigned long pause = 10;
-        for (unsigned int i = 0; i != tries; ++i) {
+        constexpr unsigned int TRIES = 100;
+        constexpr unsigned long PAUSE = 10;
+        for (unsigned int i = 0; i != TRIES; ++i) {
             if (__Layout().isReady.load(std::memory_order_acquire) != 0) {
                 return true;
             }
-            SleepFor(pause);
+            SleepFor(PAUSE);
         }
         return false;
     }

@@ -36,8 +36,7 @@ stringEx Owned(const stringEx& text) {
 
 } // namespace
 
-// --- The thread
-// -----------------------------------------------------------------------------------
+// --- The thread ----------------------------------------------------------------------------------
 
 CLoggingThread::CLoggingThread(const LogBodyHandle& body, unsigned int queueLength)
     : __queue(new LogQueue(queueLength)), __body(body) {}
@@ -96,8 +95,7 @@ void CLoggingThread::_OnUncaughtException() {
     __body->OnThreadEnds(*this);
 }
 
-// --- Loggers and filter
-// ---------------------------------------------------------------------------
+// --- Loggers and filter --------------------------------------------------------------------------
 
 constinit std::atomic<int> CLogBody::sm_loggerCount{0};
 
@@ -179,23 +177,22 @@ void CLogBody::__FlushLoggers() {
 /// Nothing here waits without limit, and nothing needs a place in the queue: the caller may hold
 /// the queue's own lock, where it ran out of memory.
 void CLogBody::LogLast(const stringEx& module, const stringEx& message) {
-    constexpr unsigned long queueLimit = 3000;
-    constexpr unsigned long outputLimit = 1000;
+    constexpr unsigned long QUEUE_LIMIT = 3000;
+    constexpr unsigned long OUTPUT_LIMIT = 1000;
     if (!__lock.IsOwner()) {
         if (const LogQueueHandle queue = __GetQueue()) {
             Continue();
-            queue->WaitUntilDone(queueLimit);
+            queue->WaitUntilDone(QUEUE_LIMIT);
         }
     }
-    const CFastSessionLock lock(__lock, outputLimit);
+    const CFastSessionLock lock(__lock, OUTPUT_LIMIT);
     if (lock.IsLocked()) {
         Write(CTime::Now(), CLog::LEVEL_FATAL, module, message);
         __FlushLoggers();
     }
 }
 
-// --- Mode
-// -----------------------------------------------------------------------------------------
+// --- Mode ----------------------------------------------------------------------------------------
 
 LogQueueHandle CLogBody::__GetQueue() const {
     const CFastSessionLock lock(__stateLock);

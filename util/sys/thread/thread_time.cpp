@@ -40,8 +40,8 @@ TICKS ReadTicks(pid_t systemId) {
 }
 
 CTimeSpan ToSpan(unsigned long ticks) {
-    constexpr long long microseconds = 1000000;
-    return CTimeSpan(static_cast<long long>(ticks) * microseconds / sysconf(_SC_CLK_TCK));
+    constexpr long long MICROSECONDS = 1000000;
+    return CTimeSpan(static_cast<long long>(ticks) * MICROSECONDS / sysconf(_SC_CLK_TCK));
 }
 
 } // namespace

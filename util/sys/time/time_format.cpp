@@ -31,7 +31,7 @@ public:
         out.clear();
         __used = 0;
         for (const KEY<Source>* row = __begin; row != __end && __used == 0; ++row) {
-            __used = MatchedLength(text, row->key);
+            __used = __MatchedLength(text, row->key);
             if (__used != 0) {
                 out << row->text(__source);
             }
@@ -43,7 +43,7 @@ public:
 
 private:
     /// The key's length if `text` begins with it, else 0.
-    static unsigned int MatchedLength(const S& text, const char* key) {
+    static unsigned int __MatchedLength(const S& text, const char* key) {
         unsigned int i = 0;
         while (key[i] != '\0') {
             if (i == text.length() || text[i] != key[i]) {
@@ -73,7 +73,7 @@ stringEx Decimal(long long value) {
     return CLongLongNative(value).ToString(10);
 }
 
-// ---- CTime ----
+// --- CTime ---------------------------------------------------------------------------------------
 
 /// A time with its fields in the zone that is asked for.
 struct BrokenTime {
@@ -140,7 +140,7 @@ void FormatTime(S& out, const S& fmt, const CTime& time, short tz) {
     fmt.escape_restore_op_to(out, '%', cmd, true, false);
 }
 
-// ---- CTimeSpan ----
+// --- CTimeSpan -----------------------------------------------------------------------------------
 
 constexpr long long MILLISECOND = 1000;
 constexpr long long SECOND = 1000 * MILLISECOND;

@@ -38,7 +38,7 @@ constexpr std::uint64_t CAPACITY_MASK = sizeof(T) == 1 ? 31 : 7;
 
 } // namespace
 
-// --- Construction, binding, views ---------------------------------------------------------------
+// --- Construction, binding, views ----------------------------------------------------------------
 
 template <class T, class Traits>
 basic_buffer<T, Traits>::basic_buffer(const basic_buffer& src, unsigned int pos, unsigned int n) {
@@ -185,7 +185,7 @@ basic_buffer<T, Traits>& basic_buffer<T, Traits>::detach_if_static() {
     return *this;
 }
 
-// --- Growth -------------------------------------------------------------------------------------
+// --- Growth --------------------------------------------------------------------------------------
 
 /// A raw block. One element at least, since `malloc(0)` may answer null.
 template <class T, class Traits>
@@ -274,7 +274,7 @@ T* basic_buffer<T, Traits>::_eofbuf(unsigned int n) {
     return __block.get();
 }
 
-// --- Changes ------------------------------------------------------------------------------------
+// --- Changes -------------------------------------------------------------------------------------
 
 template <class T, class Traits>
 basic_buffer<T, Traits>& basic_buffer<T, Traits>::__Append(const T* elements, unsigned int n) {

@@ -8,7 +8,7 @@
 
 namespace Quil {
 
-// --- Case, C string helpers ---------------------------------------------------------------------
+// --- Case, C string helpers ----------------------------------------------------------------------
 
 template <class Self, class T>
 template <class Map>
@@ -47,7 +47,7 @@ T* string_core<Self, T>::strmov(T* to, const T* from, unsigned int n) noexcept {
     return to;
 }
 
-// --- Trimming, prefix and suffix ----------------------------------------------------------------
+// --- Trimming, prefix and suffix -----------------------------------------------------------------
 
 template <class Self, class T>
 unsigned int string_core<Self, T>::__LeadingSpaces() const noexcept {
@@ -117,7 +117,7 @@ bool string_core<Self, T>::end_with_set_no_case(text_ref<T> set) const noexcept 
     return !this->empty() && HasNoCase<Self>(set, this->back());
 }
 
-// --- Folded compare and search ------------------------------------------------------------------
+// --- Folded compare and search -------------------------------------------------------------------
 
 template <class Self, class T>
 int string_core<Self, T>::compare_no_case(unsigned int pos, unsigned int n,
@@ -204,7 +204,7 @@ unsigned int string_core<Self, T>::find_last_not_of_no_case(text_ref<T> set,
     return IMPL::find_last_that(this->data(), this->length(), pos, std::not_fn(IsIn(lowered)));
 }
 
-// --- Appending ----------------------------------------------------------------------------------
+// --- Appending -----------------------------------------------------------------------------------
 
 template <class Self, class T>
 Self& string_core<Self, T>::append_text(const Other* text, unsigned int n) {

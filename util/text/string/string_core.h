@@ -31,7 +31,7 @@ public:
     using Face::Face;
     constexpr string_core() noexcept = default;
 
-    // --- Character classes and case -------------------------------------------------------------
+    // --- Character classes and case --------------------------------------------------------------
 
     static bool is_alnum(int c) noexcept { return CharClass::is_alnum(c); }
     static bool is_alpha(int c) noexcept { return CharClass::is_alpha(c); }
@@ -54,7 +54,7 @@ public:
     Self& make_upper(unsigned int pos = 0, unsigned int n = npos);
     Self& make_lower(unsigned int pos = 0, unsigned int n = npos);
 
-    // --- C string helpers -----------------------------------------------------------------------
+    // --- C string helpers ------------------------------------------------------------------------
 
     static unsigned int strlen(const T* text) noexcept { return Buffer::__calclen(text); }
     /// Compares `n` elements; without `n` the shorter of both lengths, so that a text equals all
@@ -68,7 +68,7 @@ public:
     static int snprintf(T* to, unsigned int n, const T* format, ...);
     static int vsnprintf(T* to, unsigned int n, const T* format, va_list arguments);
 
-    // --- Trimming, prefix and suffix ------------------------------------------------------------
+    // --- Trimming, prefix and suffix -------------------------------------------------------------
 
     /// Take off the leading (trailing) run of `is_space` elements.
     Self& trim_left();
@@ -82,7 +82,7 @@ public:
     bool begin_with_set_no_case(text_ref<T> set) const noexcept;
     bool end_with_set_no_case(text_ref<T> set) const noexcept;
 
-    // --- Folded compare and search --------------------------------------------------------------
+    // --- Folded compare and search ---------------------------------------------------------------
 
     /// -1, 0 or 1 by the first lowered elements that differ (as signed values), else by the
     /// lengths.
@@ -106,7 +106,7 @@ public:
     unsigned int find_last_of_no_case(text_ref<T> set, unsigned int pos = npos) const;
     unsigned int find_last_not_of_no_case(text_ref<T> set, unsigned int pos = npos) const;
 
-    // --- Numbers --------------------------------------------------------------------------------
+    // --- Numbers ---------------------------------------------------------------------------------
 
     /// A 32-bit number read from at most `n` elements: spaces, a sign, digits below `base` (2 to
     /// 36; -1 goes by a prefix 0x, 0b, 0, x or b). No digit gives 0. Too large a value gives the
@@ -129,7 +129,7 @@ public:
     Self& from_long(long value, int base = 10);
     Self& from_ulong(unsigned long value, int base = 10);
 
-    // --- Formatting -----------------------------------------------------------------------------
+    // --- Formatting ------------------------------------------------------------------------------
 
     /// Formats into a fixed room behind the present text (`format` clears it first): 256 elements,
     /// or the leading size. A narrow text that is longer is cut there; a wide one adds nothing.
@@ -142,7 +142,7 @@ public:
     Self& append_vformat(const T* format, va_list arguments);
     Self& append_vformat(unsigned int size, const T* format, va_list arguments);
 
-    // --- Appending ------------------------------------------------------------------------------
+    // --- Appending -------------------------------------------------------------------------------
 
     Self& operator<<(const T* text) { return this->append(text); }
     Self& operator<<(const Buffer& text) { return this->append(text); }

@@ -34,7 +34,7 @@ public:
     using Replaces::Replaces;
     constexpr string_field() noexcept = default;
 
-    // --- Fields between delimiters --------------------------------------------------------------
+    // --- Fields between delimiters ---------------------------------------------------------------
 
     /// One more than there are delimiters.
     unsigned int get_field_count(text_ref<T> delimiter) const {
@@ -183,7 +183,7 @@ public:
         return __Replace(__RSegment(delimiter, index, true), rep);
     }
 
-    // --- Fields between tags --------------------------------------------------------------------
+    // --- Fields between tags ---------------------------------------------------------------------
 
     unsigned int get_delimited_field_count(text_ref<T> begin, text_ref<T> end) const {
         return __DelimitedCount(begin, end, false);

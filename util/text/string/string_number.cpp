@@ -149,7 +149,7 @@ double string_core<Self, T>::to_double(unsigned int pos, unsigned int n,
     return negative && anyDigit ? -result : result;
 }
 
-// --- Numbers to text ----------------------------------------------------------------------------
+// --- Numbers to text -----------------------------------------------------------------------------
 
 template <class Self, class T>
 Self& string_core<Self, T>::__AppendDigits(unsigned long long magnitude, unsigned int base,
