@@ -187,7 +187,6 @@ void compact(nfa* n, cnfa* out, arena* mem) {
             .bos = {n->bos[0], n->bos[1]},
             .eos = {n->eos[0], n->eos[1]},
             .states = states,
-            .arcs = arcs,
             .minlen = 0,
             .maxlen = UNBOUNDED};
     carc* at = arcs;

@@ -98,6 +98,22 @@ struct carc {
     int to; ///< number of the state it leads to
 };
 
+/// The arcs of one state of a compact automaton, for a `for`. They are walked to their mark: a
+/// search that stops early never asks where that is.
+class carcs {
+public:
+    struct mark {
+        friend bool operator==(const carc* arc, mark) { return arc->co == COLORLESS; }
+    };
+
+    explicit carcs(const carc* first) : __first(first) {}
+    const carc* begin() const { return __first; }
+    mark end() const { return {}; }
+
+private:
+    const carc* __first;
+};
+
 inline constexpr int HASLACONS = 1;
 inline constexpr int UNBOUNDED = -1; ///< `maxlen`: no longest match
 
@@ -108,8 +124,8 @@ inline long passeswork(const nfa* n) {
 }
 
 /// A compact automaton. Its arrays belong to the arena that compact() was given. states[i] is a run
-/// of `carc`: first the no-progress flag of state i in its `co` (1 if i is `pre` or lies directly
-/// behind it, else 0; not an arc: begin at the second), then the arcs, then the end marker.
+/// of `carc`: first the no-progress flag of state i in its `co`, then the arcs, then the end
+/// marker; arcs() and noprogress() read it.
 struct cnfa {
     int nstates; ///< 0: no automaton
     int ncolors; ///< highest color in use plus 1
@@ -119,11 +135,18 @@ struct cnfa {
     color bos[2];
     color eos[2];
     carc** states; ///< by state number
-    carc* arcs;    ///< all of them
     int minlen;    ///< characters of the shortest match, lookaheads taken to hold
     int maxlen;    ///< characters of the longest match, or UNBOUNDED
 
     bool empty() const { return nstates == 0; }
+    carcs arcs(int state) const { return carcs(states[state] + 1); }
+    /// The state is `pre` or lies directly behind it.
+    bool noprogress(int state) const { return states[state]->co != 0; }
+    bool islookahead(const carc& arc) const { return arc.co >= ncolors; }
+    /// The color is that of an edge of the text, which no character has.
+    bool isedge(int co) const {
+        return co == bos[0] || co == bos[1] || co == eos[0] || co == eos[1];
+    }
 };
 
 /// \name Building

@@ -32,9 +32,8 @@ public:
     void look() {
         std::fill(next_.begin(), next_.end(), 0);
         for (set rest = now_; rest != 0; rest &= rest - 1)
-            for (const carc* arc = a_.states[std::countr_zero(rest)] + 1; arc->co != COLORLESS;
-                 ++arc)
-                next_[static_cast<std::size_t>(arc->co)] |= bit(arc->to);
+            for (const carc& arc : a_.arcs(std::countr_zero(rest)))
+                next_[static_cast<std::size_t>(arc.co)] |= bit(arc.to);
     }
     set now() const { return now_; }
     set next(std::size_t co) const { return next_[co]; }
@@ -81,8 +80,8 @@ int runofset(const cnfa& a, std::vector<unsigned char>& in) {
                 in[co] = follower.next(co) != 0;
             if (std::find(in.begin(), in.end(), 1) == in.end())
                 return 0;
-            for (const color edge : {a.bos[0], a.bos[1], a.eos[0], a.eos[1]})
-                if (in[static_cast<std::size_t>(edge)])
+            for (std::size_t co = 0; co < in.size(); ++co)
+                if (in[co] && a.isedge(static_cast<int>(co)))
                     return 0;
         }
         for (std::size_t co = 0; co < in.size(); ++co)

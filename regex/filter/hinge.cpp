@@ -22,9 +22,9 @@ struct reading {
 template <class Visit>
 void eacharc(const cnfa& a, Visit visit) {
     for (int from = 0; from < a.nstates; ++from)
-        for (const carc* arc = a.states[from] + 1; arc->co != COLORLESS; ++arc)
-            visit(static_cast<std::size_t>(from), static_cast<std::size_t>(arc->to),
-                  static_cast<std::size_t>(arc->co));
+        for (const carc& arc : a.arcs(from))
+            visit(static_cast<std::size_t>(from), static_cast<std::size_t>(arc.to),
+                  static_cast<std::size_t>(arc.co));
 }
 
 reading::reading(const cnfa& a) {

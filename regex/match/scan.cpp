@@ -317,19 +317,13 @@ bool TScanner<Chr>::waits(transition state, int co) {
            dfa_.step(state, co, 0, *env_.lookahead) == state;
 }
 
-/// Whether characters have this color: the edges of the text have colors of their own.
-template <class Chr>
-bool TScanner<Chr>::textcolor(int co) const {
-    const cnfa& a = dfa_.automaton();
-    return co != a.bos[0] && co != a.bos[1] && co != a.eos[0] && co != a.eos[1];
-}
-
 /// Looks, once for each filling of the cache, for the state in which a search waits, and marks it.
 /// Says whether it went to work: states known before may then be gone.
 template <class Chr>
 bool TScanner<Chr>::findskip(transition first, std::size_t length) {
     constexpr std::size_t WORTHWHILE = 16; // characters to scan for each transition to find out
-    const int ncolors = dfa_.automaton().ncolors;
+    const cnfa& a = dfa_.automaton();
+    const int ncolors = a.ncolors;
     const auto colors = static_cast<std::size_t>(ncolors);
     const std::uint32_t generation = dfa_.generation();
     if (skipgeneration_ == generation || skiptries_ == 0 || !env_.fastroads ||
@@ -338,14 +332,14 @@ bool TScanner<Chr>::findskip(transition first, std::size_t length) {
     skipgeneration_ = generation;
     --skiptries_;
     for (int co = 0; co < ncolors && dfa_.generation() == generation; ++co) {
-        if (!textcolor(co))
+        if (a.isedge(co))
             continue;
         const transition state = dfa_.step(first, co, 0, *env_.lookahead);
         if (dfa_.generation() != generation || !waits(state, co))
             continue;
         std::vector<unsigned char> leaving(colors);
         for (int other = 0; other < ncolors && dfa_.generation() == generation; ++other)
-            leaving[static_cast<std::size_t>(other)] = textcolor(other) && !waits(state, other);
+            leaving[static_cast<std::size_t>(other)] = !a.isedge(other) && !waits(state, other);
         if (dfa_.generation() == generation) {
             skip_.set(env_.colors, std::move(leaving));
             dfa_.markskip(state);

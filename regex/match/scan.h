@@ -113,7 +113,6 @@ private:
     const Chr* finish(const Chr* start, const Chr* cp, const Chr* end, const Chr* stop);
     bool findskip(transition first, std::size_t length);
     bool waits(transition state, int co);
-    bool textcolor(int co) const;
 
     scanenv<Chr>& env_;
     CDfa dfa_;
