@@ -152,7 +152,7 @@ void makesearch(varsbase* v, nfa* n) {
         state* progress = newstate(n);
         if (progress == nullptr)
             continue;
-        copyouts(n, s, progress);
+        copyarcs<OUTS>(n, s, progress);
         for (arc* in = s->ins, *next = nullptr; in != nullptr; in = next) {
             next = in->inchain;
             if (in->from == n->pre)

@@ -66,6 +66,21 @@ struct state {
     state* prev;
 };
 
+/// One side of a state: the arcs that enter it, or those that leave it. What is done on either
+/// side, the one the mirror image of the other, is written once, with the side as its parameter.
+struct side {
+    arc* state::*arcs; ///< the chain
+    int state::*count; ///< its length
+    arc* arc::*next;   ///< the chain's links
+    arc* arc::*prev;
+    state* arc::*near; ///< the end of an arc at the state itself
+    state* arc::*far;  ///< the other end
+};
+inline constexpr side INS = {&state::ins,  &state::nins, &arc::inchain,
+                             &arc::inprev, &arc::to,     &arc::from};
+inline constexpr side OUTS = {&state::outs,  &state::nouts, &arc::outchain,
+                              &arc::outprev, &arc::from,    &arc::to};
+
 /// An automaton under construction.
 struct nfa {
     state* pre;     ///< pre-initial state: its arcs take the character before the match
@@ -174,11 +189,25 @@ void freearc(nfa* n, arc* a);
 /// Gives a colored arc another color: the move of a whole chain when a color ends.
 void recolor(nfa* n, arc* a, color co);
 void cparc(nfa* n, const arc* a, state* from, state* to); ///< newarc() of the same type and color
+/// The same, told by the end on that side and the other.
+template <const side& Side>
+void cparc(nfa* n, const arc* a, state* near, state* far) {
+    if constexpr (Side.near == &arc::from)
+        cparc(n, a, near, far);
+    else
+        cparc(n, a, far, near);
+}
 
-void moveins(nfa* n, state* old, state* fresh);  ///< moves all in-arcs; two different states
-void moveouts(nfa* n, state* old, state* fresh); ///< moves all out-arcs
-void copyins(nfa* n, state* old, state* fresh);  ///< copies all in-arcs
-void copyouts(nfa* n, state* old, state* fresh); ///< copies all out-arcs
+/// Moves all arcs of a side to another state.
+template <const side& Side>
+void movearcs(nfa* n, state* old, state* fresh);
+/// Copies them.
+template <const side& Side>
+void copyarcs(nfa* n, state* old, state* fresh);
+extern template void movearcs<INS>(nfa*, state*, state*);
+extern template void movearcs<OUTS>(nfa*, state*, state*);
+extern template void copyarcs<INS>(nfa*, state*, state*);
+extern template void copyarcs<OUTS>(nfa*, state*, state*);
 /// For each out-arc of `old`, an arc of `type` and its color between `from` and `to`.
 void cloneouts(nfa* n, state* old, state* from, state* to, int type);
 

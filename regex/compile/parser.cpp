@@ -175,7 +175,7 @@ subre* parser<chr>::parsebranch(int stopper, int type, state* left, state* right
             lp = newstate(v->nfa);
             if (failed())
                 return nullptr;
-            moveins(v->nfa, right, lp);
+            movearcs<INS>(v->nfa, right, lp);
         }
         parseqatom(type, lp, right, top);
         if (failed())
