@@ -5,8 +5,6 @@ namespace Quil::IMPL::engine {
 
 namespace {
 
-using colorset = std::vector<unsigned char>;
-
 /// What an automaton reads where.
 struct reading {
     colorset first; // characters that a match begins with
@@ -78,9 +76,7 @@ CHinge::CHinge(const cnfa& left, const cnfa& right) {
 
 template <class Chr>
 const Chr* CHinge::find(const Chr* begin, const Chr* end, const color* colors) const {
-    const auto at = [&](const Chr* p) {
-        return colors_[static_cast<std::size_t>(colors[chrtraits<Chr>::index(*p)])] != 0;
-    };
+    const auto at = [&](const Chr* p) { return holds(colors_, colorof(colors, *p)); };
     const Chr* p = begin;
     if (last_) {
         for (p = end; p != begin && !at(p - 1); --p) {

@@ -65,7 +65,7 @@ const Chr* CLiteral::find(const Chr* start, const Chr* stop, const color* colors
     std::size_t k = 0;
     const Chr* cp = start;
     while (cp != stop && k < chain_.size()) {
-        const int co = colors[chrtraits<Chr>::index(*cp++)];
+        const int co = colorof(colors, *cp++);
         while (k > 0 && co != chain_[k])
             k = rest_[k];
         k += co == chain_[k] ? 1 : 0;

@@ -54,9 +54,9 @@ template <scanway Way>
 CDfa::transition TScanner<Chr>::enter(const Chr* at) {
     int co;
     if constexpr (Way == scanway::FORWARD)
-        co = at == env_.start ? bos() : colorof(at[-1]);
+        co = at == env_.start ? bos() : colorof(env_.colors, at[-1]);
     else
-        co = at == env_.stop ? eos() : colorof(*at);
+        co = at == env_.stop ? eos() : colorof(env_.colors, *at);
     return dfa_.step(dfa_.start(), co, place(at), *env_.lookahead);
 }
 
@@ -75,7 +75,7 @@ void TScanner<Chr>::walk(const Chr*& cp, const Chr* limit, transition& at, Visit
     constexpr std::ptrdiff_t STEP = Way == scanway::FORWARD ? 1 : -1;
     const color* const colors = env_.colors;
     const auto ahead = [colors](const Chr* p) {
-        return colors[chrtraits<Chr>::index(Way == scanway::FORWARD ? *p : p[-1])];
+        return colorof(colors, Way == scanway::FORWARD ? *p : p[-1]);
     };
     const Chr* p = cp;
     transition state = at;
@@ -337,7 +337,7 @@ bool TScanner<Chr>::findskip(transition first, std::size_t length) {
         const transition state = dfa_.step(first, co, 0, *env_.lookahead);
         if (dfa_.generation() != generation || !waits(state, co))
             continue;
-        std::vector<unsigned char> leaving(colors);
+        colorset leaving(colors);
         for (int other = 0; other < ncolors && dfa_.generation() == generation; ++other)
             leaving[static_cast<std::size_t>(other)] = !a.isedge(other) && !waits(state, other);
         if (dfa_.generation() == generation) {

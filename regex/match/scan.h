@@ -102,7 +102,6 @@ private:
     template <scanway Way>
     void mark(const Chr* from, const Chr* to, const Chr* base, CPlaces& places);
 
-    int colorof(Chr c) const { return env_.colors[chrtraits<Chr>::index(c)]; }
     int bos() const;
     int eos() const;
     std::size_t place(const Chr* cp) const { return static_cast<std::size_t>(cp - env_.start); }
