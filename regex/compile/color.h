@@ -91,7 +91,7 @@ struct colormap {
 /// The color of a character, by the table of a settled map. The only lookup of the matcher's inner
 /// loop.
 template <class chr>
-inline color colorof(const color* table, chr c) {
+inline color GETCOLOR(const color* table, chr c) {
     return table[chrtraits<chr>::index(c)];
 }
 

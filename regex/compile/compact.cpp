@@ -152,7 +152,7 @@ void makesearch(varsbase* v, nfa* n) {
         state* progress = newstate(n);
         if (progress == nullptr)
             continue;
-        copyarcs<OUTS>(n, s, progress);
+        copyouts(n, s, progress);
         for (arc* in = s->ins, *next = nullptr; in != nullptr; in = next) {
             next = in->inchain;
             if (in->from == n->pre)
@@ -187,6 +187,7 @@ void compact(nfa* n, cnfa* out, arena* mem) {
             .bos = {n->bos[0], n->bos[1]},
             .eos = {n->eos[0], n->eos[1]},
             .states = states,
+            .arcs = arcs,
             .minlen = 0,
             .maxlen = UNBOUNDED};
     carc* at = arcs;

@@ -29,7 +29,7 @@ void prepend(varsbase* v, state* lp, state* rp, int m, int n, bool optional) {
     state* const s = newstate(v->nfa);
     if (iserr(v))
         return;
-    movearcs<OUTS>(v->nfa, lp, s);
+    moveouts(v->nfa, lp, s);
     dupnfa(v->nfa, s, rp, lp, s);
     copies(v, lp, s, m, n);
     if (optional)
@@ -95,8 +95,8 @@ void copies(varsbase* v, state* lp, state* rp, int m, int n) {
         state* const s = newstate(v->nfa);
         if (iserr(v))
             return;
-        movearcs<OUTS>(v->nfa, lp, s);
-        movearcs<INS>(v->nfa, rp, s);
+        moveouts(v->nfa, lp, s);
+        moveins(v->nfa, rp, s);
         emptyarc(v, lp, s);
         emptyarc(v, s, rp);
     } else if (m == 0) {
@@ -107,8 +107,8 @@ void copies(varsbase* v, state* lp, state* rp, int m, int n) {
         newstates(v, s, s2);
         if (iserr(v))
             return;
-        movearcs<OUTS>(v->nfa, lp, s);
-        movearcs<INS>(v->nfa, rp, s2);
+        moveouts(v->nfa, lp, s);
+        moveins(v->nfa, rp, s2);
         emptyarc(v, lp, s);
         emptyarc(v, s2, rp);
         emptyarc(v, s2, s);
@@ -152,8 +152,8 @@ void divide(varsbase* v, subre* node, quantifier q, state* lp, state* rp, subre*
     newstates(v, s, s2);
     if (iserr(v))
         return;
-    movearcs<OUTS>(n, lp, s);
-    movearcs<INS>(n, rp, s2);
+    moveouts(n, lp, s);
+    moveins(n, rp, s2);
     node->begin = s;
     node->end = s2;
 

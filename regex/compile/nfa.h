@@ -140,7 +140,7 @@ inline long passeswork(const nfa* n) {
 
 /// A compact automaton. Its arrays belong to the arena that compact() was given. states[i] is a run
 /// of `carc`: first the no-progress flag of state i in its `co`, then the arcs, then the end
-/// marker; arcs() and noprogress() read it.
+/// marker; arcsof() and noprogress() read it.
 struct cnfa {
     int nstates; ///< 0: no automaton
     int ncolors; ///< highest color in use plus 1
@@ -149,12 +149,13 @@ struct cnfa {
     int post;
     color bos[2];
     color eos[2];
-    carc** states; ///< by state number
+    carc** states; ///< by state number, a run in `arcs`
+    carc* arcs;    ///< all of them
     int minlen;    ///< characters of the shortest match, lookaheads taken to hold
     int maxlen;    ///< characters of the longest match, or UNBOUNDED
 
     bool empty() const { return nstates == 0; }
-    carcs arcs(int state) const { return carcs(states[state] + 1); }
+    carcs arcsof(int state) const { return carcs(states[state] + 1); }
     /// The state is `pre` or lies directly behind it.
     bool noprogress(int state) const { return states[state]->co != 0; }
     bool islookahead(const carc& arc) const { return arc.co >= ncolors; }
@@ -198,7 +199,7 @@ void cparc(nfa* n, const arc* a, state* near, state* far) {
         cparc(n, a, far, near);
 }
 
-/// Moves all arcs of a side to another state.
+/// Moves all arcs of a side of `old` to `fresh`, another state.
 template <const side& Side>
 void movearcs(nfa* n, state* old, state* fresh);
 /// Copies them.
@@ -208,6 +209,20 @@ extern template void movearcs<INS>(nfa*, state*, state*);
 extern template void movearcs<OUTS>(nfa*, state*, state*);
 extern template void copyarcs<INS>(nfa*, state*, state*);
 extern template void copyarcs<OUTS>(nfa*, state*, state*);
+
+inline void moveins(nfa* n, state* old, state* fresh) {
+    movearcs<INS>(n, old, fresh);
+}
+inline void moveouts(nfa* n, state* old, state* fresh) {
+    movearcs<OUTS>(n, old, fresh);
+}
+inline void copyins(nfa* n, state* old, state* fresh) {
+    copyarcs<INS>(n, old, fresh);
+}
+inline void copyouts(nfa* n, state* old, state* fresh) {
+    copyarcs<OUTS>(n, old, fresh);
+}
+
 /// For each out-arc of `old`, an arc of `type` and its color between `from` and `to`.
 void cloneouts(nfa* n, state* old, state* from, state* to, int type);
 

@@ -291,7 +291,7 @@ void loopbreaker::__break(state** members, int nmembers) {
     for (std::size_t i = 0; i < nm && !__failed(); i++) {
         __copies[i] = newstate(__n);
         if (__copies[i] != nullptr)
-            copyarcs<OUTS>(__n, members[i], __copies[i]);
+            copyouts(__n, members[i], __copies[i]);
     }
 
     for (int i = 0; i < nmembers && !__failed(); i++) {

@@ -66,17 +66,17 @@ void unempty(nfa* n, arc* a) {
     freearc(n, a);
     if (onfrom) {
         if (from->nouts == 0) {
-            movearcs<INS>(n, from, to);
+            moveins(n, from, to);
             freestate(n, from);
         } else {
-            copyarcs<INS>(n, from, to);
+            copyins(n, from, to);
         }
     } else {
         if (to->nins == 0) {
-            movearcs<OUTS>(n, to, from);
+            moveouts(n, to, from);
             freestate(n, to);
         } else {
-            copyarcs<OUTS>(n, to, from);
+            copyouts(n, to, from);
         }
     }
 }
@@ -97,8 +97,8 @@ void mergeloops(nfa* n) {
         next = s->next;
         if (s->tmp == nullptr)
             continue;
-        movearcs<INS>(n, s, s->tmp);
-        movearcs<OUTS>(n, s, s->tmp);
+        moveins(n, s, s->tmp);
+        moveouts(n, s, s->tmp);
         s->tmp = nullptr;
         if (iserr(n->v))
             return;
@@ -234,6 +234,18 @@ void settle(nfa* n, state* frame, int edge, const color (&pseudocolors)[2]) {
     }
 }
 
+/// Drives `^` and BEHIND back to `pre`.
+void pullback(nfa* n) {
+    moveall<OUTS, INS>(n, BOL, BEHIND);
+    settle<OUTS>(n, n->pre, BOL, n->bos);
+}
+
+/// Drives `$` and AHEAD forward to `post`.
+void pushfwd(nfa* n) {
+    moveall<INS, OUTS>(n, EOL, AHEAD);
+    settle<INS>(n, n->post, EOL, n->eos);
+}
+
 /// Information bits: whether nothing can match, or an empty stretch can.
 long analyze(const nfa* n) {
     if (n->pre->outs == nullptr)
@@ -264,10 +276,8 @@ long optimize(nfa* n, std::FILE* stream) {
     fixempties(n);
     heading("\nconstraints:\n");
     breakloops(n);
-    moveall<OUTS, INS>(n, BOL, BEHIND);
-    settle<OUTS>(n, n->pre, BOL, n->bos);
-    moveall<INS, OUTS>(n, EOL, AHEAD);
-    settle<INS>(n, n->post, EOL, n->eos);
+    pullback(n);
+    pushfwd(n);
     heading("\nfinal cleanup:\n");
     cleanup(n);
     n->v->work += passeswork(n);

@@ -44,7 +44,6 @@ private:
     void word(int type, state* lp, state* rp);
     void nonword(int type, state* lp, state* rp);
     void wordpath(bool before, bool behind, state* lp, state* rp);
-    void wordedge(state* lp, state* rp);
     void lookahead(state* lp, state* rp);
     int newlacon(state* begin, state* end, bool positive);
 
@@ -185,7 +184,7 @@ subre* parser<chr>::parsebranch(int stopper, int type, state* left, state* right
             lp = newstate(v->nfa);
             if (failed())
                 return nullptr;
-            movearcs<INS>(v->nfa, right, lp);
+            moveins(v->nfa, right, lp);
         }
         parseqatom(type, lp, right, top);
         if (failed())

@@ -32,7 +32,7 @@ public:
     void look() {
         std::fill(next_.begin(), next_.end(), 0);
         for (set rest = now_; rest != 0; rest &= rest - 1)
-            for (const carc& arc : a_.arcs(std::countr_zero(rest)))
+            for (const carc& arc : a_.arcsof(std::countr_zero(rest)))
                 next_[static_cast<std::size_t>(arc.co)] |= bit(arc.to);
     }
     set now() const { return now_; }
@@ -149,7 +149,7 @@ void TClassRun<Chr>::look(const Chr* place, const Chr* stop) {
     const std::ptrdiff_t length = std::min(stop - place, BLOCK);
     bits_ = 0;
     for (std::ptrdiff_t i = 0; i < length; ++i)
-        bits_ |= std::uint64_t{in_[static_cast<std::size_t>(colorof(colors_, place[i]))]} << i;
+        bits_ |= std::uint64_t{in_[static_cast<std::size_t>(GETCOLOR(colors_, place[i]))]} << i;
 }
 
 /// The first place from `p` on whose bit differs from all those of `unlike`, or `stop`.

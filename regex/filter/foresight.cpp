@@ -72,7 +72,7 @@ private:
     /// Adds what lies behind lookaheads, which may hold.
     void passlookaheads(states& set) const {
         for (std::size_t i = 0; i < set.size(); ++i)
-            for (const carc& arc : automaton_.arcs(set[i])) {
+            for (const carc& arc : automaton_.arcsof(set[i])) {
                 if (automaton_.islookahead(arc) &&
                     std::find(set.begin(), set.end(), arc.to) == set.end())
                     set.push_back(arc.to);
@@ -83,7 +83,7 @@ private:
         passlookaheads(from);
         std::map<int, states> bycolor;
         for (const int state : from)
-            for (const carc& arc : automaton_.arcs(state)) {
+            for (const carc& arc : automaton_.arcsof(state)) {
                 ++arcs_;
                 if (!automaton_.islookahead(arc))
                     bycolor[arc.co].push_back(arc.to);
@@ -132,7 +132,7 @@ public:
         : automaton_(automaton), count_(static_cast<std::size_t>(automaton.nstates)),
           sources_(count_), loops_(count_), parents_(count_, NONE) {
         for (int s = 0; s < automaton.nstates; ++s)
-            for (const carc& arc : automaton.arcs(s)) {
+            for (const carc& arc : automaton.arcsof(s)) {
                 if (arc.to == s)
                     loops_[at(s)] = 1;
                 else if (sources_[at(arc.to)].empty() || sources_[at(arc.to)].back() != s)
@@ -162,7 +162,7 @@ public:
             while (!pending.empty()) {
                 const int s = pending.back();
                 pending.pop_back();
-                for (const carc& arc : automaton_.arcs(s)) {
+                for (const carc& arc : automaton_.arcsof(s)) {
                     if (const std::size_t place = places[at(arc.to)])
                         far = std::max(far, place - 1);
                     else if (!std::exchange(seen[at(arc.to)], 1))
@@ -181,7 +181,7 @@ public:
             return NONE;
         colors.assign(static_cast<std::size_t>(automaton_.ncolors), 0);
         bool plain = true;
-        for (const carc& arc : automaton_.arcs(from[0])) {
+        for (const carc& arc : automaton_.arcsof(from[0])) {
             if (arc.to != s)
                 continue;
             if (automaton_.islookahead(arc))
@@ -204,7 +204,7 @@ public:
                     to.push_back(state);
             };
             for (std::size_t i = 0; i < states.size(); ++i)
-                for (const carc& arc : automaton_.arcs(states[i])) {
+                for (const carc& arc : automaton_.arcsof(states[i])) {
                     add(automaton_.islookahead(arc) ? states : next, arc.to);
                     if (!automaton_.islookahead(arc))
                         colors[at(arc.co)] = 1;
@@ -234,7 +234,7 @@ public:
         }
         for (int from = 0; from < automaton_.nstates; ++from)
             if (from != automaton_.pre)
-                for (const carc& arc : automaton_.arcs(from)) {
+                for (const carc& arc : automaton_.arcsof(from)) {
                     if (leads[at(arc.to)] && arc.to != automaton_.post &&
                         !automaton_.islookahead(arc))
                         colors[at(arc.co)] = 1;
@@ -251,7 +251,7 @@ private:
         std::vector<int> reached{automaton_.pre};
         parents_[at(automaton_.pre)] = automaton_.pre;
         for (std::size_t i = 0; i < reached.size(); ++i)
-            for (const carc& arc : automaton_.arcs(reached[i])) {
+            for (const carc& arc : automaton_.arcsof(reached[i])) {
                 if (parents_[at(arc.to)] == NONE) {
                     parents_[at(arc.to)] = reached[i];
                     reached.push_back(arc.to);
@@ -289,8 +289,8 @@ beginnings findbeginnings(const cnfa& automaton, std::size_t most) {
 int leadinglookahead(const cnfa& automaton) {
     int number = 0;
     bool all = true;
-    for (const carc& enter : automaton.arcs(automaton.pre)) {
-        for (const carc& arc : automaton.arcs(enter.to)) {
+    for (const carc& enter : automaton.arcsof(automaton.pre)) {
+        for (const carc& arc : automaton.arcsof(enter.to)) {
             const int asked = std::max(arc.co - automaton.ncolors, 0);
             all = all && asked > 0 && (number == 0 || asked == number);
             number = asked;

@@ -20,7 +20,7 @@ struct reading {
 template <class Visit>
 void eacharc(const cnfa& a, Visit visit) {
     for (int from = 0; from < a.nstates; ++from)
-        for (const carc& arc : a.arcs(from))
+        for (const carc& arc : a.arcsof(from))
             visit(static_cast<std::size_t>(from), static_cast<std::size_t>(arc.to),
                   static_cast<std::size_t>(arc.co));
 }
@@ -76,7 +76,7 @@ CHinge::CHinge(const cnfa& left, const cnfa& right) {
 
 template <class Chr>
 const Chr* CHinge::find(const Chr* begin, const Chr* end, const color* colors) const {
-    const auto at = [&](const Chr* p) { return holds(colors_, colorof(colors, *p)); };
+    const auto at = [&](const Chr* p) { return holds(colors_, GETCOLOR(colors, *p)); };
     const Chr* p = begin;
     if (last_) {
         for (p = end; p != begin && !at(p - 1); --p) {

@@ -5,8 +5,6 @@
 #include "regex/compile/nfa.h"
 #include "regex/filter/colorset.h"
 
-#include <vector>
-
 namespace Quil::IMPL::engine {
 
 /// What is known of the meeting place of two automata. Value type.

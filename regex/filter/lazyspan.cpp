@@ -88,7 +88,7 @@ auto TLazySpan<Chr>::attempt(const Chr* begin, const Chr*& end, const Chr*& reac
     while (p != env_.stop) {
         const Chr* const limit = env_.stop - p > STRETCH ? p + STRETCH : env_.stop;
         while (p != limit) {
-            const int co = colorof(colors, *p);
+            const int co = GETCOLOR(colors, *p);
             transition next = dfa_.table()[(state & CDfa::ROW) + static_cast<transition>(co)];
             if (next & CDfa::STOP) {
                 next = step(state, co);
@@ -165,7 +165,7 @@ void TLazySpan<Chr>::consider(transition state) {
 /// others don't lead there.
 template <class Chr>
 std::vector<Chr> TLazySpan<Chr>::behind(transition from, transition home, Chr first) {
-    const transition middle = step(from, colorof(env_.colors, first));
+    const transition middle = step(from, GETCOLOR(env_.colors, first));
     if (middle == CDfa::DEAD || (middle & CDfa::POST))
         return {};
     std::vector<Chr> few = characters(leaving(middle, home));

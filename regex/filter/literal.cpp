@@ -34,19 +34,19 @@ bool CLiteral::follow(const cnfa& automaton) {
     // constraint on the character beside the match was driven there.
     constexpr std::size_t OTHEREDGES = 2;
     const std::size_t frame = static_cast<std::size_t>(automaton.ncolors) - OTHEREDGES;
-    const carcs pre = automaton.arcs(automaton.pre);
+    const carcs pre = automaton.arcsof(automaton.pre);
     int state = pre.begin()->to;
     if (!takesall(pre, state, frame))
         return false;
     for (int i = 0; i < automaton.minlen; ++i) {
-        const carcs arcs = automaton.arcs(state);
+        const carcs arcs = automaton.arcsof(state);
         const carc* const only = arcs.begin();
         if (only == arcs.end() || only + 1 != arcs.end())
             return false;
         chain_.push_back(only->co);
         state = only->to;
     }
-    return takesall(automaton.arcs(state), automaton.post, frame);
+    return takesall(automaton.arcsof(state), automaton.post, frame);
 }
 
 void CLiteral::prepare() {
@@ -65,7 +65,7 @@ const Chr* CLiteral::find(const Chr* start, const Chr* stop, const color* colors
     std::size_t k = 0;
     const Chr* cp = start;
     while (cp != stop && k < chain_.size()) {
-        const int co = colorof(colors, *cp++);
+        const int co = GETCOLOR(colors, *cp++);
         while (k > 0 && co != chain_[k])
             k = rest_[k];
         k += co == chain_[k] ? 1 : 0;

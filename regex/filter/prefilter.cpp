@@ -164,12 +164,12 @@ bool TPrefilter<Chr>::next(const Chr* from, const Chr* stop, stretch& found) {
         end_ = chain_;
         do
             end_ = outside_.find(end_, stop, stop);
-        while (end_ != stop && holds(inside_, colorof(colors_, *end_)) && ++end_ != stop);
+        while (end_ != stop && holds(inside_, GETCOLOR(colors_, *end_)) && ++end_ != stop);
     }
     found.last = end_;
     if (!anybefore_)
         for (found.first = chain_;
-             found.first != from && holds(before_, colorof(colors_, found.first[-1]));)
+             found.first != from && holds(before_, GETCOLOR(colors_, found.first[-1]));)
             --found.first;
     return true;
 }

@@ -58,7 +58,7 @@ const Chr* TSkip<Chr>::findmany(const Chr* cp, const Chr* limit) const {
     constexpr std::ptrdiff_t UNROLL = 4;
     const unsigned char* const leaving = leaving_.data();
     const color* const colors = colors_;
-    const auto leaves = [&](Chr c) { return leaving[colorof(colors, c)]; };
+    const auto leaves = [&](Chr c) { return leaving[GETCOLOR(colors, c)]; };
     while (limit - cp >= UNROLL && !(leaves(cp[0]) | leaves(cp[1]) | leaves(cp[2]) | leaves(cp[3])))
         cp += UNROLL;
     while (cp != limit && !leaves(*cp))

@@ -5,7 +5,6 @@
 #include "regex/filter/colorset.h"
 
 #include <array>
-#include <vector>
 
 namespace Quil::IMPL::engine {
 

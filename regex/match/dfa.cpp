@@ -76,7 +76,7 @@ bool CDfa::follow(const word* states, int co) {
     for (std::size_t w = 0; w < words_; ++w) {
         for (word rest = states[w]; rest != 0; rest &= rest - 1) {
             const int state = static_cast<int>(w) * WORDBITS + std::countr_zero(rest);
-            for (const carc& arc : automaton_.arcs(state)) {
+            for (const carc& arc : automaton_.arcsof(state)) {
                 if (arc.co != co)
                     continue;
                 reach(arc);
@@ -106,7 +106,7 @@ bool CDfa::asklookaheads(std::size_t position, ILookahead& lookahead) {
     while (!pending_.empty()) {
         const int state = pending_.back();
         pending_.pop_back();
-        for (const carc& arc : automaton_.arcs(state)) {
+        for (const carc& arc : automaton_.arcsof(state)) {
             if (!automaton_.islookahead(arc))
                 continue;
             asked = true;

@@ -9,7 +9,7 @@ CReversed::CReversed(const cnfa& automaton, reads what) : reversed_() {
     std::vector<std::size_t> place(nstates + 1, 0);
     const auto eacharc = [&](auto&& visit) {
         for (int from = 0; from < automaton.nstates; ++from) {
-            for (const carc& arc : automaton.arcs(from))
+            for (const carc& arc : automaton.arcsof(from))
                 if (what == reads::MATCHES || arc.to != automaton.post)
                     visit(from, arc);
             // A beginning may end in any state, before any character.
@@ -48,6 +48,7 @@ CReversed::CReversed(const cnfa& automaton, reads what) : reversed_() {
     reversed_.minlen = automaton.minlen;
     reversed_.maxlen = automaton.maxlen;
     reversed_.states = states_.data();
+    reversed_.arcs = arcs_.data();
 }
 
 template <class Chr>

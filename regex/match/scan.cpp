@@ -7,10 +7,6 @@
 
 namespace Quil::IMPL::engine {
 
-void CPlaces::clear() {
-    std::fill_n(words_, wordsfor(places_), 0);
-}
-
 void CPlaces::intersect(const CPlaces& other) {
     for (std::size_t i = 0; i < wordsfor(places_); ++i)
         words_[i] &= other.words_[i];
@@ -54,9 +50,9 @@ template <scanway Way>
 CDfa::transition TScanner<Chr>::enter(const Chr* at) {
     int co;
     if constexpr (Way == scanway::FORWARD)
-        co = at == env_.start ? bos() : colorof(env_.colors, at[-1]);
+        co = at == env_.start ? bos() : GETCOLOR(env_.colors, at[-1]);
     else
-        co = at == env_.stop ? eos() : colorof(env_.colors, *at);
+        co = at == env_.stop ? eos() : GETCOLOR(env_.colors, *at);
     return dfa_.step(dfa_.start(), co, place(at), *env_.lookahead);
 }
 
@@ -75,7 +71,7 @@ void TScanner<Chr>::walk(const Chr*& cp, const Chr* limit, transition& at, Visit
     constexpr std::ptrdiff_t STEP = Way == scanway::FORWARD ? 1 : -1;
     const color* const colors = env_.colors;
     const auto ahead = [colors](const Chr* p) {
-        return colorof(colors, Way == scanway::FORWARD ? *p : p[-1]);
+        return GETCOLOR(colors, Way == scanway::FORWARD ? *p : p[-1]);
     };
     const Chr* p = cp;
     transition state = at;

@@ -10,9 +10,8 @@
 #include "regex/match/dfa.h"
 #include "regex/match/runmemo.h"
 
+#include <cstddef>
 #include <cstdint>
-#include <optional>
-#include <vector>
 
 namespace Quil::IMPL::engine {
 
@@ -35,7 +34,6 @@ public:
     CPlaces(std::uint64_t* words, std::size_t places) : words_(words), places_(places) {}
     static std::size_t wordsfor(std::size_t places) { return (places + BITS - 1) / BITS; }
 
-    void clear();
     void add(std::size_t place) { words_[place / BITS] |= std::uint64_t{1} << (place % BITS); }
     void intersect(const CPlaces& other);
     /// The first place at or behind `from`, or the last at or before it; -1 if there is none.
