@@ -16,9 +16,9 @@ namespace {
 /// Where the frame leads from behind a character of this color.
 std::set<int> behind(const cnfa& automaton, int co) {
     std::set<int> states;
-    for (const carc* arc = automaton.states[automaton.pre] + 1; arc->co != COLORLESS; ++arc)
-        if (arc->co == co)
-            states.insert(arc->to);
+    for (const carc& arc : automaton.arcsof(automaton.pre))
+        if (arc.co == co)
+            states.insert(arc.to);
     return states;
 }
 
@@ -27,8 +27,8 @@ bool takes(const cnfa& automaton, int co) {
     for (int state = 0; state < automaton.nstates; ++state) {
         if (state == automaton.pre)
             continue;
-        for (const carc* arc = automaton.states[state] + 1; arc->co != COLORLESS; ++arc)
-            if (arc->co == co && arc->to != automaton.post)
+        for (const carc& arc : automaton.arcsof(state))
+            if (arc.co == co && arc.to != automaton.post)
                 return true;
     }
     return false;

@@ -7,11 +7,14 @@
 #include "regex/filter/literal.h"
 #include "regex/filter/prefilter.h"
 #include "regex/filter/refskip.h"
+#include "regex/match/dissect.h"
+#include "regex/match/nodes.h"
 
 #include <algorithm>
 #include <limits>
 #include <new>
 #include <optional>
+#include <vector>
 
 namespace Quil {
 

@@ -3,13 +3,11 @@
 // expression serves the next.
 #pragma once
 
-#include "regex/match/dissect.h"
-#include "regex/match/nodes.h"
 #include "regex/regex.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 namespace Quil {
 

@@ -88,10 +88,11 @@ struct colormap {
     const color* table;      ///< after settlecolors(): color by chrtraits<chr>::index()
 };
 
-/// The color of a character, after compile. The only lookup of the matcher's inner loop.
+/// The color of a character, by the table of a settled map. The only lookup of the matcher's inner
+/// loop.
 template <class chr>
-inline color GETCOLOR(const colormap* cm, chr c) {
-    return cm->table[chrtraits<chr>::index(c)];
+inline color GETCOLOR(const color* table, chr c) {
+    return table[chrtraits<chr>::index(c)];
 }
 
 /// Sets up a map of `nchrs` characters, 256 or 0x10000, all WHITE.

@@ -78,6 +78,14 @@ void hashouts(nfa* n, state* s) {
         hasharc(n, a);
 }
 
+template <const side& Side, class Holds>
+bool anyarc(const state* s, Holds holds) {
+    for (const arc* a = s->*Side.arcs; a != nullptr; a = a->*Side.next)
+        if (holds(a))
+            return true;
+    return false;
+}
+
 bool hasarc(const nfa* n, int type, int co, const state* from, const state* to) {
     auto same = [=](const arc* a) {
         return a->type == type && a->co == co && a->from == from && a->to == to;
@@ -88,12 +96,7 @@ bool hasarc(const nfa* n, int type, int co, const state* from, const state* to) 
             a = a->hashchain;
         return a != nullptr;
     }
-    const bool shortouts = from->nouts <= to->nins;
-    for (const arc* a = shortouts ? from->outs : to->ins; a != nullptr;
-         a = shortouts ? a->outchain : a->inchain)
-        if (same(a))
-            return true;
-    return false;
+    return from->nouts <= to->nins ? anyarc<OUTS>(from, same) : anyarc<INS>(to, same);
 }
 
 /// An unlinked arc; null and REG_ESPACE at the limits.
@@ -114,32 +117,27 @@ arc* takearc(nfa* n) {
     return a;
 }
 
+template <const side& Side>
 void linkarc(arc* a) {
-    a->outprev = nullptr;
-    a->outchain = a->from->outs;
-    if (a->outchain != nullptr)
-        a->outchain->outprev = a;
-    a->from->outs = a;
-    a->from->nouts++;
-
-    a->inprev = nullptr;
-    a->inchain = a->to->ins;
-    if (a->inchain != nullptr)
-        a->inchain->inprev = a;
-    a->to->ins = a;
-    a->to->nins++;
+    state* s = a->*Side.near;
+    arc* next = s->*Side.arcs;
+    a->*Side.prev = nullptr;
+    a->*Side.next = next;
+    if (next != nullptr)
+        next->*Side.prev = a;
+    s->*Side.arcs = a;
+    (s->*Side.count)++;
 }
 
+template <const side& Side>
 void unlinkarc(arc* a) {
-    (a->outprev != nullptr ? a->outprev->outchain : a->from->outs) = a->outchain;
-    if (a->outchain != nullptr)
-        a->outchain->outprev = a->outprev;
-    a->from->nouts--;
-
-    (a->inprev != nullptr ? a->inprev->inchain : a->to->ins) = a->inchain;
-    if (a->inchain != nullptr)
-        a->inchain->inprev = a->inprev;
-    a->to->nins--;
+    state* s = a->*Side.near;
+    arc* next = a->*Side.next;
+    arc* prev = a->*Side.prev;
+    (prev != nullptr ? prev->*Side.next : s->*Side.arcs) = next;
+    if (next != nullptr)
+        next->*Side.prev = prev;
+    (s->*Side.count)--;
 }
 
 /// Only the arcs of a main automaton are known to the color map: a subordinate one must not disturb
@@ -147,6 +145,31 @@ void unlinkarc(arc* a) {
 bool onchain(const nfa* n, const arc* a) {
     return n->parent == nullptr && a->colored();
 }
+
+/// The states that a walk meets, in that order, listed through `work`; the list is walked while it
+/// grows. `tmp` of a state says that it was met.
+class metstates {
+public:
+    metstates(state* first, state* mark) : __first(first), __last(first) { __note(first, mark); }
+    void add(state* s, state* mark) {
+        __last->work = s;
+        __last = s;
+        __note(s, mark);
+    }
+    void unmark() {
+        for (state* s = __first; s != nullptr; s = s->work)
+            s->tmp = nullptr;
+    }
+
+private:
+    static void __note(state* s, state* mark) {
+        s->tmp = mark;
+        s->work = nullptr;
+    }
+
+    state* __first;
+    state* __last;
+};
 
 /// Room for a distance of every state; false, with REG_ESPACE, if there is no memory.
 bool growdistances(nfa* n) {
@@ -275,7 +298,8 @@ void newarc(nfa* n, int type, int co, state* from, state* to) {
     a->co = co;
     a->from = from;
     a->to = to;
-    linkarc(a);
+    linkarc<OUTS>(a);
+    linkarc<INS>(a);
     if (from->hashed)
         hasharc(n, a);
     else if (from->nouts > LONGCHAIN)
@@ -289,7 +313,8 @@ void freearc(nfa* n, arc* a) {
         uncolorchain(n->cm, a);
     if (a->from->hashed)
         unhasharc(n, a);
-    unlinkarc(a);
+    unlinkarc<OUTS>(a);
+    unlinkarc<INS>(a);
     a->type = 0;
     a->outchain = n->freearcs;
     n->freearcs = a;
@@ -310,31 +335,25 @@ void recolor(nfa* n, arc* a, color co) {
     colorchain(n->cm, a);
 }
 
-void moveins(nfa* n, state* old, state* fresh) {
-    while (old->ins != nullptr && !iserr(n->v)) {
-        arc* a = old->ins;
-        cparc(n, a, a->from, fresh);
+template <const side& Side>
+void movearcs(nfa* n, state* old, state* fresh) {
+    while (old->*Side.arcs != nullptr && !iserr(n->v)) {
+        arc* a = old->*Side.arcs;
+        cparc<Side>(n, a, fresh, a->*Side.far);
         freearc(n, a);
     }
 }
 
-void moveouts(nfa* n, state* old, state* fresh) {
-    while (old->outs != nullptr && !iserr(n->v)) {
-        arc* a = old->outs;
-        cparc(n, a, fresh, a->to);
-        freearc(n, a);
-    }
+template <const side& Side>
+void copyarcs(nfa* n, state* old, state* fresh) {
+    for (const arc* a = old->*Side.arcs; a != nullptr; a = a->*Side.next)
+        cparc<Side>(n, a, fresh, a->*Side.far);
 }
 
-void copyins(nfa* n, state* old, state* fresh) {
-    for (const arc* a = old->ins; a != nullptr; a = a->inchain)
-        cparc(n, a, a->from, fresh);
-}
-
-void copyouts(nfa* n, state* old, state* fresh) {
-    for (const arc* a = old->outs; a != nullptr; a = a->outchain)
-        cparc(n, a, fresh, a->to);
-}
+template void movearcs<INS>(nfa*, state*, state*);
+template void movearcs<OUTS>(nfa*, state*, state*);
+template void copyarcs<INS>(nfa*, state*, state*);
+template void copyarcs<OUTS>(nfa*, state*, state*);
 
 void cloneouts(nfa* n, state* old, state* from, state* to, int type) {
     for (const arc* a = old->outs; a != nullptr; a = a->outchain)
@@ -344,28 +363,19 @@ void cloneouts(nfa* n, state* old, state* from, state* to, int type) {
 void delsub(nfa* n, state* lp, state* rp) {
     if (iserr(n->v))
         return;
-    // The states between the two are listed through `work` as they are met, and the list is walked
-    // while it grows.
     rp->tmp = rp;
-    lp->tmp = lp;
-    lp->work = nullptr;
-    state* last = lp;
+    metstates met(lp, lp);
     for (state* s = lp; s != nullptr; s = s->work)
         while (s->outs != nullptr) {
             state* to = s->outs->to;
             freearc(n, s->outs);
-            if (to->tmp == nullptr) {
-                to->tmp = to;
-                to->work = nullptr;
-                last->work = to;
-                last = to;
-            }
+            if (to->tmp == nullptr)
+                met.add(to, to);
         }
     rp->tmp = nullptr;
-    lp->tmp = nullptr;
+    met.unmark();
     for (state *s = lp->work, *next = nullptr; s != nullptr; s = next) {
         next = s->work;
-        s->tmp = nullptr;
         if (s->nins == 0)
             freestate(n, s);
     }
@@ -378,26 +388,20 @@ void dupnfa(nfa* n, state* start, state* stop, state* from, state* to) {
     }
     if (iserr(n->v))
         return;
-    // `tmp` of a state is its copy. The states met are listed through `work`, as in delsub().
-    stop->tmp = to;
-    start->tmp = from;
-    start->work = nullptr;
-    state* last = start;
+    stop->tmp = to; // the mark of a state is its copy
+    metstates met(start, from);
     for (const state* s = start; s != nullptr && !iserr(n->v); s = s->work)
         for (const arc* a = s->outs; a != nullptr && !iserr(n->v); a = a->outchain) {
             if (a->to->tmp == nullptr) {
-                a->to->tmp = newstate(n);
-                if (a->to->tmp == nullptr)
+                state* copy = newstate(n);
+                if (copy == nullptr)
                     break;
-                a->to->work = nullptr;
-                last->work = a->to;
-                last = a->to;
+                met.add(a->to, copy);
             }
             cparc(n, a, s->tmp, a->to->tmp);
         }
     stop->tmp = nullptr;
-    for (state* s = start; s != nullptr; s = s->work)
-        s->tmp = nullptr;
+    met.unmark();
 }
 
 stretch survey(nfa* n, state* start, state* stop) {
@@ -408,9 +412,7 @@ stretch survey(nfa* n, state* start, state* stop) {
     bool differ = false;
     distances[start->no] = 0;
     stop->tmp = stop;
-    start->tmp = start;
-    start->work = nullptr;
-    state* last = start;
+    metstates met(start, start);
     bool reached = false;
     for (const state* s = start; s != nullptr; s = s->work)
         for (const arc* a = s->outs; a != nullptr; a = a->outchain) {
@@ -426,34 +428,22 @@ stretch survey(nfa* n, state* start, state* stop) {
             if (to == stop)
                 continue;
             found.states++;
-            to->tmp = to;
-            to->work = nullptr;
-            last->work = to;
-            last = to;
+            met.add(to, to);
         }
     found.length = reached && !differ ? distances[stop->no] : UNBOUNDED;
     stop->tmp = nullptr;
-    for (state* s = start; s != nullptr; s = s->work)
-        s->tmp = nullptr;
+    met.unmark();
     return found;
 }
 
 bool passesempty(state* start, state* stop) {
-    start->tmp = start;
-    start->work = nullptr;
-    state* last = start;
+    metstates met(start, start);
     for (const state* s = start; s != nullptr && stop->tmp == nullptr; s = s->work)
-        for (const arc* a = s->outs; a != nullptr; a = a->outchain) {
-            if (a->type == PLAIN || a->to->tmp != nullptr)
-                continue;
-            a->to->tmp = a->to;
-            a->to->work = nullptr;
-            last->work = a->to;
-            last = a->to;
-        }
+        for (const arc* a = s->outs; a != nullptr; a = a->outchain)
+            if (a->type != PLAIN && a->to->tmp == nullptr)
+                met.add(a->to, a->to);
     const bool passes = stop->tmp != nullptr;
-    for (state* s = start; s != nullptr; s = s->work)
-        s->tmp = nullptr;
+    met.unmark();
     return passes;
 }
 

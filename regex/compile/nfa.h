@@ -66,6 +66,21 @@ struct state {
     state* prev;
 };
 
+/// One side of a state: the arcs that enter it, or those that leave it. What is done on either
+/// side, the one the mirror image of the other, is written once, with the side as its parameter.
+struct side {
+    arc* state::*arcs; ///< the chain
+    int state::*count; ///< its length
+    arc* arc::*next;   ///< the chain's links
+    arc* arc::*prev;
+    state* arc::*near; ///< the end of an arc at the state itself
+    state* arc::*far;  ///< the other end
+};
+inline constexpr side INS = {&state::ins,  &state::nins, &arc::inchain,
+                             &arc::inprev, &arc::to,     &arc::from};
+inline constexpr side OUTS = {&state::outs,  &state::nouts, &arc::outchain,
+                              &arc::outprev, &arc::from,    &arc::to};
+
 /// An automaton under construction.
 struct nfa {
     state* pre;     ///< pre-initial state: its arcs take the character before the match
@@ -98,6 +113,22 @@ struct carc {
     int to; ///< number of the state it leads to
 };
 
+/// The arcs of one state of a compact automaton, for a `for`. They are walked to their mark: a
+/// search that stops early never asks where that is.
+class carcs {
+public:
+    struct mark {
+        friend bool operator==(const carc* arc, mark) { return arc->co == COLORLESS; }
+    };
+
+    explicit carcs(const carc* first) : __first(first) {}
+    const carc* begin() const { return __first; }
+    mark end() const { return {}; }
+
+private:
+    const carc* __first;
+};
+
 inline constexpr int HASLACONS = 1;
 inline constexpr int UNBOUNDED = -1; ///< `maxlen`: no longest match
 
@@ -108,8 +139,8 @@ inline long passeswork(const nfa* n) {
 }
 
 /// A compact automaton. Its arrays belong to the arena that compact() was given. states[i] is a run
-/// of `carc`: first the no-progress flag of state i in its `co` (1 if i is `pre` or lies directly
-/// behind it, else 0; not an arc: begin at the second), then the arcs, then the end marker.
+/// of `carc`: first the no-progress flag of state i in its `co`, then the arcs, then the end
+/// marker; arcsof() and noprogress() read it.
 struct cnfa {
     int nstates; ///< 0: no automaton
     int ncolors; ///< highest color in use plus 1
@@ -118,12 +149,20 @@ struct cnfa {
     int post;
     color bos[2];
     color eos[2];
-    carc** states; ///< by state number
+    carc** states; ///< by state number, a run in `arcs`
     carc* arcs;    ///< all of them
     int minlen;    ///< characters of the shortest match, lookaheads taken to hold
     int maxlen;    ///< characters of the longest match, or UNBOUNDED
 
     bool empty() const { return nstates == 0; }
+    carcs arcsof(int state) const { return carcs(states[state] + 1); }
+    /// The state is `pre` or lies directly behind it.
+    bool noprogress(int state) const { return states[state]->co != 0; }
+    bool islookahead(const carc& arc) const { return arc.co >= ncolors; }
+    /// The color is that of an edge of the text, which no character has.
+    bool isedge(int co) const {
+        return co == bos[0] || co == bos[1] || co == eos[0] || co == eos[1];
+    }
 };
 
 /// \name Building
@@ -151,11 +190,39 @@ void freearc(nfa* n, arc* a);
 /// Gives a colored arc another color: the move of a whole chain when a color ends.
 void recolor(nfa* n, arc* a, color co);
 void cparc(nfa* n, const arc* a, state* from, state* to); ///< newarc() of the same type and color
+/// The same, told by the end on that side and the other.
+template <const side& Side>
+void cparc(nfa* n, const arc* a, state* near, state* far) {
+    if constexpr (Side.near == &arc::from)
+        cparc(n, a, near, far);
+    else
+        cparc(n, a, far, near);
+}
 
-void moveins(nfa* n, state* old, state* fresh);  ///< moves all in-arcs; two different states
-void moveouts(nfa* n, state* old, state* fresh); ///< moves all out-arcs
-void copyins(nfa* n, state* old, state* fresh);  ///< copies all in-arcs
-void copyouts(nfa* n, state* old, state* fresh); ///< copies all out-arcs
+/// Moves all arcs of a side of `old` to `fresh`, another state.
+template <const side& Side>
+void movearcs(nfa* n, state* old, state* fresh);
+/// Copies them.
+template <const side& Side>
+void copyarcs(nfa* n, state* old, state* fresh);
+extern template void movearcs<INS>(nfa*, state*, state*);
+extern template void movearcs<OUTS>(nfa*, state*, state*);
+extern template void copyarcs<INS>(nfa*, state*, state*);
+extern template void copyarcs<OUTS>(nfa*, state*, state*);
+
+inline void moveins(nfa* n, state* old, state* fresh) {
+    movearcs<INS>(n, old, fresh);
+}
+inline void moveouts(nfa* n, state* old, state* fresh) {
+    movearcs<OUTS>(n, old, fresh);
+}
+inline void copyins(nfa* n, state* old, state* fresh) {
+    copyarcs<INS>(n, old, fresh);
+}
+inline void copyouts(nfa* n, state* old, state* fresh) {
+    copyarcs<OUTS>(n, old, fresh);
+}
+
 /// For each out-arc of `old`, an arc of `type` and its color between `from` and `to`.
 void cloneouts(nfa* n, state* old, state* from, state* to, int type);
 

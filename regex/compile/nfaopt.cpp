@@ -10,9 +10,10 @@ namespace Quil::IMPL::engine {
 
 namespace {
 
-/// Marks with `mark` what can be reached from `from` along out-arcs (or against in-arcs, not
-/// `forward`) through states whose mark is `through`.
-void markfrom(state* from, bool forward, state* through, state* mark) {
+/// Marks with `mark` what can be reached from `from` along the arcs of a side through states whose
+/// mark is `through`.
+template <const side& Side>
+void markfrom(state* from, state* through, state* mark) {
     if (from->tmp != through)
         return;
     from->tmp = mark;
@@ -21,9 +22,8 @@ void markfrom(state* from, bool forward, state* through, state* mark) {
     while (todo != nullptr) {
         const state* s = todo;
         todo = s->work;
-        for (const arc* a = forward ? s->outs : s->ins; a != nullptr;
-             a = forward ? a->outchain : a->inchain) {
-            state* next = forward ? a->to : a->from;
+        for (const arc* a = s->*Side.arcs; a != nullptr; a = a->*Side.next) {
+            state* next = a->*Side.far;
             if (next->tmp != through)
                 continue;
             next->tmp = mark;
@@ -37,8 +37,8 @@ void markfrom(state* from, bool forward, state* through, state* mark) {
 void cleanup(nfa* n) {
     if (iserr(n->v))
         return;
-    markfrom(n->pre, true, nullptr, n->pre);
-    markfrom(n->post, false, n->pre, n->post);
+    markfrom<OUTS>(n->pre, nullptr, n->pre);
+    markfrom<INS>(n->post, n->pre, n->post);
     for (state *s = n->states, *next = nullptr; s != nullptr; s = next) {
         next = s->next;
         if (s->tmp != n->post && s->flag == 0)
@@ -160,30 +160,33 @@ verdict combine(const arc* con, const arc* a) {
     }
 }
 
-/// Moves a constraint back over the in-arcs of its source. Whether anything changed.
-bool pull(nfa* n, arc* con) {
-    state* from = con->from;
-    state* to = con->to;
-    if (from == to || (from->flag == 0 && from->nins == 0)) {
+/// Moves a constraint, one of the `Own` arcs of its nearer end, over the arcs on the other side of
+/// that state: back over what leads to its source, or forward over what leaves its target. Whether
+/// anything changed.
+template <const side& Own, const side& Other>
+bool moveover(nfa* n, arc* con) {
+    state* near = con->*Own.near;
+    state* const far = con->*Own.far;
+    if (near == far || (near->flag == 0 && near->*Other.count == 0)) {
         freearc(n, con);
         return true;
     }
-    if (from->flag != 0)
+    if (near->flag != 0)
         return false;
-    if (from->nouts > 1) {
+    if (near->*Own.count > 1) {
         state* s = newstate(n);
         if (s == nullptr)
             return false;
-        copyins(n, from, s);
-        cparc(n, con, s, to);
+        copyarcs<Other>(n, near, s);
+        cparc<Own>(n, con, s, far);
         freearc(n, con);
         if (iserr(n->v))
             return false;
-        from = s;
-        con = s->outs;
+        near = s;
+        con = s->*Own.arcs;
     }
-    for (arc *a = from->ins, *next = nullptr; a != nullptr; a = next) {
-        next = a->inchain;
+    for (arc *a = near->*Other.arcs, *next = nullptr; a != nullptr; a = next) {
+        next = a->*Other.next;
         const verdict what = combine(con, a);
         if (what == verdict::satisfied)
             continue;
@@ -191,101 +194,56 @@ bool pull(nfa* n, arc* con) {
             state* s = newstate(n);
             if (s == nullptr)
                 return false;
-            cparc(n, a, s, to);
-            cparc(n, con, a->from, s);
+            cparc<Own>(n, a, s, far);
+            cparc<Own>(n, con, a->*Other.far, s);
         }
         freearc(n, a);
     }
-    moveins(n, from, to);
-    dropstate(n, from);
+    movearcs<Other>(n, near, far);
+    dropstate(n, near);
     return true;
 }
 
-/// Moves a constraint forward over the out-arcs of its target: the mirror image of pull().
-bool push(nfa* n, arc* con) {
-    state* from = con->from;
-    state* to = con->to;
-    if (from == to || (to->flag == 0 && to->nouts == 0)) {
-        freearc(n, con);
-        return true;
-    }
-    if (to->flag != 0)
-        return false;
-    if (to->nins > 1) {
-        state* s = newstate(n);
-        if (s == nullptr)
-            return false;
-        copyouts(n, to, s);
-        cparc(n, con, from, s);
-        freearc(n, con);
-        if (iserr(n->v))
-            return false;
-        to = s;
-        con = s->ins;
-    }
-    for (arc *a = to->outs, *next = nullptr; a != nullptr; a = next) {
-        next = a->outchain;
-        const verdict what = combine(con, a);
-        if (what == verdict::satisfied)
-            continue;
-        if (what == verdict::compatible) {
-            state* s = newstate(n);
-            if (s == nullptr)
-                return false;
-            cparc(n, con, s, a->to);
-            cparc(n, a, from, s);
+/// Moves all constraints of two types, that of an edge of the text and that of a character, until
+/// none can be moved.
+template <const side& Own, const side& Other>
+void moveall(nfa* n, int edge, int character) {
+    bool progress = true;
+    while (progress && !iserr(n->v)) {
+        progress = false;
+        for (state *s = n->states, *nexts = nullptr; s != nullptr && !iserr(n->v); s = nexts) {
+            nexts = s->next;
+            for (arc *a = s->*Own.arcs, *nexta = nullptr; a != nullptr && !iserr(n->v); a = nexta) {
+                nexta = a->*Own.next;
+                if ((a->type == edge || a->type == character) && moveover<Own, Other>(n, a))
+                    progress = true;
+            }
         }
-        freearc(n, a);
     }
-    moveouts(n, to, from);
-    dropstate(n, to);
-    return true;
 }
 
-/// Drives `^` and BEHIND back to `pre`; there a `^` becomes the pseudocolor before the text.
+/// Makes the constraints of an edge, which have come to the frame, arcs of its pseudocolors.
+template <const side& Own>
+void settle(nfa* n, state* frame, int edge, const color (&pseudocolors)[2]) {
+    for (arc *a = frame->*Own.arcs, *nexta = nullptr; a != nullptr && !iserr(n->v); a = nexta) {
+        nexta = a->*Own.next;
+        if (a->type == edge) {
+            newarc(n, PLAIN, pseudocolors[a->co], a->from, a->to);
+            freearc(n, a);
+        }
+    }
+}
+
+/// Drives `^` and BEHIND back to `pre`.
 void pullback(nfa* n) {
-    bool progress = true;
-    while (progress && !iserr(n->v)) {
-        progress = false;
-        for (state *s = n->states, *nexts = nullptr; s != nullptr && !iserr(n->v); s = nexts) {
-            nexts = s->next;
-            for (arc *a = s->outs, *nexta = nullptr; a != nullptr && !iserr(n->v); a = nexta) {
-                nexta = a->outchain;
-                if ((a->type == BOL || a->type == BEHIND) && pull(n, a))
-                    progress = true;
-            }
-        }
-    }
-    for (arc *a = n->pre->outs, *nexta = nullptr; a != nullptr && !iserr(n->v); a = nexta) {
-        nexta = a->outchain;
-        if (a->type == BOL) {
-            newarc(n, PLAIN, n->bos[a->co], a->from, a->to);
-            freearc(n, a);
-        }
-    }
+    moveall<OUTS, INS>(n, BOL, BEHIND);
+    settle<OUTS>(n, n->pre, BOL, n->bos);
 }
 
-/// Drives `$` and AHEAD forward to `post`; there a `$` becomes the pseudocolor behind the text.
+/// Drives `$` and AHEAD forward to `post`.
 void pushfwd(nfa* n) {
-    bool progress = true;
-    while (progress && !iserr(n->v)) {
-        progress = false;
-        for (state *s = n->states, *nexts = nullptr; s != nullptr && !iserr(n->v); s = nexts) {
-            nexts = s->next;
-            for (arc *a = s->ins, *nexta = nullptr; a != nullptr && !iserr(n->v); a = nexta) {
-                nexta = a->inchain;
-                if ((a->type == EOL || a->type == AHEAD) && push(n, a))
-                    progress = true;
-            }
-        }
-    }
-    for (arc *a = n->post->ins, *nexta = nullptr; a != nullptr && !iserr(n->v); a = nexta) {
-        nexta = a->inchain;
-        if (a->type == EOL) {
-            newarc(n, PLAIN, n->eos[a->co], a->from, a->to);
-            freearc(n, a);
-        }
-    }
+    moveall<INS, OUTS>(n, EOL, AHEAD);
+    settle<INS>(n, n->post, EOL, n->eos);
 }
 
 /// Information bits: whether nothing can match, or an empty stretch can.

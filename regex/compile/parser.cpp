@@ -29,6 +29,7 @@ private:
     bool branchends(int stopper) const { return see('|') || see(stopper) || see(EOS); }
     void emptyarc(state* from, state* to) { newarc(v->nfa, EMPTY, 0, from, to); }
     void newstates(state*& s, state*& s2);
+    bool newinner(state* init, state* final, state*& left, state*& right);
     bool deeper();
     void forgetgroups(std::size_t before);
 
@@ -43,7 +44,6 @@ private:
     void word(int type, state* lp, state* rp);
     void nonword(int type, state* lp, state* rp);
     void wordpath(bool before, bool behind, state* lp, state* rp);
-    void wordedge(state* lp, state* rp);
     void lookahead(state* lp, state* rp);
     int newlacon(state* begin, state* end, bool positive);
 
@@ -66,6 +66,18 @@ template <class chr>
 void parser<chr>::newstates(state*& s, state*& s2) {
     s = newstate(v->nfa);
     s2 = newstate(v->nfa);
+}
+
+/// Room for a part between `init` and `final`: states of its own, tied to these two. False after an
+/// error.
+template <class chr>
+bool parser<chr>::newinner(state* init, state* final, state*& left, state*& right) {
+    newstates(left, right);
+    if (failed())
+        return false;
+    emptyarc(init, left);
+    emptyarc(right, final);
+    return true;
 }
 
 /// Goes a level down; false, with REG_ESPACE, if that is one too many.
@@ -106,11 +118,8 @@ subre* parser<chr>::alternatives(int stopper, int type, state* init, state* fina
     subre* const branches = newsubre(v, '|', LONGER, init, final);
     for (subre* branch = branches; branch; branch = branch->right) {
         state *left, *right;
-        newstates(left, right);
-        if (failed())
+        if (!newinner(init, final, left, right))
             break;
-        emptyarc(init, left);
-        emptyarc(right, final);
         branch->left = parsebranch(stopper, type, left, right);
         if (failed())
             break;
@@ -427,11 +436,8 @@ void parser<chr>::group(atominfo& atom, int type, state* lp, state* rp) {
     const std::ptrdiff_t opened = v->at;
     next(v);
     state *s, *s2;
-    newstates(s, s2);
-    if (failed())
+    if (!newinner(lp, rp, s, s2))
         return;
-    emptyarc(lp, s);
-    emptyarc(s2, rp);
     atom.node = parse(')', PLAIN, s, s2, opened);
     if (failed())
         return;

@@ -173,8 +173,7 @@ struct vars : varsbase {
     const chr* savenow; ///< the outer pattern while a nested string is read
     const chr* savestop;
     cvec<chr>* cv; ///< working list of characters and ranges
-    cvec<chr>* cv2;
-    guts<chr>* g; ///< the compiled form being filled
+    guts<chr>* g;  ///< the compiled form being filled
 };
 
 inline bool iserr(const varsbase* v) {

@@ -20,7 +20,7 @@ public:
         : a_(a), next_(static_cast<std::size_t>(a.ncolors)), now_(bit(a.pre)) {}
 
     /// Takes the step that all colors of `which` lead to; false if they lead to different sets.
-    bool step(const std::vector<unsigned char>& which) {
+    bool step(const colorset& which) {
         const set reached = next_[first(which)];
         for (std::size_t co = 0; co < next_.size(); ++co)
             if (which[co] && next_[co] != reached)
@@ -32,9 +32,8 @@ public:
     void look() {
         std::fill(next_.begin(), next_.end(), 0);
         for (set rest = now_; rest != 0; rest &= rest - 1)
-            for (const carc* arc = a_.states[std::countr_zero(rest)] + 1; arc->co != COLORLESS;
-                 ++arc)
-                next_[static_cast<std::size_t>(arc->co)] |= bit(arc->to);
+            for (const carc& arc : a_.arcsof(std::countr_zero(rest)))
+                next_[static_cast<std::size_t>(arc.co)] |= bit(arc.to);
     }
     set now() const { return now_; }
     set next(std::size_t co) const { return next_[co]; }
@@ -42,7 +41,7 @@ public:
 
 private:
     static set bit(int state) { return set{1} << state; }
-    static std::size_t first(const std::vector<unsigned char>& which) {
+    static std::size_t first(const colorset& which) {
         return static_cast<std::size_t>(std::find(which.begin(), which.end(), 1) - which.begin());
     }
 
@@ -52,20 +51,20 @@ private:
 };
 
 /// The colors that stand before a match, and those that stand behind it.
-std::vector<unsigned char> frame(const cnfa& a, const color (&without)[2]) {
-    std::vector<unsigned char> which(static_cast<std::size_t>(a.ncolors), 1);
+colorset frame(const cnfa& a, const color (&without)[2]) {
+    colorset which(static_cast<std::size_t>(a.ncolors), 1);
     for (const color co : without)
         which[static_cast<std::size_t>(co)] = 0;
     return which;
 }
 
 /// If `a` is a run of one set: the colors of the set in `in`, and the run's least length. Else 0.
-int runofset(const cnfa& a, std::vector<unsigned char>& in) {
+int runofset(const cnfa& a, colorset& in) {
     constexpr int LONGEST = 16; // run worth following
     if (a.flags & HASLACONS || a.maxlen != UNBOUNDED || a.minlen < 1 || a.minlen > LONGEST ||
         a.nstates > CFollower::MOSTSTATES)
         return 0;
-    const std::vector<unsigned char> behind = frame(a, a.bos);
+    const colorset behind = frame(a, a.bos);
     CFollower follower(a);
     follower.look();
     if (!follower.step(frame(a, a.eos)))
@@ -81,8 +80,8 @@ int runofset(const cnfa& a, std::vector<unsigned char>& in) {
                 in[co] = follower.next(co) != 0;
             if (std::find(in.begin(), in.end(), 1) == in.end())
                 return 0;
-            for (const color edge : {a.bos[0], a.bos[1], a.eos[0], a.eos[1]})
-                if (in[static_cast<std::size_t>(edge)])
+            for (std::size_t co = 0; co < in.size(); ++co)
+                if (in[co] && a.isedge(static_cast<int>(co)))
                     return 0;
         }
         for (std::size_t co = 0; co < in.size(); ++co)
@@ -108,7 +107,7 @@ TClassRun<Chr>::TClassRun(const cnfa& automaton, const color* colors) : colors_(
 template <class Chr>
 void TClassRun<Chr>::prepare() {
     ready_ = true;
-    const auto in = [this](std::size_t i) { return in_[static_cast<std::size_t>(colors_[i])]; };
+    const auto in = [this](std::size_t i) { return holds(in_, colors_[i]); };
     for (std::size_t i = 0; i < chrtraits<Chr>::NCHRS; ++i) {
         if (!in(i))
             continue;
@@ -150,9 +149,7 @@ void TClassRun<Chr>::look(const Chr* place, const Chr* stop) {
     const std::ptrdiff_t length = std::min(stop - place, BLOCK);
     bits_ = 0;
     for (std::ptrdiff_t i = 0; i < length; ++i)
-        bits_ |=
-            std::uint64_t{in_[static_cast<std::size_t>(colors_[chrtraits<Chr>::index(place[i])])]}
-            << i;
+        bits_ |= std::uint64_t{in_[static_cast<std::size_t>(GETCOLOR(colors_, place[i]))]} << i;
 }
 
 /// The first place from `p` on whose bit differs from all those of `unlike`, or `stop`.

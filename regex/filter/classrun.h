@@ -5,11 +5,11 @@
 // way.
 #pragma once
 
-#include "regex/compile/regguts.h"
+#include "regex/compile/nfa.h"
+#include "regex/filter/colorset.h"
 
 #include <array>
 #include <cstdint>
-#include <vector>
 
 namespace Quil::IMPL::engine {
 
@@ -43,8 +43,8 @@ private:
     const Chr* seek(const Chr* p, const Chr* stop, std::uint64_t unlike);
 
     const color* colors_;
-    std::vector<unsigned char> in_; // by color
-    int least_ = 0;                 // characters of the shortest match
+    colorset in_;
+    int least_ = 0; // characters of the shortest match
     bool ready_ = false;
     std::array<Chr, FEW> first_{}; // the set's ranges, if they are few
     std::array<Chr, FEW> last_{};

@@ -16,25 +16,10 @@ constexpr std::size_t MOSTARCS = 100'000; // looked at for the beginnings
 constexpr long MOSTCELLS = 1'000'000;     // states times colors, where a chain is sought
 constexpr std::size_t MOSTFOLLOWED = 64;  // states at a time behind a narrow one
 
-const carc* firstarc(const cnfa& automaton, int state) {
-    return automaton.states[state] + 1;
-}
-
-template <class Visit>
-void eacharc(const cnfa& automaton, int state, Visit visit) {
-    for (const carc* arc = firstarc(automaton, state); arc->co != COLORLESS; ++arc)
-        visit(*arc);
-}
-
-bool islookahead(const cnfa& automaton, const carc& arc) {
-    return arc.co >= automaton.ncolors;
-}
-
 colorset textcolors(const cnfa& automaton) {
-    colorset all(static_cast<std::size_t>(automaton.ncolors), 1);
-    for (const color edge :
-         {automaton.bos[0], automaton.bos[1], automaton.eos[0], automaton.eos[1]})
-        all[static_cast<std::size_t>(edge)] = 0;
+    colorset all(static_cast<std::size_t>(automaton.ncolors));
+    for (std::size_t co = 0; co < all.size(); ++co)
+        all[co] = !automaton.isedge(static_cast<int>(co));
     return all;
 }
 
@@ -87,22 +72,22 @@ private:
     /// Adds what lies behind lookaheads, which may hold.
     void passlookaheads(states& set) const {
         for (std::size_t i = 0; i < set.size(); ++i)
-            eacharc(automaton_, set[i], [&](const carc& arc) {
-                if (islookahead(automaton_, arc) &&
+            for (const carc& arc : automaton_.arcsof(set[i])) {
+                if (automaton_.islookahead(arc) &&
                     std::find(set.begin(), set.end(), arc.to) == set.end())
                     set.push_back(arc.to);
-            });
+            }
     }
     /// The sets of states reached, each with the colors that lead there.
     std::map<states, colorset> reached(states from) {
         passlookaheads(from);
         std::map<int, states> bycolor;
         for (const int state : from)
-            eacharc(automaton_, state, [&](const carc& arc) {
+            for (const carc& arc : automaton_.arcsof(state)) {
                 ++arcs_;
-                if (!islookahead(automaton_, arc))
+                if (!automaton_.islookahead(arc))
                     bycolor[arc.co].push_back(arc.to);
-            });
+            }
         std::map<states, colorset> bystates;
         for (auto& [co, to] : bycolor) {
             std::sort(to.begin(), to.end());
@@ -147,12 +132,12 @@ public:
         : automaton_(automaton), count_(static_cast<std::size_t>(automaton.nstates)),
           sources_(count_), loops_(count_), parents_(count_, NONE) {
         for (int s = 0; s < automaton.nstates; ++s)
-            eacharc(automaton, s, [&](const carc& arc) {
+            for (const carc& arc : automaton.arcsof(s)) {
                 if (arc.to == s)
                     loops_[at(s)] = 1;
                 else if (sources_[at(arc.to)].empty() || sources_[at(arc.to)].back() != s)
                     sources_[at(arc.to)].push_back(s);
-            });
+            }
         for (auto& from : sources_) {
             std::sort(from.begin(), from.end());
             from.erase(std::unique(from.begin(), from.end()), from.end());
@@ -177,12 +162,12 @@ public:
             while (!pending.empty()) {
                 const int s = pending.back();
                 pending.pop_back();
-                eacharc(automaton_, s, [&](const carc& arc) {
+                for (const carc& arc : automaton_.arcsof(s)) {
                     if (const std::size_t place = places[at(arc.to)])
                         far = std::max(far, place - 1);
                     else if (!std::exchange(seen[at(arc.to)], 1))
                         pending.push_back(arc.to);
-                });
+                }
             }
         }
         return found;
@@ -196,14 +181,14 @@ public:
             return NONE;
         colors.assign(static_cast<std::size_t>(automaton_.ncolors), 0);
         bool plain = true;
-        eacharc(automaton_, from[0], [&](const carc& arc) {
+        for (const carc& arc : automaton_.arcsof(from[0])) {
             if (arc.to != s)
-                return;
-            if (islookahead(automaton_, arc))
+                continue;
+            if (automaton_.islookahead(arc))
                 plain = false;
             else
                 colors[at(arc.co)] = 1;
-        });
+        }
         return plain ? from[0] : NONE;
     }
     /// The sets of the characters that follow the first arrival at `s`, up to `most`, as far as
@@ -219,11 +204,11 @@ public:
                     to.push_back(state);
             };
             for (std::size_t i = 0; i < states.size(); ++i)
-                eacharc(automaton_, states[i], [&](const carc& arc) {
-                    add(islookahead(automaton_, arc) ? states : next, arc.to);
-                    if (!islookahead(automaton_, arc))
+                for (const carc& arc : automaton_.arcsof(states[i])) {
+                    add(automaton_.islookahead(arc) ? states : next, arc.to);
+                    if (!automaton_.islookahead(arc))
                         colors[at(arc.co)] = 1;
-                });
+                }
             if (next.size() > MOSTFOLLOWED ||
                 std::find(next.begin(), next.end(), automaton_.post) != next.end())
                 break;
@@ -249,11 +234,11 @@ public:
         }
         for (int from = 0; from < automaton_.nstates; ++from)
             if (from != automaton_.pre)
-                eacharc(automaton_, from, [&](const carc& arc) {
+                for (const carc& arc : automaton_.arcsof(from)) {
                     if (leads[at(arc.to)] && arc.to != automaton_.post &&
-                        !islookahead(automaton_, arc))
+                        !automaton_.islookahead(arc))
                         colors[at(arc.co)] = 1;
-                });
+                }
         return colors;
     }
 
@@ -266,12 +251,12 @@ private:
         std::vector<int> reached{automaton_.pre};
         parents_[at(automaton_.pre)] = automaton_.pre;
         for (std::size_t i = 0; i < reached.size(); ++i)
-            eacharc(automaton_, reached[i], [&](const carc& arc) {
+            for (const carc& arc : automaton_.arcsof(reached[i])) {
                 if (parents_[at(arc.to)] == NONE) {
                     parents_[at(arc.to)] = reached[i];
                     reached.push_back(arc.to);
                 }
-            });
+            }
         std::vector<int> way;
         if (parents_[at(automaton_.post)] == NONE)
             return way;
@@ -304,13 +289,13 @@ beginnings findbeginnings(const cnfa& automaton, std::size_t most) {
 int leadinglookahead(const cnfa& automaton) {
     int number = 0;
     bool all = true;
-    eacharc(automaton, automaton.pre, [&](const carc& enter) {
-        eacharc(automaton, enter.to, [&](const carc& arc) {
+    for (const carc& enter : automaton.arcsof(automaton.pre)) {
+        for (const carc& arc : automaton.arcsof(enter.to)) {
             const int asked = std::max(arc.co - automaton.ncolors, 0);
             all = all && asked > 0 && (number == 0 || asked == number);
             number = asked;
-        });
-    });
+        }
+    }
     return all ? number : 0;
 }
 

@@ -4,14 +4,13 @@
 #pragma once
 
 #include "regex/compile/nfa.h"
+#include "regex/filter/colorset.h"
 
 #include <functional>
 #include <vector>
 
 namespace Quil::IMPL::engine {
 
-/// Which colors are in a set.
-using colorset = std::vector<unsigned char>;
 /// How often a character of the set is to be expected, 0 to 1.
 using colorweight = std::function<double(const colorset&)>;
 

@@ -5,8 +5,6 @@ namespace Quil::IMPL::engine {
 
 namespace {
 
-using colorset = std::vector<unsigned char>;
-
 /// What an automaton reads where.
 struct reading {
     colorset first; // characters that a match begins with
@@ -22,9 +20,9 @@ struct reading {
 template <class Visit>
 void eacharc(const cnfa& a, Visit visit) {
     for (int from = 0; from < a.nstates; ++from)
-        for (const carc* arc = a.states[from] + 1; arc->co != COLORLESS; ++arc)
-            visit(static_cast<std::size_t>(from), static_cast<std::size_t>(arc->to),
-                  static_cast<std::size_t>(arc->co));
+        for (const carc& arc : a.arcsof(from))
+            visit(static_cast<std::size_t>(from), static_cast<std::size_t>(arc.to),
+                  static_cast<std::size_t>(arc.co));
 }
 
 reading::reading(const cnfa& a) {
@@ -78,9 +76,7 @@ CHinge::CHinge(const cnfa& left, const cnfa& right) {
 
 template <class Chr>
 const Chr* CHinge::find(const Chr* begin, const Chr* end, const color* colors) const {
-    const auto at = [&](const Chr* p) {
-        return colors_[static_cast<std::size_t>(colors[chrtraits<Chr>::index(*p)])] != 0;
-    };
+    const auto at = [&](const Chr* p) { return holds(colors_, GETCOLOR(colors, *p)); };
     const Chr* p = begin;
     if (last_) {
         for (p = end; p != begin && !at(p - 1); --p) {

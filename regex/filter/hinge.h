@@ -2,9 +2,8 @@
 // the first equals sign, in `(.*)/([^/]*)` at the last slash. So no automaton has to look for it.
 #pragma once
 
-#include "regex/compile/regguts.h"
-
-#include <vector>
+#include "regex/compile/nfa.h"
+#include "regex/filter/colorset.h"
 
 namespace Quil::IMPL::engine {
 
@@ -25,9 +24,9 @@ public:
     const Chr* find(const Chr* begin, const Chr* end, const color* colors) const;
 
 private:
-    std::vector<unsigned char> colors_; // of the characters that stand at the hinge
-    bool last_ = false;                 // the last of them, not the first
-    bool behind_ = false;               // the left side's own: the place is behind it
+    colorset colors_;     // of the characters that stand at the hinge
+    bool last_ = false;   // the last of them, not the first
+    bool behind_ = false; // the left side's own: the place is behind it
 };
 
 } // namespace Quil::IMPL::engine

@@ -28,7 +28,7 @@ bool TLazySpan<Chr>::prepare() {
             return false;
         entered_ = entered;
     }
-    std::vector<unsigned char> first = leaving(entered_, CDfa::DEAD);
+    colorset first = leaving(entered_, CDfa::DEAD);
     if (const std::vector<Chr> few = characters(first); few.size() == 1 && !flushed())
         beginpair_ = pair(entered_, CDfa::DEAD, few);
     beginnings_.set(env_.colors, std::move(first));
@@ -88,7 +88,7 @@ auto TLazySpan<Chr>::attempt(const Chr* begin, const Chr*& end, const Chr*& reac
     while (p != env_.stop) {
         const Chr* const limit = env_.stop - p > STRETCH ? p + STRETCH : env_.stop;
         while (p != limit) {
-            const int co = colors[chrtraits<Chr>::index(*p)];
+            const int co = GETCOLOR(colors, *p);
             transition next = dfa_.table()[(state & CDfa::ROW) + static_cast<transition>(co)];
             if (next & CDfa::STOP) {
                 next = step(state, co);
@@ -123,8 +123,8 @@ auto TLazySpan<Chr>::attempt(const Chr* begin, const Chr*& end, const Chr*& reac
 
 /// The colors that lead from `from` to another state than `home`.
 template <class Chr>
-std::vector<unsigned char> TLazySpan<Chr>::leaving(transition from, transition home) {
-    std::vector<unsigned char> away(used_.size());
+colorset TLazySpan<Chr>::leaving(transition from, transition home) {
+    colorset away(used_.size());
     for (std::size_t co = 0; co < used_.size() && !flushed(); ++co)
         if (used_[co])
             away[co] = (step(from, static_cast<int>(co)) & CDfa::ROW) != (home & CDfa::ROW);
@@ -133,10 +133,10 @@ std::vector<unsigned char> TLazySpan<Chr>::leaving(transition from, transition h
 
 /// The characters of some colors, up to one more than can be found by vectors.
 template <class Chr>
-std::vector<Chr> TLazySpan<Chr>::characters(const std::vector<unsigned char>& colors) const {
+std::vector<Chr> TLazySpan<Chr>::characters(const colorset& colors) const {
     std::vector<Chr> found;
     for (std::size_t i = 0; i < chrtraits<Chr>::NCHRS && found.size() <= FEW; ++i)
-        if (colors[static_cast<std::size_t>(env_.colors[i])])
+        if (holds(colors, env_.colors[i]))
             found.push_back(static_cast<Chr>(i));
     return found;
 }
@@ -147,7 +147,7 @@ void TLazySpan<Chr>::consider(transition state) {
     if (nwaits_ == MOSTWAITS || considerings_ == 0)
         return;
     --considerings_;
-    std::vector<unsigned char> away = leaving(state, state);
+    colorset away = leaving(state, state);
     const std::vector<Chr> few = characters(away);
     if (few.size() > FEW || flushed())
         return;
@@ -165,7 +165,7 @@ void TLazySpan<Chr>::consider(transition state) {
 /// others don't lead there.
 template <class Chr>
 std::vector<Chr> TLazySpan<Chr>::behind(transition from, transition home, Chr first) {
-    const transition middle = step(from, env_.colors[chrtraits<Chr>::index(first)]);
+    const transition middle = step(from, GETCOLOR(env_.colors, first));
     if (middle == CDfa::DEAD || (middle & CDfa::POST))
         return {};
     std::vector<Chr> few = characters(leaving(middle, home));

@@ -57,8 +57,8 @@ private:
     void consider(transition state);
     std::optional<pairing> pair(transition from, transition home, const std::vector<Chr>& away);
     std::vector<Chr> behind(transition from, transition home, Chr first);
-    std::vector<unsigned char> leaving(transition from, transition home);
-    std::vector<Chr> characters(const std::vector<unsigned char>& colors) const;
+    colorset leaving(transition from, transition home);
+    std::vector<Chr> characters(const colorset& colors) const;
     const Chr* leap(transition state, const Chr* from) const;
     const Chr* leappair(const pairing& pair, const Chr* from) const;
     /// The cache was emptied: no state that was known before is known now.
@@ -71,13 +71,13 @@ private:
     std::optional<pairing> beginpair_; // all matches begin with it
     std::array<wait, MOSTWAITS> waits_;
     std::size_t nwaits_ = 0;
-    int considerings_ = 32;           // states yet to be looked at closer
-    std::vector<unsigned char> used_; // colors that characters have
-    transition entered_ = NOWAIT;     // the state behind any character before a match
-    std::ptrdiff_t leapt_ = 0;        // characters that the last try leapt over
-    std::uint64_t wasted_ = 0;        // characters that tries looked at in vain
-    std::uint64_t advanced_ = 0;      // characters that are done with
-    int patience_ = 4;                // texts in which tries may yet turn out to cost too much
+    int considerings_ = 32;       // states yet to be looked at closer
+    colorset used_;               // colors that characters have
+    transition entered_ = NOWAIT; // the state behind any character before a match
+    std::ptrdiff_t leapt_ = 0;    // characters that the last try leapt over
+    std::uint64_t wasted_ = 0;    // characters that tries looked at in vain
+    std::uint64_t advanced_ = 0;  // characters that are done with
+    int patience_ = 4;            // texts in which tries may yet turn out to cost too much
     bool usable_;
     bool ready_ = false;
     bool off_ = false;

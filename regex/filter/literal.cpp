@@ -5,13 +5,15 @@ namespace Quil::IMPL::engine {
 
 namespace {
 
-/// Whether a run has `colors` arcs, all to the same state.
-bool takesall(const carc* run, int to, std::size_t colors) {
-    std::size_t arcs = 0;
-    for (const carc* arc = run + 1; arc->co != COLORLESS; ++arc, ++arcs)
-        if (arc->to != to)
+/// Whether there are `colors` arcs, all to the same state.
+bool takesall(carcs arcs, int to, std::size_t colors) {
+    std::size_t count = 0;
+    for (const carc& arc : arcs) {
+        if (arc.to != to)
             return false;
-    return arcs == colors;
+        ++count;
+    }
+    return count == colors;
 }
 
 } // namespace
@@ -32,18 +34,19 @@ bool CLiteral::follow(const cnfa& automaton) {
     // constraint on the character beside the match was driven there.
     constexpr std::size_t OTHEREDGES = 2;
     const std::size_t frame = static_cast<std::size_t>(automaton.ncolors) - OTHEREDGES;
-    const carc* const pre = automaton.states[automaton.pre];
-    int state = pre[1].to;
+    const carcs pre = automaton.arcsof(automaton.pre);
+    int state = pre.begin()->to;
     if (!takesall(pre, state, frame))
         return false;
     for (int i = 0; i < automaton.minlen; ++i) {
-        const carc* const run = automaton.states[state];
-        if (run[1].co == COLORLESS || run[2].co != COLORLESS)
+        const carcs arcs = automaton.arcsof(state);
+        const carc* const only = arcs.begin();
+        if (only == arcs.end() || only + 1 != arcs.end())
             return false;
-        chain_.push_back(run[1].co);
-        state = run[1].to;
+        chain_.push_back(only->co);
+        state = only->to;
     }
-    return takesall(automaton.states[state], automaton.post, frame);
+    return takesall(automaton.arcsof(state), automaton.post, frame);
 }
 
 void CLiteral::prepare() {
@@ -62,7 +65,7 @@ const Chr* CLiteral::find(const Chr* start, const Chr* stop, const color* colors
     std::size_t k = 0;
     const Chr* cp = start;
     while (cp != stop && k < chain_.size()) {
-        const int co = colors[chrtraits<Chr>::index(*cp++)];
+        const int co = GETCOLOR(colors, *cp++);
         while (k > 0 && co != chain_[k])
             k = rest_[k];
         k += co == chain_[k] ? 1 : 0;

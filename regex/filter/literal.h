@@ -20,7 +20,6 @@ public:
     explicit CLiteral(const cnfa& automaton);
 
     bool empty() const { return chain_.empty(); }
-    std::size_t size() const { return chain_.size(); }
     /// The end of the first occurrence, or null. `looked` counts the characters.
     template <class Chr>
     const Chr* find(const Chr* start, const Chr* stop, const color* colors,

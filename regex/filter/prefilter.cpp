@@ -101,12 +101,11 @@ double TPrefilter<Chr>::weight(const beginnings& b) const {
 template <class Chr>
 TCellSet<Chr> TPrefilter<Chr>::cells(const colorset& set) const {
     TCellSet<Chr> found;
-    const auto holds = [&set](color co) { return set[static_cast<std::size_t>(co)] != 0; };
     for (std::size_t i = 0; i < TCellSet<Chr>::ROWS; ++i) {
-        if (solid_[i] && holds(*row(i)))
+        if (solid_[i] && holds(set, *row(i)))
             found[i].set();
         for (std::size_t k = 0; k < TCellSet<Chr>::ROWCELLS && !solid_[i]; ++k)
-            found[i][k] = holds(row(i)[k]);
+            found[i][k] = holds(set, row(i)[k]);
     }
     return found;
 }
@@ -165,11 +164,12 @@ bool TPrefilter<Chr>::next(const Chr* from, const Chr* stop, stretch& found) {
         end_ = chain_;
         do
             end_ = outside_.find(end_, stop, stop);
-        while (end_ != stop && holds(inside_, *end_) && ++end_ != stop);
+        while (end_ != stop && holds(inside_, GETCOLOR(colors_, *end_)) && ++end_ != stop);
     }
     found.last = end_;
     if (!anybefore_)
-        for (found.first = chain_; found.first != from && holds(before_, found.first[-1]);)
+        for (found.first = chain_;
+             found.first != from && holds(before_, GETCOLOR(colors_, found.first[-1]));)
             --found.first;
     return true;
 }

@@ -46,9 +46,6 @@ private:
     double weight(const beginnings& b) const;
     void weigh(const cnfa& automaton);
     const color* row(std::size_t i) const { return colors_ + i * TCellSet<Chr>::ROWCELLS; }
-    bool holds(const colorset& set, Chr c) const {
-        return set[static_cast<std::size_t>(colors_[chrtraits<Chr>::index(c)])] != 0;
-    }
 
     const color* colors_;
     std::vector<double> weights_;                   // by color

@@ -5,7 +5,7 @@
 #include "regex/filter/lanes.h"
 
 #include <algorithm>
-#include <vector>
+#include <array>
 
 namespace Quil::IMPL::engine {
 

@@ -7,7 +7,7 @@
 #include "regex/filter/hinge.h"
 #include "regex/match/nodes.h"
 
-#include <array>
+#include <vector>
 
 namespace Quil::IMPL::engine {
 

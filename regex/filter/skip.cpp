@@ -6,12 +6,12 @@
 namespace Quil::IMPL::engine {
 
 template <class Chr>
-void TSkip<Chr>::set(const color* colors, std::vector<unsigned char> leaving) {
+void TSkip<Chr>::set(const color* colors, colorset leaving) {
     colors_ = colors;
     leaving_ = std::move(leaving);
     count_ = 0;
     for (std::size_t i = 0; i < chrtraits<Chr>::NCHRS && count_ <= FEW; ++i) {
-        if (!leaving_[static_cast<std::size_t>(colors_[i])])
+        if (!holds(leaving_, colors_[i]))
             continue;
         if (count_ < FEW)
             few_[count_] = static_cast<Chr>(i);
@@ -58,7 +58,7 @@ const Chr* TSkip<Chr>::findmany(const Chr* cp, const Chr* limit) const {
     constexpr std::ptrdiff_t UNROLL = 4;
     const unsigned char* const leaving = leaving_.data();
     const color* const colors = colors_;
-    const auto leaves = [&](Chr c) { return leaving[colors[chrtraits<Chr>::index(c)]]; };
+    const auto leaves = [&](Chr c) { return leaving[GETCOLOR(colors, c)]; };
     while (limit - cp >= UNROLL && !(leaves(cp[0]) | leaves(cp[1]) | leaves(cp[2]) | leaves(cp[3])))
         cp += UNROLL;
     while (cp != limit && !leaves(*cp))

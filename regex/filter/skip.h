@@ -2,10 +2,9 @@
 // character leads back to, it looks for one of the few that lead away, many characters at a time.
 #pragma once
 
-#include "regex/compile/regguts.h"
+#include "regex/filter/colorset.h"
 
 #include <array>
-#include <vector>
 
 namespace Quil::IMPL::engine {
 
@@ -17,7 +16,7 @@ public:
     static constexpr std::size_t FEW = 3;
 
     /// `leaving` says of each color whether it leads away.
-    void set(const color* colors, std::vector<unsigned char> leaving);
+    void set(const color* colors, colorset leaving);
     /// The first place from `cp` on whose character leads away, or `limit`.
     const Chr* find(const Chr* cp, const Chr* limit) const;
 
@@ -26,7 +25,7 @@ private:
     const Chr* findmany(const Chr* cp, const Chr* limit) const;
 
     const color* colors_ = nullptr;
-    std::vector<unsigned char> leaving_;
+    colorset leaving_;
     std::array<Chr, FEW> few_{};
     std::size_t count_ = 0;
 };

@@ -12,15 +12,6 @@ namespace {
 
 constexpr std::size_t LEASTSTATES = 4; // that a cache may always hold, whatever their size
 
-/// The first arc of a state: the element before it is the no-progress flag.
-const carc* firstarc(const cnfa& automaton, int state) {
-    return automaton.states[state] + 1;
-}
-
-bool noprogress(const cnfa& automaton, int state) {
-    return automaton.states[state]->co != 0;
-}
-
 } // namespace
 
 CDfa::CDfa(const cnfa& automaton, cachelimits& limits)
@@ -85,8 +76,8 @@ bool CDfa::follow(const word* states, int co) {
     for (std::size_t w = 0; w < words_; ++w) {
         for (word rest = states[w]; rest != 0; rest &= rest - 1) {
             const int state = static_cast<int>(w) * WORDBITS + std::countr_zero(rest);
-            for (const carc* arc = firstarc(automaton_, state); arc->co != COLORLESS; ++arc) {
-                if (arc->co != co)
+            for (const carc& arc : automaton_.arcsof(state)) {
+                if (arc.co != co)
                     continue;
                 reach(arc);
                 any = true;
@@ -96,16 +87,16 @@ bool CDfa::follow(const word* states, int co) {
     return any;
 }
 
-void CDfa::reach(const carc* arc) {
-    const auto target = static_cast<std::size_t>(arc->to);
+void CDfa::reach(const carc& arc) {
+    const auto target = static_cast<std::size_t>(arc.to);
     word& cell = work_[target / WORDBITS];
     const word bit = word{1} << (target % WORDBITS);
-    if (arc->to == automaton_.post)
+    if (arc.to == automaton_.post)
         workflags_ |= POST;
-    if (!noprogress(automaton_, arc->to))
+    if (!automaton_.noprogress(arc.to))
         workflags_ &= ~NOPROGRESS;
     if ((cell & bit) == 0 && (automaton_.flags & HASLACONS) != 0)
-        pending_.push_back(arc->to);
+        pending_.push_back(arc.to);
     cell |= bit;
 }
 
@@ -115,14 +106,13 @@ bool CDfa::asklookaheads(std::size_t position, ILookahead& lookahead) {
     while (!pending_.empty()) {
         const int state = pending_.back();
         pending_.pop_back();
-        const carc* arc = firstarc(automaton_, state);
-        for (; arc->co != COLORLESS; ++arc) {
-            if (arc->co < automaton_.ncolors)
+        for (const carc& arc : automaton_.arcsof(state)) {
+            if (!automaton_.islookahead(arc))
                 continue;
             asked = true;
-            const auto target = static_cast<std::size_t>(arc->to);
+            const auto target = static_cast<std::size_t>(arc.to);
             if ((work_[target / WORDBITS] >> (target % WORDBITS) & 1) == 0 &&
-                lookahead.holds(arc->co - automaton_.ncolors, position))
+                lookahead.holds(arc.co - automaton_.ncolors, position))
                 reach(arc);
         }
     }

@@ -86,7 +86,7 @@ private:
     transition miss(transition at, int co, std::size_t position, ILookahead& lookahead);
     bool follow(const word* states, int co);
     bool asklookaheads(std::size_t position, ILookahead& lookahead);
-    void reach(const carc* arc);
+    void reach(const carc& arc);
     std::uint32_t findset(word hash) const;
     std::uint32_t addset(word hash, transition flags);
     bool full() const;

@@ -9,9 +9,9 @@ CReversed::CReversed(const cnfa& automaton, reads what) : reversed_() {
     std::vector<std::size_t> place(nstates + 1, 0);
     const auto eacharc = [&](auto&& visit) {
         for (int from = 0; from < automaton.nstates; ++from) {
-            for (const carc* arc = automaton.states[from] + 1; arc->co != COLORLESS; ++arc)
-                if (what == reads::MATCHES || arc->to != automaton.post)
-                    visit(from, *arc);
+            for (const carc& arc : automaton.arcsof(from))
+                if (what == reads::MATCHES || arc.to != automaton.post)
+                    visit(from, arc);
             // A beginning may end in any state, before any character.
             for (int co = 0; what == reads::BEGINNINGS && co < automaton.ncolors; ++co)
                 if (from != automaton.pre && from != automaton.post)

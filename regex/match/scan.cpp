@@ -7,10 +7,6 @@
 
 namespace Quil::IMPL::engine {
 
-void CPlaces::clear() {
-    std::fill_n(words_, wordsfor(places_), 0);
-}
-
 void CPlaces::intersect(const CPlaces& other) {
     for (std::size_t i = 0; i < wordsfor(places_); ++i)
         words_[i] &= other.words_[i];
@@ -54,9 +50,9 @@ template <scanway Way>
 CDfa::transition TScanner<Chr>::enter(const Chr* at) {
     int co;
     if constexpr (Way == scanway::FORWARD)
-        co = at == env_.start ? bos() : colorof(at[-1]);
+        co = at == env_.start ? bos() : GETCOLOR(env_.colors, at[-1]);
     else
-        co = at == env_.stop ? eos() : colorof(*at);
+        co = at == env_.stop ? eos() : GETCOLOR(env_.colors, *at);
     return dfa_.step(dfa_.start(), co, place(at), *env_.lookahead);
 }
 
@@ -75,7 +71,7 @@ void TScanner<Chr>::walk(const Chr*& cp, const Chr* limit, transition& at, Visit
     constexpr std::ptrdiff_t STEP = Way == scanway::FORWARD ? 1 : -1;
     const color* const colors = env_.colors;
     const auto ahead = [colors](const Chr* p) {
-        return colors[chrtraits<Chr>::index(Way == scanway::FORWARD ? *p : p[-1])];
+        return GETCOLOR(colors, Way == scanway::FORWARD ? *p : p[-1]);
     };
     const Chr* p = cp;
     transition state = at;
@@ -317,19 +313,13 @@ bool TScanner<Chr>::waits(transition state, int co) {
            dfa_.step(state, co, 0, *env_.lookahead) == state;
 }
 
-/// Whether characters have this color: the edges of the text have colors of their own.
-template <class Chr>
-bool TScanner<Chr>::textcolor(int co) const {
-    const cnfa& a = dfa_.automaton();
-    return co != a.bos[0] && co != a.bos[1] && co != a.eos[0] && co != a.eos[1];
-}
-
 /// Looks, once for each filling of the cache, for the state in which a search waits, and marks it.
 /// Says whether it went to work: states known before may then be gone.
 template <class Chr>
 bool TScanner<Chr>::findskip(transition first, std::size_t length) {
     constexpr std::size_t WORTHWHILE = 16; // characters to scan for each transition to find out
-    const int ncolors = dfa_.automaton().ncolors;
+    const cnfa& a = dfa_.automaton();
+    const int ncolors = a.ncolors;
     const auto colors = static_cast<std::size_t>(ncolors);
     const std::uint32_t generation = dfa_.generation();
     if (skipgeneration_ == generation || skiptries_ == 0 || !env_.fastroads ||
@@ -338,14 +328,14 @@ bool TScanner<Chr>::findskip(transition first, std::size_t length) {
     skipgeneration_ = generation;
     --skiptries_;
     for (int co = 0; co < ncolors && dfa_.generation() == generation; ++co) {
-        if (!textcolor(co))
+        if (a.isedge(co))
             continue;
         const transition state = dfa_.step(first, co, 0, *env_.lookahead);
         if (dfa_.generation() != generation || !waits(state, co))
             continue;
-        std::vector<unsigned char> leaving(colors);
+        colorset leaving(colors);
         for (int other = 0; other < ncolors && dfa_.generation() == generation; ++other)
-            leaving[static_cast<std::size_t>(other)] = textcolor(other) && !waits(state, other);
+            leaving[static_cast<std::size_t>(other)] = !a.isedge(other) && !waits(state, other);
         if (dfa_.generation() == generation) {
             skip_.set(env_.colors, std::move(leaving));
             dfa_.markskip(state);

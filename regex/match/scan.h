@@ -10,9 +10,8 @@
 #include "regex/match/dfa.h"
 #include "regex/match/runmemo.h"
 
+#include <cstddef>
 #include <cstdint>
-#include <optional>
-#include <vector>
 
 namespace Quil::IMPL::engine {
 
@@ -35,7 +34,6 @@ public:
     CPlaces(std::uint64_t* words, std::size_t places) : words_(words), places_(places) {}
     static std::size_t wordsfor(std::size_t places) { return (places + BITS - 1) / BITS; }
 
-    void clear();
     void add(std::size_t place) { words_[place / BITS] |= std::uint64_t{1} << (place % BITS); }
     void intersect(const CPlaces& other);
     /// The first place at or behind `from`, or the last at or before it; -1 if there is none.
@@ -102,7 +100,6 @@ private:
     template <scanway Way>
     void mark(const Chr* from, const Chr* to, const Chr* base, CPlaces& places);
 
-    int colorof(Chr c) const { return env_.colors[chrtraits<Chr>::index(c)]; }
     int bos() const;
     int eos() const;
     std::size_t place(const Chr* cp) const { return static_cast<std::size_t>(cp - env_.start); }
@@ -113,7 +110,6 @@ private:
     const Chr* finish(const Chr* start, const Chr* cp, const Chr* end, const Chr* stop);
     bool findskip(transition first, std::size_t length);
     bool waits(transition state, int co);
-    bool textcolor(int co) const;
 
     scanenv<Chr>& env_;
     CDfa dfa_;

@@ -22,7 +22,7 @@ const guts<wchar_t>& gutsof(compiled& p) {
 }
 
 color colorof(compiled& p, int c) {
-    return GETCOLOR(&gutsof(p).cmap, static_cast<wchar_t>(c));
+    return GETCOLOR(gutsof(p).cmap.table, static_cast<wchar_t>(c));
 }
 
 TEST(ColorMapTest, CharactersThatAPatternTellsApart) {
