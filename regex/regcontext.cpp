@@ -89,12 +89,15 @@ TRegexContext<Chr>::machine::machine(const compiled_form& compiled)
       runs(g.tree->cnfa, g.cmap.table), takesruns(!runs.empty() && !shorter && !expect) {
     env.colors = g.cmap.table;
     env.lookahead = &lookaheads;
-    if (!expect)
+    if (!expect) {
         whole.sharescans(false);
-    if (shorter && !expect && !fixed)
+    }
+    if (shorter && !expect && !fixed) {
         lazy.emplace(g.tree->cnfa, env);
-    if (!(g.search.flags & HASLACONS))
+    }
+    if (!(g.search.flags & HASLACONS)) {
         search.allowskips();
+    }
 }
 
 template <class Chr>
@@ -105,10 +108,12 @@ void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int
         lookaheads.newtext();
         runs.newtext();
         references.newtext();
-        if (lazy)
+        if (lazy) {
             lazy->newtext();
-        if (filter)
+        }
+        if (filter) {
             filter->newtext();
+        }
         credit = std::max(credit, LEASTCREDIT);
     }
     env.start = start;
@@ -119,17 +124,20 @@ void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int
 
 template <class Chr>
 int TRegexContext<Chr>::machine::run(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details) {
-    if (g.cflags & REG_NOSUB)
+    if (g.cflags & REG_NOSUB) {
         nmatch = 0;
-    if (!(g.info & REG_UBACKREF))
+    }
+    if (!(g.info & REG_UBACKREF)) {
         return find(nmatch, pmatch, details);
+    }
     return cfind(nmatch, pmatch, details);
 }
 
 template <class Chr>
 void TRegexContext<Chr>::machine::report(rm_detail_t* details, const Chr* cold) const {
-    if (!expect)
+    if (!expect) {
         return;
+    }
     details->rm_extend.rm_so = static_cast<int>((cold ? cold : env.stop) - env.start);
     details->rm_extend.rm_eo = static_cast<int>(env.stop - env.start);
 }
@@ -137,16 +145,19 @@ void TRegexContext<Chr>::machine::report(rm_detail_t* details, const Chr* cold) 
 template <class Chr>
 int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
                                       rm_detail_t* details) {
-    if (takesruns && env.fastroads && runs.worthwhile(env.stop - env.start))
+    if (takesruns && env.fastroads && runs.worthwhile(env.stop - env.start)) {
         return findrun(nmatch, pmatch);
+    }
     const Chr* from = env.start;
     const Chr* end = nullptr;
     if (lazy && env.fastroads && lazy->usable()) {
         const auto outcome = lazy->find(from, end);
-        if (outcome == TLazySpan<Chr>::outcome::NONE)
+        if (outcome == TLazySpan<Chr>::outcome::NONE) {
             return REG_NOMATCH;
-        if (outcome == TLazySpan<Chr>::outcome::FOUND)
+        }
+        if (outcome == TLazySpan<Chr>::outcome::FOUND) {
             return nmatch == 0 ? REG_OKAY : tell(nmatch, pmatch, from, end);
+        }
     } else if (filters()) {
         const Chr* const begin = findfiltered(end);
         return begin ? tell(nmatch, pmatch, begin, end) : REG_NOMATCH;
@@ -156,15 +167,18 @@ int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
                                  ? literal.find(env.start, env.stop, env.colors, env.looked)
                                  : search.shortest(from, from, env.stop, &cold);
     report(details, cold);
-    if (!close)
+    if (!close) {
         return REG_NOMATCH;
-    if (nmatch == 0)
+    }
+    if (nmatch == 0) {
         return REG_OKAY;
+    }
 
     const Chr* late = nullptr;
     const Chr* const begin = findspan(cold, close, end, late);
-    if (!begin)
+    if (!begin) {
         return REG_ASSERT;
+    }
     report(details, late);
     return tell(nmatch, pmatch, begin, end);
 }
@@ -174,8 +188,9 @@ template <class Chr>
 int TRegexContext<Chr>::machine::findrun(std::size_t nmatch, regmatch_t* pmatch) {
     const Chr* end = nullptr;
     const Chr* const begin = runs.find(env.start, env.stop, end, env.looked);
-    if (!begin)
+    if (!begin) {
         return REG_NOMATCH;
+    }
     return tell(nmatch, pmatch, begin, end);
 }
 
@@ -183,11 +198,13 @@ int TRegexContext<Chr>::machine::findrun(std::size_t nmatch, regmatch_t* pmatch)
 template <class Chr>
 int TRegexContext<Chr>::machine::tell(std::size_t nmatch, regmatch_t* pmatch, const Chr* begin,
                                       const Chr* end) {
-    if (nmatch == 0)
+    if (nmatch == 0) {
         return REG_OKAY;
+    }
     pmatch[0] = regmatch_t{static_cast<int>(begin - env.start), static_cast<int>(end - env.start)};
-    if (nmatch == 1)
+    if (nmatch == 1) {
         return REG_OKAY;
+    }
     dissector.setmatches(pmatch, nmatch);
     dissector.clear();
     return dissector.dissect(g.tree, begin, end);
@@ -196,14 +213,17 @@ int TRegexContext<Chr>::machine::tell(std::size_t nmatch, regmatch_t* pmatch, co
 /// Whether the search may pass over what the filters rule out.
 template <class Chr>
 bool TRegexContext<Chr>::machine::filters() {
-    if (!env.fastroads || expect || env.limits.smallcache || !literal.empty())
+    if (!env.fastroads || expect || env.limits.smallcache || !literal.empty()) {
         return false;
+    }
     if (!filter) {
-        if (env.looked + static_cast<std::uint64_t>(env.stop - env.start) < WORTHFILTERS)
+        if (env.looked + static_cast<std::uint64_t>(env.stop - env.start) < WORTHFILTERS) {
             return false;
+        }
         filter.emplace(g.tree->cnfa, g.lacons, env.colors);
-        if (!filter->begin().empty())
+        if (!filter->begin().empty()) {
             search.leapby(&filter->begin());
+        }
     }
     return filter->useful();
 }
@@ -214,8 +234,9 @@ const Chr* TRegexContext<Chr>::machine::findfiltered(const Chr*& end) {
     typename TPrefilter<Chr>::stretch span;
     for (const Chr* from = env.start; filter->next(from, env.stop, span); from = span.last + 1) {
         const Chr* const begin = findwithin(span.first, span.last, end);
-        if (begin || span.last == env.stop)
+        if (begin || span.last == env.stop) {
             return begin;
+        }
     }
     return nullptr;
 }
@@ -224,10 +245,12 @@ const Chr* TRegexContext<Chr>::machine::findfiltered(const Chr*& end) {
 template <class Chr>
 const Chr* TRegexContext<Chr>::machine::findwithin(const Chr* from, const Chr* limit,
                                                    const Chr*& end) {
-    if (trybegins(from, limit, end))
+    if (trybegins(from, limit, end)) {
         return from;
-    if (from == limit)
+    }
+    if (from == limit) {
         return nullptr;
+    }
     const Chr* cold = nullptr;
     const Chr* const close = search.shortest(from, from, limit, &cold);
     const Chr* late = nullptr;
@@ -239,8 +262,9 @@ const Chr* TRegexContext<Chr>::machine::findwithin(const Chr* from, const Chr* l
 template <class Chr>
 bool TRegexContext<Chr>::machine::trybegins(const Chr*& begin, const Chr* limit, const Chr*& end) {
     const TFingerprint<Chr>& places = filter->begin();
-    if (places.empty() || credit < 0)
+    if (places.empty() || credit < 0) {
         return false;
+    }
     // Where the text begins, the character that a beginning may ask for before it is missing.
     bool edge = begin == env.start && places.looksbehind();
     for (; begin != limit; ++begin, edge = false) {
@@ -248,8 +272,9 @@ bool TRegexContext<Chr>::machine::trybegins(const Chr*& begin, const Chr* limit,
             const Chr* const next = places.find(begin, limit, env.stop);
             credit = std::min(credit + (next - begin), CREDIT);
             env.looked += static_cast<std::uint64_t>(next - begin);
-            if ((begin = next) == limit)
+            if ((begin = next) == limit) {
                 break;
+            }
         }
         const std::uint64_t looked = env.looked;
         const auto result = whole.attempt(begin, shorter, end);
@@ -258,8 +283,9 @@ bool TRegexContext<Chr>::machine::trybegins(const Chr*& begin, const Chr* limit,
             return true;
         }
         credit -= TRYCOST + static_cast<std::int64_t>(env.looked - looked);
-        if (result == TScanner<Chr>::outcome::OPEN || credit < 0)
+        if (result == TScanner<Chr>::outcome::OPEN || credit < 0) {
             break;
+        }
     }
     return false;
 }
@@ -273,17 +299,21 @@ const Chr* TRegexContext<Chr>::machine::findspan(const Chr* open, const Chr* clo
         end = close;
         return close - nodes.length(*g.tree);
     }
-    if (const Chr* begin = nullptr; close - open > FAR && findalive(open, close, begin, end))
+    if (const Chr* begin = nullptr; close - open > FAR && findalive(open, close, begin, end)) {
         return begin;
+    }
     for (const Chr* begin = open;; ++begin) {
         bool hitend = false;
         end = candidate(begin, shorter ? begin : env.stop, &hitend);
-        if (hitend && !cold)
+        if (hitend && !cold) {
             cold = begin;
-        if (end)
+        }
+        if (end) {
             return begin;
-        if (begin == close)
+        }
+        if (begin == close) {
             return nullptr;
+        }
     }
 }
 
@@ -295,8 +325,9 @@ bool TRegexContext<Chr>::machine::findalive(const Chr* open, const Chr* close, c
     const cnfa& a = g.tree->cnfa;
     if (!env.fastroads || expect || (a.flags & HASLACONS) ||
         static_cast<std::size_t>(a.nstates) * static_cast<std::size_t>(a.ncolors) >
-            CReversed::MOSTARCS)
+            CReversed::MOSTARCS) {
         return false;
+    }
     if (!beginnings) {
         reversed.emplace(a, CReversed::reads::BEGINNINGS);
         beginnings.emplace(reversed->automaton(), env);
@@ -308,8 +339,9 @@ bool TRegexContext<Chr>::machine::findalive(const Chr* open, const Chr* close, c
     for (std::ptrdiff_t at = begins.next(0); at >= 0; at = begins.next(at + 1)) {
         begin = open + at;
         end = candidate(begin, shorter ? begin : env.stop, nullptr);
-        if (end)
+        if (end) {
             return true;
+        }
     }
     begin = nullptr;
     return true;
@@ -332,28 +364,33 @@ int TRegexContext<Chr>::machine::cfind(std::size_t nmatch, regmatch_t* pmatch,
     const Chr* cold = nullptr;
     const int result = cfindloop(cold);
     report(details, cold);
-    if (result == REG_OKAY)
-        for (std::size_t i = 0; i < nmatch; ++i)
+    if (result == REG_OKAY) {
+        for (std::size_t i = 0; i < nmatch; ++i) {
             pmatch[i] = i < slots ? work[i] : regmatch_t{-1, -1};
+        }
+    }
     return result;
 }
 
 template <class Chr>
 int TRegexContext<Chr>::machine::cfindloop(const Chr*& cold) {
-    if (!references.empty() && env.fastroads && mayleap)
+    if (!references.empty() && env.fastroads && mayleap) {
         return cfindleaping();
+    }
     const Chr* close = env.start;
     const Chr* least = close;
     do {
         close = search.shortest(close, least, env.stop, &cold);
-        if (!close)
+        if (!close) {
             break;
+        }
         const Chr* const open = cold;
         cold = nullptr;
         for (const Chr* begin = open; begin <= close; ++begin) {
             const int result = confirm(begin, cold);
-            if (result != PASSED)
+            if (result != PASSED) {
                 return result;
+            }
         }
         // A search that began where the last one closed would close there again, for ever.
         least = close + 1;
@@ -371,15 +408,18 @@ int TRegexContext<Chr>::machine::cfindleaping() {
         if (!one && (!close || begin > close)) {
             const Chr* open = nullptr;
             close = search.shortest(begin, begin, env.stop, &open);
-            if (!close)
+            if (!close) {
                 return REG_NOMATCH;
-            if (open > begin && !(begin = references.find(open, env.stop)))
+            }
+            if (open > begin && !(begin = references.find(open, env.stop))) {
                 return REG_NOMATCH;
+            }
         }
         const Chr* cold = nullptr;
         const int result = confirm(begin, cold);
-        if (result != PASSED)
+        if (result != PASSED) {
             return result;
+        }
     }
     return REG_NOMATCH;
 }
@@ -391,99 +431,112 @@ int TRegexContext<Chr>::machine::confirm(const Chr* begin, const Chr*& cold) {
     for (;;) {
         bool hitend = false;
         const Chr* const end = candidate(begin, limit, &hitend);
-        if (hitend && !cold)
+        if (hitend && !cold) {
             cold = begin;
-        if (!end)
+        }
+        if (!end) {
             return PASSED;
+        }
         dissector.clear();
         const int result = dissector.cdissect(g.tree, begin, end);
-        if (result == REG_OKAY)
+        if (result == REG_OKAY) {
             work[0] =
                 regmatch_t{static_cast<int>(begin - env.start), static_cast<int>(end - env.start)};
-        if (result != REG_NOMATCH)
+        }
+        if (result != REG_NOMATCH) {
             return result;
-        if (end == (shorter ? env.stop : begin))
+        }
+        if (end == (shorter ? env.stop : begin)) {
             return REG_NOMATCH; // with no candidate left here, the whole search gives up
-        if (!shorter && !expect && end - begin == g.tree->cnfa.minlen)
+        }
+        if (!shorter && !expect && end - begin == g.tree->cnfa.minlen) {
             return PASSED;
+        }
         limit = shorter ? end + 1 : end - 1;
     }
 }
 
 template <class Chr>
-TRegexContext<Chr>::TRegexContext(const regex_t* re) : re_(re) {}
+TRegexContext<Chr>::TRegexContext(const regex_t* re) : __re(re) {}
 
 template <class Chr>
 TRegexContext<Chr>::~TRegexContext() = default;
 
 template <class Chr>
 void TRegexContext<Chr>::settext(const Chr* text, std::size_t length) {
-    text_ = text;
-    length_ = length;
-    if (machine_)
-        machine_->env.stop = nullptr; // the notes go at the next search
+    __text = text;
+    __length = length;
+    if (__machine) {
+        __machine->env.stop = nullptr; // the notes go at the next search
+    }
 }
 
 template <class Chr>
 int TRegexContext<Chr>::check(std::size_t from, const rm_detail_t* details) const {
     constexpr std::size_t MOSTLENGTH = std::numeric_limits<int>::max();
-    if (!re_ || !text_ || re_->re_magic != REMAGIC)
+    if (!__re || !__text || __re->re_magic != REMAGIC) {
         return REG_INVARG;
-    if (re_->re_csize != chrtraits<Chr>::CSIZE)
+    }
+    if (__re->re_csize != chrtraits<Chr>::CSIZE) {
         return REG_MIXED;
-    const auto* const g = static_cast<const typename machine::compiled_form*>(re_->re_guts);
-    if (((g->cflags & REG_EXPECT) && !details) || length_ > MOSTLENGTH || from > length_)
+    }
+    const auto* const g = static_cast<const typename machine::compiled_form*>(__re->re_guts);
+    if (((g->cflags & REG_EXPECT) && !details) || __length > MOSTLENGTH || from > __length) {
         return REG_INVARG;
+    }
     return (g->info & REG_UIMPOSSIBLE) ? REG_NOMATCH : REG_OKAY;
 }
 
 template <class Chr>
 int TRegexContext<Chr>::exec(std::size_t from, std::size_t nmatch, regmatch_t pmatch[], int eflags,
                              rm_detail_t* details) {
-    if (const int result = check(from, details); result != REG_OKAY)
+    if (const int result = check(from, details); result != REG_OKAY) {
         return result;
+    }
     try {
-        if (!machine_)
-            machine_ = std::make_unique<machine>(
-                *static_cast<const typename machine::compiled_form*>(re_->re_guts));
-        machine_->env.fastroads = fastroads_;
-        machine_->settext(text_ + from, text_ + length_, eflags);
-        return machine_->run(nmatch, pmatch, details);
+        if (!__machine) {
+            __machine = std::make_unique<machine>(
+                *static_cast<const typename machine::compiled_form*>(__re->re_guts));
+        }
+        __machine->env.fastroads = __fastroads;
+        __machine->settext(__text + from, __text + __length, eflags);
+        return __machine->run(nmatch, pmatch, details);
     } catch (const std::bad_alloc&) {
         // Whatever was half built goes; the next search starts afresh.
-        looked_ = looked();
-        machine_.reset();
+        __looked = looked();
+        __machine.reset();
         return REG_ESPACE;
     }
 }
 
 template <class Chr>
 bool TRegexContext<Chr>::inbulk() const {
-    return machine_ && fastroads_ && machine_->takesruns && machine_->runs.ready() &&
-           machine_->env.stop == text_ + length_;
+    return __machine && __fastroads && __machine->takesruns && __machine->runs.ready() &&
+           __machine->env.stop == __text + __length;
 }
 
 template <class Chr>
 std::size_t TRegexContext<Chr>::spans(std::size_t from, regmatch_t found[], std::size_t most) {
-    const Chr* const stop = text_ + length_;
-    const Chr* end = text_ + from;
+    const Chr* const stop = __text + __length;
+    const Chr* end = __text + from;
     for (std::size_t i = 0; i < most; ++i) {
-        const Chr* const begin = machine_->runs.find(end, stop, end, machine_->env.looked);
-        if (!begin)
+        const Chr* const begin = __machine->runs.find(end, stop, end, __machine->env.looked);
+        if (!begin) {
             return i;
-        found[i] = regmatch_t{static_cast<int>(begin - text_), static_cast<int>(end - text_)};
+        }
+        found[i] = regmatch_t{static_cast<int>(begin - __text), static_cast<int>(end - __text)};
     }
     return most;
 }
 
 template <class Chr>
 std::uint64_t TRegexContext<Chr>::looked() const {
-    return looked_ + (machine_ ? machine_->env.looked : 0);
+    return __looked + (__machine ? __machine->env.looked : 0);
 }
 
 template <class Chr>
 void TRegexContext<Chr>::setfastroads(bool on) {
-    fastroads_ = on;
+    __fastroads = on;
 }
 
 template class TRegexContext<char>;

@@ -65,12 +65,12 @@ private:
 
     int check(std::size_t from, const rm_detail_t* details) const;
 
-    const regex_t* re_;
-    const Chr* text_ = nullptr;
-    std::size_t length_ = 0;
-    bool fastroads_ = true;
-    std::uint64_t looked_ = 0; // by machines given up
-    std::unique_ptr<machine> machine_;
+    const regex_t* __re;
+    const Chr* __text = nullptr;
+    std::size_t __length = 0;
+    bool __fastroads = true;
+    std::uint64_t __looked = 0; // by machines given up
+    std::unique_ptr<machine> __machine;
 };
 
 extern template class TRegexContext<char>;

@@ -16,8 +16,9 @@ template <class chr>
 guts<chr>* newguts() {
     arena mem;
     void* place = mem.alloc(sizeof(guts<chr>));
-    if (place == nullptr)
+    if (place == nullptr) {
         return nullptr;
+    }
     auto* g = new (place) guts<chr>{};
     g->mem = std::move(mem);
     return g;
@@ -25,14 +26,16 @@ guts<chr>* newguts() {
 
 template <class chr>
 void rfree(regex_t* re) {
-    if (re == nullptr || re->re_magic != REMAGIC)
+    if (re == nullptr || re->re_magic != REMAGIC) {
         return;
+    }
     auto* g = static_cast<guts<chr>*>(re->re_guts);
     re->re_magic = 0;
     re->re_guts = nullptr;
     re->re_fns = nullptr;
-    if (g == nullptr)
+    if (g == nullptr) {
         return;
+    }
     g->magic = 0;
     const arena last = std::move(g->mem); // holds the record too
     g->~guts();
@@ -55,8 +58,9 @@ int execute(regex_t* re, const chr* string, std::size_t len, rm_detail_t* detail
 
 /// Releases a handle through its own engine.
 void freehandle(regex_t* re) {
-    if (re != nullptr)
+    if (re != nullptr) {
         re->re_fns->rfree(re);
+    }
 }
 
 } // namespace

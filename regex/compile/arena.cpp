@@ -27,11 +27,13 @@ constexpr std::size_t HEAD = roundup(sizeof(void*) + sizeof(std::size_t));
 
 /// Memory of `bytes`; of huge pages, where the system has them, if that fills one.
 void* freshblock(std::size_t bytes) {
-    if (bytes < HUGEPAGE)
+    if (bytes < HUGEPAGE) {
         return std::malloc(bytes);
+    }
     void* block = std::aligned_alloc(HUGEPAGE, (bytes + HUGEPAGE - 1) / HUGEPAGE * HUGEPAGE);
-    if (block != nullptr)
+    if (block != nullptr) {
         madvise(block, bytes, MADV_HUGEPAGE); // a hint: without them the block is as good
+    }
     return block;
 }
 
@@ -47,17 +49,21 @@ arena::~arena() {
 
 void arena::rewind() {
     block* largest = __blocks;
-    for (block* b = __blocks; b != nullptr; b = b->next)
-        if (b->size > largest->size)
+    for (block* b = __blocks; b != nullptr; b = b->next) {
+        if (b->size > largest->size) {
             largest = b;
+        }
+    }
     while (__blocks != nullptr) {
         block* dead = __blocks;
         __blocks = dead->next;
-        if (dead != largest)
+        if (dead != largest) {
             std::free(dead);
+        }
     }
-    if (largest == nullptr)
+    if (largest == nullptr) {
         return;
+    }
     largest->next = nullptr;
     __blocks = largest;
     __at = reinterpret_cast<char*>(largest) + HEAD;
@@ -65,14 +71,16 @@ void arena::rewind() {
 }
 
 void* arena::alloc(std::size_t bytes) {
-    if (bytes > std::numeric_limits<std::size_t>::max() / 2)
+    if (bytes > std::numeric_limits<std::size_t>::max() / 2) {
         return nullptr;
+    }
     bytes = roundup(std::max(bytes, std::size_t{1}));
     if (bytes > static_cast<std::size_t>(__end - __at)) {
         const std::size_t size = std::max(bytes, __nextblock - HEAD);
         block* fresh = static_cast<block*>(freshblock(HEAD + size));
-        if (fresh == nullptr)
+        if (fresh == nullptr) {
             return nullptr;
+        }
         __nextblock = std::min(__nextblock * 2, LASTBLOCK);
         static_assert(sizeof(block) <= HEAD);
         fresh->next = __blocks;
@@ -81,8 +89,9 @@ void* arena::alloc(std::size_t bytes) {
         char* storage = reinterpret_cast<char*>(fresh) + HEAD;
         const std::size_t left = size - bytes;
         // A block made for one large piece must not displace one with more room left.
-        if (left < static_cast<std::size_t>(__end - __at))
+        if (left < static_cast<std::size_t>(__end - __at)) {
             return storage;
+        }
         __at = storage + bytes;
         __end = storage + size;
         return storage;

@@ -46,11 +46,13 @@ public:
     template <class T>
     T* array(std::size_t n) {
         static_assert(std::is_trivially_destructible_v<T> && std::is_trivially_copyable_v<T>);
-        if (n > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T))
+        if (n > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T)) {
             return nullptr;
+        }
         void* p = alloc(n * sizeof(T));
-        if (p != nullptr)
+        if (p != nullptr) {
             std::memset(p, 0, n * sizeof(T));
+        }
         return static_cast<T*>(p);
     }
 
@@ -59,8 +61,9 @@ public:
     template <class T>
     T* regrow(const T* old, std::size_t n, std::size_t grown) {
         T* p = array<T>(grown);
-        if (p != nullptr && n > 0)
+        if (p != nullptr && n > 0) {
             std::memcpy(p, old, n * sizeof(T));
+        }
         return p;
     }
 

@@ -11,12 +11,15 @@ namespace {
 
 template <class chr>
 void dovec(vars<chr>* v, const cvec<chr>* cv, state* lp, state* rp) {
-    if (!cv)
+    if (!cv) {
         return;
-    for (std::size_t i = 0; i < cv->nchrs; ++i)
+    }
+    for (std::size_t i = 0; i < cv->nchrs; ++i) {
         newarc(v->nfa, PLAIN, subcolor(v->cm, cv->chrs[i]), lp, rp);
-    for (std::size_t i = 0; i < cv->nranges; ++i)
+    }
+    for (std::size_t i = 0; i < cv->nranges; ++i) {
         subrange(v, cv->ranges[i].first, cv->ranges[i].last, lp, rp);
+    }
 }
 
 /// The name between [. and .] or the like, whose opening is the present token. Reads past its end.
@@ -31,8 +34,9 @@ std::basic_string_view<chr> scanplain(vars<chr>* v) {
         next(v);
     }
     next(v);
-    if (iserr(v))
+    if (iserr(v)) {
         return {};
+    }
     return {start, static_cast<std::size_t>(end - start)};
 }
 
@@ -40,32 +44,37 @@ std::basic_string_view<chr> scanplain(vars<chr>* v) {
 template <class chr>
 chr scanelement(vars<chr>* v) {
     const std::basic_string_view<chr> name = scanplain(v);
-    if (name.empty())
+    if (name.empty()) {
         seterr(v, REG_ECOLLATE);
+    }
     return !iserr(v) ? element(v, name.data(), name.data() + name.size()) : chr();
 }
 
 template <class chr>
 void classmember(vars<chr>* v, state* lp, state* rp) {
     const std::basic_string_view<chr> name = scanplain(v);
-    if (name.empty())
+    if (name.empty()) {
         seterr(v, REG_ECTYPE);
-    if (!iserr(v))
+    }
+    if (!iserr(v)) {
         dovec(v, cclass(v, name.data(), name.data() + name.size(), ignorescase(v)), lp, rp);
+    }
 }
 
 template <class chr>
 void equivalents(vars<chr>* v, state* lp, state* rp) {
     const chr c = scanelement(v);
-    if (!iserr(v))
+    if (!iserr(v)) {
         dovec(v, eclass(v, c, ignorescase(v)), lp, rp);
+    }
 }
 
 /// The end of a range, behind its dash.
 template <class chr>
 chr rangeend(vars<chr>* v) {
-    if (v->nexttype == COLLEL)
+    if (v->nexttype == COLLEL) {
         return scanelement(v);
+    }
     if (v->nexttype != PLAIN && v->nexttype != RANGE) {
         seterr(v, REG_ERANGE);
         return chr();
@@ -83,10 +92,12 @@ void rangemember(vars<chr>* v, chr start, state* lp, state* rp) {
         next(v);
         end = rangeend(v);
     }
-    if (iserr(v))
+    if (iserr(v)) {
         return;
-    if (start != end)
+    }
+    if (start != end) {
         note(v, REG_UUNPORT);
+    }
     dovec(v, range(v, start, end, ignorescase(v)), lp, rp);
 }
 
@@ -100,16 +111,18 @@ void brackpart(vars<chr>* v, state* lp, state* rp) {
     case PLAIN: {
         const auto c = static_cast<chr>(v->nextvalue);
         next(v);
-        if (v->nexttype == RANGE)
+        if (v->nexttype == RANGE) {
             rangemember(v, c, lp, rp);
-        else
+        } else {
             onechr(v, c, lp, rp);
+        }
         break;
     }
     case COLLEL: {
         const chr c = scanelement(v);
-        if (!iserr(v))
+        if (!iserr(v)) {
             rangemember(v, c, lp, rp);
+        }
         break;
     }
     case ECLASS:
@@ -127,19 +140,22 @@ void brackpart(vars<chr>* v, state* lp, state* rp) {
 
 template <class chr>
 void onechr(vars<chr>* v, chr c, state* lp, state* rp) {
-    if (iserr(v))
+    if (iserr(v)) {
         return;
-    if (ignorescase(v))
+    }
+    if (ignorescase(v)) {
         dovec(v, allcases(v, c), lp, rp);
-    else
+    } else {
         newarc(v->nfa, PLAIN, subcolor(v->cm, c), lp, rp);
+    }
 }
 
 template <class chr>
 void bracket(vars<chr>* v, state* lp, state* rp) {
     next(v);
-    while (v->nexttype != ']' && v->nexttype != EOS)
+    while (v->nexttype != ']' && v->nexttype != EOS) {
         brackpart(v, lp, rp);
+    }
     okcolors(v->nfa, v->cm);
 }
 
@@ -147,16 +163,20 @@ template <class chr>
 void cbracket(vars<chr>* v, state* lp, state* rp) {
     state* const left = newstate(v->nfa);
     state* const right = newstate(v->nfa);
-    if (iserr(v))
+    if (iserr(v)) {
         return;
+    }
     bracket(v, left, right);
-    if (v->cflags & REG_NLSTOP)
+    if (v->cflags & REG_NLSTOP) {
         newarc(v->nfa, PLAIN, v->nlcolor, left, right);
-    if (iserr(v))
+    }
+    if (iserr(v)) {
         return;
+    }
     colorcomplement(v->nfa, v->cm, PLAIN, left, lp, rp);
-    if (iserr(v))
+    if (iserr(v)) {
         return;
+    }
     dropstate(v->nfa, left);
     freestate(v->nfa, right);
 }
@@ -169,8 +189,9 @@ void wordchrs(vars<chr>* v) {
     }
     state* const left = newstate(v->nfa);
     state* const right = newstate(v->nfa);
-    if (iserr(v))
+    if (iserr(v)) {
         return;
+    }
     lexword(v);
     next(v);
     bracket(v, left, right);

@@ -18,38 +18,38 @@ namespace Quil::IMPL::engine {
 namespace {
 
 // The lists that no category gives. All are ASCII but for the wide cntrl and space.
-constexpr ClassRange asciiRanges[] = {{0, 0x7F}};
-constexpr ClassRange letterRanges[] = {{'A', 'Z'}, {'a', 'z'}};
-constexpr ClassRange lowerRanges[] = {{'a', 'z'}};
-constexpr ClassRange upperRanges[] = {{'A', 'Z'}};
-constexpr ClassRange figureRanges[] = {{'0', '9'}};
-constexpr ClassRange xdigitRanges[] = {{'0', '9'}, {'a', 'f'}, {'A', 'F'}};
-constexpr ClassRange punctRanges[] = {{'!', '/'}, {':', '@'}, {'[', '`'}, {'{', '~'}};
-constexpr ClassRange graphRanges[] = {{'!', '~'}};
-constexpr ClassRange printRanges[] = {{' ', '~'}};
-constexpr std::uint16_t blankSingles[] = {'\t', ' '};
-constexpr std::uint16_t spaceSingles[] = {' '};
-constexpr ClassRange spaceRanges[] = {{'\t', '\r'}};
-constexpr std::uint16_t cntrlSingles[] = {0x7F};
-constexpr ClassRange cntrlRanges[] = {{1, 0x1F}};
-constexpr std::uint16_t wideSpaceSingles[] = {0x20, 0xA0, 0x1680, 0x2028, 0x2029, 0x202F, 0x3000};
-constexpr ClassRange wideSpaceRanges[] = {{9, 0xD}, {0x2000, 0x200B}};
-constexpr ClassRange wideCntrlRanges[] = {{0, 0x1F}, {0x7F, 0x9F}};
+constexpr ClassRange ASCII_RANGES[] = {{0, 0x7F}};
+constexpr ClassRange LETTER_RANGES[] = {{'A', 'Z'}, {'a', 'z'}};
+constexpr ClassRange LOWER_RANGES[] = {{'a', 'z'}};
+constexpr ClassRange UPPER_RANGES[] = {{'A', 'Z'}};
+constexpr ClassRange FIGURE_RANGES[] = {{'0', '9'}};
+constexpr ClassRange XDIGIT_RANGES[] = {{'0', '9'}, {'a', 'f'}, {'A', 'F'}};
+constexpr ClassRange PUNCT_RANGES[] = {{'!', '/'}, {':', '@'}, {'[', '`'}, {'{', '~'}};
+constexpr ClassRange GRAPH_RANGES[] = {{'!', '~'}};
+constexpr ClassRange PRINT_RANGES[] = {{' ', '~'}};
+constexpr std::uint16_t BLANK_SINGLES[] = {'\t', ' '};
+constexpr std::uint16_t SPACE_SINGLES[] = {' '};
+constexpr ClassRange SPACE_RANGES[] = {{'\t', '\r'}};
+constexpr std::uint16_t CNTRL_SINGLES[] = {0x7F};
+constexpr ClassRange CNTRL_RANGES[] = {{1, 0x1F}};
+constexpr std::uint16_t WIDE_SPACE_SINGLES[] = {0x20, 0xA0, 0x1680, 0x2028, 0x2029, 0x202F, 0x3000};
+constexpr ClassRange WIDE_SPACE_RANGES[] = {{9, 0xD}, {0x2000, 0x200B}};
+constexpr ClassRange WIDE_CNTRL_RANGES[] = {{0, 0x1F}, {0x7F, 0x9F}};
 
-constexpr ClassList asciiList = {{}, asciiRanges};
-constexpr ClassList letterList = {{}, letterRanges};
-constexpr ClassList asciiLowerList = {{}, lowerRanges};
-constexpr ClassList asciiUpperList = {{}, upperRanges};
-constexpr ClassList figureList = {{}, figureRanges};
-constexpr ClassList xdigitList = {{}, xdigitRanges};
-constexpr ClassList asciiPunctList = {{}, punctRanges};
-constexpr ClassList asciiGraphList = {{}, graphRanges};
-constexpr ClassList asciiPrintList = {{}, printRanges};
-constexpr ClassList blankList = {blankSingles, {}};
-constexpr ClassList spaceList = {spaceSingles, spaceRanges};
-constexpr ClassList cntrlList = {cntrlSingles, cntrlRanges};
-constexpr ClassList wideSpaceList = {wideSpaceSingles, wideSpaceRanges};
-constexpr ClassList wideCntrlList = {{}, wideCntrlRanges};
+constexpr ClassList ASCII_LIST = {{}, ASCII_RANGES};
+constexpr ClassList LETTER_LIST = {{}, LETTER_RANGES};
+constexpr ClassList ASCII_LOWER_LIST = {{}, LOWER_RANGES};
+constexpr ClassList ASCII_UPPER_LIST = {{}, UPPER_RANGES};
+constexpr ClassList FIGURE_LIST = {{}, FIGURE_RANGES};
+constexpr ClassList XDIGIT_LIST = {{}, XDIGIT_RANGES};
+constexpr ClassList ASCII_PUNCT_LIST = {{}, PUNCT_RANGES};
+constexpr ClassList ASCII_GRAPH_LIST = {{}, GRAPH_RANGES};
+constexpr ClassList ASCII_PRINT_LIST = {{}, PRINT_RANGES};
+constexpr ClassList BLANK_LIST = {BLANK_SINGLES, {}};
+constexpr ClassList SPACE_LIST = {SPACE_SINGLES, SPACE_RANGES};
+constexpr ClassList CNTRL_LIST = {CNTRL_SINGLES, CNTRL_RANGES};
+constexpr ClassList WIDE_SPACE_LIST = {WIDE_SPACE_SINGLES, WIDE_SPACE_RANGES};
+constexpr ClassList WIDE_CNTRL_LIST = {{}, WIDE_CNTRL_RANGES};
 
 /// A class: the union of its lists, or in a locale that has characters of its own those which pass
 /// the test of the C library.
@@ -65,32 +65,32 @@ struct classrow {
 const classrow wideClasses[] = {
     {"alnum", {&alphaList, &digitList}, nullptr},
     {"alpha", {&alphaList}, nullptr},
-    {"ascii", {&asciiList}, nullptr},
-    {"blank", {&blankList}, nullptr},
-    {"cntrl", {&wideCntrlList}, nullptr},
+    {"ascii", {&ASCII_LIST}, nullptr},
+    {"blank", {&BLANK_LIST}, nullptr},
+    {"cntrl", {&WIDE_CNTRL_LIST}, nullptr},
     {"digit", {&digitList}, nullptr},
     {"graph", {&graphList}, nullptr},
     {"lower", {&lowerList}, nullptr},
     {"print", {&alphaList, &digitList}, nullptr},
     {"punct", {&punctList}, nullptr},
-    {"space", {&wideSpaceList}, nullptr},
+    {"space", {&WIDE_SPACE_LIST}, nullptr},
     {"upper", {&upperList}, nullptr},
-    {"xdigit", {&xdigitList}, nullptr},
+    {"xdigit", {&XDIGIT_LIST}, nullptr},
 };
 
 const classrow narrowClasses[] = {
-    {"alnum", {&letterList, &figureList}, std::isalnum},
-    {"alpha", {&letterList}, std::isalpha},
-    {"blank", {&blankList}, nullptr},
-    {"cntrl", {&cntrlList}, std::iscntrl},
-    {"digit", {&figureList}, std::isdigit},
-    {"graph", {&asciiGraphList}, std::isgraph},
-    {"lower", {&asciiLowerList}, std::islower},
-    {"print", {&asciiPrintList}, std::isprint},
-    {"punct", {&asciiPunctList}, std::ispunct},
-    {"space", {&spaceList}, std::isspace},
-    {"upper", {&asciiUpperList}, std::isupper},
-    {"xdigit", {&xdigitList}, std::isxdigit},
+    {"alnum", {&LETTER_LIST, &FIGURE_LIST}, std::isalnum},
+    {"alpha", {&LETTER_LIST}, std::isalpha},
+    {"blank", {&BLANK_LIST}, nullptr},
+    {"cntrl", {&CNTRL_LIST}, std::iscntrl},
+    {"digit", {&FIGURE_LIST}, std::isdigit},
+    {"graph", {&ASCII_GRAPH_LIST}, std::isgraph},
+    {"lower", {&ASCII_LOWER_LIST}, std::islower},
+    {"print", {&ASCII_PRINT_LIST}, std::isprint},
+    {"punct", {&ASCII_PUNCT_LIST}, std::ispunct},
+    {"space", {&SPACE_LIST}, std::isspace},
+    {"upper", {&ASCII_UPPER_LIST}, std::isupper},
+    {"xdigit", {&XDIGIT_LIST}, std::isxdigit},
 };
 
 std::span<const classrow> classtable(wchar_t) {
@@ -106,7 +106,7 @@ struct charname {
 };
 
 // clang-format off
-constexpr charname charnames[] = {
+constexpr charname CHARNAMES[] = {
     {"NUL", 0}, {"SOH", 1}, {"STX", 2}, {"ETX", 3}, {"EOT", 4}, {"ENQ", 5}, {"ACK", 6}, {"BEL", 7},
     {"alert", 7}, {"BS", 8}, {"backspace", 8}, {"HT", 9}, {"tab", 9}, {"LF", 10}, {"newline", 10},
     {"VT", 11}, {"vertical-tab", 11}, {"FF", 12}, {"form-feed", 12}, {"CR", 13},
@@ -138,10 +138,12 @@ bool named(std::string_view name, const chr* start, const chr* end) {
 
 template <class chr>
 void addlist(cvec<chr>& cv, const ClassList& list) {
-    for (const std::uint16_t c : list.singles)
+    for (const std::uint16_t c : list.singles) {
         cv.add(static_cast<chr>(c));
-    for (const ClassRange& r : list.ranges)
+    }
+    for (const ClassRange& r : list.ranges) {
         cv.add(static_cast<chr>(r.first), static_cast<chr>(r.last));
+    }
 }
 
 /// A set of cells of the color map.
@@ -155,11 +157,13 @@ public:
     void eachrun(Found found) const {
         constexpr std::size_t NCHRS = chrtraits<chr>::NCHRS;
         for (std::size_t i = 0; i < NCHRS; ++i) {
-            if (!__cells[i])
+            if (!__cells[i]) {
                 continue;
+            }
             const std::size_t first = i;
-            while (i + 1 < NCHRS && __cells[i + 1])
+            while (i + 1 < NCHRS && __cells[i + 1]) {
                 ++i;
+            }
             found(first, i);
         }
     }
@@ -179,14 +183,16 @@ const cvec<chr>* foldedrange(vars<chr>* v, chr first, chr last) {
         cells.add(traits::tolower(c));
         cells.add(traits::toupper(c));
         cells.add(traits::totitle(c));
-        if (c == last)
+        if (c == last) {
             break;
+        }
     }
     std::size_t runs = 0;
     cells.eachrun([&](std::size_t, std::size_t) { ++runs; });
     cvec<chr>* const cv = getcvec(v, 0, runs);
-    if (!cv)
+    if (!cv) {
         return nullptr;
+    }
     cells.eachrun([&](std::size_t from, std::size_t to) {
         cv->add(static_cast<chr>(from), static_cast<chr>(to));
     });
@@ -204,10 +210,13 @@ template <class chr>
 const cvec<chr>* tested(vars<chr>* v, int (*test)(int)) {
     constexpr int CHARACTERS = 256;
     cvec<chr>* const cv = getcvec(v, CHARACTERS, 0);
-    if (cv)
-        for (int i = 0; i < CHARACTERS; ++i)
-            if (test(i))
+    if (cv) {
+        for (int i = 0; i < CHARACTERS; ++i) {
+            if (test(i)) {
                 cv->add(static_cast<chr>(i));
+            }
+        }
+    }
     return cv;
 }
 
@@ -246,8 +255,9 @@ const cvec<chr>* cclass(vars<chr>* v, const chr* start, const chr* end, bool cas
         seterr(v, REG_ECTYPE);
         return nullptr;
     }
-    if (row->test && haslocale())
+    if (row->test && haslocale()) {
         return tested<chr>(v, row->test);
+    }
     const std::span<const ClassList* const> lists = row->lists();
     std::size_t singles = 0, ranges = 0;
     for (const ClassList* list : lists) {
@@ -255,9 +265,11 @@ const cvec<chr>* cclass(vars<chr>* v, const chr* start, const chr* end, bool cas
         ranges += list->ranges.size();
     }
     cvec<chr>* const cv = getcvec(v, singles, ranges);
-    if (cv)
-        for (const ClassList* list : lists)
+    if (cv) {
+        for (const ClassList* list : lists) {
             addlist(*cv, *list);
+        }
+    }
     return cv;
 }
 
@@ -265,14 +277,17 @@ template <class chr>
 const cvec<chr>* eclass(vars<chr>* v, chr c, bool cases) {
     constexpr std::size_t FAKEMEMBERS = 4;
     const bool faked = (v->cflags & REG_FAKE) && c == 'x';
-    if (cases && !faked)
+    if (cases && !faked) {
         return allcases(v, c);
+    }
     cvec<chr>* const cv = getcvec(v, FAKEMEMBERS, 0);
-    if (!cv)
+    if (!cv) {
         return nullptr;
+    }
     cv->add(c);
-    if (faked)
+    if (faked) {
         cv->add('y');
+    }
     if (faked && cases) {
         cv->add('X');
         cv->add('Y');
@@ -288,11 +303,13 @@ const cvec<chr>* range(vars<chr>* v, chr first, chr last, bool cases) {
     }
     // A range as long as the map is the whole map, whatever the case of its members.
     const bool whole = std::int64_t{last} - first >= std::int64_t{chrtraits<chr>::NCHRS} - 1;
-    if (cases && !whole)
+    if (cases && !whole) {
         return foldedrange(v, first, last);
+    }
     cvec<chr>* const cv = getcvec(v, 0, 1);
-    if (cv)
+    if (cv) {
         cv->add(first, last);
+    }
     return cv;
 }
 
@@ -300,27 +317,33 @@ template <class chr>
 const cvec<chr>* allcases(vars<chr>* v, chr c) {
     constexpr std::size_t CASES = 3;
     cvec<chr>* const cv = getcvec(v, CASES, 0);
-    if (!cv)
+    if (!cv) {
         return nullptr;
+    }
     const chr lower = chrtraits<chr>::tolower(c);
     const chr upper = chrtraits<chr>::toupper(c);
     const chr title = chrtraits<chr>::totitle(c);
-    if (title != upper)
+    if (title != upper) {
         cv->add(title);
+    }
     cv->add(lower);
-    if (upper != lower)
+    if (upper != lower) {
         cv->add(upper);
+    }
     return cv;
 }
 
 template <class chr>
 chr element(vars<chr>* v, const chr* start, const chr* end) {
-    if (end - start == 1)
+    if (end - start == 1) {
         return *start;
+    }
     note(v, REG_ULOCALE);
-    for (const charname& row : charnames)
-        if (named(row.name, start, end))
+    for (const charname& row : CHARNAMES) {
+        if (named(row.name, start, end)) {
             return static_cast<chr>(row.code);
+        }
+    }
     seterr(v, REG_ECOLLATE);
     return 0;
 }
@@ -332,9 +355,11 @@ int cmp(const chr* a, const chr* b, std::size_t length) {
 
 template <class chr>
 int casecmp(const chr* a, const chr* b, std::size_t length) {
-    for (std::size_t i = 0; i < length; ++i)
-        if (a[i] != b[i] && chrtraits<chr>::tolower(a[i]) != chrtraits<chr>::tolower(b[i]))
+    for (std::size_t i = 0; i < length; ++i) {
+        if (a[i] != b[i] && chrtraits<chr>::tolower(a[i]) != chrtraits<chr>::tolower(b[i])) {
             return 1;
+        }
+    }
     return 0;
 }
 

@@ -31,8 +31,9 @@ colorblock* newblock(colormap* cm) {
         return b;
     }
     b = cm->v->mem.array<colorblock>(1);
-    if (b == nullptr)
+    if (b == nullptr) {
         seterr(cm->v, REG_ESPACE);
+    }
     return b;
 }
 
@@ -49,11 +50,13 @@ void movecount(colormap* cm, color from, color to, std::size_t n) {
 
 /// Makes sure that a block may be written to: a solid one is left to the others that share it.
 bool ownblock(colormap* cm, colorblock*& slot) {
-    if (!issolid(cm, slot))
+    if (!issolid(cm, slot)) {
         return true;
+    }
     colorblock* copy = newblock(cm);
-    if (copy == nullptr)
+    if (copy == nullptr) {
         return false;
+    }
     *copy = *slot;
     slot = copy;
     return true;
@@ -64,8 +67,9 @@ colorblock* solidblock(colormap* cm, color co) {
     colordesc& d = desc(cm, co);
     if (d.block == nullptr) {
         d.block = newblock(cm);
-        if (d.block != nullptr)
+        if (d.block != nullptr) {
             std::fill_n(d.block->cells, BYTTAB, co);
+        }
     }
     return d.block;
 }
@@ -73,8 +77,8 @@ colorblock* solidblock(colormap* cm, color co) {
 /// Keeps in mind that cells may hold open subcolors.
 bool touch(colormap* cm, std::size_t first, std::size_t last) {
     if (cm->ntouched == cm->touchedroom) {
-        constexpr std::size_t firstroom = 64;
-        const std::size_t room = std::max(firstroom, cm->touchedroom * 2);
+        constexpr std::size_t FIRSTROOM = 64;
+        const std::size_t room = std::max(FIRSTROOM, cm->touchedroom * 2);
         cellrange* grown = cm->v->mem.regrow(cm->touched, cm->touchedroom, room);
         if (grown == nullptr) {
             seterr(cm->v, REG_ESPACE);
@@ -110,16 +114,19 @@ color settled(colormap* cm, color co) {
 /// Writes returned characters' colors into the touched cells of one block.
 void settlecells(colormap* cm, colorblock*& slot, std::size_t first, std::size_t last) {
     if (!issolid(cm, slot)) {
-        for (std::size_t i = first; i <= last; i++)
+        for (std::size_t i = first; i <= last; i++) {
             slot->cells[i] = settled(cm, slot->cells[i]);
+        }
         return;
     }
     const color co = slot->cells[0];
-    if (settled(cm, co) == co)
+    if (settled(cm, co) == co) {
         return;
+    }
     colorblock* solid = solidblock(cm, settled(cm, co));
-    if (solid != nullptr)
+    if (solid != nullptr) {
         slot = solid;
+    }
 }
 
 /// Ends the return of characters: their cells, then the subcolors.
@@ -143,24 +150,29 @@ void settlereturned(colormap* cm) {
 void splitruns(varsbase* v, colorblock*& slot, std::size_t first, std::size_t last, state* lp,
                state* rp) {
     // Cells in a row are much cheaper than arcs, but a class in each of thousands of atoms adds up.
-    constexpr std::size_t cellsperarc = 64;
-    v->work += static_cast<long>((last - first) / cellsperarc);
-    if (v->work > REG_MAXWORK)
+    constexpr std::size_t CELLSPERARC = 64;
+    v->work += static_cast<long>((last - first) / CELLSPERARC);
+    if (v->work > REG_MAXWORK) {
         seterr(v, REG_ESPACE);
+    }
     colormap* cm = v->cm;
     for (std::size_t i = first; i <= last;) {
         const color co = slot->cells[i];
         const color sco = newsub(cm, co);
-        if (iserr(v))
+        if (iserr(v)) {
             return;
+        }
         newarc(v->nfa, PLAIN, sco, lp, rp);
         const std::size_t start = i;
-        while (i <= last && slot->cells[i] == co)
+        while (i <= last && slot->cells[i] == co) {
             ++i;
-        if (sco == co)
+        }
+        if (sco == co) {
             continue; // there already
-        if (!ownblock(cm, slot))
+        }
+        if (!ownblock(cm, slot)) {
             return;
+        }
         std::fill(slot->cells + start, slot->cells + i, sco);
         movecount(cm, co, sco, i - start);
     }
@@ -176,11 +188,13 @@ void subblock(varsbase* v, std::size_t start, state* lp, state* rp) {
     }
     const color co = slot->cells[0];
     const color sco = newsub(cm, co);
-    if (iserr(v))
+    if (iserr(v)) {
         return;
+    }
     colorblock* solid = solidblock(cm, sco);
-    if (solid == nullptr)
+    if (solid == nullptr) {
         return;
+    }
     slot = solid;
     newarc(v->nfa, PLAIN, sco, lp, rp);
     movecount(cm, co, sco, BYTTAB);
@@ -222,15 +236,17 @@ void initcm(varsbase* v, colormap* cm, std::size_t nchrs) {
 }
 
 void settlecolors(colormap* cm, arena* mem) {
-    if (iserr(cm->v))
+    if (iserr(cm->v)) {
         return;
+    }
     auto* table = static_cast<color*>(mem->alloc(cm->nblocks * sizeof cm->tree[0]->cells));
     if (table == nullptr) {
         seterr(cm->v, REG_ESPACE);
         return;
     }
-    for (std::size_t i = 0; i < cm->nblocks; i++)
+    for (std::size_t i = 0; i < cm->nblocks; i++) {
         std::memcpy(table + i * BYTTAB, cm->tree[i]->cells, sizeof cm->tree[i]->cells);
+    }
     cm->table = table;
     // What is left lies in the compile's arena.
     cm->nblocks = 0;
@@ -244,64 +260,76 @@ color treecolor(const colormap* cm, std::size_t index) {
 }
 
 color newcolor(colormap* cm) {
-    if (iserr(cm->v))
+    if (iserr(cm->v)) {
         return COLORLESS;
+    }
     color co = cm->free;
-    if (co != 0)
+    if (co != 0) {
         cm->free = desc(cm, co).sub;
-    else
+    } else {
         co = nextcolor(cm);
-    if (co == COLORLESS)
+    }
+    if (co == COLORLESS) {
         return COLORLESS;
+    }
     desc(cm, co) = colordesc{
         .nchrs = 0, .sub = NOSUB, .opennext = NOSUB, .arcs = nullptr, .flags = 0, .block = nullptr};
     return co;
 }
 
 void freecolor(colormap* cm, color co) {
-    if (co == WHITE)
+    if (co == WHITE) {
         return;
+    }
     colordesc& d = desc(cm, co);
     d.flags = FREECOL;
-    if (d.block != nullptr)
+    if (d.block != nullptr) {
         freeblock(cm, d.block);
+    }
     d.block = nullptr;
     if (static_cast<std::size_t>(co) != cm->max) {
         d.sub = cm->free;
         cm->free = co;
         return;
     }
-    while (cm->max > 0 && cm->cd[cm->max].unused())
+    while (cm->max > 0 && cm->cd[cm->max].unused()) {
         cm->max--;
+    }
     // Colors above the new maximum are no longer free ones but none at all.
     color* link = &cm->free;
     while (*link != 0) {
-        if (static_cast<std::size_t>(*link) > cm->max)
+        if (static_cast<std::size_t>(*link) > cm->max) {
             *link = desc(cm, *link).sub;
-        else
+        } else {
             link = &desc(cm, *link).sub;
+        }
     }
 }
 
 color pseudocolor(colormap* cm) {
     const color co = newcolor(cm);
-    if (co == COLORLESS)
+    if (co == COLORLESS) {
         return COLORLESS;
+    }
     desc(cm, co).nchrs = 1;
     desc(cm, co).flags = PSEUDO;
     return co;
 }
 
 color newsub(colormap* cm, color co) {
-    if (iserr(cm->v))
+    if (iserr(cm->v)) {
         return COLORLESS;
-    if (desc(cm, co).sub != NOSUB)
+    }
+    if (desc(cm, co).sub != NOSUB) {
         return desc(cm, co).sub;
-    if (desc(cm, co).nchrs == 1)
+    }
+    if (desc(cm, co).nchrs == 1) {
         return co;
+    }
     const color sco = newcolor(cm);
-    if (sco == COLORLESS)
+    if (sco == COLORLESS) {
         return COLORLESS;
+    }
     desc(cm, co).sub = sco;
     desc(cm, sco).sub = sco;
     desc(cm, co).opennext = cm->open;
@@ -310,15 +338,18 @@ color newsub(colormap* cm, color co) {
 }
 
 color subcolorat(colormap* cm, std::size_t index) {
-    if (iserr(cm->v))
+    if (iserr(cm->v)) {
         return COLORLESS;
+    }
     const color co = treecolor(cm, index);
     const color sco = newsub(cm, co);
-    if (sco == COLORLESS || sco == co)
+    if (sco == COLORLESS || sco == co) {
         return sco;
+    }
     colorblock*& slot = cm->tree[index >> BYTBITS];
-    if (!ownblock(cm, slot))
+    if (!ownblock(cm, slot)) {
         return COLORLESS;
+    }
     slot->cells[index & BYTMASK] = sco;
     movecount(cm, co, sco, 1);
     return touch(cm, index, index) ? sco : COLORLESS;
@@ -326,14 +357,16 @@ color subcolorat(colormap* cm, std::size_t index) {
 
 void subrangeat(varsbase* v, std::size_t from, std::size_t to, state* lp, state* rp) {
     colormap* cm = v->cm;
-    if (iserr(v) || !touch(cm, from, to))
+    if (iserr(v) || !touch(cm, from, to)) {
         return;
+    }
     while (from <= to && !iserr(v)) {
         const std::size_t last = std::min(to, from | BYTMASK); // of this block
-        if (last - from == BYTMASK)
+        if (last - from == BYTMASK) {
             subblock(v, from, lp, rp);
-        else
+        } else {
             splitruns(v, cm->tree[from >> BYTBITS], from & BYTMASK, last & BYTMASK, lp, rp);
+        }
         from = last + 1;
     }
 }
@@ -348,12 +381,14 @@ void okcolors(nfa* n, colormap* cm) {
         if (desc(cm, co).nchrs == 0) {
             takeback(n, cm, co, sco);
         } else {
-            for (const arc* a = desc(cm, co).arcs; a != nullptr; a = a->colorchain)
+            for (const arc* a = desc(cm, co).arcs; a != nullptr; a = a->colorchain) {
                 newarc(n, a->type, sco, a->from, a->to);
+            }
         }
     }
-    if (cm->returned != NOSUB)
+    if (cm->returned != NOSUB) {
         settlereturned(cm);
+    }
     cm->ntouched = 0;
 }
 
@@ -361,18 +396,21 @@ void colorchain(colormap* cm, arc* a) {
     arc*& head = cm->cd[a->co].arcs;
     a->colorprev = nullptr;
     a->colorchain = head;
-    if (head != nullptr)
+    if (head != nullptr) {
         head->colorprev = a;
+    }
     head = a;
 }
 
 void uncolorchain(colormap* cm, arc* a) {
-    if (a->colorprev != nullptr)
+    if (a->colorprev != nullptr) {
         a->colorprev->colorchain = a->colorchain;
-    else
+    } else {
         cm->cd[a->co].arcs = a->colorchain;
-    if (a->colorchain != nullptr)
+    }
+    if (a->colorchain != nullptr) {
         a->colorchain->colorprev = a->colorprev;
+    }
     a->colorchain = nullptr;
     a->colorprev = nullptr;
 }
@@ -382,23 +420,31 @@ void rainbow(nfa* n, colormap* cm, int type, color but, state* from, state* to) 
         const colordesc& d = cm->cd[i];
         const color co = static_cast<color>(i);
         const bool openparent = d.sub != NOSUB && d.sub != co;
-        if (!d.unused() && !openparent && co != but && (d.flags & PSEUDO) == 0)
+        if (!d.unused() && !openparent && co != but && (d.flags & PSEUDO) == 0) {
             newarc(n, type, co, from, to);
+        }
     }
 }
 
 void colorcomplement(nfa* n, colormap* cm, int type, state* of, state* from, state* to) {
-    if (iserr(cm->v))
+    if (iserr(cm->v)) {
         return;
-    for (const arc* a = of->outs; a != nullptr; a = a->outchain)
-        if (a->type == PLAIN)
+    }
+    for (const arc* a = of->outs; a != nullptr; a = a->outchain) {
+        if (a->type == PLAIN) {
             cm->cd[a->co].flags |= MARKED;
-    for (std::size_t i = 0; i <= cm->max; i++)
-        if ((cm->cd[i].flags & (FREECOL | PSEUDO | MARKED)) == 0)
+        }
+    }
+    for (std::size_t i = 0; i <= cm->max; i++) {
+        if ((cm->cd[i].flags & (FREECOL | PSEUDO | MARKED)) == 0) {
             newarc(n, type, static_cast<int>(i), from, to);
-    for (const arc* a = of->outs; a != nullptr; a = a->outchain)
-        if (a->type == PLAIN)
+        }
+    }
+    for (const arc* a = of->outs; a != nullptr; a = a->outchain) {
+        if (a->type == PLAIN) {
             cm->cd[a->co].flags &= ~MARKED;
+        }
+    }
 }
 
 } // namespace Quil::IMPL::engine

@@ -19,25 +19,29 @@ int shortestpath(const nfa* n) {
     while (found != nullptr && n->post->tmp == nullptr) {
         // A lookahead consumes nothing: what it leads to lies at the same distance.
         state* last = found;
-        while (last->work != nullptr)
+        while (last->work != nullptr) {
             last = last->work;
-        for (const state* s = found; s != nullptr; s = s->work)
-            for (const arc* a = s->outs; a != nullptr; a = a->outchain)
+        }
+        for (const state* s = found; s != nullptr; s = s->work) {
+            for (const arc* a = s->outs; a != nullptr; a = a->outchain) {
                 if (a->type == LACON && a->to->tmp == nullptr) {
                     a->to->tmp = a->to;
                     a->to->work = nullptr;
                     last->work = a->to;
                     last = a->to;
                 }
+            }
+        }
         state* farther = nullptr;
         for (const state *s = found, *next = nullptr; s != nullptr; s = next) {
             next = s->work;
-            for (const arc* a = s->outs; a != nullptr; a = a->outchain)
+            for (const arc* a = s->outs; a != nullptr; a = a->outchain) {
                 if (a->to->tmp == nullptr) {
                     a->to->tmp = a->to;
                     a->to->work = farther;
                     farther = a->to;
                 }
+            }
         }
         found = farther;
         distance++;
@@ -49,11 +53,13 @@ int shortestpath(const nfa* n) {
 /// topological order, which leaves some over if there is a loop.
 int longestpath(const nfa* n, int* distance, int* pending) {
     int left = 0;
-    for (const state* s = n->states; s != nullptr; s = s->next, left++)
+    for (const state* s = n->states; s != nullptr; s = s->next, left++) {
         pending[s->no] = s->nins;
+    }
     state* todo = n->pre;
-    if (pending[n->pre->no] > 0)
+    if (pending[n->pre->no] > 0) {
         return UNBOUNDED;
+    }
     n->pre->work = nullptr;
     while (todo != nullptr) {
         const state* s = todo;
@@ -76,11 +82,13 @@ void measure(nfa* n, cnfa* out) {
     constexpr int FRAME = 2;
     out->minlen = 0;
     out->maxlen = UNBOUNDED;
-    if (n->pre->outs == nullptr)
+    if (n->pre->outs == nullptr) {
         return;
+    }
     out->minlen = shortestpath(n) - FRAME;
-    for (state* s = n->states; s != nullptr; s = s->next)
+    for (state* s = n->states; s != nullptr; s = s->next) {
         s->tmp = nullptr;
+    }
     const std::size_t nstates = static_cast<std::size_t>(out->nstates);
     int* scratch = n->mem.array<int>(nstates * 2);
     if (scratch == nullptr) {
@@ -116,12 +124,14 @@ carc* writerun(const nfa* n, const state* s, cnfa* out, carc* at) {
 } // namespace
 
 void makesearch(varsbase* v, nfa* n) {
-    if (iserr(v) || n->pre->outs == nullptr)
+    if (iserr(v) || n->pre->outs == nullptr) {
         return;
+    }
     auto anchor = [n](const arc* a) { return a->co == n->bos[0] || a->co == n->bos[1]; };
     const arc* a = n->pre->outs;
-    while (a != nullptr && anchor(a))
+    while (a != nullptr && anchor(a)) {
         a = a->outchain;
+    }
     if (a != nullptr) {
         rainbow(n, n->cm, PLAIN, COLORLESS, n->pre, n->pre);
         newarc(n, PLAIN, n->bos[0], n->pre, n->pre);
@@ -133,30 +143,36 @@ void makesearch(varsbase* v, nfa* n) {
     state* list = nullptr;
     for (a = n->pre->outs; a != nullptr; a = a->outchain) {
         state* s = a->to;
-        if (s->tmp != nullptr)
+        if (s->tmp != nullptr) {
             continue;
+        }
         s->tmp = s;
         const arc* other = s->ins;
-        while (other != nullptr && other->from == n->pre)
+        while (other != nullptr && other->from == n->pre) {
             other = other->inchain;
-        if (other == nullptr)
+        }
+        if (other == nullptr) {
             continue;
+        }
         s->work = list;
         list = s;
     }
-    for (a = n->pre->outs; a != nullptr; a = a->outchain)
+    for (a = n->pre->outs; a != nullptr; a = a->outchain) {
         a->to->tmp = nullptr;
+    }
     // ... and split each: what is reached only from `pre` has made no progress yet.
     for (state *s = list, *nexts = nullptr; s != nullptr; s = nexts) {
         nexts = s->work;
         state* progress = newstate(n);
-        if (progress == nullptr)
+        if (progress == nullptr) {
             continue;
+        }
         copyouts(n, s, progress);
         for (arc* in = s->ins, *next = nullptr; in != nullptr; in = next) {
             next = in->inchain;
-            if (in->from == n->pre)
+            if (in->from == n->pre) {
                 continue;
+            }
             cparc(n, in, in->from, progress);
             freearc(n, in);
         }
@@ -165,8 +181,9 @@ void makesearch(varsbase* v, nfa* n) {
 
 void compact(nfa* n, cnfa* out, arena* mem) {
     *out = cnfa{};
-    if (iserr(n->v))
+    if (iserr(n->v)) {
         return;
+    }
     std::size_t narcs = 0;
     int nstates = 0;
     for (state* s = n->states; s != nullptr; s = s->next) {
@@ -191,11 +208,13 @@ void compact(nfa* n, cnfa* out, arena* mem) {
             .minlen = 0,
             .maxlen = UNBOUNDED};
     carc* at = arcs;
-    for (const state* s = n->states; s != nullptr; s = s->next)
+    for (const state* s = n->states; s != nullptr; s = s->next) {
         at = writerun(n, s, out, at);
+    }
     states[out->pre]->co = 1;
-    for (const arc* a = n->pre->outs; a != nullptr; a = a->outchain)
+    for (const arc* a = n->pre->outs; a != nullptr; a = a->outchain) {
         states[a->to->no]->co = 1;
+    }
     measure(n, out);
 }
 

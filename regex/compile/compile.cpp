@@ -19,14 +19,16 @@ bool badflags(int flags) {
 }
 
 void heading(const varsbase* v, const char* text) {
-    if (v->stream)
+    if (v->stream) {
         std::fprintf(v->stream, "\n\n\n========= %s ==========\n", text);
+    }
 }
 
 void dumptree(const varsbase* v, const char* text) {
     heading(v, text);
-    if (v->stream)
+    if (v->stream) {
         dumpst(v->tree, v->stream, true);
+    }
 }
 
 /// The compiled form, its color map and the automaton to build, all empty.
@@ -56,17 +58,20 @@ void translate(vars<chr>* v) {
         v->nlcolor = subcolor(v->cm, chr('\n'));
         okcolors(v->nfa, v->cm);
     }
-    if (!iserr(v))
+    if (!iserr(v)) {
         v->tree = parse(v, v->nfa->init, v->nfa->final);
+    }
     v->at = REG_NOWHERE;
-    if (!iserr(v))
+    if (!iserr(v)) {
         specialcolors(v->nfa);
+    }
 }
 
 /// The automata of the tree and of the lookaheads.
 void buildtree(varsbase* v) {
-    if (iserr(v))
+    if (iserr(v)) {
         return;
+    }
     dumptree(v, "RAW");
     v->ntree = numst(v->tree, 1);
     markst(v->tree);
@@ -75,24 +80,29 @@ void buildtree(varsbase* v) {
     const long info = nfatree(v, v->tree);
     note(v, info);
     for (int i = 1; i < v->nlacons && !iserr(v); ++i) {
-        if (v->stream)
+        if (v->stream) {
             std::fprintf(v->stream, "\n\n\n========= LA%d ==========\n", i);
+        }
         nfanode(v, &v->lacons[i]);
     }
 }
 
 /// The search automaton, made of the main one, which is of no use then.
 void buildsearch(varsbase* v, cnfa* search) {
-    if (iserr(v))
+    if (iserr(v)) {
         return;
-    if (v->tree->flags & SHORTER)
+    }
+    if (v->tree->flags & SHORTER) {
         note(v, REG_USHORTEST);
+    }
     heading(v, "SEARCH");
     optimize(v->nfa, v->stream);
-    if (!iserr(v))
+    if (!iserr(v)) {
         makesearch(v, v->nfa);
-    if (!iserr(v))
+    }
+    if (!iserr(v)) {
         compact(v->nfa, search, v->keep);
+    }
 }
 
 template <class chr>
@@ -116,8 +126,9 @@ void package(vars<chr>* v) {
 template <class chr>
 int compile(regex_t* re, const chr* pattern, std::size_t len, int flags, std::ptrdiff_t& at) {
     at = REG_NOWHERE;
-    if (!re || !pattern || badflags(flags))
+    if (!re || !pattern || badflags(flags)) {
         return REG_INVARG;
+    }
     re->re_magic = REMAGIC;
     re->re_nsub = 0;
     re->re_info = 0;
@@ -140,10 +151,12 @@ int compile(regex_t* re, const chr* pattern, std::size_t len, int flags, std::pt
         buildtree(&v);
         buildsearch(&v, &v.g->search);
     }
-    if (!iserr(&v))
+    if (!iserr(&v)) {
         package(&v);
-    if (iserr(&v))
+    }
+    if (iserr(&v)) {
         rfree<chr>(re);
+    }
     at = v.errat;
     return v.err;
 }

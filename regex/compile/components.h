@@ -21,18 +21,21 @@ public:
     ///     as soon as it is known. It may change the out-arcs of the members and make states; these
     ///     are not searched.
     componentsearch(nfa* n, arena* mem, Follow follow, Found found)
-        : n_(n), mem_(mem), follow_(follow), found_(found) {}
+        : __n(n), __mem(mem), __follow(follow), __found(found) {}
 
     void run() {
-        visits_ = array<visit>(static_cast<std::size_t>(n_->nstates));
-        if (visits_ == nullptr)
+        __visits = array<visit>(static_cast<std::size_t>(__n->nstates));
+        if (__visits == nullptr) {
             return;
-        const state* last = n_->slast;
-        for (state* s = n_->states; s != nullptr && !iserr(n_->v); s = s->next) {
-            if (of(s).index == 0)
+        }
+        const state* last = __n->slast;
+        for (state* s = __n->states; s != nullptr && !iserr(__n->v); s = s->next) {
+            if (of(s).index == 0) {
                 search(s);
-            if (s == last)
+            }
+            if (s == last) {
                 break; // what follows was made meanwhile
+            }
         }
     }
 
@@ -47,42 +50,46 @@ private:
         arc* at;       ///< out-arc to look at next
     };
 
-    visit& of(const state* s) { return visits_[s->no]; }
+    visit& of(const state* s) { return __visits[s->no]; }
 
     template <class T>
     T* array(std::size_t size) {
-        T* const p = mem_->array<T>(size);
-        if (p == nullptr)
-            seterr(n_->v, REG_ESPACE);
+        T* const p = __mem->array<T>(size);
+        if (p == nullptr) {
+            seterr(__n->v, REG_ESPACE);
+        }
         return p;
     }
 
     void enter(state* s, state* caller) {
         visit& vis = of(s);
-        vis.index = vis.low = ++count_;
+        vis.index = vis.low = ++__count;
         vis.open = true;
-        vis.below = stack_;
+        vis.below = __stack;
         vis.caller = caller;
         vis.at = s->outs;
-        stack_ = s;
+        __stack = s;
     }
 
     void search(state* root) {
         enter(root, nullptr);
-        for (state* s = root; s != nullptr && !iserr(n_->v);) {
+        for (state* s = root; s != nullptr && !iserr(__n->v);) {
             visit& vis = of(s);
             const arc* a = vis.at;
             if (a == nullptr) {
-                if (vis.low == vis.index)
+                if (vis.low == vis.index) {
                     close(s);
-                if (vis.caller != nullptr)
+                }
+                if (vis.caller != nullptr) {
                     of(vis.caller).low = std::min(of(vis.caller).low, vis.low);
+                }
                 s = vis.caller;
                 continue;
             }
             vis.at = a->outchain;
-            if (!follow_(a))
+            if (!__follow(a)) {
                 continue;
+            }
             const visit& target = of(a->to);
             if (target.index == 0) {
                 enter(a->to, s);
@@ -96,27 +103,30 @@ private:
     /// The states above `s` on the stack, and s, are a component.
     void close(state* s) {
         std::size_t size = 1;
-        for (const state* t = stack_; t != s; t = of(t).below)
+        for (const state* t = __stack; t != s; t = of(t).below) {
             size++;
+        }
         state** members = size > 1 ? array<state*>(size) : nullptr;
         for (std::size_t i = 0; i < size; i++) {
-            if (members != nullptr)
-                members[i] = stack_;
-            of(stack_).open = false;
-            stack_ = of(stack_).below;
+            if (members != nullptr) {
+                members[i] = __stack;
+            }
+            of(__stack).open = false;
+            __stack = of(__stack).below;
         }
         // New states get no visit: they are reached only from states whose visit is over.
-        if (members != nullptr)
-            found_(members, static_cast<int>(size));
+        if (members != nullptr) {
+            __found(members, static_cast<int>(size));
+        }
     }
 
-    nfa* n_;
-    arena* mem_;
-    Follow follow_;
-    Found found_;
-    visit* visits_ = nullptr;
-    state* stack_ = nullptr;
-    int count_ = 0;
+    nfa* __n;
+    arena* __mem;
+    Follow __follow;
+    Found __found;
+    visit* __visits = nullptr;
+    state* __stack = nullptr;
+    int __count = 0;
 };
 
 } // namespace Quil::IMPL::engine

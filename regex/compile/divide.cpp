@@ -27,13 +27,15 @@ void copies(varsbase* v, state* lp, state* rp, int m, int n);
 /// Puts `m` to `n` copies of the stretch before it; `optional` lets them all be left out.
 void prepend(varsbase* v, state* lp, state* rp, int m, int n, bool optional) {
     state* const s = newstate(v->nfa);
-    if (iserr(v))
+    if (iserr(v)) {
         return;
+    }
     moveouts(v->nfa, lp, s);
     dupnfa(v->nfa, s, rp, lp, s);
     copies(v, lp, s, m, n);
-    if (optional)
+    if (optional) {
         emptyarc(v, lp, s);
+    }
 }
 
 /// Gives a back reference the stretch of its group: what the automaton takes it for.
@@ -51,8 +53,9 @@ void either(varsbase* v, subre**& slot, int preference, state* lp, state* bypass
     subre* const choice = newsubre(v, '|', flags, lp, node->end);
     subre* const other = newsubre(v, '|', PREF(flags), bypass, node->end);
     subre* const nothing = newsubre(v, '=', 0, bypass, node->end);
-    if (iserr(v))
+    if (iserr(v)) {
         return;
+    }
     choice->left = node;
     choice->right = other;
     other->left = nothing;
@@ -77,8 +80,9 @@ void repeatnode(varsbase* v, subre** slot, quantifier q, state* prefix) {
     const int flags = COMBINE(q.preference, node->flags);
     subre* const copies = newsubre(v, '.', flags, prefix, node->end);
     subre* const others = newsubre(v, '=', PREF(flags), prefix, node->begin);
-    if (iserr(v))
+    if (iserr(v)) {
         return;
+    }
     copies->left = others;
     copies->right = node;
     *slot = copies;
@@ -86,15 +90,17 @@ void repeatnode(varsbase* v, subre** slot, quantifier q, state* prefix) {
 
 /// Makes the stretch stand so often, copy by copy.
 void copies(varsbase* v, state* lp, state* rp, int m, int n) {
-    if (iserr(v))
+    if (iserr(v)) {
         return;
+    }
     if (m == 0 && n == 0) {
         delsub(v->nfa, lp, rp);
         emptyarc(v, lp, rp);
     } else if (m == 0 && n == DUPINF) {
         state* const s = newstate(v->nfa);
-        if (iserr(v))
+        if (iserr(v)) {
             return;
+        }
         moveouts(v->nfa, lp, s);
         moveins(v->nfa, rp, s);
         emptyarc(v, lp, s);
@@ -105,8 +111,9 @@ void copies(varsbase* v, state* lp, state* rp, int m, int n) {
     } else if (m == 1 && n == DUPINF) {
         state *s, *s2;
         newstates(v, s, s2);
-        if (iserr(v))
+        if (iserr(v)) {
             return;
+        }
         moveouts(v->nfa, lp, s);
         moveins(v->nfa, rp, s2);
         emptyarc(v, lp, s);
@@ -125,8 +132,9 @@ void checkroom(varsbase* v, const stretch& one, state* lp, state* rp, int wanted
     const std::int64_t arcs = more * one.arcs;
     const std::int64_t states = v->nfa->nlive + more * (one.states + 1);
     if (states > REG_MAXSTATES || v->nfa->narcs + arcs > REG_MAXARCS ||
-        v->work + arcs > REG_MAXWORK || (states > REG_MAXOPTIONAL && passesempty(lp, rp)))
+        v->work + arcs > REG_MAXWORK || (states > REG_MAXOPTIONAL && passesempty(lp, rp))) {
         seterr(v, REG_ESPACE);
+    }
 }
 
 } // namespace
@@ -150,8 +158,9 @@ void divide(varsbase* v, subre* node, quantifier q, state* lp, state* rp, subre*
     nfa* const n = v->nfa;
     state *s, *s2;
     newstates(v, s, s2);
-    if (iserr(v))
+    if (iserr(v)) {
         return;
+    }
     moveouts(n, lp, s);
     moveins(n, rp, s2);
     node->begin = s;
@@ -161,8 +170,9 @@ void divide(varsbase* v, subre* node, quantifier q, state* lp, state* rp, subre*
     newstates(v, prefix, bypass);
     subre* const t = newsubre(v, '.', COMBINE(q.preference, node->flags), lp, rp);
     subre* const before = newsubre(v, '=', top->flags, top->begin, lp);
-    if (iserr(v))
+    if (iserr(v)) {
         return;
+    }
     emptyarc(v, lp, prefix);
     emptyarc(v, lp, bypass);
     t->left = node;
@@ -171,24 +181,28 @@ void divide(varsbase* v, subre* node, quantifier q, state* lp, state* rp, subre*
     top->left = before;
     top->right = t;
 
-    if (node->op == 'b')
+    if (node->op == 'b') {
         copygroup(v, node);
+    }
     const bool optional = q.min == 0;
     if (optional) {
         either(v, slot, q.preference, lp, bypass);
         q.min = 1;
     }
-    if (iserr(v))
+    if (iserr(v)) {
         return;
-    if (node->op == 'b')
+    }
+    if (node->op == 'b') {
         repeatbackref(v, node, q, prefix);
-    else if (q.once())
+    } else if (q.once()) {
         emptyarc(v, prefix, node->begin);
-    else
+    } else {
         repeatnode(v, slot, q, prefix);
+    }
     // Only now: a loop takes all arcs to the node's end along, and what passes by would enter it.
-    if (optional)
+    if (optional) {
         emptyarc(v, bypass, node->end);
+    }
     t->right = newsubre(v, '=', 0, node->end, rp);
 }
 

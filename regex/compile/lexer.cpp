@@ -14,8 +14,9 @@ void lexer<chr>::nest(std::basic_string_view<chr> text) {
 
 template <class chr>
 bool lexer<chr>::next() {
-    if (iserr(v))
+    if (iserr(v)) {
         return false;
+    }
     v->lasttype = v->nexttype;
     if (v->nexttype == EMPTY && has(REG_BOSONLY)) {
         token(SBEGIN);
@@ -34,11 +35,13 @@ typename lexer<chr>::outcome lexer<chr>::read() {
         v->savenow = v->savestop = nullptr;
     }
     const bool maintext = v->lexcon == L_ERE || v->lexcon == L_BRE;
-    if (has(REG_EXPANDED) && (maintext || v->lexcon == L_EBND || v->lexcon == L_BBND))
+    if (has(REG_EXPANDED) && (maintext || v->lexcon == L_EBND || v->lexcon == L_BBND)) {
         skip();
+    }
     begintoken();
-    if (atend())
+    if (atend()) {
         return atpatternend();
+    }
     const chr c = *v->now++;
     switch (v->lexcon) {
     case L_ERE:
@@ -82,14 +85,17 @@ typename lexer<chr>::outcome lexer<chr>::atpatternend() {
 
 template <class chr>
 typename lexer<chr>::outcome lexer<chr>::readbound(chr c) {
-    if (isdigitchr(c))
+    if (isdigitchr(c)) {
         return token(DIGIT, c - '0');
-    if (c == ',')
+    }
+    if (c == ',') {
         return token(',');
+    }
     if (v->lexcon == L_EBND && c == '}') {
         v->lexcon = L_ERE;
-        if (!quantified())
+        if (!quantified()) {
             return token('}', 1);
+        }
         note(v, REG_UNONPOSIX);
         return token('}', 0);
     }
@@ -104,19 +110,22 @@ template <class chr>
 typename lexer<chr>::outcome lexer<chr>::readbrack(chr c) {
     switch (c) {
     case ']':
-        if (v->lasttype == '[')
+        if (v->lasttype == '[') {
             return plain(c);
+        }
         v->lexcon = has(REG_EXTENDED) ? L_ERE : L_BRE;
         return token(']');
     case '\\':
         return readbrackescape();
     case '-':
-        if (v->lasttype == '[' || nextis(']'))
+        if (v->lasttype == '[' || nextis(']')) {
             return plain(c);
+        }
         return token(RANGE, c);
     case '[':
-        if (atend())
+        if (atend()) {
             return atpatternend();
+        }
         if (take('.')) {
             v->lexcon = L_CEL;
             return token(COLLEL);
@@ -140,17 +149,21 @@ typename lexer<chr>::outcome lexer<chr>::readbrack(chr c) {
 template <class chr>
 typename lexer<chr>::outcome lexer<chr>::readbrackescape() {
     note(v, REG_UBBS);
-    if (!has(REG_ADVF))
+    if (!has(REG_ADVF)) {
         return plain('\\');
+    }
     note(v, REG_UNONPOSIX);
-    if (atend())
+    if (atend()) {
         return fail(REG_EESCAPE);
+    }
     escape();
-    if (v->nexttype == PLAIN || iserr(v))
+    if (v->nexttype == PLAIN || iserr(v)) {
         return TOKEN;
+    }
     const shorthand<chr>* const row = classescape();
-    if (!row || row->inside.empty())
+    if (!row || row->inside.empty()) {
         return fail(REG_EESCAPE);
+    }
     nest(row->inside);
     v->nexttype = v->lasttype;
     return AGAIN;
@@ -159,8 +172,9 @@ typename lexer<chr>::outcome lexer<chr>::readbrackescape() {
 /// In the name of a collating element or a class, up to its closing punctuation.
 template <class chr>
 typename lexer<chr>::outcome lexer<chr>::readname(chr c, char punctuation) {
-    if (c != punctuation || !take(']'))
+    if (c != punctuation || !take(']')) {
         return plain(c);
+    }
     v->lexcon = L_BRACK;
     return token(END, punctuation);
 }
@@ -169,26 +183,30 @@ template <class chr>
 typename lexer<chr>::outcome lexer<chr>::readbre(chr c) {
     switch (c) {
     case '*':
-        if (v->lasttype == EMPTY || v->lasttype == '(' || v->lasttype == '^')
+        if (v->lasttype == EMPTY || v->lasttype == '(' || v->lasttype == '^') {
             return plain(c);
+        }
         return token('*', 1);
     case '[':
         return openbrack();
     case '.':
         return token('.');
     case '^':
-        if (v->lasttype == EMPTY)
+        if (v->lasttype == EMPTY) {
             return token('^');
+        }
         if (v->lasttype == '(') {
             note(v, REG_UUNSPEC);
             return token('^');
         }
         return plain(c);
     case '$':
-        if (has(REG_EXPANDED))
+        if (has(REG_EXPANDED)) {
             skip();
-        if (atend())
+        }
+        if (atend()) {
             return token('$');
+        }
         if (nextare("\\)")) {
             note(v, REG_UUNSPEC);
             return token('$');
@@ -203,8 +221,9 @@ typename lexer<chr>::outcome lexer<chr>::readbre(chr c) {
 
 template <class chr>
 typename lexer<chr>::outcome lexer<chr>::readbreescape() {
-    if (atend())
+    if (atend()) {
         return fail(REG_EESCAPE);
+    }
     const chr c = *v->now++;
     switch (c) {
     case '{':
@@ -232,8 +251,9 @@ typename lexer<chr>::outcome lexer<chr>::readbreescape() {
 /// A backslash outside AREs that only takes away the meaning of what follows.
 template <class chr>
 typename lexer<chr>::outcome lexer<chr>::plainescape(chr c) {
-    if (isalnumchr(c))
+    if (isalnumchr(c)) {
         note(v, REG_UBSALNUM | REG_UUNSPEC);
+    }
     return plain(c);
 }
 
@@ -248,13 +268,15 @@ typename lexer<chr>::outcome lexer<chr>::readere(chr c) {
     case '*':
     case '+':
     case '?':
-        if (!quantified())
+        if (!quantified()) {
             return token(c, 1);
+        }
         note(v, REG_UNONPOSIX);
         return token(c, 0);
     case '{':
-        if (has(REG_EXPANDED))
+        if (has(REG_EXPANDED)) {
             skip();
+        }
         if (!atend() && isdigitchr(*v->now)) {
             note(v, REG_UBOUNDS);
             v->lexcon = L_EBND;
@@ -264,12 +286,14 @@ typename lexer<chr>::outcome lexer<chr>::readere(chr c) {
         note(v, REG_UBRACES | REG_UUNSPEC);
         return plain(c);
     case '(':
-        if (has(REG_ADVF) && take('?'))
+        if (has(REG_ADVF) && take('?')) {
             return readgroup();
+        }
         return token('(', has(REG_NOSUB) ? 0 : 1);
     case ')':
-        if (v->lasttype == '(')
+        if (v->lasttype == '(') {
             note(v, REG_UUNSPEC);
+        }
         return token(')', c);
     case '[':
         return openbrack();
@@ -284,10 +308,12 @@ typename lexer<chr>::outcome lexer<chr>::readere(chr c) {
 template <class chr>
 typename lexer<chr>::outcome lexer<chr>::readgroup() {
     note(v, REG_UNONPOSIX);
-    if (take(':'))
+    if (take(':')) {
         return token('(', 0);
-    if (take('#'))
+    }
+    if (take('#')) {
         return readcomment();
+    }
     if (nextis('=') || nextis('!')) {
         note(v, REG_ULOOKAHEAD);
         return token(LACON, *v->now++ == '=' ? 1 : 0);
@@ -298,8 +324,9 @@ typename lexer<chr>::outcome lexer<chr>::readgroup() {
 /// A comment leaves no token: what is read next stands where the comment stood.
 template <class chr>
 typename lexer<chr>::outcome lexer<chr>::readcomment() {
-    while (!atend() && *v->now != ')')
+    while (!atend() && *v->now != ')') {
         ++v->now;
+    }
     take(')');
     return AGAIN;
 }
@@ -321,14 +348,17 @@ typename lexer<chr>::outcome lexer<chr>::openbrack() {
 
 template <class chr>
 typename lexer<chr>::outcome lexer<chr>::readereescape() {
-    if (atend())
+    if (atend()) {
         return fail(REG_EESCAPE);
-    if (!has(REG_ADVF))
+    }
+    if (!has(REG_ADVF)) {
         return plainescape(*v->now++);
+    }
     escape();
     const shorthand<chr>* const row = classescape();
-    if (!row)
+    if (!row) {
         return TOKEN;
+    }
     nest(row->outside);
     v->nexttype = v->lasttype;
     return AGAIN;
@@ -339,31 +369,37 @@ template <class chr>
 void lexer<chr>::skip() {
     const chr* const start = v->now;
     for (;;) {
-        while (!atend() && isspacechr(*v->now))
+        while (!atend() && isspacechr(*v->now)) {
             ++v->now;
-        if (!nextis('#'))
+        }
+        if (!nextis('#')) {
             break;
-        while (!atend() && *v->now != '\n')
+        }
+        while (!atend() && *v->now != '\n') {
             ++v->now;
+        }
     }
-    if (v->now != start)
+    if (v->now != start) {
         note(v, REG_UNONPOSIX);
+    }
 }
 
 template <class chr>
 void lexer<chr>::startstate() {
-    if (has(REG_QUOTE))
+    if (has(REG_QUOTE)) {
         v->lexcon = L_Q;
-    else
+    } else {
         v->lexcon = has(REG_EXTENDED) ? L_ERE : L_BRE;
+    }
 }
 
 template <class chr>
 void lexstart(vars<chr>* v) {
     lexer<chr> lexer{v};
     lexer.prefixes();
-    if (iserr(v))
+    if (iserr(v)) {
         return;
+    }
     lexer.startstate();
     v->nexttype = EMPTY;
     lexer.next();

@@ -61,8 +61,9 @@ struct lexer {
     bool atend() const { return v->now == v->stop; }
     /// The present token begins here. One of a nested string begins where the shorthand does.
     void begintoken() {
-        if (!v->savenow)
+        if (!v->savenow) {
             v->at = v->now - v->pattern;
+        }
     }
     std::size_t left() const { return static_cast<std::size_t>(v->stop - v->now); }
     bool nextis(char c) const { return !atend() && *v->now == c; }
@@ -113,8 +114,9 @@ bool lexer<chr>::nextare(std::string_view text) const {
 
 template <class chr>
 bool lexer<chr>::take(char c) {
-    if (!nextis(c))
+    if (!nextis(c)) {
         return false;
+    }
     ++v->now;
     return true;
 }

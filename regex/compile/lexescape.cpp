@@ -10,32 +10,34 @@ namespace {
 
 constexpr int MAXDIGITS = 255; // that a number without a fixed length may have
 
-constexpr shorthand<char> narrowShorthands[] = {
+constexpr shorthand<char> NARROW_SHORTHANDS[] = {
     {'d', "[[:digit:]]", "[:digit:]"},   {'D', "[^[:digit:]]", {}},
     {'s', "[[:space:]]", "[:space:]"},   {'S', "[^[:space:]]", {}},
     {'w', "[[:alnum:]_]", "[:alnum:]_"}, {'W', "[^[:alnum:]_]", {}},
 };
 
-constexpr shorthand<wchar_t> wideShorthands[] = {
+constexpr shorthand<wchar_t> WIDE_SHORTHANDS[] = {
     {'d', L"[[:digit:]]", L"[:digit:]"},   {'D', L"[^[:digit:]]", {}},
     {'s', L"[[:space:]]", L"[:space:]"},   {'S', L"[^[:space:]]", {}},
     {'w', L"[[:alnum:]_]", L"[:alnum:]_"}, {'W', L"[^[:alnum:]_]", {}},
 };
 
 std::span<const shorthand<char>> shorthands(char) {
-    return narrowShorthands;
+    return NARROW_SHORTHANDS;
 }
 std::span<const shorthand<wchar_t>> shorthands(wchar_t) {
-    return wideShorthands;
+    return WIDE_SHORTHANDS;
 }
 
 } // namespace
 
 template <class chr>
 const shorthand<chr>* findshorthand(celt letter) {
-    for (const shorthand<chr>& row : shorthands(chr()))
-        if (row.letter == letter)
+    for (const shorthand<chr>& row : shorthands(chr())) {
+        if (row.letter == letter) {
             return &row;
+        }
+    }
     return nullptr;
 }
 
@@ -48,10 +50,11 @@ void lexer<chr>::escape() {
         return;
     }
     note(v, REG_UNONPOSIX);
-    if (isdigitchr(c))
+    if (isdigitchr(c)) {
         escapedigit();
-    else
+    } else {
         escapeletter(c);
+    }
 }
 
 template <class chr>
@@ -74,10 +77,11 @@ void lexer<chr>::escapeletter(chr c) {
         break;
     case 'c':
         note(v, REG_UUNPORT);
-        if (atend())
+        if (atend()) {
             fail(REG_EESCAPE);
-        else
+        } else {
             plain(static_cast<chr>(*v->now++ & CONTROLBITS));
+        }
         break;
     case 'd':
     case 'D':
@@ -167,8 +171,9 @@ void lexer<chr>::octal() {
 /// to ask makes the expression one that depends on the locale.
 template <class chr>
 void lexer<chr>::named(std::string_view name, chr fallback) {
-    if (name.size() > 1)
+    if (name.size() > 1) {
         note(v, REG_ULOCALE);
+    }
     plain(fallback);
 }
 
@@ -180,18 +185,21 @@ uchr lexer<chr>::digits(unsigned int base, int minlen, int maxlen) {
     for (; length < maxlen && !atend(); ++length, ++v->now) {
         const chr c = *v->now;
         unsigned int digit = base;
-        if (isdigitchr(c))
+        if (isdigitchr(c)) {
             digit = static_cast<unsigned int>(c - '0');
-        else if (c >= 'a' && c <= 'f')
+        } else if (c >= 'a' && c <= 'f') {
             digit = static_cast<unsigned int>(c - 'a' + 10);
-        else if (c >= 'A' && c <= 'F')
+        } else if (c >= 'A' && c <= 'F') {
             digit = static_cast<unsigned int>(c - 'A' + 10);
-        if (digit >= base)
+        }
+        if (digit >= base) {
             break;
+        }
         number = number * base + digit;
     }
-    if (length < minlen)
+    if (length < minlen) {
         fail(REG_EESCAPE);
+    }
     return number;
 }
 

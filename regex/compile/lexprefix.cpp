@@ -6,16 +6,19 @@ namespace Quil::IMPL::engine {
 
 template <class chr>
 void lexer<chr>::prefixes() {
-    if (has(REG_QUOTE))
+    if (has(REG_QUOTE)) {
         return;
+    }
     begintoken();
     constexpr std::size_t DIRECTORLENGTH = 4;
-    if (left() >= DIRECTORLENGTH && nextare("***"))
+    if (left() >= DIRECTORLENGTH && nextare("***")) {
         director();
+    }
     constexpr std::size_t OPTIONSLENGTH = 3;
     if (!iserr(v) && has(REG_ADVANCED) && left() >= OPTIONSLENGTH && nextare("(?") &&
-        isletterchr(v->now[2]))
+        isletterchr(v->now[2])) {
         options();
+    }
 }
 
 template <class chr>
@@ -43,17 +46,19 @@ template <class chr>
 void lexer<chr>::options() {
     note(v, REG_UNONPOSIX);
     v->now += 2;
-    for (; !atend() && isletterchr(*v->now); ++v->now)
+    for (; !atend() && isletterchr(*v->now); ++v->now) {
         if (!option(*v->now)) {
             begintoken();
             fail(REG_BADOPT);
             return;
         }
+    }
     begintoken();
-    if (!take(')'))
+    if (!take(')')) {
         fail(REG_BADOPT);
-    else if (has(REG_QUOTE))
+    } else if (has(REG_QUOTE)) {
         v->cflags &= ~(REG_EXPANDED | REG_NEWLINE);
+    }
 }
 
 /// Applies one embedded option, the later over the earlier; false if there is none of that letter.
@@ -62,7 +67,7 @@ bool lexer<chr>::option(chr letter) {
     static constexpr struct {
         char letter;
         int cleared, set;
-    } all[] = {
+    } ALL[] = {
         {'b', REG_ADVANCED | REG_QUOTE, 0},
         {'c', REG_ICASE, 0},
         {'e', REG_ADVF | REG_QUOTE, REG_EXTENDED},
@@ -76,11 +81,12 @@ bool lexer<chr>::option(chr letter) {
         {'w', REG_NLSTOP, REG_NLANCH},
         {'x', 0, REG_EXPANDED},
     };
-    for (const auto& row : all)
+    for (const auto& row : ALL) {
         if (row.letter == letter) {
             v->cflags = (v->cflags & ~row.cleared) | row.set;
             return true;
         }
+    }
     return false;
 }
 

@@ -40,49 +40,57 @@ void pushbucket(nfa* n, arc* a) {
 bool growbuckets(nfa* n) {
     const std::size_t size = n->nbuckets == 0 ? FIRSTBUCKETS : n->nbuckets * 2;
     arc** grown = n->mem.array<arc*>(size);
-    if (grown == nullptr)
+    if (grown == nullptr) {
         return n->buckets != nullptr;
+    }
     arc** old = n->buckets;
     const std::size_t nold = n->nbuckets;
     n->buckets = grown;
     n->nbuckets = size;
-    for (std::size_t i = 0; i < nold; i++)
+    for (std::size_t i = 0; i < nold; i++) {
         for (arc *a = old[i], *next = nullptr; a != nullptr; a = next) {
             next = a->hashchain;
             pushbucket(n, a);
         }
+    }
     return true;
 }
 
 void hasharc(nfa* n, arc* a) {
-    if (n->nhashed >= n->nbuckets)
+    if (n->nhashed >= n->nbuckets) {
         growbuckets(n);
+    }
     pushbucket(n, a);
     n->nhashed++;
 }
 
 void unhasharc(nfa* n, const arc* a) {
     arc** link = &bucketof(n, a);
-    while (*link != a)
+    while (*link != a) {
         link = &(*link)->hashchain;
+    }
     *link = a->hashchain;
     n->nhashed--;
 }
 
 /// Puts the out-arcs of a state that has many into the hash.
 void hashouts(nfa* n, state* s) {
-    if (n->buckets == nullptr && !growbuckets(n))
+    if (n->buckets == nullptr && !growbuckets(n)) {
         return;
+    }
     s->hashed = true;
-    for (arc* a = s->outs; a != nullptr; a = a->outchain)
+    for (arc* a = s->outs; a != nullptr; a = a->outchain) {
         hasharc(n, a);
+    }
 }
 
 template <const side& Side, class Holds>
 bool anyarc(const state* s, Holds holds) {
-    for (const arc* a = s->*Side.arcs; a != nullptr; a = a->*Side.next)
-        if (holds(a))
+    for (const arc* a = s->*Side.arcs; a != nullptr; a = a->*Side.next) {
+        if (holds(a)) {
             return true;
+        }
+    }
     return false;
 }
 
@@ -92,8 +100,9 @@ bool hasarc(const nfa* n, int type, int co, const state* from, const state* to) 
     };
     if (from->hashed && to->nins > LONGCHAIN) {
         const arc* a = n->buckets[hashof(type, co, from, to) & (n->nbuckets - 1)];
-        while (a != nullptr && !same(a))
+        while (a != nullptr && !same(a)) {
             a = a->hashchain;
+        }
         return a != nullptr;
     }
     return from->nouts <= to->nins ? anyarc<OUTS>(from, same) : anyarc<INS>(to, same);
@@ -106,14 +115,16 @@ arc* takearc(nfa* n) {
         return nullptr;
     }
     arc* a = n->freearcs;
-    if (a != nullptr)
+    if (a != nullptr) {
         n->freearcs = a->outchain;
-    else
+    } else {
         a = static_cast<arc*>(n->mem.alloc(sizeof(arc))); // newarc fills all of it
-    if (a == nullptr)
+    }
+    if (a == nullptr) {
         seterr(n->v, REG_ESPACE);
-    else
+    } else {
         n->narcs++;
+    }
     return a;
 }
 
@@ -123,8 +134,9 @@ void linkarc(arc* a) {
     arc* next = s->*Side.arcs;
     a->*Side.prev = nullptr;
     a->*Side.next = next;
-    if (next != nullptr)
+    if (next != nullptr) {
         next->*Side.prev = a;
+    }
     s->*Side.arcs = a;
     (s->*Side.count)++;
 }
@@ -135,8 +147,9 @@ void unlinkarc(arc* a) {
     arc* next = a->*Side.next;
     arc* prev = a->*Side.prev;
     (prev != nullptr ? prev->*Side.next : s->*Side.arcs) = next;
-    if (next != nullptr)
+    if (next != nullptr) {
         next->*Side.prev = prev;
+    }
     (s->*Side.count)--;
 }
 
@@ -157,8 +170,9 @@ public:
         __note(s, mark);
     }
     void unmark() {
-        for (state* s = __first; s != nullptr; s = s->work)
+        for (state* s = __first; s != nullptr; s = s->work) {
             s->tmp = nullptr;
+        }
     }
 
 private:
@@ -173,13 +187,15 @@ private:
 
 /// Room for a distance of every state; false, with REG_ESPACE, if there is no memory.
 bool growdistances(nfa* n) {
-    if (n->ndistances >= n->nstates)
+    if (n->ndistances >= n->nstates) {
         return true;
+    }
     const int room = std::max(n->nstates, n->ndistances * 2);
     n->distances = n->mem.array<int>(static_cast<std::size_t>(room));
     n->ndistances = n->distances != nullptr ? room : 0;
-    if (n->distances == nullptr)
+    if (n->distances == nullptr) {
         seterr(n->v, REG_ESPACE);
+    }
     return n->distances != nullptr;
 }
 
@@ -204,22 +220,25 @@ nfaptr newnfa(varsbase* v, colormap* cm, nfa* parent) {
     n->pre = newfstate(n, '>');
     n->init = newstate(n);
     n->final = newstate(n);
-    if (iserr(v))
+    if (iserr(v)) {
         return nullptr;
+    }
     rainbow(n, cm, PLAIN, COLORLESS, n->pre, n->init);
     newarc(n, BOL, 1, n->pre, n->init);
     newarc(n, BOL, 0, n->pre, n->init);
     rainbow(n, cm, PLAIN, COLORLESS, n->final, n->post);
     newarc(n, EOL, 1, n->final, n->post);
     newarc(n, EOL, 0, n->final, n->post);
-    if (iserr(v))
+    if (iserr(v)) {
         return nullptr;
+    }
     return owner;
 }
 
 void freenfa(nfa* n) {
-    if (n == nullptr)
+    if (n == nullptr) {
         return;
+    }
     varsbase* v = n->v;
     arena mem = std::move(n->mem); // holds the record too
     n->~nfa();
@@ -240,14 +259,16 @@ void specialcolors(nfa* n) {
 }
 
 state* newstate(nfa* n) {
-    if (iserr(n->v))
+    if (iserr(n->v)) {
         return nullptr;
+    }
     const bool isroom = n->nlive < REG_MAXSTATES && ++n->v->work <= REG_MAXWORK;
     state* s = isroom ? n->free : nullptr;
-    if (s != nullptr)
+    if (s != nullptr) {
         n->free = s->next;
-    else if (isroom)
+    } else if (isroom) {
         s = static_cast<state*>(n->mem.alloc(sizeof(state)));
+    }
     if (s == nullptr) {
         seterr(n->v, REG_ESPACE);
         return nullptr;
@@ -263,16 +284,19 @@ state* newstate(nfa* n) {
 
 state* newfstate(nfa* n, char flag) {
     state* s = newstate(n);
-    if (s != nullptr)
+    if (s != nullptr) {
         s->flag = flag;
+    }
     return s;
 }
 
 void dropstate(nfa* n, state* s) {
-    while (s->ins != nullptr)
+    while (s->ins != nullptr) {
         freearc(n, s->ins);
-    while (s->outs != nullptr)
+    }
+    while (s->outs != nullptr) {
         freearc(n, s->outs);
+    }
     freestate(n, s);
 }
 
@@ -288,11 +312,13 @@ void freestate(nfa* n, state* s) {
 }
 
 void newarc(nfa* n, int type, int co, state* from, state* to) {
-    if (iserr(n->v) || hasarc(n, type, co, from, to))
+    if (iserr(n->v) || hasarc(n, type, co, from, to)) {
         return;
+    }
     arc* a = takearc(n);
-    if (a == nullptr)
+    if (a == nullptr) {
         return;
+    }
     *a = arc{};
     a->type = type;
     a->co = co;
@@ -300,19 +326,23 @@ void newarc(nfa* n, int type, int co, state* from, state* to) {
     a->to = to;
     linkarc<OUTS>(a);
     linkarc<INS>(a);
-    if (from->hashed)
+    if (from->hashed) {
         hasharc(n, a);
-    else if (from->nouts > LONGCHAIN)
+    } else if (from->nouts > LONGCHAIN) {
         hashouts(n, from);
-    if (onchain(n, a))
+    }
+    if (onchain(n, a)) {
         colorchain(n->cm, a);
+    }
 }
 
 void freearc(nfa* n, arc* a) {
-    if (onchain(n, a))
+    if (onchain(n, a)) {
         uncolorchain(n->cm, a);
-    if (a->from->hashed)
+    }
+    if (a->from->hashed) {
         unhasharc(n, a);
+    }
     unlinkarc<OUTS>(a);
     unlinkarc<INS>(a);
     a->type = 0;
@@ -327,11 +357,13 @@ void cparc(nfa* n, const arc* a, state* from, state* to) {
 
 void recolor(nfa* n, arc* a, color co) {
     uncolorchain(n->cm, a);
-    if (a->from->hashed)
+    if (a->from->hashed) {
         unhasharc(n, a);
+    }
     a->co = co;
-    if (a->from->hashed)
+    if (a->from->hashed) {
         hasharc(n, a);
+    }
     colorchain(n->cm, a);
 }
 
@@ -346,8 +378,9 @@ void movearcs(nfa* n, state* old, state* fresh) {
 
 template <const side& Side>
 void copyarcs(nfa* n, state* old, state* fresh) {
-    for (const arc* a = old->*Side.arcs; a != nullptr; a = a->*Side.next)
+    for (const arc* a = old->*Side.arcs; a != nullptr; a = a->*Side.next) {
         cparc<Side>(n, a, fresh, a->*Side.far);
+    }
 }
 
 template void movearcs<INS>(nfa*, state*, state*);
@@ -356,28 +389,33 @@ template void copyarcs<INS>(nfa*, state*, state*);
 template void copyarcs<OUTS>(nfa*, state*, state*);
 
 void cloneouts(nfa* n, state* old, state* from, state* to, int type) {
-    for (const arc* a = old->outs; a != nullptr; a = a->outchain)
+    for (const arc* a = old->outs; a != nullptr; a = a->outchain) {
         newarc(n, type, a->co, from, to);
+    }
 }
 
 void delsub(nfa* n, state* lp, state* rp) {
-    if (iserr(n->v))
+    if (iserr(n->v)) {
         return;
+    }
     rp->tmp = rp;
     metstates met(lp, lp);
-    for (state* s = lp; s != nullptr; s = s->work)
+    for (state* s = lp; s != nullptr; s = s->work) {
         while (s->outs != nullptr) {
             state* to = s->outs->to;
             freearc(n, s->outs);
-            if (to->tmp == nullptr)
+            if (to->tmp == nullptr) {
                 met.add(to, to);
+            }
         }
+    }
     rp->tmp = nullptr;
     met.unmark();
     for (state *s = lp->work, *next = nullptr; s != nullptr; s = next) {
         next = s->work;
-        if (s->nins == 0)
+        if (s->nins == 0) {
             freestate(n, s);
+        }
     }
 }
 
@@ -386,35 +424,39 @@ void dupnfa(nfa* n, state* start, state* stop, state* from, state* to) {
         newarc(n, EMPTY, 0, from, to);
         return;
     }
-    if (iserr(n->v))
+    if (iserr(n->v)) {
         return;
+    }
     stop->tmp = to; // the mark of a state is its copy
     metstates met(start, from);
-    for (const state* s = start; s != nullptr && !iserr(n->v); s = s->work)
+    for (const state* s = start; s != nullptr && !iserr(n->v); s = s->work) {
         for (const arc* a = s->outs; a != nullptr && !iserr(n->v); a = a->outchain) {
             if (a->to->tmp == nullptr) {
                 state* copy = newstate(n);
-                if (copy == nullptr)
+                if (copy == nullptr) {
                     break;
+                }
                 met.add(a->to, copy);
             }
             cparc(n, a, s->tmp, a->to->tmp);
         }
+    }
     stop->tmp = nullptr;
     met.unmark();
 }
 
 stretch survey(nfa* n, state* start, state* stop) {
     stretch found = {.states = 0, .arcs = 0, .length = 0};
-    if (iserr(n->v) || start == stop || !growdistances(n))
+    if (iserr(n->v) || start == stop || !growdistances(n)) {
         return found;
+    }
     int* const distances = n->distances;
     bool differ = false;
     distances[start->no] = 0;
     stop->tmp = stop;
     metstates met(start, start);
     bool reached = false;
-    for (const state* s = start; s != nullptr; s = s->work)
+    for (const state* s = start; s != nullptr; s = s->work) {
         for (const arc* a = s->outs; a != nullptr; a = a->outchain) {
             const int distance = distances[s->no] + (a->type == PLAIN ? 1 : 0);
             found.arcs++;
@@ -425,11 +467,13 @@ stretch survey(nfa* n, state* start, state* stop) {
                 continue;
             }
             distances[to->no] = distance;
-            if (to == stop)
+            if (to == stop) {
                 continue;
+            }
             found.states++;
             met.add(to, to);
         }
+    }
     found.length = reached && !differ ? distances[stop->no] : UNBOUNDED;
     stop->tmp = nullptr;
     met.unmark();
@@ -438,10 +482,13 @@ stretch survey(nfa* n, state* start, state* stop) {
 
 bool passesempty(state* start, state* stop) {
     metstates met(start, start);
-    for (const state* s = start; s != nullptr && stop->tmp == nullptr; s = s->work)
-        for (const arc* a = s->outs; a != nullptr; a = a->outchain)
-            if (a->type != PLAIN && a->to->tmp == nullptr)
+    for (const state* s = start; s != nullptr && stop->tmp == nullptr; s = s->work) {
+        for (const arc* a = s->outs; a != nullptr; a = a->outchain) {
+            if (a->type != PLAIN && a->to->tmp == nullptr) {
                 met.add(a->to, a->to);
+            }
+        }
+    }
     const bool passes = stop->tmp != nullptr;
     met.unmark();
     return passes;

@@ -193,10 +193,11 @@ void cparc(nfa* n, const arc* a, state* from, state* to); ///< newarc() of the s
 /// The same, told by the end on that side and the other.
 template <const side& Side>
 void cparc(nfa* n, const arc* a, state* near, state* far) {
-    if constexpr (Side.near == &arc::from)
+    if constexpr (Side.near == &arc::from) {
         cparc(n, a, near, far);
-    else
+    } else {
         cparc(n, a, far, near);
+    }
 }
 
 /// Moves all arcs of a side of `old` to `fresh`, another state.

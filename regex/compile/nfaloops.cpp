@@ -102,8 +102,9 @@ private:
 template <class T>
 T* loopbreaker::__array(std::size_t n) {
     T* p = __mem.array<T>(n);
-    if (p == nullptr)
+    if (p == nullptr) {
         seterr(__n->v, REG_ESPACE);
+    }
     return p;
 }
 
@@ -111,21 +112,26 @@ void loopbreaker::run() {
     __norig = __n->nstates;
     const std::size_t nstates = static_cast<std::size_t>(__norig);
     bool any = false;
-    for (const state* s = __n->states; s != nullptr; s = s->next)
+    for (const state* s = __n->states; s != nullptr; s = s->next) {
         for (arc *a = s->outs, *next = nullptr; a != nullptr; a = next) {
             next = a->outchain;
-            if (!constraint(a))
+            if (!constraint(a)) {
                 continue;
-            if (a->to == s)
+            }
+            if (a->to == s) {
                 freearc(__n, a); // a loop of one: holds or not, nothing changes
-            else if (s != __n->pre && a->to != __n->post)
+            } else if (s != __n->pre && a->to != __n->post) {
                 any = true;
+            }
         }
-    if (!any)
+    }
+    if (!any) {
         return;
+    }
     __places = __array<int>(nstates);
-    if (__failed())
+    if (__failed()) {
         return;
+    }
     std::fill_n(__places, nstates, -1);
     componentsearch(__n, &__mem, constraint, [this](state** members, int n) {
         __break(members, n);
@@ -139,18 +145,21 @@ bool loopbreaker::__number(const arc* a, conset& set) {
     if (a->type == LACON) {
         const std::size_t i =
             static_cast<std::size_t>(std::find_if(__lacons, __lacons + __nlacons, same) - __lacons);
-        if (i == MAXLACONS)
+        if (i == MAXLACONS) {
             return false;
-        if (i == __nlacons)
+        }
+        if (i == __nlacons) {
             __lacons[__nlacons++] = {a->type, a->co};
+        }
         set.lacons = std::uint64_t{1} << i;
         return true;
     }
     kind* kinds = left ? __lefts : __rights;
     int& nkinds = left ? __nlefts : __nrights;
     const int i = static_cast<int>(std::find_if(kinds + 1, kinds + nkinds + 1, same) - kinds);
-    if (i > nkinds)
+    if (i > nkinds) {
         kinds[++nkinds] = {a->type, a->co};
+    }
     (left ? set.left : set.right) = i;
     return true;
 }
@@ -166,25 +175,32 @@ reach*& loopbreaker::__cell(int member, int left, int right) {
 bool loopbreaker::__implied(int member, const conset& set, const reach* self) {
     const int lefts[] = {0, set.left};
     const int rights[] = {0, set.right};
-    for (const int left : lefts)
-        for (const int right : rights)
-            for (const reach* r = __cell(member, left, right); r != nullptr; r = r->samecell)
-                if (r != self && (r->set.lacons & ~set.lacons) == 0)
+    for (const int left : lefts) {
+        for (const int right : rights) {
+            for (const reach* r = __cell(member, left, right); r != nullptr; r = r->samecell) {
+                if (r != self && (r->set.lacons & ~set.lacons) == 0) {
                     return true;
+                }
+            }
+        }
+    }
     return false;
 }
 
 /// Notes that the member is reached under a set, unless that is known.
 void loopbreaker::__meet(int member, const conset& set) {
-    if (__implied(member, set, nullptr))
+    if (__implied(member, set, nullptr)) {
         return;
+    }
     reach* r = __spare;
-    if (r != nullptr)
+    if (r != nullptr) {
         __spare = r->next;
-    else
+    } else {
         r = __array<reach>(1);
-    if (r == nullptr)
+    }
+    if (r == nullptr) {
         return;
+    }
     reach*& cell = __cell(member, set.left, set.right);
     *r = {.set = set, .member = member, .samecell = cell, .next = nullptr};
     cell = r;
@@ -197,19 +213,22 @@ void loopbreaker::__spread(int start) {
     __found = __foundlast = nullptr;
     __meet(start, conset{});
     for (const reach* r = __found; r != nullptr && !__failed(); r = r->next) {
-        if (__implied(r->member, r->set, r))
+        if (__implied(r->member, r->set, r)) {
             continue; // by one found later
+        }
         if ((__n->v->work += __ninner) > REG_MAXWORK) {
             seterr(__n->v, REG_ESPACE);
             return;
         }
         for (const innerarc* e = __inner; e != __inner + __ninner; e++) {
-            if (e->from != r->member)
+            if (e->from != r->member) {
                 continue;
+            }
             conset both = r->set;
             if ((e->set.left != 0 && both.left != 0 && e->set.left != both.left) ||
-                (e->set.right != 0 && both.right != 0 && e->set.right != both.right))
+                (e->set.right != 0 && both.right != 0 && e->set.right != both.right)) {
                 continue; // can't both hold
+            }
             both.left = std::max(both.left, e->set.left);
             both.right = std::max(both.right, e->set.right);
             both.lacons |= e->set.lacons;
@@ -220,10 +239,12 @@ void loopbreaker::__spread(int start) {
 
 /// An arc of a constraint to `to`, or to a new state if that is null; returns its target.
 state* loopbreaker::__step(state* from, const kind& what, state* to) {
-    if (to == nullptr)
+    if (to == nullptr) {
         to = newstate(__n);
-    if (to != nullptr)
+    }
+    if (to != nullptr) {
         newarc(__n, what.type, what.co, from, to);
+    }
     return to;
 }
 
@@ -235,16 +256,19 @@ void loopbreaker::__chain(state* from, const reach* r) {
         const bool whole = left.right == 0 && left.lacons == 0;
         state*& shared = __lefted[left.left];
         state* to = __step(from, __lefts[left.left], whole ? goal : shared);
-        if (!whole)
+        if (!whole) {
             shared = to;
+        }
         from = to;
     }
-    if (left.right != 0 && from != nullptr)
+    if (left.right != 0 && from != nullptr) {
         from = __step(from, __rights[left.right], left.lacons == 0 ? goal : nullptr);
+    }
     for (std::size_t i = 0; left.lacons != 0 && from != nullptr; i++) {
         const std::uint64_t bit = std::uint64_t{1} << i;
-        if ((left.lacons & bit) == 0)
+        if ((left.lacons & bit) == 0) {
             continue;
+        }
         left.lacons &= ~bit;
         from = __step(from, __lacons[i], left.lacons == 0 ? goal : nullptr);
     }
@@ -266,12 +290,13 @@ void loopbreaker::__break(state** members, int nmembers) {
     __nlacons = 0;
 
     // Take the inner arcs out.
-    for (int i = 0; i < nmembers && !__failed(); i++)
+    for (int i = 0; i < nmembers && !__failed(); i++) {
         for (arc *a = members[i]->outs, *next = nullptr; a != nullptr; a = next) {
             next = a->outchain;
             const int to = a->to->no < __norig ? __places[a->to->no] : -1;
-            if (!constraint(a) || to < 0)
+            if (!constraint(a) || to < 0) {
                 continue;
+            }
             innerarc& e = __inner[__ninner++];
             e = {.from = i, .to = to, .set = {}};
             if (!__number(a, e.set)) {
@@ -280,44 +305,54 @@ void loopbreaker::__break(state** members, int nmembers) {
             }
             freearc(__n, a);
         }
+    }
     const std::size_t ncells =
         nm * static_cast<std::size_t>(__nlefts + 1) * static_cast<std::size_t>(__nrights + 1);
-    if (ncells > MAXCELLS)
+    if (ncells > MAXCELLS) {
         seterr(__n->v, REG_ESPACE);
-    if (__failed())
+    }
+    if (__failed()) {
         return;
+    }
     __cells = __array<reach*>(ncells);
     __lefted = __array<state*>(static_cast<std::size_t>(__nlefts) + 1);
     for (std::size_t i = 0; i < nm && !__failed(); i++) {
         __copies[i] = newstate(__n);
-        if (__copies[i] != nullptr)
+        if (__copies[i] != nullptr) {
             copyouts(__n, members[i], __copies[i]);
+        }
     }
 
     for (int i = 0; i < nmembers && !__failed(); i++) {
-        if (members[i]->nins == 0)
+        if (members[i]->nins == 0) {
             continue; // can be reached from inside only
+        }
         __spread(i);
         std::fill_n(__lefted, __nlefts + 1, nullptr);
-        for (const reach* r = __found; r != nullptr && !__failed(); r = r->next)
-            if (r->member != i && !__implied(r->member, r->set, r))
+        for (const reach* r = __found; r != nullptr && !__failed(); r = r->next) {
+            if (r->member != i && !__implied(r->member, r->set, r)) {
                 __chain(members[i], r);
-        for (const reach* r = __found; r != nullptr; r = r->next)
+            }
+        }
+        for (const reach* r = __found; r != nullptr; r = r->next) {
             __cell(r->member, r->set.left, r->set.right) = nullptr;
+        }
         if (__foundlast != nullptr) {
             __foundlast->next = __spare;
             __spare = __found;
         }
     }
-    for (int i = 0; i < nmembers; i++)
+    for (int i = 0; i < nmembers; i++) {
         __places[members[i]->no] = -1;
+    }
 }
 
 } // namespace
 
 void breakloops(nfa* n) {
-    if (!iserr(n->v))
+    if (!iserr(n->v)) {
         loopbreaker(n).run();
+    }
 }
 
 } // namespace Quil::IMPL::engine

@@ -14,8 +14,9 @@ namespace {
 /// mark is `through`.
 template <const side& Side>
 void markfrom(state* from, state* through, state* mark) {
-    if (from->tmp != through)
+    if (from->tmp != through) {
         return;
+    }
     from->tmp = mark;
     from->work = nullptr;
     state* todo = from;
@@ -24,8 +25,9 @@ void markfrom(state* from, state* through, state* mark) {
         todo = s->work;
         for (const arc* a = s->*Side.arcs; a != nullptr; a = a->*Side.next) {
             state* next = a->*Side.far;
-            if (next->tmp != through)
+            if (next->tmp != through) {
                 continue;
+            }
             next->tmp = mark;
             next->work = todo;
             todo = next;
@@ -35,14 +37,16 @@ void markfrom(state* from, state* through, state* mark) {
 
 /// Drops the states that can't be reached or lead nowhere, and numbers the others.
 void cleanup(nfa* n) {
-    if (iserr(n->v))
+    if (iserr(n->v)) {
         return;
+    }
     markfrom<OUTS>(n->pre, nullptr, n->pre);
     markfrom<INS>(n->post, n->pre, n->post);
     for (state *s = n->states, *next = nullptr; s != nullptr; s = next) {
         next = s->next;
-        if (s->tmp != n->post && s->flag == 0)
+        if (s->tmp != n->post && s->flag == 0) {
             dropstate(n, s);
+        }
     }
     n->nstates = 0;
     for (state* s = n->states; s != nullptr; s = s->next) {
@@ -61,8 +65,9 @@ void unempty(nfa* n, arc* a) {
         return;
     }
     bool onfrom = from->nouts <= to->nins;
-    if (from->nouts == to->nins)
+    if (from->nouts == to->nins) {
         onfrom = from->nins <= to->nouts;
+    }
     freearc(n, a);
     if (onfrom) {
         if (from->nouts == 0) {
@@ -90,31 +95,37 @@ void mergeloops(nfa* n) {
     componentsearch(n, &mem, isempty, [&](state** members, int count) {
         members[0]->work = loops;
         loops = members[0];
-        for (int i = 1; i < count; ++i)
+        for (int i = 1; i < count; ++i) {
             members[i]->tmp = members[0];
+        }
     }).run();
     for (state *s = n->states, *next = nullptr; s != nullptr && loops != nullptr; s = next) {
         next = s->next;
-        if (s->tmp == nullptr)
+        if (s->tmp == nullptr) {
             continue;
+        }
         moveins(n, s, s->tmp);
         moveouts(n, s, s->tmp);
         s->tmp = nullptr;
-        if (iserr(n->v))
+        if (iserr(n->v)) {
             return;
+        }
         freestate(n, s);
     }
-    for (; loops != nullptr; loops = loops->work)
+    for (; loops != nullptr; loops = loops->work) {
         for (arc *a = loops->outs, *next = nullptr; a != nullptr; a = next) {
             next = a->outchain;
-            if (isempty(a) && a->to == loops)
+            if (isempty(a) && a->to == loops) {
                 freearc(n, a);
+            }
         }
+    }
 }
 
 void fixempties(nfa* n) {
-    if (!iserr(n->v))
+    if (!iserr(n->v)) {
         mergeloops(n);
+    }
     bool progress = true;
     while (progress && !iserr(n->v)) {
         progress = false;
@@ -122,14 +133,16 @@ void fixempties(nfa* n) {
             nexts = s->next;
             for (arc *a = s->outs, *nexta = nullptr; a != nullptr && !iserr(n->v); a = nexta) {
                 nexta = a->outchain;
-                if (a->type != EMPTY)
+                if (a->type != EMPTY) {
                     continue;
+                }
                 // The arc's end may be the state that comes next, and end here.
                 state* beyond = nexts != nullptr ? nexts->next : nullptr;
                 unempty(n, a);
                 progress = true;
-                if (nexts != nullptr && nexts->no == FREESTATE)
+                if (nexts != nullptr && nexts->no == FREESTATE) {
                     nexts = beyond;
+                }
             }
         }
     }
@@ -139,10 +152,12 @@ enum class verdict { incompatible, satisfied, compatible };
 
 /// What becomes of a constraint that moves over an arc.
 verdict combine(const arc* con, const arc* a) {
-    if (con->type == a->type && con->type != LACON)
+    if (con->type == a->type && con->type != LACON) {
         return con->co == a->co ? verdict::satisfied : verdict::incompatible;
-    if (a->type == LACON)
+    }
+    if (a->type == LACON) {
         return verdict::compatible;
+    }
     const bool behind = con->type == BOL || con->type == BEHIND;
     switch (a->type) {
     case PLAIN:
@@ -171,29 +186,34 @@ bool moveover(nfa* n, arc* con) {
         freearc(n, con);
         return true;
     }
-    if (near->flag != 0)
+    if (near->flag != 0) {
         return false;
+    }
     if (near->*Own.count > 1) {
         state* s = newstate(n);
-        if (s == nullptr)
+        if (s == nullptr) {
             return false;
+        }
         copyarcs<Other>(n, near, s);
         cparc<Own>(n, con, s, far);
         freearc(n, con);
-        if (iserr(n->v))
+        if (iserr(n->v)) {
             return false;
+        }
         near = s;
         con = s->*Own.arcs;
     }
     for (arc *a = near->*Other.arcs, *next = nullptr; a != nullptr; a = next) {
         next = a->*Other.next;
         const verdict what = combine(con, a);
-        if (what == verdict::satisfied)
+        if (what == verdict::satisfied) {
             continue;
+        }
         if (what == verdict::compatible) {
             state* s = newstate(n);
-            if (s == nullptr)
+            if (s == nullptr) {
                 return false;
+            }
             cparc<Own>(n, a, s, far);
             cparc<Own>(n, con, a->*Other.far, s);
         }
@@ -215,8 +235,9 @@ void moveall(nfa* n, int edge, int character) {
             nexts = s->next;
             for (arc *a = s->*Own.arcs, *nexta = nullptr; a != nullptr && !iserr(n->v); a = nexta) {
                 nexta = a->*Own.next;
-                if ((a->type == edge || a->type == character) && moveover<Own, Other>(n, a))
+                if ((a->type == edge || a->type == character) && moveover<Own, Other>(n, a)) {
                     progress = true;
+                }
             }
         }
     }
@@ -248,18 +269,22 @@ void pushfwd(nfa* n) {
 
 /// Information bits: whether nothing can match, or an empty stretch can.
 long analyze(const nfa* n) {
-    if (n->pre->outs == nullptr)
+    if (n->pre->outs == nullptr) {
         return REG_UIMPOSSIBLE;
+    }
     bool matchesempty = false;
     for (const arc* a = n->pre->outs; a != nullptr; a = a->outchain) {
-        if (a->to->tmp != nullptr)
+        if (a->to->tmp != nullptr) {
             continue;
+        }
         a->to->tmp = a->to; // as many arcs as there are colors may lead here
-        for (const arc* b = a->to->outs; b != nullptr; b = b->outchain)
+        for (const arc* b = a->to->outs; b != nullptr; b = b->outchain) {
             matchesempty = matchesempty || b->to == n->post;
+        }
     }
-    for (const arc* a = n->pre->outs; a != nullptr; a = a->outchain)
+    for (const arc* a = n->pre->outs; a != nullptr; a = a->outchain) {
         a->to->tmp = nullptr;
+    }
     return matchesempty ? REG_UEMPTYMATCH : 0;
 }
 
@@ -267,8 +292,9 @@ long analyze(const nfa* n) {
 
 long optimize(nfa* n, std::FILE* stream) {
     auto heading = [stream](const char* text) {
-        if (stream != nullptr)
+        if (stream != nullptr) {
             std::fputs(text, stream);
+        }
     };
     heading("\ninitial cleanup:\n");
     cleanup(n);

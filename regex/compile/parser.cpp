@@ -73,8 +73,9 @@ void parser<chr>::newstates(state*& s, state*& s2) {
 template <class chr>
 bool parser<chr>::newinner(state* init, state* final, state*& left, state*& right) {
     newstates(left, right);
-    if (failed())
+    if (failed()) {
         return false;
+    }
     emptyarc(init, left);
     emptyarc(right, final);
     return true;
@@ -83,8 +84,9 @@ bool parser<chr>::newinner(state* init, state* final, state*& left, state*& righ
 /// Goes a level down; false, with REG_ESPACE, if that is one too many.
 template <class chr>
 bool parser<chr>::deeper() {
-    if (++v->depth <= REG_MAXDEPTH)
+    if (++v->depth <= REG_MAXDEPTH) {
         return true;
+    }
     seterr(v, REG_ESPACE);
     return false;
 }
@@ -92,20 +94,24 @@ bool parser<chr>::deeper() {
 /// Makes all groups opened after the first `before` ones unknown to back references.
 template <class chr>
 void parser<chr>::forgetgroups(std::size_t before) {
-    for (std::size_t i = before + 1; i <= static_cast<std::size_t>(v->nsubexp) && i < v->nsubs; ++i)
+    for (std::size_t i = before + 1; i <= static_cast<std::size_t>(v->nsubexp) && i < v->nsubs;
+         ++i) {
         v->subs[i] = {};
+    }
 }
 
 /// An expression up to `stopper`, which stays the present token. `opened` is where the parenthesis
 /// stands that it closes.
 template <class chr>
 subre* parser<chr>::parse(int stopper, int type, state* init, state* final, std::ptrdiff_t opened) {
-    if (!deeper())
+    if (!deeper()) {
         return nullptr;
+    }
     subre* const branches = alternatives(stopper, type, init, final);
     --v->depth;
-    if (failed())
+    if (failed()) {
         return nullptr;
+    }
     if (!see(stopper)) {
         seterr(v, REG_EPAREN, opened);
         return nullptr;
@@ -118,17 +124,22 @@ subre* parser<chr>::alternatives(int stopper, int type, state* init, state* fina
     subre* const branches = newsubre(v, '|', LONGER, init, final);
     for (subre* branch = branches; branch; branch = branch->right) {
         state *left, *right;
-        if (!newinner(init, final, left, right))
+        if (!newinner(init, final, left, right)) {
             break;
+        }
         branch->left = parsebranch(stopper, type, left, right);
-        if (failed())
+        if (failed()) {
             break;
+        }
         branch->flags |= UP(branch->flags | branch->left->flags);
-        if (branch->flags & ~branches->flags)
-            for (subre* t = branches; t != branch; t = t->right)
+        if (branch->flags & ~branches->flags) {
+            for (subre* t = branches; t != branch; t = t->right) {
                 t->flags |= branch->flags;
-        if (!eat('|'))
+            }
+        }
+        if (!eat('|')) {
             break;
+        }
         branch->right = newsubre(v, '|', LONGER, init, final);
     }
     return branches;
@@ -182,24 +193,28 @@ subre* parser<chr>::parsebranch(int stopper, int type, state* left, state* right
     while (!failed() && !branchends(stopper)) {
         if (seencontent) {
             lp = newstate(v->nfa);
-            if (failed())
+            if (failed()) {
                 return nullptr;
+            }
             moveins(v->nfa, right, lp);
         }
         parseqatom(type, lp, right, top);
-        if (failed())
+        if (failed()) {
             return nullptr;
+        }
         seencontent = top->op != '.';
         if (!seencontent) {
             top = top->right->right;
             lp = top->begin;
         }
     }
-    if (failed())
+    if (failed()) {
         return nullptr;
+    }
     if (!seencontent) {
-        if (top == whole)
+        if (top == whole) {
             note(v, REG_UUNSPEC);
+        }
         emptyarc(lp, right);
     }
     settleflags(whole);
@@ -211,29 +226,34 @@ subre* parser<chr>::parsebranch(int stopper, int type, state* left, state* right
 /// stands for the rest of the branch, not parsed yet.
 template <class chr>
 void parser<chr>::parseqatom(int type, state* lp, state* rp, subre* top) {
-    if (constraint(lp, rp) || failed())
+    if (constraint(lp, rp) || failed()) {
         return;
+    }
     atominfo atom = parseatom(type, lp, rp);
-    if (failed())
+    if (failed()) {
         return;
+    }
     const construct quantified(v);
     const quantifier q = parsequantifier();
-    if (failed())
+    if (failed()) {
         return;
+    }
     if (q.never()) {
         cancel(atom, lp, rp);
         return;
     }
     const int flags = top->flags | q.preference | (atom.node ? atom.node->flags : 0);
     if (atom.type != '(' && atom.type != BACKREF && !MESSY(UP(flags))) {
-        if (!q.once())
+        if (!q.once()) {
             repeat(v, lp, rp, q.min, q.max);
+        }
         freesubre(v, atom.node);
         top->flags = flags;
         return;
     }
-    if (!atom.node)
+    if (!atom.node) {
         atom.node = newsubre(v, '=', 0, lp, rp);
+    }
     divide(v, atom.node, q, lp, rp, top);
 }
 
@@ -282,8 +302,9 @@ bool parser<chr>::constraint(state* lp, state* rp) {
 template <class chr>
 void parser<chr>::edge(int type, int adjacent, state* lp, state* rp) {
     newarc(v->nfa, type, 1, lp, rp);
-    if (v->cflags & REG_NLANCH)
+    if (v->cflags & REG_NLANCH) {
         newarc(v->nfa, adjacent, v->nlcolor, lp, rp);
+    }
     next(v);
 }
 
@@ -312,16 +333,19 @@ void parser<chr>::nonword(int type, state* lp, state* rp) {
 template <class chr>
 void parser<chr>::wordpath(bool before, bool behind, state* lp, state* rp) {
     state* const s = newstate(v->nfa);
-    if (failed())
+    if (failed()) {
         return;
-    if (before)
+    }
+    if (before) {
         word(BEHIND, lp, s);
-    else
+    } else {
         nonword(BEHIND, lp, s);
-    if (behind)
+    }
+    if (behind) {
         word(AHEAD, s, rp);
-    else
+    } else {
         nonword(AHEAD, s, rp);
+    }
 }
 
 template <class chr>
@@ -332,19 +356,22 @@ void parser<chr>::lookahead(state* lp, state* rp) {
     next(v);
     state *s, *s2;
     newstates(s, s2);
-    if (failed())
+    if (failed()) {
         return;
+    }
     ++v->lookahead;
     subre* const content = parse(')', LACON, s, s2, opened);
     --v->lookahead;
-    if (failed())
+    if (failed()) {
         return;
+    }
     freesubre(v, content);
     forgetgroups(before);
     next(v);
     const int number = newlacon(s, s2, positive);
-    if (!failed())
+    if (!failed()) {
         newarc(v->nfa, LACON, number, lp, rp);
+    }
 }
 
 /// Registers a lookahead; its number, 0 after an error.
@@ -389,10 +416,11 @@ typename parser<chr>::atominfo parser<chr>::parseatom(int type, state* lp, state
         plainchr(lp, rp);
         break;
     case '[':
-        if (v->nextvalue != 0)
+        if (v->nextvalue != 0) {
             bracket(v, lp, rp);
-        else
+        } else {
             cbracket(v, lp, rp);
+        }
         next(v);
         break;
     case '.':
@@ -436,19 +464,22 @@ void parser<chr>::group(atominfo& atom, int type, state* lp, state* rp) {
     const std::ptrdiff_t opened = v->at;
     next(v);
     state *s, *s2;
-    if (!newinner(lp, rp, s, s2))
+    if (!newinner(lp, rp, s, s2)) {
         return;
+    }
     atom.node = parse(')', PLAIN, s, s2, opened);
-    if (failed())
+    if (failed()) {
         return;
+    }
     next(v);
     if (!capturing) {
         atom.type = PLAIN;
         return;
     }
     subre* const t = newsubre(v, '(', atom.node->flags | CAP, lp, rp);
-    if (!remember(number, atom.node) || failed())
+    if (!remember(number, atom.node) || failed()) {
         return;
+    }
     t->subno = static_cast<int>(number);
     t->left = atom.node;
     atom.node = t;
@@ -480,8 +511,9 @@ subre* parser<chr>::backref(state* lp, state* rp) {
         return nullptr;
     }
     subre* const t = newsubre(v, 'b', BACKR, lp, rp);
-    if (!t)
+    if (!t) {
         return nullptr;
+    }
     t->subno = static_cast<int>(number);
     emptyarc(lp, rp); // keeps the place
     next(v);
@@ -518,12 +550,14 @@ quantifier parser<chr>::bound() {
     const bool pair = eat(',');
     if (pair) {
         q.max = see(DIGIT) ? scannum() : DUPINF;
-        if (q.min > q.max)
+        if (q.min > q.max) {
             seterr(v, REG_BADBR);
+        }
         q.preference = preferenceof(v->nextvalue); // of the closing brace
     }
-    if (!see('}'))
+    if (!see('}')) {
         seterr(v, REG_BADBR);
+    }
     next(v);
     return q;
 }

@@ -200,13 +200,13 @@ inline int seterr(varsbase* v, int e) {
 /// made: a range is found to be bad only when all of it has been read.
 class construct {
 public:
-    explicit construct(varsbase* v) : v_(v) { v->construct = v->at; }
-    ~construct() { v_->construct = REG_NOWHERE; }
+    explicit construct(varsbase* v) : __v(v) { v->construct = v->at; }
+    ~construct() { __v->construct = REG_NOWHERE; }
     construct(const construct&) = delete;
     construct& operator=(const construct&) = delete;
 
 private:
-    varsbase* v_;
+    varsbase* __v;
 };
 
 /// Notes an information bit.

@@ -11,8 +11,9 @@
 namespace Quil::IMPL::engine {
 
 subre* newsubre(varsbase* v, int op, int flags, state* begin, state* end) {
-    if (iserr(v))
+    if (iserr(v)) {
         return nullptr;
+    }
     subre* t = v->treefree;
     if (t) {
         v->treefree = t->left;
@@ -70,13 +71,14 @@ namespace {
 /// neither side need be asked.
 class planner {
 public:
-    explicit planner(varsbase* v) : v_(v) {}
+    explicit planner(varsbase* v) : __v(v) {}
 
     void plan(subre* root) {
         ask(root, below(root));
         // So many arcs will at least be made. To find that out by making them takes seconds.
-        if (v_->work + asked_ > REG_MAXWORK)
-            seterr(v_, REG_ESPACE);
+        if (__v->work + __asked > REG_MAXWORK) {
+            seterr(__v, REG_ESPACE);
+        }
     }
 
 private:
@@ -85,7 +87,7 @@ private:
     void ask(subre* t, const stretch& of) {
         constexpr int FRAME = 4; // arcs of a new automaton, besides two for each color
         t->flags |= ASKED;
-        asked_ += of.arcs + FRAME;
+        __asked += of.arcs + FRAME;
     }
 
     /// Plans what lies below `top`, whose stretch it gives. A node in which there is nothing to be
@@ -99,27 +101,32 @@ private:
             t = t->right;
         }
         stretch whole = {};
-        if (!inside || !t->left)
-            whole = survey(v_->nfa, t->begin, t->end);
-        else
+        if (!inside || !t->left) {
+            whole = survey(__v->nfa, t->begin, t->end);
+        } else {
             whole = merge(t, below(t->left), nullptr);
+        }
         for (;; whole = merge(t, below(t->left), &whole)) {
             t->cnfa.minlen = std::max(whole.length, 0);
             t->cnfa.maxlen = whole.length;
-            if (t == top)
+            if (t == top) {
                 return whole;
+            }
             t = t->chain;
         }
     }
 
     stretch merge(const subre* t, const stretch& left, const stretch* right) {
         stretch whole = left;
-        if (t->op != '.')
+        if (t->op != '.') {
             whole.arcs += 2; // lead into the part and out of it
-        if (t->op == '|')
+        }
+        if (t->op == '|') {
             ask(t->left, left);
-        if (!right)
+        }
+        if (!right) {
             return whole;
+        }
         whole.arcs += right->arcs;
         if (t->op == '|') {
             whole.length = left.length == right->length ? left.length : UNBOUNDED;
@@ -137,8 +144,8 @@ private:
         return whole;
     }
 
-    varsbase* v_;
-    std::int64_t asked_ = 0; // arcs of the nodes' stretches
+    varsbase* __v;
+    std::int64_t __asked = 0; // arcs of the nodes' stretches
 };
 
 /// Builds the automata of the nodes that are asked for one, or of all for a dump, children before
@@ -146,17 +153,20 @@ private:
 long nfabuild(varsbase* v, subre* top) {
     subre* t = top;
     for (;; t = t->right) {
-        if (t->left)
+        if (t->left) {
             nfabuild(v, t->left);
-        if (!t->right)
+        }
+        if (!t->right) {
             break;
+        }
         t->right->chain = t;
     }
     long info = 0;
     for (;; t = t->chain) {
         info = v->stream || (t->flags & ASKED) ? nfanode(v, t) : 0;
-        if (t == top)
+        if (t == top) {
             return info;
+        }
     }
 }
 
@@ -167,10 +177,11 @@ struct nodeid {
     char text[IDSIZE];
 
     explicit nodeid(const subre* t) {
-        if (t->retry != 0)
+        if (t->retry != 0) {
             std::snprintf(text, sizeof(text), "%d", t->retry);
-        else
+        } else {
             std::snprintf(text, sizeof(text), "%p", static_cast<const void*>(t));
+        }
     }
 };
 
@@ -178,34 +189,43 @@ void dumpnode(const subre* t, std::FILE* stream, bool withstates) {
     static constexpr struct {
         int flag;
         const char* text;
-    } names[] = {{LONGER, " longest"},
+    } NAMES[] = {{LONGER, " longest"},
                  {SHORTER, " shortest"},
                  {MIXED, " hasmixed"},
                  {CAP, " hascapture"},
                  {BACKR, " hasbackref"}};
     std::fprintf(stream, "%s. `%c'", nodeid(t).text, t->op);
-    for (const auto& name : names)
-        if (t->flags & name.flag)
+    for (const auto& name : NAMES) {
+        if (t->flags & name.flag) {
             std::fputs(name.text, stream);
-    if (!(t->flags & INUSE))
+        }
+    }
+    if (!(t->flags & INUSE)) {
         std::fputs(" UNUSED", stream);
-    if (t->subno != 0)
+    }
+    if (t->subno != 0) {
         std::fprintf(stream, " (#%d)", t->subno);
+    }
     if (t->min != 1 || t->max != 1) {
         std::fprintf(stream, " {%d,", t->min);
-        if (t->max != DUPINF)
+        if (t->max != DUPINF) {
             std::fprintf(stream, "%d", t->max);
+        }
         std::fputs("}", stream);
     }
-    if (withstates)
+    if (withstates) {
         std::fprintf(stream, " %ld-%ld", static_cast<long>(t->begin->no),
                      static_cast<long>(t->end->no));
-    if (t->left)
+    }
+    if (t->left) {
         std::fprintf(stream, " L:%s", nodeid(t->left).text);
-    if (t->right)
+    }
+    if (t->right) {
         std::fprintf(stream, " R:%s", nodeid(t->right).text);
-    if (!t->cnfa.empty())
+    }
+    if (!t->cnfa.empty()) {
         std::fputs("\n\n", stream);
+    }
 }
 
 void stdump(const subre* t, std::FILE* stream, bool withstates) {
@@ -218,36 +238,42 @@ void stdump(const subre* t, std::FILE* stream, bool withstates) {
 } // namespace
 
 long nfatree(varsbase* v, subre* t) {
-    if (iserr(v))
+    if (iserr(v)) {
         return 0;
+    }
     planner(v).plan(t);
     return nfabuild(v, t);
 }
 
 long nfanode(varsbase* v, subre* t) {
-    if (iserr(v))
+    if (iserr(v)) {
         return 0;
-    if (v->stream)
+    }
+    if (v->stream) {
         std::fprintf(v->stream, "\n\n\n========= TREE NODE %s ==========\n", nodeid(t).text);
+    }
     const nfaptr part = newnfa(v, v->cm, v->nfa);
-    if (iserr(v))
+    if (iserr(v)) {
         return 0;
+    }
     dupnfa(part.get(), t->begin, t->end, part->init, part->final);
     long info = 0;
     if (!iserr(v)) {
         specialcolors(part.get());
         info = optimize(part.get(), v->stream);
     }
-    if (!iserr(v))
+    if (!iserr(v)) {
         compact(part.get(), &t->cnfa, v->keep);
+    }
     return info;
 }
 
 void dumpst(const subre* t, std::FILE* stream, bool withstates) {
-    if (!t)
+    if (!t) {
         std::fputs("null tree\n", stream);
-    else
+    } else {
         stdump(t, stream, withstates);
+    }
     std::fflush(stream);
 }
 

@@ -21,13 +21,13 @@ public:
     /// Takes over an automaton that is nothing but such a run; else the object stays empty.
     TClassRun(const cnfa& automaton, const color* colors);
 
-    bool empty() const { return least_ == 0; }
+    bool empty() const { return __least == 0; }
     /// Whether a text of this length is worth the making of the tables, if that isn't done yet.
-    bool worthwhile(std::ptrdiff_t length) const { return ready_ || length >= WORTHWHILE; }
+    bool worthwhile(std::ptrdiff_t length) const { return __ready || length >= WORTHWHILE; }
     /// That is done.
-    bool ready() const { return ready_; }
+    bool ready() const { return __ready; }
     /// What was seen of the text no longer holds.
-    void newtext() { block_ = nullptr; }
+    void newtext() { __block = nullptr; }
     /// The first run of the set in [begin, stop] that is long enough: its begin, or null. What
     /// stands before `begin` doesn't count. `looked` counts the characters.
     const Chr* find(const Chr* begin, const Chr* stop, const Chr*& end, std::uint64_t& looked);
@@ -42,15 +42,15 @@ private:
     std::uint64_t compare(const Chr* place) const;
     const Chr* seek(const Chr* p, const Chr* stop, std::uint64_t unlike);
 
-    const color* colors_;
-    colorset in_;
-    int least_ = 0; // characters of the shortest match
-    bool ready_ = false;
-    std::array<Chr, FEW> first_{}; // the set's ranges, if they are few
-    std::array<Chr, FEW> last_{};
-    std::size_t ranges_ = 0;
-    const Chr* block_ = nullptr; // the characters that `bits_` tells of
-    std::uint64_t bits_ = 0;
+    const color* __colors;
+    colorset __in;
+    int __least = 0; // characters of the shortest match
+    bool __ready = false;
+    std::array<Chr, FEW> __first{}; // the set's ranges, if they are few
+    std::array<Chr, FEW> __last{};
+    std::size_t __ranges = 0;
+    const Chr* __block = nullptr; // the characters that `bits_` tells of
+    std::uint64_t __bits = 0;
 };
 
 extern template class TClassRun<char>;

@@ -20,20 +20,23 @@ using element = std::conditional_t<sizeof(Chr) == 1, unsigned char, Chr>;
 template <class Box, std::size_t Nibbles>
 class TBoxes {
 public:
-    explicit TBoxes(std::size_t most) : most_(most) {}
+    explicit TBoxes(std::size_t most) : __most(most) {}
 
     void add(const Box& box) {
-        if (std::any_of(boxes_.begin(), boxes_.end(),
-                        [&box](const entry& other) { return hull(box, other.box) == other.box; }))
+        if (std::any_of(__boxes.begin(), __boxes.end(),
+                        [&box](const entry& other) { return hull(box, other.box) == other.box; })) {
             return;
+        }
         insert(box);
-        if (boxes_.size() > most_)
+        if (__boxes.size() > __most) {
             merge();
+        }
     }
     std::vector<Box> take() const {
         std::vector<Box> all;
-        for (const entry& e : boxes_)
+        for (const entry& e : __boxes) {
             all.push_back(e.box);
+        }
         return all;
     }
 
@@ -65,39 +68,42 @@ private:
     }
     static Box hull(const Box& a, const Box& b) {
         Box both = a;
-        for (std::size_t i = 0; i < both.size(); ++i)
+        for (std::size_t i = 0; i < both.size(); ++i) {
             both[i] = static_cast<std::uint16_t>(both[i] | b[i]);
+        }
         return both;
     }
     void insert(const Box& box) {
         entry e{box, volume(box), 0, std::numeric_limits<double>::max()};
-        for (std::size_t i = 0; i < boxes_.size(); ++i) {
-            const double growth = volume(hull(boxes_[i].box, box)) - boxes_[i].volume - e.volume;
+        for (std::size_t i = 0; i < __boxes.size(); ++i) {
+            const double growth = volume(hull(__boxes[i].box, box)) - __boxes[i].volume - e.volume;
             if (growth < e.growth) {
                 e.growth = growth;
                 e.partner = i;
             }
         }
-        boxes_.push_back(e);
+        __boxes.push_back(e);
     }
     void merge() {
         const auto least =
-            std::min_element(boxes_.begin(), boxes_.end(),
+            std::min_element(__boxes.begin(), __boxes.end(),
                              [](const entry& a, const entry& b) { return a.growth < b.growth; });
-        const auto partner = boxes_.begin() + static_cast<std::ptrdiff_t>(least->partner);
+        const auto partner = __boxes.begin() + static_cast<std::ptrdiff_t>(least->partner);
         const Box merged = hull(least->box, partner->box);
-        const std::vector<entry> rest(partner + 1, boxes_.end());
+        const std::vector<entry> rest(partner + 1, __boxes.end());
         const std::size_t second = static_cast<std::size_t>(least - partner) - 1;
         // What comes behind the partner may have had one of the two for its own.
-        boxes_.erase(partner, boxes_.end());
-        for (std::size_t i = 0; i < rest.size(); ++i)
-            if (i != second)
+        __boxes.erase(partner, __boxes.end());
+        for (std::size_t i = 0; i < rest.size(); ++i) {
+            if (i != second) {
                 insert(rest[i].box);
+            }
+        }
         insert(merged);
     }
 
-    std::size_t most_;
-    std::vector<entry> boxes_;
+    std::size_t __most;
+    std::vector<entry> __boxes;
 };
 
 using rowbox = std::array<std::uint16_t, 2>;
@@ -109,13 +115,16 @@ std::vector<rowbox> rowboxes(const std::bitset<256>& row) {
     for (std::size_t high = 0; high < NIBBLEVALUES; ++high) {
         const auto lows =
             static_cast<std::uint16_t>((row >> high * NIBBLEVALUES & LOWEST).to_ulong());
-        if (lows == 0)
+        if (lows == 0) {
             continue;
+        }
         std::size_t i = 0;
-        while (i < boxes.size() && boxes[i][0] != lows)
+        while (i < boxes.size() && boxes[i][0] != lows) {
             ++i;
-        if (i == boxes.size())
+        }
+        if (i == boxes.size()) {
             boxes.push_back({lows, 0});
+        }
         boxes[i][1] = static_cast<std::uint16_t>(boxes[i][1] | 1u << high);
     }
     return boxes;
@@ -128,18 +137,23 @@ auto TCellSet<Chr>::boxes(std::size_t most) const -> std::vector<box> {
     TBoxes<box, NIBBLES<Chr>> found(most);
     std::array<bool, ROWS> done{};
     for (std::size_t i = 0; i < ROWS; ++i) {
-        if (done[i] || rows_[i].none())
+        if (done[i] || __rows[i].none()) {
             continue;
+        }
         row equal; // rows that hold the same
-        for (std::size_t j = i; j < ROWS; ++j)
-            if (!done[j] && rows_[j] == rows_[i])
+        for (std::size_t j = i; j < ROWS; ++j) {
+            if (!done[j] && __rows[j] == __rows[i]) {
                 equal[j] = done[j] = true;
-        for (const rowbox& low : rowboxes(rows_[i])) {
-            if constexpr (ROWS == 1)
+            }
+        }
+        for (const rowbox& low : rowboxes(__rows[i])) {
+            if constexpr (ROWS == 1) {
                 found.add(low);
-            else
-                for (const rowbox& high : rowboxes(equal))
+            } else {
+                for (const rowbox& high : rowboxes(equal)) {
                     found.add({low[0], low[1], high[0], high[1]});
+                }
+            }
         }
     }
     return found.take();
@@ -164,38 +178,46 @@ void TFingerprint<Chr>::set(const std::vector<word>& words, std::size_t places,
     using chain = std::array<std::uint16_t, MOSTPLACES * N>;
     TBoxes<chain, N> chains(MOSTWORDS);
     for (const word& w : words) {
-        if (std::any_of(w.begin(), w.end(), [](const auto& set) { return set.empty(); }))
+        if (std::any_of(w.begin(), w.end(), [](const auto& set) { return set.empty(); })) {
             continue; // no character is in that set
+        }
         // Each combination of the places' boxes, counted through like digits.
         std::array<std::size_t, MOSTPLACES> digits{};
         for (std::size_t place = 0; place < places;) {
             chain c{};
-            for (std::size_t i = 0; i < places; ++i)
-                for (std::size_t n = 0; n < N; ++n)
+            for (std::size_t i = 0; i < places; ++i) {
+                for (std::size_t n = 0; n < N; ++n) {
                     c[i * N + n] = w[i][digits[i]][n];
+                }
+            }
             chains.add(c);
-            for (place = 0; place < places && ++digits[place] == w[place].size(); ++place)
+            for (place = 0; place < places && ++digits[place] == w[place].size(); ++place) {
                 digits[place] = 0;
+            }
         }
     }
     const std::vector<chain> all = chains.take();
-    tables_ = {};
-    for (std::size_t i = 0; i < all.size(); ++i)
-        for (std::size_t n = 0; n < places * N * NIBBLEVALUES; ++n)
-            if (all[i][n / NIBBLEVALUES] >> n % NIBBLEVALUES & 1)
-                tables_[n] = static_cast<std::uint8_t>(tables_[n] | 1u << i);
-    places_ = places;
-    behind_ = behind;
+    __tables = {};
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        for (std::size_t n = 0; n < places * N * NIBBLEVALUES; ++n) {
+            if (all[i][n / NIBBLEVALUES] >> n % NIBBLEVALUES & 1) {
+                __tables[n] = static_cast<std::uint8_t>(__tables[n] | 1u << i);
+            }
+        }
+    }
+    __places = places;
+    __behind = behind;
 }
 
 template <class Chr>
 bool TFingerprint<Chr>::matches(const Chr* first) const {
     unsigned int words = (1u << MOSTWORDS) - 1;
-    const std::uint8_t* table = tables_.data();
-    for (std::size_t i = 0; i < places_; ++i) {
+    const std::uint8_t* table = __tables.data();
+    for (std::size_t i = 0; i < __places; ++i) {
         std::size_t cell = chrtraits<Chr>::index(first[i]);
-        for (std::size_t n = 0; n < NIBBLES<Chr>; ++n, cell >>= NIBBLEBITS, table += NIBBLEVALUES)
+        for (std::size_t n = 0; n < NIBBLES<Chr>; ++n, cell >>= NIBBLEBITS, table += NIBBLEVALUES) {
             words &= table[cell % NIBBLEVALUES];
+        }
     }
     return words != 0;
 }
@@ -206,10 +228,12 @@ const Chr* TFingerprint<Chr>::leap(const Chr* first, const Chr* limit, way how) 
 #if defined(__x86_64__)
     const auto* const from = reinterpret_cast<const element<Chr>*>(first);
     const auto* const to = reinterpret_cast<const element<Chr>*>(limit);
-    if (how == way::VECTOR32)
-        return reinterpret_cast<const Chr*>(leap32(tables_.data(), places_, from, to));
-    if (how == way::VECTOR16)
-        return reinterpret_cast<const Chr*>(leap16(tables_.data(), places_, from, to));
+    if (how == way::VECTOR32) {
+        return reinterpret_cast<const Chr*>(leap32(__tables.data(), __places, from, to));
+    }
+    if (how == way::VECTOR16) {
+        return reinterpret_cast<const Chr*>(leap16(__tables.data(), __places, from, to));
+    }
 #endif
     static_cast<void>(limit);
     static_cast<void>(how);
@@ -221,20 +245,23 @@ const Chr* TFingerprint<Chr>::find(const Chr* cp, const Chr* limit, const Chr* s
                                    way how) const {
     constexpr std::ptrdiff_t NEAR = 4;    // characters that are looked at before vectors are
     constexpr std::ptrdiff_t WIDEST = 32; // characters of a vector
-    const auto behind = static_cast<std::ptrdiff_t>(behind_);
-    const auto ahead = static_cast<std::ptrdiff_t>(places_) - behind - 1;
+    const auto behind = static_cast<std::ptrdiff_t>(__behind);
+    const auto ahead = static_cast<std::ptrdiff_t>(__places) - behind - 1;
     const Chr* const whole = limit - cp <= stop - cp - ahead ? limit : stop - ahead;
     // One character of a set is often near, one of a few words is not.
-    for (const Chr* const near = places_ == 1 && whole - cp > NEAR ? cp + NEAR : cp; cp < near;
-         ++cp)
-        if (stands(cp))
+    for (const Chr* const near = __places == 1 && whole - cp > NEAR ? cp + NEAR : cp; cp < near;
+         ++cp) {
+        if (stands(cp)) {
             return cp;
+        }
+    }
     if (cp < whole) {
         const Chr* const farther = stop - ahead - whole > WIDEST ? whole + WIDEST : stop - ahead;
         cp = leap(cp - behind, farther - behind, how) + behind;
     }
-    while (cp < whole && !stands(cp))
+    while (cp < whole && !stands(cp)) {
         ++cp;
+    }
     return cp < limit ? cp : limit;
 }
 

@@ -33,16 +33,16 @@ public:
     /// Masks of the values that each half byte may have.
     using box = std::array<std::uint16_t, NIBBLES<Chr>>;
 
-    row& operator[](std::size_t i) { return rows_[i]; }
+    row& operator[](std::size_t i) { return __rows[i]; }
     bool full() const {
-        return std::all_of(rows_.begin(), rows_.end(), [](const row& r) { return r.all(); });
+        return std::all_of(__rows.begin(), __rows.end(), [](const row& r) { return r.all(); });
     }
     /// Boxes that together hold just this set; one that holds it, if they would be more than
     /// `most`.
     std::vector<box> boxes(std::size_t most) const;
 
 private:
-    std::array<row, ROWS> rows_{};
+    std::array<row, ROWS> __rows{};
 };
 
 /// A search for up to MOSTWORDS words. Value type.
@@ -60,23 +60,23 @@ public:
     /// The words, all of `places` characters, the first of which stands `behind` characters before
     /// the place that is found. Words beyond MOSTWORDS are merged into wider ones.
     void set(const std::vector<word>& words, std::size_t places, std::size_t behind);
-    bool empty() const { return places_ == 0; }
-    bool looksbehind() const { return behind_ != 0; }
+    bool empty() const { return __places == 0; }
+    bool looksbehind() const { return __behind != 0; }
 
     /// The first place in [cp, limit) where a word stands, or `limit`. Characters from cp - behind
     /// on and up to `stop` are read; a place too near to `stop` for a whole word counts as found.
     const Chr* find(const Chr* cp, const Chr* limit, const Chr* stop, way how = best()) const;
     /// Whether a word stands here; all its characters are read.
-    bool stands(const Chr* cp) const { return matches(cp - behind_); }
+    bool stands(const Chr* cp) const { return matches(cp - __behind); }
 
 private:
     bool matches(const Chr* first) const;
     const Chr* leap(const Chr* first, const Chr* limit, way how) const;
 
     /// By place, half byte from the lowest on, and its value: the words that go on with it.
-    std::array<std::uint8_t, MOSTPLACES * NIBBLES<Chr> * NIBBLEVALUES> tables_{};
-    std::size_t places_ = 0;
-    std::size_t behind_ = 0;
+    std::array<std::uint8_t, MOSTPLACES * NIBBLES<Chr> * NIBBLEVALUES> __tables{};
+    std::size_t __places = 0;
+    std::size_t __behind = 0;
 };
 
 extern template class TCellSet<char>;

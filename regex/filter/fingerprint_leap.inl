@@ -30,16 +30,19 @@ inline vec::type words(const vec::type (*tables)[2], const Chr* p) {
     vec::type bytes[charbytes<Chr>::COUNT];
     charbytes<Chr>::load(p, bytes);
     vec::type found = vec::lookup(tables[0], bytes[0]);
-    for (std::size_t i = 1; i < charbytes<Chr>::COUNT; ++i)
+    for (std::size_t i = 1; i < charbytes<Chr>::COUNT; ++i) {
         found = vec::both(found, vec::lookup(tables[i], bytes[i]));
+    }
     return found;
 }
 
 template <std::size_t Count>
 void loadtables(const std::uint8_t* given, vec::type (*tables)[2]) {
-    for (std::size_t i = 0; i < Count; ++i)
-        for (std::size_t half = 0; half < 2; ++half)
+    for (std::size_t i = 0; i < Count; ++i) {
+        for (std::size_t half = 0; half < 2; ++half) {
             tables[i][half] = vec::table(given + (2 * i + half) * NIBBLEVALUES);
+        }
+    }
 }
 
 template <std::size_t Places, class Chr>
@@ -51,12 +54,14 @@ const Chr* leap(const std::uint8_t* given, const Chr* first, const Chr* limit) {
          first += static_cast<std::ptrdiff_t>(vec::BYTES)) {
         vec::type found = words(tables, first);
         for (std::size_t i = 1; i < Places; ++i) {
-            if (COUNT > 1 && vec::none(found))
+            if (COUNT > 1 && vec::none(found)) {
                 break;
+            }
             found = vec::both(found, words(tables + i * COUNT, first + i));
         }
-        if (const unsigned int hits = vec::hits(found))
+        if (const unsigned int hits = vec::hits(found)) {
             return first + __builtin_ctz(hits);
+        }
     }
     return first;
 }

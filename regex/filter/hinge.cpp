@@ -19,10 +19,12 @@ struct reading {
 
 template <class Visit>
 void eacharc(const cnfa& a, Visit visit) {
-    for (int from = 0; from < a.nstates; ++from)
-        for (const carc& arc : a.arcsof(from))
+    for (int from = 0; from < a.nstates; ++from) {
+        for (const carc& arc : a.arcsof(from)) {
             visit(static_cast<std::size_t>(from), static_cast<std::size_t>(arc.to),
                   static_cast<std::size_t>(arc.co));
+        }
+    }
 }
 
 reading::reading(const cnfa& a) {
@@ -31,61 +33,69 @@ reading::reading(const cnfa& a) {
     colorset begins(nstates), ends(nstates), entered(nstates), goes(nstates);
     eacharc(a, [&](std::size_t from, std::size_t to, std::size_t) {
         (from == pre ? begins[to] : to == post ? ends[from] : goes[from]) = 1;
-        if (from != pre)
+        if (from != pre) {
             entered[to] = 1;
+        }
     });
-    for (colorset* const set : {&first, &later, &last, &early, &all})
+    for (colorset* const set : {&first, &later, &last, &early, &all}) {
         set->assign(static_cast<std::size_t>(a.ncolors), 0);
+    }
     eacharc(a, [&](std::size_t from, std::size_t to, std::size_t co) {
-        if (from == pre || to == post)
+        if (from == pre || to == post) {
             return;
+        }
         all[co] = 1;
         first[co] |= begins[from];
         later[co] |= entered[from];
         last[co] |= ends[to];
         early[co] |= goes[to];
     });
-    for (std::size_t s = 0; s < nstates; ++s)
+    for (std::size_t s = 0; s < nstates; ++s) {
         nothing = nothing || (begins[s] && ends[s]);
+    }
 }
 
 bool apart(const colorset& a, const colorset& b) {
-    for (std::size_t i = 0; i < a.size(); ++i)
-        if (a[i] && b[i])
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        if (a[i] && b[i]) {
             return false;
+        }
+    }
     return true;
 }
 
 } // namespace
 
 CHinge::CHinge(const cnfa& left, const cnfa& right) {
-    if (left.empty() || right.empty() || ((left.flags | right.flags) & HASLACONS))
+    if (left.empty() || right.empty() || ((left.flags | right.flags) & HASLACONS)) {
         return;
+    }
     const reading l(left), r(right);
     const bool ahead = !r.nothing && (apart(r.first, l.all) || apart(r.first, r.later));
     const bool behind = !l.nothing && (apart(l.last, r.all) || apart(l.last, l.early));
     if (ahead) {
-        colors_ = r.first;
-        last_ = !apart(r.first, l.all);
+        __colors = r.first;
+        __last = !apart(r.first, l.all);
     } else if (behind) {
-        colors_ = l.last;
-        last_ = !apart(l.last, l.early);
-        behind_ = true;
+        __colors = l.last;
+        __last = !apart(l.last, l.early);
+        __behind = true;
     }
 }
 
 template <class Chr>
 const Chr* CHinge::find(const Chr* begin, const Chr* end, const color* colors) const {
-    const auto at = [&](const Chr* p) { return holds(colors_, GETCOLOR(colors, *p)); };
+    const auto at = [&](const Chr* p) { return holds(__colors, GETCOLOR(colors, *p)); };
     const Chr* p = begin;
-    if (last_) {
+    if (__last) {
         for (p = end; p != begin && !at(p - 1); --p) {
         }
-        return p == begin ? nullptr : behind_ ? p : p - 1;
+        return p == begin ? nullptr : __behind ? p : p - 1;
     }
-    while (p != end && !at(p))
+    while (p != end && !at(p)) {
         ++p;
-    return p == end ? nullptr : behind_ ? p + 1 : p;
+    }
+    return p == end ? nullptr : __behind ? p + 1 : p;
 }
 
 template const char* CHinge::find(const char*, const char*, const color*) const;

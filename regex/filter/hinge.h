@@ -15,18 +15,18 @@ public:
     CHinge(const cnfa& left, const cnfa& right);
 
     /// Nothing is known.
-    bool empty() const { return colors_.empty(); }
+    bool empty() const { return __colors.empty(); }
     /// The place is told by what stands before it, wherever the match may end.
-    bool ahead() const { return !empty() && !last_; }
+    bool ahead() const { return !empty() && !__last; }
     /// The one place at which [begin, end], which the two match together, can be divided; null if
     /// there is none.
     template <class Chr>
     const Chr* find(const Chr* begin, const Chr* end, const color* colors) const;
 
 private:
-    colorset colors_;     // of the characters that stand at the hinge
-    bool last_ = false;   // the last of them, not the first
-    bool behind_ = false; // the left side's own: the place is behind it
+    colorset __colors;     // of the characters that stand at the hinge
+    bool __last = false;   // the last of them, not the first
+    bool __behind = false; // the left side's own: the place is behind it
 };
 
 } // namespace Quil::IMPL::engine

@@ -9,65 +9,73 @@ namespace Quil::IMPL::engine {
 
 template <class Chr>
 TLazySpan<Chr>::TLazySpan(const cnfa& automaton, scanenv<Chr>& env)
-    : env_(env), dfa_(automaton, env.limits),
-      usable_(automaton.minlen > 0 && automaton.maxlen == UNBOUNDED &&
-              !(automaton.flags & HASLACONS)) {}
+    : __env(env), __dfa(automaton, env.limits),
+      __usable(automaton.minlen > 0 && automaton.maxlen == UNBOUNDED &&
+               !(automaton.flags & HASLACONS)) {}
 
 /// Finds out what a match can begin with. False: it depends on what stands before it, or the cache
 /// is too small.
 template <class Chr>
 bool TLazySpan<Chr>::prepare() {
-    used_.assign(static_cast<std::size_t>(dfa_.automaton().ncolors), 0);
-    for (std::size_t i = 0; i < chrtraits<Chr>::NCHRS; ++i)
-        used_[static_cast<std::size_t>(env_.colors[i])] = 1;
-    for (std::size_t co = 0; co < used_.size(); ++co) {
-        if (!used_[co])
-            continue;
-        const transition entered = step(dfa_.start(), static_cast<int>(co));
-        if (entered == CDfa::DEAD || flushed() || (entered_ != NOWAIT && entered != entered_))
-            return false;
-        entered_ = entered;
+    __used.assign(static_cast<std::size_t>(__dfa.automaton().ncolors), 0);
+    for (std::size_t i = 0; i < chrtraits<Chr>::NCHRS; ++i) {
+        __used[static_cast<std::size_t>(__env.colors[i])] = 1;
     }
-    colorset first = leaving(entered_, CDfa::DEAD);
-    if (const std::vector<Chr> few = characters(first); few.size() == 1 && !flushed())
-        beginpair_ = pair(entered_, CDfa::DEAD, few);
-    beginnings_.set(env_.colors, std::move(first));
-    ready_ = !flushed();
-    return ready_;
+    for (std::size_t co = 0; co < __used.size(); ++co) {
+        if (!__used[co]) {
+            continue;
+        }
+        const transition entered = step(__dfa.start(), static_cast<int>(co));
+        if (entered == CDfa::DEAD || flushed() || (__entered != NOWAIT && entered != __entered)) {
+            return false;
+        }
+        __entered = entered;
+    }
+    colorset first = leaving(__entered, CDfa::DEAD);
+    if (const std::vector<Chr> few = characters(first); few.size() == 1 && !flushed()) {
+        __beginpair = pair(__entered, CDfa::DEAD, few);
+    }
+    __beginnings.set(__env.colors, std::move(first));
+    __ready = !flushed();
+    return __ready;
 }
 
 template <class Chr>
 auto TLazySpan<Chr>::find(const Chr*& begin, const Chr*& end) -> outcome {
     constexpr std::uint64_t SLACK = 4096;
     constexpr std::uint64_t LEAPS = 8; // characters leapt over for the cost of a look at one
-    begin = env_.start;
-    if (off_ || (!ready_ && !(usable_ = prepare())))
+    begin = __env.start;
+    if (__off || (!__ready && !(__usable = prepare()))) {
         return outcome::UNKNOWN;
-    for (const Chr* p = env_.start;; ++p) {
-        if (p != env_.start) // there the text's edge stands before the match
-            p = beginnings_.find(beginpair_ ? leappair(*beginpair_, p) : p, env_.stop);
+    }
+    for (const Chr* p = __env.start;; ++p) {
+        if (p != __env.start) { // there the text's edge stands before the match
+            p = __beginnings.find(__beginpair ? leappair(*__beginpair, p) : p, __env.stop);
+        }
         const auto passed = static_cast<std::uint64_t>(p - begin);
-        env_.looked += passed;
-        advanced_ += passed;
+        __env.looked += passed;
+        __advanced += passed;
         begin = p;
-        if (p == env_.stop)
+        if (p == __env.stop) {
             return outcome::NONE;
+        }
         const Chr* reached = p;
         const outcome result = attempt(p, end, reached);
         const auto looked = static_cast<std::uint64_t>(reached - p);
-        env_.looked += looked;
+        __env.looked += looked;
         if (result == outcome::FOUND) {
-            advanced_ += looked;
+            __advanced += looked;
             return result;
         }
-        const auto leapt = static_cast<std::uint64_t>(leapt_);
-        wasted_ += looked - leapt + leapt / LEAPS;
-        const bool dear = wasted_ > SLACK + 2 * advanced_;
-        patience_ -= dear ? 1 : 0;
-        usable_ = !flushed() && patience_ > 0;
-        off_ = result == outcome::UNKNOWN || dear;
-        if (off_)
+        const auto leapt = static_cast<std::uint64_t>(__leapt);
+        __wasted += looked - leapt + leapt / LEAPS;
+        const bool dear = __wasted > SLACK + 2 * __advanced;
+        __patience -= dear ? 1 : 0;
+        __usable = !flushed() && __patience > 0;
+        __off = result == outcome::UNKNOWN || dear;
+        if (__off) {
             return outcome::UNKNOWN;
+        }
     }
 }
 
@@ -76,20 +84,21 @@ auto TLazySpan<Chr>::find(const Chr*& begin, const Chr*& end) -> outcome {
 template <class Chr>
 auto TLazySpan<Chr>::attempt(const Chr* begin, const Chr*& end, const Chr*& reached) -> outcome {
     constexpr std::ptrdiff_t STRETCH = 32; // characters between two looks at the state
-    const cnfa& a = dfa_.automaton();
-    const color* const colors = env_.colors;
+    const cnfa& a = __dfa.automaton();
+    const color* const colors = __env.colors;
     const Chr* p = begin;
-    leapt_ = 0;
-    transition state = begin == env_.start
-                           ? step(dfa_.start(), a.bos[(env_.eflags & REG_NOTBOL) ? 0 : 1])
-                           : entered_;
-    if (state == CDfa::DEAD)
+    __leapt = 0;
+    transition state = begin == __env.start
+                           ? step(__dfa.start(), a.bos[(__env.eflags & REG_NOTBOL) ? 0 : 1])
+                           : __entered;
+    if (state == CDfa::DEAD) {
         return outcome::NONE;
-    while (p != env_.stop) {
-        const Chr* const limit = env_.stop - p > STRETCH ? p + STRETCH : env_.stop;
+    }
+    while (p != __env.stop) {
+        const Chr* const limit = __env.stop - p > STRETCH ? p + STRETCH : __env.stop;
         while (p != limit) {
             const int co = GETCOLOR(colors, *p);
-            transition next = dfa_.table()[(state & CDfa::ROW) + static_cast<transition>(co)];
+            transition next = __dfa.table()[(state & CDfa::ROW) + static_cast<transition>(co)];
             if (next & CDfa::STOP) {
                 next = step(state, co);
                 if (next == CDfa::DEAD || flushed()) {
@@ -99,8 +108,9 @@ auto TLazySpan<Chr>::attempt(const Chr* begin, const Chr*& end, const Chr*& reac
             }
             ++p;
             state = next;
-            if (state & (CDfa::POST | CDfa::SKIP))
+            if (state & (CDfa::POST | CDfa::SKIP)) {
                 break;
+            }
         }
         reached = p;
         if (state & CDfa::POST) {
@@ -109,14 +119,16 @@ auto TLazySpan<Chr>::attempt(const Chr* begin, const Chr*& end, const Chr*& reac
         }
         if (state & CDfa::SKIP) {
             p = leap(state, p);
-            leapt_ += p - reached;
-        } else if (p == limit)
+            __leapt += p - reached;
+        } else if (p == limit) {
             consider(state);
-        if (flushed())
+        }
+        if (flushed()) {
             return outcome::UNKNOWN;
+        }
     }
     reached = p;
-    state = step(state, a.eos[(env_.eflags & REG_NOTEOL) ? 0 : 1]);
+    state = step(state, a.eos[(__env.eflags & REG_NOTEOL) ? 0 : 1]);
     end = p;
     return state != CDfa::DEAD && (state & CDfa::POST) ? outcome::FOUND : outcome::UNKNOWN;
 }
@@ -124,10 +136,12 @@ auto TLazySpan<Chr>::attempt(const Chr* begin, const Chr*& end, const Chr*& reac
 /// The colors that lead from `from` to another state than `home`.
 template <class Chr>
 colorset TLazySpan<Chr>::leaving(transition from, transition home) {
-    colorset away(used_.size());
-    for (std::size_t co = 0; co < used_.size() && !flushed(); ++co)
-        if (used_[co])
+    colorset away(__used.size());
+    for (std::size_t co = 0; co < __used.size() && !flushed(); ++co) {
+        if (__used[co]) {
             away[co] = (step(from, static_cast<int>(co)) & CDfa::ROW) != (home & CDfa::ROW);
+        }
+    }
     return away;
 }
 
@@ -135,39 +149,45 @@ colorset TLazySpan<Chr>::leaving(transition from, transition home) {
 template <class Chr>
 std::vector<Chr> TLazySpan<Chr>::characters(const colorset& colors) const {
     std::vector<Chr> found;
-    for (std::size_t i = 0; i < chrtraits<Chr>::NCHRS && found.size() <= FEW; ++i)
-        if (holds(colors, env_.colors[i]))
+    for (std::size_t i = 0; i < chrtraits<Chr>::NCHRS && found.size() <= FEW; ++i) {
+        if (holds(colors, __env.colors[i])) {
             found.push_back(static_cast<Chr>(i));
+        }
+    }
     return found;
 }
 
 /// Looks whether the automaton waits in this state; if so, it leaps there from now on.
 template <class Chr>
 void TLazySpan<Chr>::consider(transition state) {
-    if (nwaits_ == MOSTWAITS || considerings_ == 0)
+    if (__nwaits == MOSTWAITS || __considerings == 0) {
         return;
-    --considerings_;
+    }
+    --__considerings;
     colorset away = leaving(state, state);
     const std::vector<Chr> few = characters(away);
-    if (few.size() > FEW || flushed())
+    if (few.size() > FEW || flushed()) {
         return;
-    wait& w = waits_[nwaits_];
+    }
+    wait& w = __waits[__nwaits];
     w.row = state & CDfa::ROW;
     w.pair = pair(state, state, few);
-    if (flushed())
+    if (flushed()) {
         return;
-    w.leaving.set(env_.colors, std::move(away));
-    ++nwaits_;
-    dfa_.markskip(state);
+    }
+    w.leaving.set(__env.colors, std::move(away));
+    ++__nwaits;
+    __dfa.markskip(state);
 }
 
 /// The characters that, behind `first`, lead from `from` to another state than `home`. None if the
 /// others don't lead there.
 template <class Chr>
 std::vector<Chr> TLazySpan<Chr>::behind(transition from, transition home, Chr first) {
-    const transition middle = step(from, GETCOLOR(env_.colors, first));
-    if (middle == CDfa::DEAD || (middle & CDfa::POST))
+    const transition middle = step(from, GETCOLOR(__env.colors, first));
+    if (middle == CDfa::DEAD || (middle & CDfa::POST)) {
         return {};
+    }
     std::vector<Chr> few = characters(leaving(middle, home));
     return few.size() > FEW ? std::vector<Chr>() : few;
 }
@@ -184,15 +204,19 @@ auto TLazySpan<Chr>::pair(transition from, transition home, const std::vector<Ch
         const bool safe = from != home || std::all_of(away.begin(), away.end(), [&](Chr c) {
                               return std::find(few.begin(), few.end(), c) != few.end();
                           });
-        if (few.empty() || !safe)
+        if (few.empty() || !safe) {
             continue;
+        }
         pairing found;
         found.first = first;
-        for (std::size_t i = 0; i < FEW; ++i)
+        for (std::size_t i = 0; i < FEW; ++i) {
             found.second[i] = few[std::min(i, few.size() - 1)];
-        for (const Chr other : away)
-            if (other != first)
+        }
+        for (const Chr other : away) {
+            if (other != first) {
                 found.others[found.nothers++] = other;
+            }
+        }
         return found;
     }
     return std::nullopt;
@@ -201,9 +225,11 @@ auto TLazySpan<Chr>::pair(transition from, transition home, const std::vector<Ch
 /// The next place at which a waiting state may be left.
 template <class Chr>
 const Chr* TLazySpan<Chr>::leap(transition state, const Chr* from) const {
-    for (const wait& w : waits_)
-        if (w.row == (state & CDfa::ROW))
-            return w.leaving.find(w.pair ? leappair(*w.pair, from) : from, env_.stop);
+    for (const wait& w : __waits) {
+        if (w.row == (state & CDfa::ROW)) {
+            return w.leaving.find(w.pair ? leappair(*w.pair, from) : from, __env.stop);
+        }
+    }
     return from;
 }
 
@@ -215,14 +241,16 @@ const Chr* TLazySpan<Chr>::leappair(const pairing& pair, const Chr* from) const 
     const auto a = lanes<Chr>::select(pair.second[0]);
     const auto b = lanes<Chr>::select(pair.second[1]);
     const auto c = lanes<Chr>::select(pair.second[2]);
-    for (; env_.stop - from > lanes<Chr>::COUNT; from += lanes<Chr>::COUNT) {
+    for (; __env.stop - from > lanes<Chr>::COUNT; from += lanes<Chr>::COUNT) {
         const vector text = lanes<Chr>::load(from);
         const vector next = lanes<Chr>::load(from + 1);
         auto is = (text == first) & ((next == a) | (next == b) | (next == c));
-        for (std::size_t i = 0; i < pair.nothers; ++i)
+        for (std::size_t i = 0; i < pair.nothers; ++i) {
             is |= text == lanes<Chr>::select(pair.others[i]);
-        if (AnyLane(is))
+        }
+        if (AnyLane(is)) {
             return from + std::countr_zero(LaneBits(reinterpret_cast<vector>(is)));
+        }
     }
     return from;
 }

@@ -22,11 +22,11 @@ public:
 
     /// Whether it pays to ask.
     bool usable() const {
-        return usable_ && !off_ && !env_.limits.smallcache &&
-               (ready_ || env_.stop - env_.start >= WORTHWHILE);
+        return __usable && !__off && !__env.limits.smallcache &&
+               (__ready || __env.stop - __env.start >= WORTHWHILE);
     }
     /// The text is another one, or ends in another way.
-    void newtext() { off_ = false, wasted_ = advanced_ = 0; }
+    void newtext() { __off = false, __wasted = __advanced = 0; }
     /// Looks for the first match of the environment's text. UNKNOWN: a search must find it, which
     /// may begin at `begin`.
     outcome find(const Chr*& begin, const Chr*& end);
@@ -62,25 +62,25 @@ private:
     const Chr* leap(transition state, const Chr* from) const;
     const Chr* leappair(const pairing& pair, const Chr* from) const;
     /// The cache was emptied: no state that was known before is known now.
-    bool flushed() const { return dfa_.generation() != 0; }
-    transition step(transition at, int co) { return dfa_.step(at, co, 0, *env_.lookahead); }
+    bool flushed() const { return __dfa.generation() != 0; }
+    transition step(transition at, int co) { return __dfa.step(at, co, 0, *__env.lookahead); }
 
-    scanenv<Chr>& env_;
-    CDfa dfa_;
-    TSkip<Chr> beginnings_;
-    std::optional<pairing> beginpair_; // all matches begin with it
-    std::array<wait, MOSTWAITS> waits_;
-    std::size_t nwaits_ = 0;
-    int considerings_ = 32;       // states yet to be looked at closer
-    colorset used_;               // colors that characters have
-    transition entered_ = NOWAIT; // the state behind any character before a match
-    std::ptrdiff_t leapt_ = 0;    // characters that the last try leapt over
-    std::uint64_t wasted_ = 0;    // characters that tries looked at in vain
-    std::uint64_t advanced_ = 0;  // characters that are done with
-    int patience_ = 4;            // texts in which tries may yet turn out to cost too much
-    bool usable_;
-    bool ready_ = false;
-    bool off_ = false;
+    scanenv<Chr>& __env;
+    CDfa __dfa;
+    TSkip<Chr> __beginnings;
+    std::optional<pairing> __beginpair; // all matches begin with it
+    std::array<wait, MOSTWAITS> __waits;
+    std::size_t __nwaits = 0;
+    int __considerings = 32;       // states yet to be looked at closer
+    colorset __used;               // colors that characters have
+    transition __entered = NOWAIT; // the state behind any character before a match
+    std::ptrdiff_t __leapt = 0;    // characters that the last try leapt over
+    std::uint64_t __wasted = 0;    // characters that tries looked at in vain
+    std::uint64_t __advanced = 0;  // characters that are done with
+    int __patience = 4;            // texts in which tries may yet turn out to cost too much
+    bool __usable;
+    bool __ready = false;
+    bool __off = false;
 };
 
 extern template class TLazySpan<char>;

@@ -9,8 +9,9 @@ namespace {
 bool takesall(carcs arcs, int to, std::size_t colors) {
     std::size_t count = 0;
     for (const carc& arc : arcs) {
-        if (arc.to != to)
+        if (arc.to != to) {
             return false;
+        }
         ++count;
     }
     return count == colors;
@@ -20,12 +21,14 @@ bool takesall(carcs arcs, int to, std::size_t colors) {
 
 CLiteral::CLiteral(const cnfa& automaton) {
     if (automaton.minlen != automaton.maxlen || automaton.minlen < LONG ||
-        (automaton.flags & HASLACONS))
+        (automaton.flags & HASLACONS)) {
         return;
-    if (follow(automaton))
+    }
+    if (follow(automaton)) {
         prepare();
-    else
-        chain_.clear();
+    } else {
+        __chain.clear();
+    }
 }
 
 /// From the state behind pre, one arc after the other, to the frame around post.
@@ -36,26 +39,29 @@ bool CLiteral::follow(const cnfa& automaton) {
     const std::size_t frame = static_cast<std::size_t>(automaton.ncolors) - OTHEREDGES;
     const carcs pre = automaton.arcsof(automaton.pre);
     int state = pre.begin()->to;
-    if (!takesall(pre, state, frame))
+    if (!takesall(pre, state, frame)) {
         return false;
+    }
     for (int i = 0; i < automaton.minlen; ++i) {
         const carcs arcs = automaton.arcsof(state);
         const carc* const only = arcs.begin();
-        if (only == arcs.end() || only + 1 != arcs.end())
+        if (only == arcs.end() || only + 1 != arcs.end()) {
             return false;
-        chain_.push_back(only->co);
+        }
+        __chain.push_back(only->co);
         state = only->to;
     }
     return takesall(automaton.arcsof(state), automaton.post, frame);
 }
 
 void CLiteral::prepare() {
-    rest_.assign(chain_.size() + 1, 0);
-    for (std::size_t i = 1, k = 0; i < chain_.size(); ++i) {
-        while (k > 0 && chain_[i] != chain_[k])
-            k = rest_[k];
-        k += chain_[i] == chain_[k] ? 1 : 0;
-        rest_[i + 1] = static_cast<std::uint32_t>(k);
+    __rest.assign(__chain.size() + 1, 0);
+    for (std::size_t i = 1, k = 0; i < __chain.size(); ++i) {
+        while (k > 0 && __chain[i] != __chain[k]) {
+            k = __rest[k];
+        }
+        k += __chain[i] == __chain[k] ? 1 : 0;
+        __rest[i + 1] = static_cast<std::uint32_t>(k);
     }
 }
 
@@ -64,14 +70,15 @@ const Chr* CLiteral::find(const Chr* start, const Chr* stop, const color* colors
                           std::uint64_t& looked) const {
     std::size_t k = 0;
     const Chr* cp = start;
-    while (cp != stop && k < chain_.size()) {
+    while (cp != stop && k < __chain.size()) {
         const int co = GETCOLOR(colors, *cp++);
-        while (k > 0 && co != chain_[k])
-            k = rest_[k];
-        k += co == chain_[k] ? 1 : 0;
+        while (k > 0 && co != __chain[k]) {
+            k = __rest[k];
+        }
+        k += co == __chain[k] ? 1 : 0;
     }
     looked += static_cast<std::uint64_t>(cp - start);
-    return k == chain_.size() ? cp : nullptr;
+    return k == __chain.size() ? cp : nullptr;
 }
 
 template const char* CLiteral::find(const char*, const char*, const color*, std::uint64_t&) const;

@@ -19,7 +19,7 @@ public:
     /// Takes over an automaton that is nothing but a long chain; else the object stays empty.
     explicit CLiteral(const cnfa& automaton);
 
-    bool empty() const { return chain_.empty(); }
+    bool empty() const { return __chain.empty(); }
     /// The end of the first occurrence, or null. `looked` counts the characters.
     template <class Chr>
     const Chr* find(const Chr* start, const Chr* stop, const color* colors,
@@ -29,8 +29,8 @@ private:
     bool follow(const cnfa& automaton);
     void prepare();
 
-    std::vector<int> chain_;
-    std::vector<std::uint32_t> rest_; // how much still matches when the next color doesn't
+    std::vector<int> __chain;
+    std::vector<std::uint32_t> __rest; // how much still matches when the next color doesn't
 };
 
 } // namespace Quil::IMPL::engine

@@ -19,12 +19,15 @@ constexpr double CONTROL = 0.002, LINEFEED = 0.015;
 constexpr double OTHER = 1.0 / 3000; // a character beyond ASCII
 
 double frequency(std::size_t cell) {
-    if (cell == '\n')
+    if (cell == '\n') {
         return LINEFEED;
-    if (cell < FIRSTPRINTED)
+    }
+    if (cell < FIRSTPRINTED) {
         return CONTROL;
-    if (cell < FIRSTPRINTED + FREQUENCY.size())
+    }
+    if (cell < FIRSTPRINTED + FREQUENCY.size()) {
         return FREQUENCY[cell - FIRSTPRINTED] / PERMILLE;
+    }
     return OTHER;
 }
 
@@ -37,64 +40,72 @@ constexpr std::size_t BOXES = 3; // of a place of a longer word
 
 template <class Chr>
 TPrefilter<Chr>::TPrefilter(const cnfa& automaton, const subre* lacons, const color* colors)
-    : colors_(colors) {
+    : __colors(colors) {
     weigh(automaton);
     beginnings b = findbeginnings(automaton, MOSTPLACES);
     // Where a lookahead must hold, its own match begins too.
     const int leading = automaton.minlen > 0 ? leadinglookahead(automaton) : 0;
     if (leading != 0 && lacons[leading].subno != 0) {
         beginnings ahead = findbeginnings(lacons[leading].cnfa, MOSTPLACES);
-        if (ahead.places != 0 && (b.places == 0 || weight(ahead) < weight(b)))
+        if (ahead.places != 0 && (b.places == 0 || weight(ahead) < weight(b))) {
             b = std::move(ahead);
+        }
     }
     const double common = weight(b);
-    if (b.places != 0)
+    if (b.places != 0) {
         setbegin(b);
+    }
     const necessity n =
         findnecessity(automaton, MOSTPLACES, [this](const colorset& set) { return weight(set); });
     const double rare = weight(n.chain);
     const bool first = std::find(n.before.begin(), n.before.end(), 1) == n.before.end();
-    if (!n.chain.empty() && rare < RARE && (begin_.empty() || (rare < RARER * common && !first)))
+    if (!n.chain.empty() && rare < RARE && (__begin.empty() || (rare < RARER * common && !first))) {
         setneed(n);
-    boxes_.clear();
+    }
+    __boxes.clear();
 }
 
 template <class Chr>
 void TPrefilter<Chr>::weigh(const cnfa& automaton) {
     constexpr std::size_t CELLS = TCellSet<Chr>::ROWCELLS;
-    weights_.assign(static_cast<std::size_t>(automaton.ncolors), 0);
+    __weights.assign(static_cast<std::size_t>(automaton.ncolors), 0);
     for (std::size_t i = 0; i < TCellSet<Chr>::ROWS; ++i) {
         const color first = *row(i);
-        solid_[i] = std::all_of(row(i), row(i) + CELLS, [first](color co) { return co == first; });
-        if (solid_[i] && i > 0)
-            weights_[static_cast<std::size_t>(first)] += OTHER * CELLS;
-        else
-            for (std::size_t k = 0; k < CELLS; ++k)
-                weights_[static_cast<std::size_t>(row(i)[k])] += frequency(i * CELLS + k);
+        __solid[i] = std::all_of(row(i), row(i) + CELLS, [first](color co) { return co == first; });
+        if (__solid[i] && i > 0) {
+            __weights[static_cast<std::size_t>(first)] += OTHER * CELLS;
+        } else {
+            for (std::size_t k = 0; k < CELLS; ++k) {
+                __weights[static_cast<std::size_t>(row(i)[k])] += frequency(i * CELLS + k);
+            }
+        }
     }
 }
 
 template <class Chr>
 double TPrefilter<Chr>::weight(const colorset& set) const {
     double sum = 0;
-    for (std::size_t co = 0; co < set.size(); ++co)
-        sum += set[co] ? weights_[co] : 0;
+    for (std::size_t co = 0; co < set.size(); ++co) {
+        sum += set[co] ? __weights[co] : 0;
+    }
     return std::min(sum, 1.0);
 }
 
 template <class Chr>
 double TPrefilter<Chr>::weight(const std::vector<colorset>& chain) const {
     double product = 1;
-    for (const colorset& set : chain)
+    for (const colorset& set : chain) {
         product *= weight(set);
+    }
     return product;
 }
 
 template <class Chr>
 double TPrefilter<Chr>::weight(const beginnings& b) const {
     double sum = 0;
-    for (const auto& word : b.words)
+    for (const auto& word : b.words) {
         sum += weight(word);
+    }
     return sum;
 }
 
@@ -102,10 +113,12 @@ template <class Chr>
 TCellSet<Chr> TPrefilter<Chr>::cells(const colorset& set) const {
     TCellSet<Chr> found;
     for (std::size_t i = 0; i < TCellSet<Chr>::ROWS; ++i) {
-        if (solid_[i] && holds(set, *row(i)))
+        if (__solid[i] && holds(set, *row(i))) {
             found[i].set();
-        for (std::size_t k = 0; k < TCellSet<Chr>::ROWCELLS && !solid_[i]; ++k)
+        }
+        for (std::size_t k = 0; k < TCellSet<Chr>::ROWCELLS && !__solid[i]; ++k) {
             found[i][k] = holds(set, row(i)[k]);
+        }
     }
     return found;
 }
@@ -116,9 +129,10 @@ typename TFingerprint<Chr>::word TPrefilter<Chr>::boxes(const std::vector<colors
     const std::size_t most = chain.size() == 1 ? MOSTWORDS : BOXES;
     typename TFingerprint<Chr>::word word;
     for (const colorset& set : chain) {
-        auto known = boxes_.find({most, set});
-        if (known == boxes_.end())
-            known = boxes_.emplace(std::pair{most, set}, cells(set).boxes(most)).first;
+        auto known = __boxes.find({most, set});
+        if (known == __boxes.end()) {
+            known = __boxes.emplace(std::pair{most, set}, cells(set).boxes(most)).first;
+        }
         word.push_back(known->second);
     }
     return word;
@@ -127,50 +141,56 @@ typename TFingerprint<Chr>::word TPrefilter<Chr>::boxes(const std::vector<colors
 template <class Chr>
 void TPrefilter<Chr>::setbegin(const beginnings& b) {
     std::vector<typename TFingerprint<Chr>::word> words;
-    for (const auto& word : b.words)
+    for (const auto& word : b.words) {
         words.push_back(boxes(word));
-    begin_.set(words, b.places, b.behind);
+    }
+    __begin.set(words, b.places, b.behind);
 }
 
 template <class Chr>
 void TPrefilter<Chr>::setneed(const necessity& n) {
-    need_.set({boxes(n.chain)}, n.chain.size(), 0);
-    needplaces_ = n.chain.size();
-    before_ = n.before;
-    anybefore_ = cells(before_).full();
-    inside_ = n.inside;
-    colorset outside(inside_.size());
-    std::transform(inside_.begin(), inside_.end(), outside.begin(),
+    __need.set({boxes(n.chain)}, n.chain.size(), 0);
+    __needplaces = n.chain.size();
+    __before = n.before;
+    __anybefore = cells(__before).full();
+    __inside = n.inside;
+    colorset outside(__inside.size());
+    std::transform(__inside.begin(), __inside.end(), outside.begin(),
                    [](unsigned char in) { return static_cast<unsigned char>(!in); });
-    outside_.set({boxes({outside})}, 1, 0);
+    __outside.set({boxes({outside})}, 1, 0);
 }
 
 template <class Chr>
 bool TPrefilter<Chr>::next(const Chr* from, const Chr* stop, stretch& found) {
     found = {from, stop};
-    if (need_.empty())
+    if (__need.empty()) {
         return true;
-    if (known_ == nullptr || from < known_ || from > chain_) {
-        const bool goeson = known_ != nullptr && from > chain_;
-        known_ = from;
-        chain_ = need_.find(from, stop, stop);
-        if (!goeson || chain_ >= end_)
-            end_ = nullptr;
+    }
+    if (__known == nullptr || from < __known || from > __chain) {
+        const bool goeson = __known != nullptr && from > __chain;
+        __known = from;
+        __chain = __need.find(from, stop, stop);
+        if (!goeson || __chain >= __end) {
+            __end = nullptr;
+        }
     }
     // A place too near to the text's end for a whole chain counts as found, but is none.
-    if (stop - chain_ < static_cast<std::ptrdiff_t>(needplaces_))
+    if (stop - __chain < static_cast<std::ptrdiff_t>(__needplaces)) {
         return false;
-    if (end_ == nullptr) {
-        end_ = chain_;
-        do
-            end_ = outside_.find(end_, stop, stop);
-        while (end_ != stop && holds(inside_, GETCOLOR(colors_, *end_)) && ++end_ != stop);
     }
-    found.last = end_;
-    if (!anybefore_)
-        for (found.first = chain_;
-             found.first != from && holds(before_, GETCOLOR(colors_, found.first[-1]));)
+    if (__end == nullptr) {
+        __end = __chain;
+        do {
+            __end = __outside.find(__end, stop, stop);
+        } while (__end != stop && holds(__inside, GETCOLOR(__colors, *__end)) && ++__end != stop);
+    }
+    found.last = __end;
+    if (!__anybefore) {
+        for (found.first = __chain;
+             found.first != from && holds(__before, GETCOLOR(__colors, found.first[-1]));) {
             --found.first;
+        }
+    }
     return true;
 }
 

@@ -26,11 +26,11 @@ public:
     TPrefilter(const cnfa& automaton, const subre* lacons, const color* colors);
 
     /// Whether there is anything to search for. All the rest asks for that.
-    bool useful() const { return !begin_.empty() || !need_.empty(); }
+    bool useful() const { return !__begin.empty() || !__need.empty(); }
     /// Where matches may begin; empty if anywhere.
-    const TFingerprint<Chr>& begin() const { return begin_; }
+    const TFingerprint<Chr>& begin() const { return __begin; }
     /// Another text, or another end of it.
-    void newtext() { known_ = end_ = nullptr; }
+    void newtext() { __known = __end = nullptr; }
     /// The first stretch of [from, stop] in which a match that begins at or behind `from` can lie;
     /// whatever does lies in it wholly. False if there is none. Remembers what was found, so
     /// searches of one text that follow each other look at it once.
@@ -45,22 +45,22 @@ private:
     double weight(const std::vector<colorset>& chain) const;
     double weight(const beginnings& b) const;
     void weigh(const cnfa& automaton);
-    const color* row(std::size_t i) const { return colors_ + i * TCellSet<Chr>::ROWCELLS; }
+    const color* row(std::size_t i) const { return __colors + i * TCellSet<Chr>::ROWCELLS; }
 
-    const color* colors_;
-    std::vector<double> weights_;                   // by color
-    std::array<bool, TCellSet<Chr>::ROWS> solid_{}; // by row, whether it is of one color
-    std::map<std::pair<std::size_t, colorset>, std::vector<typename TCellSet<Chr>::box>> boxes_;
-    TFingerprint<Chr> begin_;
-    TFingerprint<Chr> need_;
-    std::size_t needplaces_ = 0;
-    TFingerprint<Chr> outside_; // what no match holds
-    colorset before_;
-    bool anybefore_ = false;
-    colorset inside_;
-    const Chr* known_ = nullptr; // from here on, the next chain is at ...
-    const Chr* chain_ = nullptr;
-    const Chr* end_ = nullptr; // ... and this is where the stretch around it ends
+    const color* __colors;
+    std::vector<double> __weights;                   // by color
+    std::array<bool, TCellSet<Chr>::ROWS> __solid{}; // by row, whether it is of one color
+    std::map<std::pair<std::size_t, colorset>, std::vector<typename TCellSet<Chr>::box>> __boxes;
+    TFingerprint<Chr> __begin;
+    TFingerprint<Chr> __need;
+    std::size_t __needplaces = 0;
+    TFingerprint<Chr> __outside; // what no match holds
+    colorset __before;
+    bool __anybefore = false;
+    colorset __inside;
+    const Chr* __known = nullptr; // from here on, the next chain is at ...
+    const Chr* __chain = nullptr;
+    const Chr* __end = nullptr; // ... and this is where the stretch around it ends
 };
 
 extern template class TPrefilter<char>;

@@ -27,12 +27,14 @@ struct fixedgroup {
 
 template <class Chr>
 TReferenceSkip<Chr>::TReferenceSkip(const guts<pattern>& g, const scanenv<Chr>& env)
-    : env_(env), anycase_(g.compare == &casecmp<pattern>) {
-    if (!(g.info & REG_UBACKREF))
+    : __env(env), __anycase(g.compare == &casecmp<pattern>) {
+    if (!(g.info & REG_UBACKREF)) {
         return;
+    }
     lookforfixed(g);
-    if (fixed_.length == 0)
+    if (__fixed.length == 0) {
         lookforwalk(g);
+    }
 }
 
 template <class Chr>
@@ -45,19 +47,22 @@ void TReferenceSkip<Chr>::lookforfixed(const guts<pattern>& g) {
         const auto number = static_cast<std::size_t>(node->subno);
         switch (node->op) {
         case '(':
-            if (const int length = TNodes<Chr>::length(*node); length > 0)
+            if (const int length = TNodes<Chr>::length(*node); length > 0) {
                 groups[number] = {offset, length};
+            }
             parts.push_back({node->left, offset});
             break;
         case '.': // the left part first, as it holds the groups that the right one refers to
-            if (const int length = TNodes<Chr>::length(*node->left); length >= 0)
+            if (const int length = TNodes<Chr>::length(*node->left); length >= 0) {
                 parts.push_back({node->right, offset + length});
+            }
             parts.push_back({node->left, offset});
             break;
         case 'b': // the reference that tells most is taken
             if (const auto [begin, length] = groups[number];
-                node->min > 0 && std::min(length, ENOUGH) > fixed_.length)
-                fixed_ = {begin, offset, std::min(length, ENOUGH)};
+                node->min > 0 && std::min(length, ENOUGH) > __fixed.length) {
+                __fixed = {begin, offset, std::min(length, ENOUGH)};
+            }
             break;
         default:
             break; // an alternative need not be passed
@@ -81,16 +86,17 @@ void TReferenceSkip<Chr>::lookforwalk(const guts<pattern>& g) {
             break;
         case '.': {
             const std::size_t mid = meet(*node, begin);
-            if (mid != UNKNOWN)
+            if (mid != UNKNOWN) {
                 parts.push_back({node->right, mid, end});
+            }
             parts.push_back({node->left, begin, mid});
             break;
         }
         case 'b':
             if (node->min > 0 && groups[number].end != UNKNOWN) {
-                group_ = groups[number];
-                reference_ = begin;
-                walks_ = true;
+                __group = groups[number];
+                __reference = begin;
+                __walks = true;
                 return;
             }
             break;
@@ -106,45 +112,54 @@ std::size_t TReferenceSkip<Chr>::meet(const subre& node, std::size_t begin) {
     step how{.from = begin, .distance = node.left->cnfa.minlen, .hinge = {}};
     if (TNodes<Chr>::length(*node.left) < 0) {
         how.hinge = CHinge(node.left->cnfa, node.right->cnfa);
-        if (!how.hinge.ahead())
+        if (!how.hinge.ahead()) {
             return UNKNOWN;
+        }
     }
-    if (steps_.size() + 1 == MOSTPLACES)
+    if (__steps.size() + 1 == MOSTPLACES) {
         return UNKNOWN;
-    steps_.push_back(std::move(how));
-    return steps_.size();
+    }
+    __steps.push_back(std::move(how));
+    return __steps.size();
 }
 
 template <class Chr>
 void TReferenceSkip<Chr>::newtext() {
-    for (step& s : steps_)
+    for (step& s : __steps) {
         s.lookedfrom = s.found = nullptr;
+    }
 }
 
 template <class Chr>
 bool TReferenceSkip<Chr>::alike(const Chr* a, const Chr* b, std::ptrdiff_t length) const {
-    for (std::ptrdiff_t i = 0; i < length; ++i)
+    for (std::ptrdiff_t i = 0; i < length; ++i) {
         if (a[i] != b[i] &&
-            !(anycase_ && chrtraits<Chr>::tolower(a[i]) == chrtraits<Chr>::tolower(b[i])))
+            !(__anycase && chrtraits<Chr>::tolower(a[i]) == chrtraits<Chr>::tolower(b[i]))) {
             return false;
+        }
+    }
     return true;
 }
 
 template <class Chr>
 const Chr* TReferenceSkip<Chr>::find(const Chr* begin, const Chr* stop) {
-    if (walks_) {
-        while (begin != stop && !holds(begin, stop))
+    if (__walks) {
+        while (begin != stop && !holds(begin, stop)) {
             ++begin;
+        }
         return begin != stop ? begin : nullptr;
     }
-    const auto [group, reference, length] = fixed_;
-    if (stop - begin < reference + length)
+    const auto [group, reference, length] = __fixed;
+    if (stop - begin < reference + length) {
         return nullptr;
+    }
     const Chr* const last = stop - reference - length;
-    if (!anycase_)
+    if (!__anycase) {
         begin = findexact(begin, last);
-    while (begin <= last && !alike(begin + group, begin + reference, length))
+    }
+    while (begin <= last && !alike(begin + group, begin + reference, length)) {
         ++begin;
+    }
     return begin <= last ? begin : nullptr;
 }
 
@@ -158,12 +173,13 @@ const Chr* TReferenceSkip<Chr>::findexact(const Chr* begin, const Chr* last) con
         std::memcpy(&v, p, sizeof v);
         return v;
     };
-    const std::ptrdiff_t second = fixed_.length - 1;
+    const std::ptrdiff_t second = __fixed.length - 1;
     for (; last - begin >= lanes<Chr>::COUNT; begin += lanes<Chr>::COUNT) {
-        const Chr* const a = begin + fixed_.group;
-        const Chr* const b = begin + fixed_.reference;
-        if (AnyLane((at(a) == at(b)) & (at(a + second) == at(b + second))))
+        const Chr* const a = begin + __fixed.group;
+        const Chr* const b = begin + __fixed.reference;
+        if (AnyLane((at(a) == at(b)) & (at(a + second) == at(b + second)))) {
             break;
+        }
     }
     return begin;
 }
@@ -171,13 +187,15 @@ const Chr* TReferenceSkip<Chr>::findexact(const Chr* begin, const Chr* last) con
 /// Where a step leads to, or null: nowhere, so there is no match.
 template <class Chr>
 const Chr* TReferenceSkip<Chr>::follow(step& how, const Chr* from, const Chr* stop) const {
-    if (stop - from < how.distance)
+    if (stop - from < how.distance) {
         return nullptr;
-    if (how.hinge.empty())
+    }
+    if (how.hinge.empty()) {
         return from + how.distance;
+    }
     // The steps of one begin after the other lead to the same place again and again.
     if (!how.found || from < how.lookedfrom || from >= how.found) {
-        const Chr* const found = how.hinge.find(from, stop, env_.colors);
+        const Chr* const found = how.hinge.find(from, stop, __env.colors);
         how.lookedfrom = from;
         how.found = found ? found : stop;
     }
@@ -188,12 +206,14 @@ const Chr* TReferenceSkip<Chr>::follow(step& how, const Chr* from, const Chr* st
 template <class Chr>
 bool TReferenceSkip<Chr>::holds(const Chr* begin, const Chr* stop) {
     std::array<const Chr*, MOSTPLACES> places{begin};
-    for (std::size_t i = 0; i < steps_.size(); ++i)
-        if (!(places[i + 1] = follow(steps_[i], places[steps_[i].from], stop)))
+    for (std::size_t i = 0; i < __steps.size(); ++i) {
+        if (!(places[i + 1] = follow(__steps[i], places[__steps[i].from], stop))) {
             return false;
-    const Chr* const group = places[group_.begin];
-    const Chr* const reference = places[reference_];
-    const std::ptrdiff_t length = places[group_.end] - group;
+        }
+    }
+    const Chr* const group = places[__group.begin];
+    const Chr* const reference = places[__reference];
+    const std::ptrdiff_t length = places[__group.end] - group;
     return length <= stop - reference && alike(group, reference, length);
 }
 

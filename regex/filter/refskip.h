@@ -22,7 +22,7 @@ public:
     TReferenceSkip(const guts<pattern>& g, const scanenv<Chr>& env);
 
     /// There is none: every beginning must be tried.
-    bool empty() const { return fixed_.length == 0 && !walks_; }
+    bool empty() const { return __fixed.length == 0 && !__walks; }
     /// The text is another one, or ends somewhere else.
     void newtext();
     /// The first begin of [begin, stop] at which the reference may hold, or null.
@@ -67,13 +67,13 @@ private:
     const Chr* follow(step& how, const Chr* from, const Chr* stop) const;
     bool holds(const Chr* begin, const Chr* stop);
 
-    const scanenv<Chr>& env_;
-    const bool anycase_;
-    fixedreference fixed_;
-    std::vector<step> steps_; // the one at i gives place i + 1; place 0 is the begin
-    span group_;
-    std::size_t reference_ = UNKNOWN;
-    bool walks_ = false; // by `steps_`, as nothing is fixed
+    const scanenv<Chr>& __env;
+    const bool __anycase;
+    fixedreference __fixed;
+    std::vector<step> __steps; // the one at i gives place i + 1; place 0 is the begin
+    span __group;
+    std::size_t __reference = UNKNOWN;
+    bool __walks = false; // by `steps_`, as nothing is fixed
 };
 
 extern template class TReferenceSkip<char>;

@@ -7,26 +7,31 @@ namespace Quil::IMPL::engine {
 
 template <class Chr>
 void TSkip<Chr>::set(const color* colors, colorset leaving) {
-    colors_ = colors;
-    leaving_ = std::move(leaving);
-    count_ = 0;
-    for (std::size_t i = 0; i < chrtraits<Chr>::NCHRS && count_ <= FEW; ++i) {
-        if (!holds(leaving_, colors_[i]))
+    __colors = colors;
+    __leaving = std::move(leaving);
+    __count = 0;
+    for (std::size_t i = 0; i < chrtraits<Chr>::NCHRS && __count <= FEW; ++i) {
+        if (!holds(__leaving, __colors[i])) {
             continue;
-        if (count_ < FEW)
-            few_[count_] = static_cast<Chr>(i);
-        ++count_;
+        }
+        if (__count < FEW) {
+            __few[__count] = static_cast<Chr>(i);
+        }
+        ++__count;
     }
-    for (std::size_t i = count_; i < FEW && count_ > 0; ++i)
-        few_[i] = few_[0];
+    for (std::size_t i = __count; i < FEW && __count > 0; ++i) {
+        __few[i] = __few[0];
+    }
 }
 
 template <class Chr>
 const Chr* TSkip<Chr>::find(const Chr* cp, const Chr* limit) const {
-    if (count_ == 0)
+    if (__count == 0) {
         return limit;
-    if (count_ <= FEW)
+    }
+    if (__count <= FEW) {
         return findfew(cp, limit);
+    }
     return findmany(cp, limit);
 }
 
@@ -35,20 +40,22 @@ const Chr* TSkip<Chr>::findfew(const Chr* cp, const Chr* limit) const {
     using lane = lanes<Chr>;
     using vector = typename lane::vector;
     constexpr std::ptrdiff_t UNROLL = 4;
-    const auto a = lane::select(few_[0]), b = lane::select(few_[1]), c = lane::select(few_[2]);
+    const auto a = lane::select(__few[0]), b = lane::select(__few[1]), c = lane::select(__few[2]);
     for (; limit - cp >= UNROLL * lane::COUNT; cp += UNROLL * lane::COUNT) {
         vector hits{};
         for (std::ptrdiff_t i = 0; i < UNROLL; ++i) {
             const vector v = lane::load(cp + i * lane::COUNT);
             hits |= reinterpret_cast<vector>((v == a) | (v == b) | (v == c));
         }
-        if (AnyLane(hits))
+        if (AnyLane(hits)) {
             break;
+        }
     }
     for (; cp != limit; ++cp) {
         const auto v = lane::select(*cp);
-        if (v == a || v == b || v == c)
+        if (v == a || v == b || v == c) {
             break;
+        }
     }
     return cp;
 }
@@ -56,13 +63,16 @@ const Chr* TSkip<Chr>::findfew(const Chr* cp, const Chr* limit) const {
 template <class Chr>
 const Chr* TSkip<Chr>::findmany(const Chr* cp, const Chr* limit) const {
     constexpr std::ptrdiff_t UNROLL = 4;
-    const unsigned char* const leaving = leaving_.data();
-    const color* const colors = colors_;
+    const unsigned char* const leaving = __leaving.data();
+    const color* const colors = __colors;
     const auto leaves = [&](Chr c) { return leaving[GETCOLOR(colors, c)]; };
-    while (limit - cp >= UNROLL && !(leaves(cp[0]) | leaves(cp[1]) | leaves(cp[2]) | leaves(cp[3])))
+    while (limit - cp >= UNROLL &&
+           !(leaves(cp[0]) | leaves(cp[1]) | leaves(cp[2]) | leaves(cp[3]))) {
         cp += UNROLL;
-    while (cp != limit && !leaves(*cp))
+    }
+    while (cp != limit && !leaves(*cp)) {
         ++cp;
+    }
     return cp;
 }
 

@@ -24,10 +24,10 @@ private:
     const Chr* findfew(const Chr* cp, const Chr* limit) const;
     const Chr* findmany(const Chr* cp, const Chr* limit) const;
 
-    const color* colors_ = nullptr;
-    colorset leaving_;
-    std::array<Chr, FEW> few_{};
-    std::size_t count_ = 0;
+    const color* __colors = nullptr;
+    colorset __leaving;
+    std::array<Chr, FEW> __few{};
+    std::size_t __count = 0;
 };
 
 extern template class TSkip<char>;

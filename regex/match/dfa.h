@@ -58,19 +58,20 @@ public:
     CDfa(const CDfa&) = delete;
     CDfa& operator=(const CDfa&) = delete;
 
-    const cnfa& automaton() const { return automaton_; }
-    const transition* table() const { return table_.data(); }
+    const cnfa& automaton() const { return __automaton; }
+    const transition* table() const { return __table.data(); }
     /// Counts how often the cache was emptied.
-    std::uint32_t generation() const { return generation_; }
+    std::uint32_t generation() const { return __generation; }
 
     /// The set that holds only the automaton's pre state.
-    transition start() { return start_ == UNSET ? makestart() : start_; }
+    transition start() { return __start == UNSET ? makestart() : __start; }
     /// The state reached from `at` by `co`, or DEAD. `position` is where the scan stands behind the
     /// character; lookaheads are asked there. May empty the cache: `at` is then no state any more.
     transition step(transition at, int co, std::size_t position, ILookahead& lookahead) {
-        const transition next = table_[(at & ROW) + static_cast<transition>(co)];
-        if (next & STOP)
+        const transition next = __table[(at & ROW) + static_cast<transition>(co)];
+        if (next & STOP) {
             return next == DEAD ? DEAD : miss(at, co, position, lookahead);
+        }
         return next;
     }
     /// Sets SKIP on every transition that leads to `state`.
@@ -96,22 +97,22 @@ private:
     std::size_t bytes() const;
     void account();
 
-    const cnfa& automaton_;
-    cachelimits& limits_;
-    std::size_t words_;  // words of one set
-    std::size_t stride_; // table cells of one state
-    std::size_t maxstates_;
-    std::vector<transition> table_;
-    std::vector<word> sets_;
-    std::vector<word> hashes_;
-    std::vector<transition> entries_;    // the transition word that leads to each state
-    std::vector<std::uint32_t> buckets_; // hash table of states, open addressing
-    std::vector<word> work_;             // the set under construction
-    std::vector<int> pending_;           // states of `work_` whose lookahead arcs were not followed
-    transition workflags_ = 0;
-    transition start_ = UNSET;
-    std::uint32_t generation_ = 0;
-    std::size_t accounted_ = 0;
+    const cnfa& __automaton;
+    cachelimits& __limits;
+    std::size_t __words;  // words of one set
+    std::size_t __stride; // table cells of one state
+    std::size_t __maxstates;
+    std::vector<transition> __table;
+    std::vector<word> __sets;
+    std::vector<word> __hashes;
+    std::vector<transition> __entries;    // the transition word that leads to each state
+    std::vector<std::uint32_t> __buckets; // hash table of states, open addressing
+    std::vector<word> __work;             // the set under construction
+    std::vector<int> __pending; // states of `work_` whose lookahead arcs were not followed
+    transition __workflags = 0;
+    transition __start = UNSET;
+    std::uint32_t __generation = 0;
+    std::size_t __accounted = 0;
 };
 
 } // namespace Quil::IMPL::engine

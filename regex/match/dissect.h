@@ -75,16 +75,16 @@ private:
     int refer(const subre& node, const Chr* begin, const Chr* end) const;
     int compare(const Chr* a, const Chr* b, std::size_t length) const;
 
-    const guts<pattern>& guts_;
-    scanenv<Chr>& env_;
-    TNodes<Chr>& nodes_;
-    regmatch_t* pmatch_ = nullptr; // borrowed
-    std::size_t nmatch_ = 0;
-    std::vector<std::optional<CHinge>> hinges_; // by node, made when first asked for
-    std::vector<piece> pieces_;
-    std::vector<frame> frames_;
-    std::vector<const subre*> zapping_;
-    std::vector<std::uint64_t> bits_; // sets of divisions, a stack as `frames_` is
+    const guts<pattern>& __guts;
+    scanenv<Chr>& __env;
+    TNodes<Chr>& __nodes;
+    regmatch_t* __pmatch = nullptr; // borrowed
+    std::size_t __nmatch = 0;
+    std::vector<std::optional<CHinge>> __hinges; // by node, made when first asked for
+    std::vector<piece> __pieces;
+    std::vector<frame> __frames;
+    std::vector<const subre*> __zapping;
+    std::vector<std::uint64_t> __bits; // sets of divisions, a stack as `frames_` is
 };
 
 extern template class TDissector<char>;

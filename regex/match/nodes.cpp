@@ -3,59 +3,66 @@
 
 namespace Quil::IMPL::engine {
 
-CReversed::CReversed(const cnfa& automaton, reads what) : reversed_() {
+CReversed::CReversed(const cnfa& automaton, reads what) : __reversed() {
     constexpr std::size_t AROUND = 2; // the flag before a state's arcs and the mark behind them
     const auto nstates = static_cast<std::size_t>(automaton.nstates);
     std::vector<std::size_t> place(nstates + 1, 0);
     const auto eacharc = [&](auto&& visit) {
         for (int from = 0; from < automaton.nstates; ++from) {
-            for (const carc& arc : automaton.arcsof(from))
-                if (what == reads::MATCHES || arc.to != automaton.post)
+            for (const carc& arc : automaton.arcsof(from)) {
+                if (what == reads::MATCHES || arc.to != automaton.post) {
                     visit(from, arc);
+                }
+            }
             // A beginning may end in any state, before any character.
-            for (int co = 0; what == reads::BEGINNINGS && co < automaton.ncolors; ++co)
-                if (from != automaton.pre && from != automaton.post)
+            for (int co = 0; what == reads::BEGINNINGS && co < automaton.ncolors; ++co) {
+                if (from != automaton.pre && from != automaton.post) {
                     visit(from, carc{co, automaton.post});
+                }
+            }
         }
     };
     eacharc([&](int, const carc& arc) { ++place[static_cast<std::size_t>(arc.to) + 1]; });
-    for (std::size_t i = 0; i < nstates; ++i)
+    for (std::size_t i = 0; i < nstates; ++i) {
         place[i + 1] += place[i] + AROUND;
+    }
 
     // Each run starts with a flag that the reading of spans never looks at, and ends with a mark.
-    arcs_.resize(place[nstates] + 1);
-    for (carc& arc : arcs_)
+    __arcs.resize(place[nstates] + 1);
+    for (carc& arc : __arcs) {
         arc = carc{COLORLESS, 0};
-    states_.resize(nstates);
+    }
+    __states.resize(nstates);
     for (std::size_t i = 0; i < nstates; ++i) {
-        states_[i] = &arcs_[place[i]];
-        *states_[i] = carc{0, 0};
+        __states[i] = &__arcs[place[i]];
+        *__states[i] = carc{0, 0};
         ++place[i];
     }
     eacharc([&](int from, const carc& arc) {
-        arcs_[place[static_cast<std::size_t>(arc.to)]++] = carc{arc.co, from};
+        __arcs[place[static_cast<std::size_t>(arc.to)]++] = carc{arc.co, from};
     });
 
-    reversed_.nstates = automaton.nstates;
-    reversed_.ncolors = automaton.ncolors;
-    reversed_.flags = automaton.flags;
-    reversed_.pre = automaton.post;
-    reversed_.post = automaton.pre;
+    __reversed.nstates = automaton.nstates;
+    __reversed.ncolors = automaton.ncolors;
+    __reversed.flags = automaton.flags;
+    __reversed.pre = automaton.post;
+    __reversed.post = automaton.pre;
     for (int i = 0; i < 2; ++i) {
-        reversed_.bos[i] = automaton.bos[i];
-        reversed_.eos[i] = automaton.eos[i];
+        __reversed.bos[i] = automaton.bos[i];
+        __reversed.eos[i] = automaton.eos[i];
     }
-    reversed_.minlen = automaton.minlen;
-    reversed_.maxlen = automaton.maxlen;
-    reversed_.states = states_.data();
-    reversed_.arcs = arcs_.data();
+    __reversed.minlen = automaton.minlen;
+    __reversed.maxlen = automaton.maxlen;
+    __reversed.states = __states.data();
+    __reversed.arcs = __arcs.data();
 }
 
 template <class Chr>
 TScanner<Chr>& TNodes<Chr>::forward(const subre& node) {
     entry& e = of(node);
-    if (!e.forward)
-        e.forward = std::make_unique<TScanner<Chr>>(node.cnfa, env_);
+    if (!e.forward) {
+        e.forward = std::make_unique<TScanner<Chr>>(node.cnfa, __env);
+    }
     return *e.forward;
 }
 
@@ -64,46 +71,52 @@ TScanner<Chr>& TNodes<Chr>::backward(const subre& node) {
     entry& e = of(node);
     if (!e.backward) {
         e.reversed = std::make_unique<CReversed>(node.cnfa);
-        e.backward = std::make_unique<TScanner<Chr>>(e.reversed->automaton(), env_);
+        e.backward = std::make_unique<TScanner<Chr>>(e.reversed->automaton(), __env);
     }
     return *e.backward;
 }
 
 template <class Chr>
 void TNodes<Chr>::newtext() {
-    for (entry& e : nodes_)
-        if (e.forward)
+    for (entry& e : __nodes) {
+        if (e.forward) {
             e.forward->newtext();
+        }
+    }
 }
 
 template <class Chr>
 bool TLookaheads<Chr>::holds(int number, std::size_t position) {
     const auto n = static_cast<std::size_t>(number);
-    const Chr* const place = env_.start + position;
+    const Chr* const place = __env.start + position;
     // Counted from the stop, a place means the same to all searches of a text, but for the start:
     // there the text's edge stands in for the character before it.
-    const auto rest = static_cast<std::uint64_t>(env_.stop - place);
-    const std::uint64_t key = position == 0 ? 0 : rest * scanners_.size() + n;
-    answer& slot = answers_[key % ANSWERS];
-    if (key != 0 && slot.key == key)
+    const auto rest = static_cast<std::uint64_t>(__env.stop - place);
+    const std::uint64_t key = position == 0 ? 0 : rest * __scanners.size() + n;
+    answer& slot = __answers[key % ANSWERS];
+    if (key != 0 && slot.key == key) {
         return slot.holds;
-    if (!scanners_[n]) {
-        scanners_[n] = std::make_unique<TScanner<Chr>>(lacons_[n].cnfa, env_);
-        scanners_[n]->sharescans(true);
     }
-    const bool matches = scanners_[n]->shortest(place, place, env_.stop) != nullptr;
-    const bool result = matches == (lacons_[n].subno != 0);
-    if (key != 0)
+    if (!__scanners[n]) {
+        __scanners[n] = std::make_unique<TScanner<Chr>>(__lacons[n].cnfa, __env);
+        __scanners[n]->sharescans(true);
+    }
+    const bool matches = __scanners[n]->shortest(place, place, __env.stop) != nullptr;
+    const bool result = matches == (__lacons[n].subno != 0);
+    if (key != 0) {
         slot = {key, result};
+    }
     return result;
 }
 
 template <class Chr>
 void TLookaheads<Chr>::newtext() {
-    answers_.fill({});
-    for (auto& scanner : scanners_)
-        if (scanner)
+    __answers.fill({});
+    for (auto& scanner : __scanners) {
+        if (scanner) {
             scanner->newtext();
+        }
+    }
 }
 
 template class TNodes<char>;

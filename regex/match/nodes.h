@@ -23,19 +23,19 @@ public:
     CReversed(const CReversed&) = delete;
     CReversed& operator=(const CReversed&) = delete;
 
-    const cnfa& automaton() const { return reversed_; }
+    const cnfa& automaton() const { return __reversed; }
 
 private:
-    std::vector<carc> arcs_;
-    std::vector<carc*> states_;
-    cnfa reversed_;
+    std::vector<carc> __arcs;
+    std::vector<carc*> __states;
+    cnfa __reversed;
 };
 
 /// Scanners of tree nodes, by node. Borrows the tree, which must outlive it.
 template <class Chr>
 class TNodes {
 public:
-    TNodes(scanenv<Chr>& env, int ntree) : env_(env), nodes_(static_cast<std::size_t>(ntree)) {}
+    TNodes(scanenv<Chr>& env, int ntree) : __env(env), __nodes(static_cast<std::size_t>(ntree)) {}
 
     TScanner<Chr>& forward(const subre& node);
     /// The scanner of the node's reversed automaton.
@@ -56,10 +56,10 @@ private:
         std::unique_ptr<CReversed> reversed;
         std::unique_ptr<TScanner<Chr>> backward;
     };
-    entry& of(const subre& node) { return nodes_[static_cast<std::size_t>(node.retry)]; }
+    entry& of(const subre& node) { return __nodes[static_cast<std::size_t>(node.retry)]; }
 
-    scanenv<Chr>& env_;
-    std::vector<entry> nodes_;
+    scanenv<Chr>& __env;
+    std::vector<entry> __nodes;
 };
 
 /// Decides lookaheads by the shortest match from the place, and remembers the last answers.
@@ -67,7 +67,7 @@ template <class Chr>
 class TLookaheads final : public ILookahead {
 public:
     TLookaheads(scanenv<Chr>& env, const subre* lacons, int nlacons)
-        : env_(env), lacons_(lacons), scanners_(static_cast<std::size_t>(nlacons)) {}
+        : __env(env), __lacons(lacons), __scanners(static_cast<std::size_t>(nlacons)) {}
 
     bool holds(int number, std::size_t position) override;
     void newtext();
@@ -79,10 +79,10 @@ private:
         bool holds = false;
     };
 
-    scanenv<Chr>& env_;
-    const subre* lacons_;
-    std::vector<std::unique_ptr<TScanner<Chr>>> scanners_;
-    std::array<answer, ANSWERS> answers_;
+    scanenv<Chr>& __env;
+    const subre* __lacons;
+    std::vector<std::unique_ptr<TScanner<Chr>>> __scanners;
+    std::array<answer, ANSWERS> __answers;
 };
 
 extern template class TNodes<char>;

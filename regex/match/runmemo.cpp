@@ -4,47 +4,52 @@
 namespace Quil::IMPL::engine {
 
 void CRunMemo::reset() {
-    if (!on_)
+    if (!__on) {
         return;
-    on_ = false;
-    interval_ = FIRSTINTERVAL;
-    ends_.clear();
-    walked_.clear();
+    }
+    __on = false;
+    __interval = FIRSTINTERVAL;
+    __ends.clear();
+    __walked.clear();
 }
 
 void CRunMemo::follow(std::uint32_t generation) {
-    if (generation == generation_)
+    if (generation == __generation) {
         return;
-    generation_ = generation;
-    ends_.clear();
-    walked_.clear();
+    }
+    __generation = generation;
+    __ends.clear();
+    __walked.clear();
 }
 
 bool CRunMemo::recall(std::uint64_t place, std::uint32_t state, std::uint64_t& end) {
     const note here{place, state};
-    if (const auto found = ends_.find(key(here)); found != ends_.end()) {
+    if (const auto found = __ends.find(key(here)); found != __ends.end()) {
         end = found->second;
         return true;
     }
-    if (walked_.size() == MOSTNOTES)
+    if (__walked.size() == MOSTNOTES) {
         thinout();
-    walked_.push_back(here);
+    }
+    __walked.push_back(here);
     return false;
 }
 
 void CRunMemo::settle(std::uint64_t end) {
-    if (ends_.size() + walked_.size() > MOSTNOTES)
-        ends_.clear(); // mostly notes on places that the search has left behind
-    for (const note& n : walked_)
-        ends_.emplace(key(n), end != NONE && end <= n.place ? end : NONE);
-    walked_.clear();
+    if (__ends.size() + __walked.size() > MOSTNOTES) {
+        __ends.clear(); // mostly notes on places that the search has left behind
+    }
+    for (const note& n : __walked) {
+        __ends.emplace(key(n), end != NONE && end <= n.place ? end : NONE);
+    }
+    __walked.clear();
 }
 
 /// One scan alone fills the memo: keep every other checkpoint, here and from now on.
 void CRunMemo::thinout() {
-    interval_ *= 2;
-    ends_.clear();
-    std::erase_if(walked_, [this](const note& n) { return n.place % interval_ != 0; });
+    __interval *= 2;
+    __ends.clear();
+    std::erase_if(__walked, [this](const note& n) { return n.place % __interval != 0; });
 }
 
 } // namespace Quil::IMPL::engine

@@ -21,14 +21,14 @@ public:
     /// A scan that goes further than this beyond what it found turns the memo on.
     static constexpr std::ptrdiff_t WASTE = 64;
 
-    bool on() const { return on_; }
-    void turnon() { on_ = true; }
+    bool on() const { return __on; }
+    void turnon() { __on = true; }
     /// For a new text, or another meaning of its end. Off again.
     void reset();
     /// Forgets the notes, as `generation` says that state numbers have changed.
     void follow(std::uint32_t generation);
 
-    std::uint64_t interval() const { return interval_; }
+    std::uint64_t interval() const { return __interval; }
     /// At a checkpoint of a scan: true if an earlier scan was here, with where it ended in `end`
     /// (NONE for no end at or behind this place). Else the place is noted for `settle`.
     bool recall(std::uint64_t place, std::uint32_t state, std::uint64_t& end);
@@ -47,11 +47,11 @@ private:
     static std::uint64_t key(const note& n) { return n.place << 32 | n.state; }
     void thinout();
 
-    std::unordered_map<std::uint64_t, std::uint64_t> ends_;
-    std::vector<note> walked_;
-    std::uint64_t interval_ = FIRSTINTERVAL;
-    std::uint32_t generation_ = 0;
-    bool on_ = false;
+    std::unordered_map<std::uint64_t, std::uint64_t> __ends;
+    std::vector<note> __walked;
+    std::uint64_t __interval = FIRSTINTERVAL;
+    std::uint32_t __generation = 0;
+    bool __on = false;
 };
 
 } // namespace Quil::IMPL::engine

@@ -8,40 +8,47 @@
 namespace Quil::IMPL::engine {
 
 void CPlaces::intersect(const CPlaces& other) {
-    for (std::size_t i = 0; i < wordsfor(places_); ++i)
-        words_[i] &= other.words_[i];
+    for (std::size_t i = 0; i < wordsfor(__places); ++i) {
+        __words[i] &= other.__words[i];
+    }
 }
 
 std::ptrdiff_t CPlaces::next(std::ptrdiff_t from) const {
     auto i = static_cast<std::size_t>(from);
-    if (from < 0 || i >= places_)
+    if (from < 0 || i >= __places) {
         return -1;
-    std::uint64_t word = words_[i / BITS] >> (i % BITS) << (i % BITS);
-    for (i /= BITS; word == 0; word = words_[i])
-        if (++i == wordsfor(places_))
+    }
+    std::uint64_t word = __words[i / BITS] >> (i % BITS) << (i % BITS);
+    for (i /= BITS; word == 0; word = __words[i]) {
+        if (++i == wordsfor(__places)) {
             return -1;
+        }
+    }
     return static_cast<std::ptrdiff_t>(i * BITS) + std::countr_zero(word);
 }
 
 std::ptrdiff_t CPlaces::previous(std::ptrdiff_t from) const {
-    if (from < 0)
+    if (from < 0) {
         return -1;
+    }
     auto i = static_cast<std::size_t>(from);
-    std::uint64_t word = words_[i / BITS] << (BITS - 1 - i % BITS) >> (BITS - 1 - i % BITS);
-    for (i /= BITS; word == 0; word = words_[i])
-        if (i-- == 0)
+    std::uint64_t word = __words[i / BITS] << (BITS - 1 - i % BITS) >> (BITS - 1 - i % BITS);
+    for (i /= BITS; word == 0; word = __words[i]) {
+        if (i-- == 0) {
             return -1;
+        }
+    }
     return static_cast<std::ptrdiff_t>(i * BITS + BITS - 1) - std::countl_zero(word);
 }
 
 template <class Chr>
 int TScanner<Chr>::bos() const {
-    return dfa_.automaton().bos[(env_.eflags & REG_NOTBOL) ? 0 : 1];
+    return __dfa.automaton().bos[(__env.eflags & REG_NOTBOL) ? 0 : 1];
 }
 
 template <class Chr>
 int TScanner<Chr>::eos() const {
-    return dfa_.automaton().eos[(env_.eflags & REG_NOTEOL) ? 0 : 1];
+    return __dfa.automaton().eos[(__env.eflags & REG_NOTEOL) ? 0 : 1];
 }
 
 /// The state after the character that stands before the scan's first one, seen in its direction.
@@ -49,18 +56,19 @@ template <class Chr>
 template <scanway Way>
 CDfa::transition TScanner<Chr>::enter(const Chr* at) {
     int co;
-    if constexpr (Way == scanway::FORWARD)
-        co = at == env_.start ? bos() : GETCOLOR(env_.colors, at[-1]);
-    else
-        co = at == env_.stop ? eos() : GETCOLOR(env_.colors, *at);
-    return dfa_.step(dfa_.start(), co, place(at), *env_.lookahead);
+    if constexpr (Way == scanway::FORWARD) {
+        co = at == __env.start ? bos() : GETCOLOR(__env.colors, at[-1]);
+    } else {
+        co = at == __env.stop ? eos() : GETCOLOR(__env.colors, *at);
+    }
+    return __dfa.step(__dfa.start(), co, place(at), *__env.lookahead);
 }
 
 /// The state after the text's edge, for a scan that has arrived there.
 template <class Chr>
 template <scanway Way>
 CDfa::transition TScanner<Chr>::leave(transition at, const Chr* edge) {
-    return dfa_.step(at, Way == scanway::FORWARD ? eos() : bos(), place(edge), *env_.lookahead);
+    return __dfa.step(at, Way == scanway::FORWARD ? eos() : bos(), place(edge), *__env.lookahead);
 }
 
 /// The loop: from `cp` towards `limit` until the state is DEAD or `visit(place, state)`, which is
@@ -69,7 +77,7 @@ template <class Chr>
 template <scanway Way, class Visit>
 void TScanner<Chr>::walk(const Chr*& cp, const Chr* limit, transition& at, Visit visit) {
     constexpr std::ptrdiff_t STEP = Way == scanway::FORWARD ? 1 : -1;
-    const color* const colors = env_.colors;
+    const color* const colors = __env.colors;
     const auto ahead = [colors](const Chr* p) {
         return GETCOLOR(colors, Way == scanway::FORWARD ? *p : p[-1]);
     };
@@ -77,25 +85,28 @@ void TScanner<Chr>::walk(const Chr*& cp, const Chr* limit, transition& at, Visit
     transition state = at;
     bool stopped = false;
     while (!stopped && p != limit) {
-        const transition* const table = dfa_.table();
+        const transition* const table = __dfa.table();
         transition next = 0;
         do {
             next = table[(state & CDfa::ROW) + static_cast<transition>(ahead(p))];
-            if (next & CDfa::STOP)
+            if (next & CDfa::STOP) {
                 break;
+            }
             p += STEP;
             state = next;
             stopped = visit(p, state);
         } while (!stopped && p != limit);
-        if (!(next & CDfa::STOP))
+        if (!(next & CDfa::STOP)) {
             break;
-        state = dfa_.step(state, ahead(p), place(p + STEP), *env_.lookahead);
-        if (state == CDfa::DEAD)
+        }
+        state = __dfa.step(state, ahead(p), place(p + STEP), *__env.lookahead);
+        if (state == CDfa::DEAD) {
             break;
+        }
         p += STEP;
         stopped = visit(p, state);
     }
-    env_.looked += static_cast<std::uint64_t>(Way == scanway::FORWARD ? p - cp : cp - p);
+    __env.looked += static_cast<std::uint64_t>(Way == scanway::FORWARD ? p - cp : cp - p);
     cp = p;
     at = state;
 }
@@ -103,8 +114,8 @@ void TScanner<Chr>::walk(const Chr*& cp, const Chr* limit, transition& at, Visit
 /// Where the scan has to look at the memo next.
 template <class Chr>
 const Chr* TScanner<Chr>::checkpoint(const Chr* cp, const Chr* limit) const {
-    const auto rest = static_cast<std::uint64_t>(env_.stop - cp);
-    const std::uint64_t distance = rest == 0 ? 0 : (rest - 1) % memo_.interval() + 1;
+    const auto rest = static_cast<std::uint64_t>(__env.stop - cp);
+    const std::uint64_t distance = rest == 0 ? 0 : (rest - 1) % __memo.interval() + 1;
     return static_cast<std::uint64_t>(limit - cp) <= distance
                ? limit
                : cp + static_cast<std::ptrdiff_t>(distance);
@@ -113,13 +124,15 @@ const Chr* TScanner<Chr>::checkpoint(const Chr* cp, const Chr* limit) const {
 /// Whether an earlier scan was in this state here; then `end` is where it ended, or null.
 template <class Chr>
 bool TScanner<Chr>::meets(const Chr* cp, const Chr* limit, transition at, const Chr*& end) {
-    if (at == CDfa::DEAD || cp == limit)
+    if (at == CDfa::DEAD || cp == limit) {
         return false;
-    memo_.follow(dfa_.generation());
+    }
+    __memo.follow(__dfa.generation());
     std::uint64_t found = 0;
-    if (!memo_.recall(static_cast<std::uint64_t>(env_.stop - cp), at & CDfa::ROW, found))
+    if (!__memo.recall(static_cast<std::uint64_t>(__env.stop - cp), at & CDfa::ROW, found)) {
         return false;
-    end = found == CRunMemo::NONE ? nullptr : env_.stop - found;
+    }
+    end = found == CRunMemo::NONE ? nullptr : __env.stop - found;
     return true;
 }
 
@@ -127,20 +140,21 @@ bool TScanner<Chr>::meets(const Chr* cp, const Chr* limit, transition at, const 
 template <class Chr>
 const Chr* TScanner<Chr>::finish(const Chr* start, const Chr* cp, const Chr* end, const Chr* stop) {
     if (sharing(stop)) {
-        memo_.follow(dfa_.generation());
-        memo_.settle(end ? static_cast<std::uint64_t>(env_.stop - end) : CRunMemo::NONE);
-    } else if (shares_ && env_.fastroads && stop == env_.stop &&
-               cp - (end && !asks_ ? end : start) > CRunMemo::WASTE) {
-        memo_.turnon();
+        __memo.follow(__dfa.generation());
+        __memo.settle(end ? static_cast<std::uint64_t>(__env.stop - end) : CRunMemo::NONE);
+    } else if (__shares && __env.fastroads && stop == __env.stop &&
+               cp - (end && !__asks ? end : start) > CRunMemo::WASTE) {
+        __memo.turnon();
     }
     return end;
 }
 
 template <class Chr>
 const Chr* TScanner<Chr>::longest(const Chr* start, const Chr* stop, bool* hitstop) {
-    if (hitstop)
+    if (hitstop) {
         *hitstop = false;
-    const Chr* const realstop = stop == env_.stop ? stop : stop + 1;
+    }
+    const Chr* const realstop = stop == __env.stop ? stop : stop + 1;
     transition at = enter<scanway::FORWARD>(start);
     const Chr* cp = start;
     const Chr* post = nullptr;
@@ -152,15 +166,18 @@ const Chr* TScanner<Chr>::longest(const Chr* start, const Chr* stop, bool* hitst
         const Chr* const limit = sharing(stop) ? checkpoint(cp, realstop) : realstop;
         walk<scanway::FORWARD>(cp, limit, at, note);
         const Chr* end = nullptr;
-        if (limit != realstop && meets(cp, realstop, at, end))
+        if (limit != realstop && meets(cp, realstop, at, end)) {
             return finish(start, cp, end ? end : post ? post - 1 : nullptr, stop);
+        }
     }
-    if (at != CDfa::DEAD && cp == env_.stop && stop == env_.stop) {
-        if (hitstop)
+    if (at != CDfa::DEAD && cp == __env.stop && stop == __env.stop) {
+        if (hitstop) {
             *hitstop = true;
+        }
         if (const transition last = leave<scanway::FORWARD>(at, cp);
-            last != CDfa::DEAD && (last & CDfa::POST))
+            last != CDfa::DEAD && (last & CDfa::POST)) {
             return finish(start, cp, cp, stop);
+        }
     }
     return finish(start, cp, post ? post - 1 : nullptr, stop);
 }
@@ -168,14 +185,16 @@ const Chr* TScanner<Chr>::longest(const Chr* start, const Chr* stop, bool* hitst
 template <class Chr>
 const Chr* TScanner<Chr>::shortest(const Chr* start, const Chr* min, const Chr* max,
                                    const Chr** cold, bool* hitstop) {
-    if (hitstop)
+    if (hitstop) {
         *hitstop = false;
-    const Chr* const realmin = min == env_.stop ? min : min + 1;
-    const Chr* const realmax = max == env_.stop ? max : max + 1;
+    }
+    const Chr* const realmin = min == __env.stop ? min : min + 1;
+    const Chr* const realmax = max == __env.stop ? max : max + 1;
     const bool memo = min == start && sharing(max);
     transition at = enter<scanway::FORWARD>(start);
-    if (skips_ && at != CDfa::DEAD && findskip(at, static_cast<std::size_t>(realmax - start)))
+    if (__skips && at != CDfa::DEAD && findskip(at, static_cast<std::size_t>(realmax - start))) {
         at = enter<scanway::FORWARD>(start);
+    }
     const Chr* cp = start;
     const Chr* nopr = start;
     const auto note = [&nopr, realmin](const Chr* p, transition state) {
@@ -186,31 +205,37 @@ const Chr* TScanner<Chr>::shortest(const Chr* start, const Chr* min, const Chr* 
     while (at != CDfa::DEAD && cp != realmax) {
         if (at & CDfa::SKIP) {
             nopr = leap(cp, realmax, at);
-            env_.looked += static_cast<std::uint64_t>(nopr - cp);
-            if ((cp = nopr) == realmax || at == CDfa::DEAD)
+            __env.looked += static_cast<std::uint64_t>(nopr - cp);
+            if ((cp = nopr) == realmax || at == CDfa::DEAD) {
                 break;
+            }
         }
         const Chr* const limit = memo ? checkpoint(cp, realmax) : realmax;
         walk<scanway::FORWARD>(cp, limit, at, note);
-        if (at != CDfa::DEAD && (at & CDfa::POST) && cp >= realmin)
+        if (at != CDfa::DEAD && (at & CDfa::POST) && cp >= realmin) {
             break;
+        }
         const Chr* end = nullptr;
-        if (limit != realmax && cp == limit && meets(cp, realmax, at, end))
+        if (limit != realmax && cp == limit && meets(cp, realmax, at, end)) {
             return finish(start, cp, end, max);
+        }
     }
-    if (at == CDfa::DEAD)
+    if (at == CDfa::DEAD) {
         return finish(start, cp, nullptr, max);
-    if (cold)
+    }
+    if (cold) {
         *cold = nopr;
+    }
     const Chr* end = nullptr;
     if ((at & CDfa::POST) && cp > min) {
         end = cp - 1;
-    } else if (cp == env_.stop && max == env_.stop) {
+    } else if (cp == __env.stop && max == __env.stop) {
         at = leave<scanway::FORWARD>(at, cp);
-        if (at != CDfa::DEAD && (at & CDfa::POST))
+        if (at != CDfa::DEAD && (at & CDfa::POST)) {
             end = cp;
-        else if (hitstop)
+        } else if (hitstop) {
             *hitstop = true;
+        }
     } else if (at & CDfa::POST) {
         end = cp;
     }
@@ -220,20 +245,24 @@ const Chr* TScanner<Chr>::shortest(const Chr* start, const Chr* min, const Chr* 
 /// From a place where nothing has begun to the next one where a match may begin.
 template <class Chr>
 const Chr* TScanner<Chr>::leap(const Chr* cp, const Chr* limit, transition& at) {
-    if (!begin_)
-        return skip_.find(cp, limit);
-    if (cp == env_.start && begin_->looksbehind())
+    if (!__begin) {
+        return __skip.find(cp, limit);
+    }
+    if (cp == __env.start && __begin->looksbehind()) {
         return cp; // nothing stands before the text: its first character is walked over
-    const Chr* const found = begin_->find(cp, limit, env_.stop);
-    leapt_ += found - cp;
-    if (++leaps_ == TRIALLEAPS) {
-        if (leapt_ < TRIALLEAPS * SHORTLEAP)
-            begin_ = nullptr; // the start of each leap costs more than it spares
-        leaps_ = leapt_ = 0;
+    }
+    const Chr* const found = __begin->find(cp, limit, __env.stop);
+    __leapt += found - cp;
+    if (++__leaps == TRIALLEAPS) {
+        if (__leapt < TRIALLEAPS * SHORTLEAP) {
+            __begin = nullptr; // the start of each leap costs more than it spares
+        }
+        __leaps = __leapt = 0;
     }
     // What was passed over may lead away and come to nothing, so the state is one of a fresh start.
-    if (found != cp)
+    if (found != cp) {
         at = enter<scanway::FORWARD>(found);
+    }
     return found;
 }
 
@@ -241,8 +270,8 @@ template <class Chr>
 typename TScanner<Chr>::outcome TScanner<Chr>::attempt(const Chr* start, bool shorter,
                                                        const Chr*& end) {
     constexpr std::ptrdiff_t PATIENCE = 256; // characters without an end
-    if (memo_.on()) {
-        end = shorter ? shortest(start, start, env_.stop) : longest(start, env_.stop);
+    if (__memo.on()) {
+        end = shorter ? shortest(start, start, __env.stop) : longest(start, __env.stop);
         return end ? outcome::FOUND : outcome::NONE;
     }
     transition at = enter<scanway::FORWARD>(start);
@@ -256,20 +285,21 @@ typename TScanner<Chr>::outcome TScanner<Chr>::attempt(const Chr* start, bool sh
         post = (state & CDfa::POST) ? p : nullptr;
         return post != nullptr;
     };
-    while (at != CDfa::DEAD && cp != env_.stop && !(shorter && post)) {
+    while (at != CDfa::DEAD && cp != __env.stop && !(shorter && post)) {
         const Chr* const from = post ? post : start;
         if (cp - from >= PATIENCE) {
-            end = post ? longest(start, env_.stop) : nullptr;
+            end = post ? longest(start, __env.stop) : nullptr;
             return end ? outcome::FOUND : outcome::OPEN;
         }
-        const Chr* const far = env_.stop - from > PATIENCE ? from + PATIENCE : env_.stop;
-        if (shorter)
+        const Chr* const far = __env.stop - from > PATIENCE ? from + PATIENCE : __env.stop;
+        if (shorter) {
             walk<scanway::FORWARD>(cp, far, at, first);
-        else
+        } else {
             walk<scanway::FORWARD>(cp, far, at, last);
+        }
     }
     end = post ? post - 1 : nullptr;
-    if (at != CDfa::DEAD && cp == env_.stop && !(shorter && post)) {
+    if (at != CDfa::DEAD && cp == __env.stop && !(shorter && post)) {
         at = leave<scanway::FORWARD>(at, cp);
         end = at != CDfa::DEAD && (at & CDfa::POST) ? cp : end;
     }
@@ -281,19 +311,23 @@ template <class Chr>
 template <scanway Way>
 void TScanner<Chr>::mark(const Chr* from, const Chr* to, const Chr* base, CPlaces& places) {
     constexpr std::ptrdiff_t STEP = Way == scanway::FORWARD ? 1 : -1;
-    const Chr* const edge = Way == scanway::FORWARD ? env_.stop : env_.start;
+    const Chr* const edge = Way == scanway::FORWARD ? __env.stop : __env.start;
     transition at = enter<Way>(from);
     const Chr* cp = from;
-    if (at != CDfa::DEAD)
+    if (at != CDfa::DEAD) {
         walk<Way>(cp, to == edge ? to : to + STEP, at, [&](const Chr* p, transition state) {
-            if (state & CDfa::POST)
+            if (state & CDfa::POST) {
                 places.add(static_cast<std::size_t>(p - STEP - base));
+            }
             return false;
         });
-    if (at == CDfa::DEAD || to != edge)
+    }
+    if (at == CDfa::DEAD || to != edge) {
         return;
-    if (at = leave<Way>(at, cp); at != CDfa::DEAD && (at & CDfa::POST))
+    }
+    if (at = leave<Way>(at, cp); at != CDfa::DEAD && (at & CDfa::POST)) {
         places.add(static_cast<std::size_t>(cp - base));
+    }
 }
 
 template <class Chr>
@@ -310,7 +344,7 @@ void TScanner<Chr>::begins(const Chr* start, const Chr* stop, CPlaces& places) {
 template <class Chr>
 bool TScanner<Chr>::waits(transition state, int co) {
     return state != CDfa::DEAD && (state & (CDfa::POST | CDfa::NOPROGRESS)) == CDfa::NOPROGRESS &&
-           dfa_.step(state, co, 0, *env_.lookahead) == state;
+           __dfa.step(state, co, 0, *__env.lookahead) == state;
 }
 
 /// Looks, once for each filling of the cache, for the state in which a search waits, and marks it.
@@ -318,27 +352,31 @@ bool TScanner<Chr>::waits(transition state, int co) {
 template <class Chr>
 bool TScanner<Chr>::findskip(transition first, std::size_t length) {
     constexpr std::size_t WORTHWHILE = 16; // characters to scan for each transition to find out
-    const cnfa& a = dfa_.automaton();
+    const cnfa& a = __dfa.automaton();
     const int ncolors = a.ncolors;
     const auto colors = static_cast<std::size_t>(ncolors);
-    const std::uint32_t generation = dfa_.generation();
-    if (skipgeneration_ == generation || skiptries_ == 0 || !env_.fastroads ||
-        env_.limits.smallcache || length < WORTHWHILE * (colors + WORTHWHILE))
+    const std::uint32_t generation = __dfa.generation();
+    if (__skipgeneration == generation || __skiptries == 0 || !__env.fastroads ||
+        __env.limits.smallcache || length < WORTHWHILE * (colors + WORTHWHILE)) {
         return false;
-    skipgeneration_ = generation;
-    --skiptries_;
-    for (int co = 0; co < ncolors && dfa_.generation() == generation; ++co) {
-        if (a.isedge(co))
+    }
+    __skipgeneration = generation;
+    --__skiptries;
+    for (int co = 0; co < ncolors && __dfa.generation() == generation; ++co) {
+        if (a.isedge(co)) {
             continue;
-        const transition state = dfa_.step(first, co, 0, *env_.lookahead);
-        if (dfa_.generation() != generation || !waits(state, co))
+        }
+        const transition state = __dfa.step(first, co, 0, *__env.lookahead);
+        if (__dfa.generation() != generation || !waits(state, co)) {
             continue;
+        }
         colorset leaving(colors);
-        for (int other = 0; other < ncolors && dfa_.generation() == generation; ++other)
+        for (int other = 0; other < ncolors && __dfa.generation() == generation; ++other) {
             leaving[static_cast<std::size_t>(other)] = !a.isedge(other) && !waits(state, other);
-        if (dfa_.generation() == generation) {
-            skip_.set(env_.colors, std::move(leaving));
-            dfa_.markskip(state);
+        }
+        if (__dfa.generation() == generation) {
+            __skip.set(__env.colors, std::move(leaving));
+            __dfa.markskip(state);
         }
         break;
     }

@@ -31,10 +31,10 @@ struct scanenv {
 /// A set of places of a span, one bit each.
 class CPlaces {
 public:
-    CPlaces(std::uint64_t* words, std::size_t places) : words_(words), places_(places) {}
+    CPlaces(std::uint64_t* words, std::size_t places) : __words(words), __places(places) {}
     static std::size_t wordsfor(std::size_t places) { return (places + BITS - 1) / BITS; }
 
-    void add(std::size_t place) { words_[place / BITS] |= std::uint64_t{1} << (place % BITS); }
+    void add(std::size_t place) { __words[place / BITS] |= std::uint64_t{1} << (place % BITS); }
     void intersect(const CPlaces& other);
     /// The first place at or behind `from`, or the last at or before it; -1 if there is none.
     std::ptrdiff_t next(std::ptrdiff_t from) const;
@@ -42,8 +42,8 @@ public:
 
 private:
     static constexpr std::size_t BITS = 64;
-    std::uint64_t* words_; // borrowed
-    std::size_t places_;
+    std::uint64_t* __words; // borrowed
+    std::size_t __places;
 };
 
 enum class scanway { FORWARD, BACKWARD };
@@ -53,22 +53,22 @@ enum class scanway { FORWARD, BACKWARD };
 template <class Chr>
 class TScanner {
 public:
-    TScanner(const cnfa& automaton, scanenv<Chr>& env) : env_(env), dfa_(automaton, env.limits) {}
+    TScanner(const cnfa& automaton, scanenv<Chr>& env) : __env(env), __dfa(automaton, env.limits) {}
 
     /// Lets scans up to the text's stop share what they found. The owner must ask this scanner
     /// either for longest or for shortest matches only.
     /// `asks`: the caller wants to know whether there is a match and won't go on behind it, so all
     /// of a scan is looking ahead.
     void sharescans(bool asks) {
-        shares_ = true;
-        asks_ = asks;
+        __shares = true;
+        __asks = asks;
     }
     /// Lets `shortest` leap over characters on which the automaton stays where it is; with a
     /// filter, to where that says a match may begin. The filter is borrowed.
-    void allowskips() { skips_ = true; }
-    void leapby(const TFingerprint<Chr>* begin) { begin_ = begin; }
+    void allowskips() { __skips = true; }
+    void leapby(const TFingerprint<Chr>* begin) { __begin = begin; }
     /// The text, or the meaning of its end, is another one than before.
-    void newtext() { memo_.reset(); }
+    void newtext() { __memo.reset(); }
 
     /// The end of the longest match of [start, stop] that begins at `start`, or null. `*hitstop`
     /// tells whether the scan was alive at the text's stop: more text could have changed the
@@ -102,8 +102,8 @@ private:
 
     int bos() const;
     int eos() const;
-    std::size_t place(const Chr* cp) const { return static_cast<std::size_t>(cp - env_.start); }
-    bool sharing(const Chr* stop) const { return shares_ && memo_.on() && stop == env_.stop; }
+    std::size_t place(const Chr* cp) const { return static_cast<std::size_t>(cp - __env.start); }
+    bool sharing(const Chr* stop) const { return __shares && __memo.on() && stop == __env.stop; }
     const Chr* checkpoint(const Chr* cp, const Chr* limit) const;
     bool meets(const Chr* cp, const Chr* limit, transition at, const Chr*& end);
     const Chr* leap(const Chr* cp, const Chr* limit, transition& at);
@@ -111,20 +111,20 @@ private:
     bool findskip(transition first, std::size_t length);
     bool waits(transition state, int co);
 
-    scanenv<Chr>& env_;
-    CDfa dfa_;
-    CRunMemo memo_;
-    TSkip<Chr> skip_;
-    const TFingerprint<Chr>* begin_ = nullptr;
+    scanenv<Chr>& __env;
+    CDfa __dfa;
+    CRunMemo __memo;
+    TSkip<Chr> __skip;
+    const TFingerprint<Chr>* __begin = nullptr;
     static constexpr std::ptrdiff_t TRIALLEAPS = 256; // after which it is asked whether they pay
     static constexpr std::ptrdiff_t SHORTLEAP = 8;    // characters
-    std::ptrdiff_t leaps_ = 0;
-    std::ptrdiff_t leapt_ = 0;
-    std::uint32_t skipgeneration_ = ~std::uint32_t{0};
-    int skiptries_ = 4;
-    bool shares_ = false;
-    bool asks_ = false;
-    bool skips_ = false;
+    std::ptrdiff_t __leaps = 0;
+    std::ptrdiff_t __leapt = 0;
+    std::uint32_t __skipgeneration = ~std::uint32_t{0};
+    int __skiptries = 4;
+    bool __shares = false;
+    bool __asks = false;
+    bool __skips = false;
 };
 
 extern template class TScanner<char>;

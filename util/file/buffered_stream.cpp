@@ -12,7 +12,7 @@ namespace Quil {
 
 template <class T>
 bool CBufferedSeekableSource<T>::IsEOF() const {
-    return __Unread() == 0 && __m_io.GetCurrentPos() >= __m_io.GetSize();
+    return __Unread() == 0 && __io.GetCurrentPos() >= __io.GetSize();
 }
 
 /// The block's state changes only after the file has answered: a failed read loses nothing.
@@ -21,35 +21,35 @@ unsigned int CBufferedSeekableSource<T>::Read(void* buffer, unsigned int size) c
     auto* const target = static_cast<unsigned char*>(buffer);
     const unsigned int ready = std::min(size, __Unread());
     if (ready > 0) {
-        std::memcpy(target, __m_block.data() + __m_position, ready);
+        std::memcpy(target, __block.data() + __position, ready);
     }
     const unsigned int wanted = size - ready;
     if (wanted == 0) {
-        __m_position += ready;
+        __position += ready;
         return size;
     }
-    if (wanted >= __m_bufferSize) {
-        const unsigned int count = __m_io.Read(target + ready, wanted);
+    if (wanted >= __bufferSize) {
+        const unsigned int count = __io.Read(target + ready, wanted);
         __Empty();
         return ready + count;
     }
-    __m_block.reserve(__m_bufferSize);
-    const unsigned int count = __m_io.Read(&__m_block.front(), __m_bufferSize);
-    __m_block.set_size(count);
-    __m_position = std::min(wanted, count);
-    std::memcpy(target + ready, __m_block.data(), __m_position);
-    return ready + __m_position;
+    __block.reserve(__bufferSize);
+    const unsigned int count = __io.Read(&__block.front(), __bufferSize);
+    __block.set_size(count);
+    __position = std::min(wanted, count);
+    std::memcpy(target + ready, __block.data(), __position);
+    return ready + __position;
 }
 
 template <class T>
 void CBufferedSeekableSource<T>::__Empty() const {
-    __m_block.set_size(0);
-    __m_position = 0;
+    __block.set_size(0);
+    __position = 0;
 }
 
 template <class T>
 void CBufferedSeekableSource<T>::SeekBegin(const CLongLongNative& offset) const {
-    __m_io.SeekBegin(offset);
+    __io.SeekBegin(offset);
     __Empty();
 }
 
@@ -58,13 +58,13 @@ void CBufferedSeekableSource<T>::SeekCurrent(const CLongLongNative& offset) cons
     if (offset == 0) {
         return;
     }
-    __m_io.SeekCurrent(offset);
+    __io.SeekCurrent(offset);
     __Empty();
 }
 
 template <class T>
 void CBufferedSeekableSource<T>::SeekEnd(const CLongLongNative& offset) const {
-    __m_io.SeekEnd(offset);
+    __io.SeekEnd(offset);
     __Empty();
 }
 
@@ -83,9 +83,9 @@ CBufferedSeekableSink<T>::~CBufferedSeekableSink() noexcept(false) {
 template <class T>
 unsigned int CBufferedSeekableSink<T>::Write(const void* buffer, unsigned int size) {
     if (size > 0) {
-        __m_block.append(static_cast<const unsigned char*>(buffer), size);
+        __block.append(static_cast<const unsigned char*>(buffer), size);
     }
-    if (__m_block.length() >= __m_bufferSize) {
+    if (__block.length() >= __bufferSize) {
         _FlushBuffer();
     }
     return size;
@@ -93,33 +93,33 @@ unsigned int CBufferedSeekableSink<T>::Write(const void* buffer, unsigned int si
 
 template <class T>
 void CBufferedSeekableSink<T>::_FlushBuffer() const {
-    while (!__m_block.empty()) {
-        __m_block.erase(0, __m_io.Write(__m_block.data(), __m_block.length()));
+    while (!__block.empty()) {
+        __block.erase(0, __io.Write(__block.data(), __block.length()));
     }
 }
 
 template <class T>
 void CBufferedSeekableSink<T>::Flush() {
     _FlushBuffer();
-    __m_io.Flush();
+    __io.Flush();
 }
 
 template <class T>
 void CBufferedSeekableSink<T>::SeekBegin(const CLongLongNative& offset) const {
     _FlushBuffer();
-    __m_io.SeekBegin(offset);
+    __io.SeekBegin(offset);
 }
 
 template <class T>
 void CBufferedSeekableSink<T>::SeekCurrent(const CLongLongNative& offset) const {
     _FlushBuffer();
-    __m_io.SeekCurrent(offset);
+    __io.SeekCurrent(offset);
 }
 
 template <class T>
 void CBufferedSeekableSink<T>::SeekEnd(const CLongLongNative& offset) const {
     _FlushBuffer();
-    __m_io.SeekEnd(offset);
+    __io.SeekEnd(offset);
 }
 
 template class CBufferedSeekableSource<CSysFile>;

@@ -17,9 +17,9 @@ template <class T>
 class CBufferedSeekableSource : public TSeekableSource {
 public:
     CBufferedSeekableSource(const T& io, unsigned int bufferSize)
-        : __m_io(io), __m_bufferSize(bufferSize) {}
+        : __io(io), __bufferSize(bufferSize) {}
 
-    bool IsValid() const override { return !!__m_io; }
+    bool IsValid() const override { return !!__io; }
     const char* GetName() const override { return "Buffered Seekable Data Source"; }
     bool IsEOF() const override;
     unsigned int Read(void* buffer, unsigned int size) const override;
@@ -29,20 +29,20 @@ public:
     /// too. An offset of 0 does nothing. Use `SeekBegin` for an exact position.
     void SeekCurrent(const CLongLongNative& offset) const override;
     void SeekEnd(const CLongLongNative& offset) const override;
-    CLongLongNative GetCurrentPos() const override { return __m_io.GetCurrentPos() - __Unread(); }
-    CLongLongNative GetSize() const override { return __m_io.GetSize(); }
+    CLongLongNative GetCurrentPos() const override { return __io.GetCurrentPos() - __Unread(); }
+    CLongLongNative GetSize() const override { return __io.GetSize(); }
 
-    T& GetIoObj() { return __m_io; }
-    const T& GetIoObj() const { return __m_io; }
+    T& GetIoObj() { return __io; }
+    const T& GetIoObj() const { return __io; }
 
 private:
-    unsigned int __Unread() const { return __m_block.length() - __m_position; }
+    unsigned int __Unread() const { return __block.length() - __position; }
     void __Empty() const;
 
-    T __m_io;
-    unsigned int __m_bufferSize;
-    mutable byteEx __m_block;
-    mutable unsigned int __m_position = 0;
+    T __io;
+    unsigned int __bufferSize;
+    mutable byteEx __block;
+    mutable unsigned int __position = 0;
 };
 
 /// A sink that collects what is written until it makes up a block, or `Flush`, a seek or the
@@ -52,10 +52,10 @@ template <class T>
 class CBufferedSeekableSink : public TSeekableSink {
 public:
     CBufferedSeekableSink(const T& io, unsigned int bufferSize)
-        : __m_io(io), __m_bufferSize(bufferSize) {}
+        : __io(io), __bufferSize(bufferSize) {}
     ~CBufferedSeekableSink() noexcept(false) override;
 
-    bool IsValid() const override { return !!__m_io; }
+    bool IsValid() const override { return !!__io; }
     const char* GetName() const override { return "Buffered Seekable Data Sink"; }
     /// Takes all of it, whatever its size.
     unsigned int Write(const void* buffer, unsigned int size) override;
@@ -67,22 +67,22 @@ public:
     void SeekEnd(const CLongLongNative& offset) const override;
     /// Counts what is held back.
     CLongLongNative GetCurrentPos() const override {
-        return __m_io.GetCurrentPos() + __m_block.length();
+        return __io.GetCurrentPos() + __block.length();
     }
     /// The file's size, without what is held back.
-    CLongLongNative GetSize() const override { return __m_io.GetSize(); }
+    CLongLongNative GetSize() const override { return __io.GetSize(); }
 
-    T& GetIoObj() { return __m_io; }
-    const T& GetIoObj() const { return __m_io; }
+    T& GetIoObj() { return __io; }
+    const T& GetIoObj() const { return __io; }
 
 protected:
     /// Writes the block. What has been written when a failure ends it is not held any longer.
     void _FlushBuffer() const;
 
 private:
-    mutable T __m_io;
-    unsigned int __m_bufferSize;
-    mutable byteEx __m_block;
+    mutable T __io;
+    unsigned int __bufferSize;
+    mutable byteEx __block;
 };
 
 extern template class CBufferedSeekableSource<CSysFile>;

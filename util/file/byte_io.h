@@ -12,7 +12,7 @@ namespace Quil {
 class CByteIO {
 public:
     CByteIO() = default;
-    explicit CByteIO(byteEx* data) : __m_data(data) {}
+    explicit CByteIO(byteEx* data) : __data(data) {}
 
     /// At most `size` bytes; answers the count, 0 at or past the end.
     unsigned int Read(void* buffer, unsigned int size) const;
@@ -25,23 +25,23 @@ public:
     // Only the position is set. One before the start becomes the start.
 
     void SeekBegin(const CLongLongNative& offset) const { __Seek(0, offset); }
-    void SeekCurrent(const CLongLongNative& offset) const { __Seek(__m_position, offset); }
+    void SeekCurrent(const CLongLongNative& offset) const { __Seek(__position, offset); }
     void SeekEnd(const CLongLongNative& offset) const { __Seek(GetSize().Value(), offset); }
-    CLongLongNative GetCurrentPos() const { return __m_position; }
-    CLongLongNative GetSize() const { return __m_data != nullptr ? __m_data->length() : 0; }
+    CLongLongNative GetCurrentPos() const { return __position; }
+    CLongLongNative GetSize() const { return __data != nullptr ? __data->length() : 0; }
 
     bool IsEOF() const { return GetCurrentPos() >= GetSize(); }
-    bool IsValid() const { return __m_data != nullptr; }
+    bool IsValid() const { return __data != nullptr; }
     bool operator!() const { return !IsValid(); }
 
     /// The string looked at; null without one.
-    const byteEx* GetData() const { return __m_data; }
+    const byteEx* GetData() const { return __data; }
 
 private:
     void __Seek(std::int64_t base, const CLongLongNative& offset) const;
 
-    byteEx* __m_data = nullptr;
-    mutable std::int64_t __m_position = 0;
+    byteEx* __data = nullptr;
+    mutable std::int64_t __position = 0;
 };
 
 } // namespace Quil

@@ -55,7 +55,7 @@ CDir::CDir(const stringEx& path, bool create, bool noCheck) {
 void CDir::Open(const stringEx& path, bool create, bool noCheck) {
     stringEx full(path);
     full.detach_if_static();
-    __m_path = stEMPTY;
+    __path = stEMPTY;
     IMPL::RefuseEmpty(full, "CDir::Open - nothing to open");
     ConvToFullPath(full);
     if (!full.end_with("/")) {
@@ -69,7 +69,7 @@ void CDir::Open(const stringEx& path, bool create, bool noCheck) {
         }
         MakeDir(full, true);
     }
-    __m_path = full;
+    __path = full;
 }
 
 CDir CDir::GainDir(const stringEx& sub, bool create) const {
@@ -83,8 +83,8 @@ void CDir::ChangeDir(const stringEx& sub, bool create) {
 }
 
 void CDir::SetPwd() const {
-    CheckChange(::chdir(__m_path.c_str()), "CDir::SetPwd - failed setting current working dir\n",
-                __m_path);
+    CheckChange(::chdir(__path.c_str()), "CDir::SetPwd - failed setting current working dir\n",
+                __path);
 }
 
 bool CDir::IsFileExist(const stringEx& path) {
@@ -112,7 +112,7 @@ void CDir::SetAttributes(const stringEx& path, unsigned long attributes) {
 
 CDir::SPACE_INFO CDir::GetSpaceInfo() const {
     struct statvfs status = {};
-    IMPL::PosixStatVfs("CDir::GetSpaceInfo - failed retrieve space info\n", __m_path, &status);
+    IMPL::PosixStatVfs("CDir::GetSpaceInfo - failed retrieve space info\n", __path, &status);
     const CULongLongNative unit = status.f_frsize;
     return {unit * status.f_blocks, unit * status.f_bfree, unit * status.f_bavail};
 }
@@ -120,13 +120,13 @@ CDir::SPACE_INFO CDir::GetSpaceInfo() const {
 CDir::STORAGE_TOPOLOGY CDir::GetStorageTopology() const {
     struct statvfs status = {};
     IMPL::PosixStatVfs("CDir::GetStorageTopology - failed retrieve storage's topology info\n",
-                       __m_path, &status);
+                       __path, &status);
     return {status.f_bsize, status.f_frsize, status.f_blocks, status.f_namemax};
 }
 
 bool CDir::__StartEnum(COOKIE& cookie) const {
     if (!cookie) {
-        cookie = COOKIE(::opendir(__m_path.c_str()));
+        cookie = COOKIE(::opendir(__path.c_str()));
     }
     return static_cast<bool>(cookie);
 }
@@ -145,9 +145,9 @@ bool CDir::__EnumNext(COOKIE& cookie, stringEx& name,
         return false;
     }
     DIR_ENTRY entry;
-    while (IMPL::ReadEntry(static_cast<DIR*>(cookie.get()), __m_path, entry)) {
+    while (IMPL::ReadEntry(static_cast<DIR*>(cookie.get()), __path, entry)) {
         if (isWanted(entry, hidden, dots)) {
-            name = __m_path + entry.name;
+            name = __path + entry.name;
             return true;
         }
     }

@@ -66,12 +66,12 @@ public:
     /// The process's working directory, with a closing "/".
     static stringEx GetPwd();
 
-    const stringEx& GetPath() const { return __m_path; }
-    bool IsOpen() const { return !__m_path.empty(); }
+    const stringEx& GetPath() const { return __path; }
+    bool IsOpen() const { return !__path.empty(); }
 
-    bool operator==(const CDir& other) const { return __m_path == other.__m_path; }
+    bool operator==(const CDir& other) const { return __path == other.__path; }
     // A directory is less than its parents.
-    bool operator<=(const CDir& other) const { return __m_path.begin_with(other.__m_path); }
+    bool operator<=(const CDir& other) const { return __path.begin_with(other.__path); }
     bool operator<(const CDir& other) const { return *this <= other && !(*this == other); }
     bool operator>=(const CDir& other) const { return other <= *this; }
     bool operator>(const CDir& other) const { return other < *this; }
@@ -159,7 +159,7 @@ public:
     bool IsSubPath(const stringEx& path) const;
     /// The deepest directory that holds both this one and the path.
     CDir GainCommonParent(const stringEx& path) const;
-    CDir GainCommonParent(const CDir& other) const { return GainCommonParent(other.__m_path); }
+    CDir GainCommonParent(const CDir& other) const { return GainCommonParent(other.__path); }
     /// Always true here: all paths have the root in common.
     bool HasCommonParent(const stringEx&) const { return true; }
     bool HasCommonParent(const CDir&) const { return true; }
@@ -170,8 +170,8 @@ public:
     static bool IsFileExist(const stringEx& path);
     static bool IsDirExist(const stringEx& path);
     static bool IsFileExecutable(const stringEx& path);
-    bool IsSubFileExist(const stringEx& sub) const { return IsFileExist(__m_path + sub); }
-    bool IsSubDirExist(const stringEx& sub) const { return IsDirExist(__m_path + sub); }
+    bool IsSubFileExist(const stringEx& sub) const { return IsFileExist(__path + sub); }
+    bool IsSubDirExist(const stringEx& sub) const { return IsDirExist(__path + sub); }
 
     /// The first file of that name in the directories of `PATH`. A name with a directory is only
     /// tested. Throws when there is none.
@@ -188,10 +188,10 @@ public:
     static unsigned long GetAttributes(const stringEx& path);
     static void SetAttributes(const stringEx& path, unsigned long attributes);
     unsigned long GetSubAttributes(const stringEx& sub) const {
-        return GetAttributes(__m_path + sub);
+        return GetAttributes(__path + sub);
     }
     void SetSubAttributes(const stringEx& sub, unsigned long attributes) const {
-        SetAttributes(__m_path + sub, attributes);
+        SetAttributes(__path + sub, attributes);
     }
 
     /// Bytes on the file system that holds this directory.
@@ -219,9 +219,9 @@ public:
     static void ReadFile(const stringEx& path, byteEx& data);
     static void ReadFile(const stringEx& path, stringEx& data);
     static void ReadFile(const stringEx& path, wstringEx& data);
-    void ReadSubFile(const stringEx& sub, byteEx& data) const { ReadFile(__m_path + sub, data); }
-    void ReadSubFile(const stringEx& sub, stringEx& data) const { ReadFile(__m_path + sub, data); }
-    void ReadSubFile(const stringEx& sub, wstringEx& data) const { ReadFile(__m_path + sub, data); }
+    void ReadSubFile(const stringEx& sub, byteEx& data) const { ReadFile(__path + sub, data); }
+    void ReadSubFile(const stringEx& sub, stringEx& data) const { ReadFile(__path + sub, data); }
+    void ReadSubFile(const stringEx& sub, wstringEx& data) const { ReadFile(__path + sub, data); }
 
     /// Writes the elements as they lie in memory over the file, or behind its end with `append`; a
     /// missing file is created. `flush` waits for the device.
@@ -238,15 +238,15 @@ public:
                           bool append = false);
     void WriteSubFile(const stringEx& sub, const byteEx& data, bool flush = false,
                       bool append = false) const {
-        WriteFile(__m_path + sub, data, flush, append);
+        WriteFile(__path + sub, data, flush, append);
     }
     void WriteSubFile(const stringEx& sub, const stringEx& data, bool flush = false,
                       bool append = false) const {
-        WriteFile(__m_path + sub, data, flush, append);
+        WriteFile(__path + sub, data, flush, append);
     }
     void WriteSubFile(const stringEx& sub, const wstringEx& data, bool flush = false,
                       bool append = false) const {
-        WriteFile(__m_path + sub, data, flush, append);
+        WriteFile(__path + sub, data, flush, append);
     }
 
     /// Copies a file. Without `overwrite` an existing target throws and is left alone.
@@ -254,7 +254,7 @@ public:
                               bool flush = false);
     void DuplicateSubFile(const stringEx& from, const stringEx& to, bool overwrite = false,
                           bool flush = false) const {
-        DuplicateFile(__m_path + from, __m_path + to, overwrite, flush);
+        DuplicateFile(__path + from, __path + to, overwrite, flush);
     }
 
     /// Moves a file by linking it to its new name; between file systems it is copied. Two names of
@@ -263,12 +263,12 @@ public:
                              bool flush = false);
     void TransferSubFile(const stringEx& from, const stringEx& to, bool overwrite = false,
                          bool flush = false) const {
-        TransferFile(__m_path + from, __m_path + to, overwrite, flush);
+        TransferFile(__path + from, __path + to, overwrite, flush);
     }
 
     /// Removes a file; one that doesn't exist is no error.
     static void RemoveFile(const stringEx& path);
-    void RemoveSubFile(const stringEx& sub) const { RemoveFile(__m_path + sub); }
+    void RemoveSubFile(const stringEx& sub) const { RemoveFile(__path + sub); }
 
     // These answer whether it was done, and throw nothing but std::bad_alloc. `force` opens the
     // directory to its owner for a second try.
@@ -279,7 +279,7 @@ public:
     static bool TryTransferFile(const stringEx& from, const stringEx& to, bool overwrite = false,
                                 bool flush = false, bool force = false);
     bool TryRemoveSubFile(const stringEx& sub, bool force = false) const {
-        return TryRemoveFile(__m_path + sub, force);
+        return TryRemoveFile(__path + sub, force);
     }
 
     // -- Temporary names and backups ---------------------------------------------------------
@@ -306,7 +306,7 @@ public:
     /// Creates a directory, with `recursive` its parents too; one that exists is no error.
     static void MakeDir(const stringEx& path, bool recursive = false);
     void MakeSubDir(const stringEx& sub, bool recursive = false) const {
-        MakeDir(__m_path + sub, recursive);
+        MakeDir(__path + sub, recursive);
     }
 
     /// Removes a directory; one that doesn't exist is no error. With `subFiles` its files go, with
@@ -314,7 +314,7 @@ public:
     /// followed.
     static void RemoveDir(const stringEx& path, bool subDirs = false, bool subFiles = false);
     void RemoveSubDir(const stringEx& sub, bool subDirs = false, bool subFiles = false) const {
-        RemoveDir(__m_path + sub, subDirs, subFiles);
+        RemoveDir(__path + sub, subDirs, subFiles);
     }
 
     /// Copies a directory with the files in it (`subFiles`) and everything below (`subDirs`).
@@ -323,14 +323,14 @@ public:
                              bool subDirs = true, bool subFiles = true, bool flush = false);
     void DuplicateSubDir(const stringEx& from, const stringEx& to, bool overwrite = false,
                          bool subDirs = true, bool subFiles = true, bool flush = false) const {
-        DuplicateDir(__m_path + from, __m_path + to, overwrite, subDirs, subFiles, flush);
+        DuplicateDir(__path + from, __path + to, overwrite, subDirs, subFiles, flush);
     }
 
     /// Moves a directory with all that is in it into `to`, file by file; what exists there already
     /// is not overwritten but ends the move. Symbolic links are moved, not followed.
     static void TransferDir(const stringEx& from, const stringEx& to);
     void TransferSubDir(const stringEx& from, const stringEx& to) const {
-        TransferDir(__m_path + from, __m_path + to);
+        TransferDir(__path + from, __path + to);
     }
 
     // -- Links -------------------------------------------------------------------------------
@@ -352,7 +352,7 @@ private:
                     bool (*isWanted)(const IMPL::DIR_ENTRY& entry, bool hidden, bool dots),
                     bool hidden, bool dots) const;
 
-    stringEx __m_path;
+    stringEx __path;
 };
 
 } // namespace Quil

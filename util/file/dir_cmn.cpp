@@ -158,7 +158,7 @@ void CDir::ToAbsolutePath(stringEx& path) const {
         return;
     }
     if (!IsAbsolutePath(path)) {
-        path.insert(0, __m_path);
+        path.insert(0, __path);
     }
     ConvToFullPath(path);
 }
@@ -168,10 +168,10 @@ void CDir::ToRelativePath(stringEx& path) const {
         return;
     }
     ToAbsolutePath(path);
-    const unsigned int common = CommonLength(__m_path, path);
+    const unsigned int common = CommonLength(__path, path);
     stringEx relative;
-    for (unsigned int i = common; i < __m_path.length(); ++i) {
-        if (__m_path[i] == '/') {
+    for (unsigned int i = common; i < __path.length(); ++i) {
+        if (__path[i] == '/') {
             relative += "../";
         }
     }
@@ -186,14 +186,14 @@ bool CDir::IsSubPath(const stringEx& path) const {
     stringEx absolute(path);
     ToAbsolutePath(absolute);
     CloseByDelimiter(absolute);
-    return absolute.begin_with(__m_path);
+    return absolute.begin_with(__path);
 }
 
 CDir CDir::GainCommonParent(const stringEx& path) const {
     stringEx absolute(path);
     ToAbsolutePath(absolute);
     CloseByDelimiter(absolute);
-    return CDir(__m_path.substr(0, CommonLength(__m_path, absolute)), false, true);
+    return CDir(__path.substr(0, CommonLength(__path, absolute)), false, true);
 }
 
 stringEx CDir::GetPwd() {

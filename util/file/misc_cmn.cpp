@@ -23,29 +23,29 @@ auto LookAhead(const TSeekableSource& source, Look look) {
 class CByteReader {
 public:
     CByteReader(const TSeekableSource& source, std::uint64_t limit)
-        : __m_source(source), __m_left(limit) {}
+        : __source(source), __left(limit) {}
 
     /// False at the end or the limit.
     bool Next(unsigned char& byte) {
-        if (__m_position == __m_count) {
-            const auto size = static_cast<unsigned int>(__m_left < BLOCK ? __m_left : BLOCK);
-            __m_count = size > 0 ? __m_source.Read(__m_block, size) : 0;
-            __m_left -= __m_count;
-            __m_position = 0;
-            if (__m_count == 0) {
+        if (__position == __count) {
+            const auto size = static_cast<unsigned int>(__left < BLOCK ? __left : BLOCK);
+            __count = size > 0 ? __source.Read(__block, size) : 0;
+            __left -= __count;
+            __position = 0;
+            if (__count == 0) {
                 return false;
             }
         }
-        byte = __m_block[__m_position++];
+        byte = __block[__position++];
         return true;
     }
 
 private:
-    const TSeekableSource& __m_source;
-    std::uint64_t __m_left;
-    unsigned char __m_block[BLOCK] = {};
-    unsigned int __m_position = 0;
-    unsigned int __m_count = 0;
+    const TSeekableSource& __source;
+    std::uint64_t __left;
+    unsigned char __block[BLOCK] = {};
+    unsigned int __position = 0;
+    unsigned int __count = 0;
 };
 
 /// `next` gives the characters in turn and false behind the last one.

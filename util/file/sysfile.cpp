@@ -127,40 +127,40 @@ void CSysFile::OpenRaw(const stringEx& path, unsigned long access, MODE mode,
 
 void CSysFile::Open(CONSOLE stream) {
     Close();
-    __m_descriptor = stream;
+    __descriptor = stream;
 }
 
 CSysFile CSysFile::ReOpen(unsigned long access, unsigned long share, unsigned long options) const {
     CSysFile other;
-    other.OpenRaw(__m_name, access, 0, share, 0, options);
+    other.OpenRaw(__name, access, 0, share, 0, options);
     return other;
 }
 
 void CSysFile::Close() {
-    __m_descriptor = CLOSED;
-    __m_name = stEMPTY;
-    __m_shared = {};
+    __descriptor = CLOSED;
+    __name = stEMPTY;
+    __shared = {};
 }
 
 CSysFile CSysFile::Duplicate() const {
     CSysFile other;
-    other.__Own(IMPL::PosixDuplicateFile<sysfileExp>(__m_descriptor), __m_name);
+    other.__Own(IMPL::PosixDuplicateFile<sysfileExp>(__descriptor), __name);
     return other;
 }
 
 int CSysFile::Disclaim() {
-    const int descriptor = __m_descriptor;
-    if (__m_shared) {
-        __m_shared->descriptor = CLOSED;
+    const int descriptor = __descriptor;
+    if (__shared) {
+        __shared->descriptor = CLOSED;
     }
     Close();
     return descriptor;
 }
 
 void CSysFile::__Own(int descriptor, const stringEx& name) {
-    __m_shared = IMPL::ShareDescriptor<CSysFile>(descriptor);
-    __m_descriptor = descriptor;
-    __m_name = name;
+    __shared = IMPL::ShareDescriptor<CSysFile>(descriptor);
+    __descriptor = descriptor;
+    __name = name;
 }
 
 void CSysFile::__Close(int descriptor) {
@@ -168,58 +168,58 @@ void CSysFile::__Close(int descriptor) {
 }
 
 unsigned int CSysFile::Read(void* buffer, unsigned int size) const {
-    const ssize_t count = RetryInterrupted([&] { return ::read(__m_descriptor, buffer, size); });
+    const ssize_t count = RetryInterrupted([&] { return ::read(__descriptor, buffer, size); });
     if (count == -1) {
-        ThrowFileError("CSysFile::Read - failed read file\n", __m_name, errno, READ_ERRORS);
+        ThrowFileError("CSysFile::Read - failed read file\n", __name, errno, READ_ERRORS);
     }
     return static_cast<unsigned int>(count);
 }
 
 unsigned int CSysFile::Write(const void* buffer, unsigned int size) {
-    const ssize_t count = RetryInterrupted([&] { return ::write(__m_descriptor, buffer, size); });
+    const ssize_t count = RetryInterrupted([&] { return ::write(__descriptor, buffer, size); });
     if (count == -1) {
-        ThrowFileError("CSysFile::Write - failed write file\n", __m_name, errno, WRITE_ERRORS);
+        ThrowFileError("CSysFile::Write - failed write file\n", __name, errno, WRITE_ERRORS);
     }
     return static_cast<unsigned int>(count);
 }
 
 void CSysFile::Flush() {
-    if (RetryInterrupted([&] { return ::fsync(__m_descriptor); }) == -1) {
-        ThrowFileError("CSysFile::Flush - failed flush file\n", __m_name, errno, FLUSH_ERRORS);
+    if (RetryInterrupted([&] { return ::fsync(__descriptor); }) == -1) {
+        ThrowFileError("CSysFile::Flush - failed flush file\n", __name, errno, FLUSH_ERRORS);
     }
 }
 
 void CSysFile::SeekBegin(const CLongLongNative& offset) const {
-    IMPL::PosixSeekFile(__m_descriptor, offset.Value(), SEEK_SET);
+    IMPL::PosixSeekFile(__descriptor, offset.Value(), SEEK_SET);
 }
 
 void CSysFile::SeekCurrent(const CLongLongNative& offset) const {
-    IMPL::PosixSeekFile(__m_descriptor, offset.Value(), SEEK_CUR);
+    IMPL::PosixSeekFile(__descriptor, offset.Value(), SEEK_CUR);
 }
 
 void CSysFile::SeekEnd(const CLongLongNative& offset) const {
-    IMPL::PosixSeekFile(__m_descriptor, offset.Value(), SEEK_END);
+    IMPL::PosixSeekFile(__descriptor, offset.Value(), SEEK_END);
 }
 
 CLongLongNative CSysFile::GetCurrentPos() const {
-    return IMPL::PosixSeekFile(__m_descriptor, 0, SEEK_CUR);
+    return IMPL::PosixSeekFile(__descriptor, 0, SEEK_CUR);
 }
 
 CLongLongNative CSysFile::GetSize() const {
-    const std::int64_t position = IMPL::PosixSeekFile(__m_descriptor, 0, SEEK_CUR);
-    const std::int64_t size = IMPL::PosixSeekFile(__m_descriptor, 0, SEEK_END);
-    IMPL::PosixSeekFile(__m_descriptor, position, SEEK_SET);
+    const std::int64_t position = IMPL::PosixSeekFile(__descriptor, 0, SEEK_CUR);
+    const std::int64_t size = IMPL::PosixSeekFile(__descriptor, 0, SEEK_END);
+    IMPL::PosixSeekFile(__descriptor, position, SEEK_SET);
     return size;
 }
 
 bool CSysFile::IsRegularFile() const {
     struct stat status = {};
-    return ::fstat(__m_descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    return ::fstat(__descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 void CSysFile::ResizeToCurrentPos() {
-    const std::int64_t position = IMPL::PosixSeekFile(__m_descriptor, 0, SEEK_CUR);
-    if (RetryInterrupted([&] { return ::ftruncate(__m_descriptor, position); }) != -1) {
+    const std::int64_t position = IMPL::PosixSeekFile(__descriptor, 0, SEEK_CUR);
+    if (RetryInterrupted([&] { return ::ftruncate(__descriptor, position); }) != -1) {
         return;
     }
     const int code = errno;
@@ -233,37 +233,37 @@ void CSysFile::ResizeToCurrentPos() {
 
 void CSysFile::ReserveRoom(const CLongLongNative& size) {
     struct stat status = {};
-    if (::fstat(__m_descriptor, &status) == -1 || !S_ISREG(status.st_mode)) {
+    if (::fstat(__descriptor, &status) == -1 || !S_ISREG(status.st_mode)) {
         return;
     }
-    const int code = Allocate(__m_descriptor, status, size.Value());
+    const int code = Allocate(__descriptor, status, size.Value());
     if (code != ENOSPC && code != EDQUOT && code != EFBIG) {
         return;
     }
     // Gives back what was allocated before the room ran out; a failure here changes nothing more.
-    [[maybe_unused]] const int ignored = ::ftruncate(__m_descriptor, status.st_size);
-    ThrowFileError("CSysFile::ReserveRoom - failed reserve room for the file\n", __m_name, code,
+    [[maybe_unused]] const int ignored = ::ftruncate(__descriptor, status.st_size);
+    ThrowFileError("CSysFile::ReserveRoom - failed reserve room for the file\n", __name, code,
                    WRITE_ERRORS);
 }
 
 void CSysFile::Lock(const CLongLongNative& from, const CLongLongNative& length, LOCK type) {
-    IMPL::PosixLockFile(__m_descriptor, from.Value(), length.Value(),
+    IMPL::PosixLockFile(__descriptor, from.Value(), length.Value(),
                         type == LOCK_SHARED ? F_RDLCK : F_WRLCK, true);
 }
 
 bool CSysFile::TryLock(const CLongLongNative& from, const CLongLongNative& length, LOCK type) {
-    return IMPL::PosixLockFile(__m_descriptor, from.Value(), length.Value(),
+    return IMPL::PosixLockFile(__descriptor, from.Value(), length.Value(),
                                type == LOCK_SHARED ? F_RDLCK : F_WRLCK, false);
 }
 
 void CSysFile::UnLock(const CLongLongNative& from, const CLongLongNative& length) {
-    IMPL::PosixLockFile(__m_descriptor, from.Value(), length.Value(), F_UNLCK, true);
+    IMPL::PosixLockFile(__descriptor, from.Value(), length.Value(), F_UNLCK, true);
 }
 
 void CSysFile::GetTime(CTime* created, CTime* accessed, CTime* modified) const {
     struct stat status = {};
-    if (::fstat(__m_descriptor, &status) == -1) {
-        ThrowFileError("CSysFile::GetTime - failed retrive the file status\n", __m_name, errno,
+    if (::fstat(__descriptor, &status) == -1) {
+        ThrowFileError("CSysFile::GetTime - failed retrive the file status\n", __name, errno,
                        STATUS_ERRORS);
     }
     if (created != nullptr) {
@@ -279,15 +279,15 @@ void CSysFile::GetTime(CTime* created, CTime* accessed, CTime* modified) const {
 
 void CSysFile::SetTime(const CTime* /*created*/, const CTime* accessed, const CTime* modified) {
     const timespec times[2] = {FromTime(accessed), FromTime(modified)};
-    if (::futimens(__m_descriptor, times) == -1) {
-        ThrowFileError("CSysFile::SetTime - failed set the file times\n", __m_name, errno,
+    if (::futimens(__descriptor, times) == -1) {
+        ThrowFileError("CSysFile::SetTime - failed set the file times\n", __name, errno,
                        STATUS_ERRORS);
     }
 }
 
 CFileMapping CSysFile::MakeFileMapping(const CLongLongNative& size, CFileMapping::ACCESS access,
                                        const char* name) const {
-    CFileMapping mapping(__m_descriptor, stringEx(name));
+    CFileMapping mapping(__descriptor, stringEx(name));
     if (access != CFileMapping::ACCESS_READ) {
         mapping.__Reserve(size);
     }

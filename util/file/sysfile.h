@@ -113,8 +113,8 @@ public:
     void SetTime(const CTime* created, const CTime* accessed, const CTime* modified);
 
     /// The name given to `Open`; empty for a standard stream.
-    const stringEx& GetFileName() const { return __m_name; }
-    bool IsOpen() const { return __m_descriptor != CLOSED; }
+    const stringEx& GetFileName() const { return __name; }
+    bool IsOpen() const { return __descriptor != CLOSED; }
     bool operator!() const { return !IsOpen(); }
 
     /// A mapping on this file, for views of up to `size` bytes (0: as many as the file has). A file
@@ -133,10 +133,10 @@ private:
     static void __Close(int descriptor);
     void __Own(int descriptor, const stringEx& name);
 
-    int __m_descriptor = CLOSED;
+    int __descriptor = CLOSED;
     /// Null for a standard stream, which is used and not owned.
-    IMPL::DescriptorHandle<CSysFile> __m_shared;
-    stringEx __m_name;
+    IMPL::DescriptorHandle<CSysFile> __shared;
+    stringEx __name;
 };
 
 } // namespace Quil

@@ -24,20 +24,20 @@ namespace {
 class BackupNames {
 public:
     /// `path` is the absolute path of the file.
-    explicit BackupNames(const stringEx& path) : __m_head(path), __m_tail(path) {
-        CDir::GetPathNoExt(__m_head);
-        __m_head += '@';
-        CDir::GetPathExt(__m_tail);
-        __m_tail.insert(0, ".");
+    explicit BackupNames(const stringEx& path) : __head(path), __tail(path) {
+        CDir::GetPathNoExt(__head);
+        __head += '@';
+        CDir::GetPathExt(__tail);
+        __tail.insert(0, ".");
     }
 
     stringEx At(const CTime& time) const {
-        return stringEx(__m_head + time.Format("%Y%M%d_%H%T%S") + __m_tail);
+        return stringEx(__head + time.Format("%Y%M%d_%H%T%S") + __tail);
     }
 
     /// Only what has a backup's name is looked at: whatever else stands there has no say.
     std::vector<stringEx> FindNewestFirst() const {
-        const stringEx folder(__m_head, 0, __m_head.rfind('/') + 1);
+        const stringEx folder(__head, 0, __head.rfind('/') + 1);
         std::vector<stringEx> found;
         const std::unique_ptr<DIR, IMPL::DirCloser> directory(::opendir(folder.c_str()));
         if (!directory) {
@@ -56,17 +56,16 @@ public:
 private:
     bool __IsBackup(const stringEx& path) const {
         constexpr const char* STAMP = "00000000_000000";
-        if (!path.begin_with(__m_head) || !path.end_with(__m_tail)) {
+        if (!path.begin_with(__head) || !path.end_with(__tail)) {
             return false;
         }
-        stringEx digits(path, __m_head.length(),
-                        path.length() - __m_head.length() - __m_tail.length());
+        stringEx digits(path, __head.length(), path.length() - __head.length() - __tail.length());
         std::replace_if(digits.begin(), digits.end(), stringEx::is_digit, '0');
         return digits == STAMP;
     }
 
-    stringEx __m_head; ///< the path without its extension, and "@"
-    stringEx __m_tail; ///< "." and the extension
+    stringEx __head; ///< the path without its extension, and "@"
+    stringEx __tail; ///< "." and the extension
 };
 
 /// Logs the exception that is being handled, behind a head line that `writeHead` adds to a text.
@@ -85,14 +84,14 @@ void LogCurrentException(const char* category, WriteHead writeHead) {
 
 stringEx CDir::GenTempFileName() const {
     constexpr std::int64_t LOW_BITS = 0xFFFFFF;
-    if (!IsOpen() || !IsDirExist(__m_path)) {
+    if (!IsOpen() || !IsDirExist(__path)) {
         stringEx message("CDir::GenTempFileName - invalid obj, or the base dir has been removed\n");
-        throw dirExp(0, message << "  base dir = " << __m_path);
+        throw dirExp(0, message << "  base dir = " << __path);
     }
     stringEx path;
     do {
         const CLongLongNative number(CTime::Now().GetMicroseconds() & LOW_BITS);
-        path = __m_path + "ql" + number.ToString(16) + ".tmp";
+        path = __path + "ql" + number.ToString(16) + ".tmp";
     } while (IsFileExist(path));
     return path;
 }

@@ -131,13 +131,13 @@ void RemoveTree(const stringEx& path, bool subDirs, bool subFiles) {
 /// would copy without end, and so would a target that is met inside the source.
 class CTreeCopy {
 public:
-    CTreeCopy(bool overwrite, bool flush) : __m_overwrite(overwrite), __m_flush(flush) {}
+    CTreeCopy(bool overwrite, bool flush) : __overwrite(overwrite), __flush(flush) {}
 
     /// Both paths end in "/".
     void Run(const stringEx& from, const stringEx& to, bool subDirs, bool subFiles) {
         const FILE_ID source = IdOf(from);
         CDir::MakeDir(to, true);
-        __m_target = IdOf(to);
+        __target = IdOf(to);
         __Copy(from, source, to, subDirs, subFiles);
     }
 
@@ -145,7 +145,7 @@ private:
     void __Copy(const stringEx& from, const FILE_ID& id, const stringEx& to, bool subDirs,
                 bool subFiles) {
         const std::vector<LISTED> entries = List(from, true);
-        __m_way.push_back(id);
+        __way.push_back(id);
         for (const LISTED& entry : entries) {
             if (subDirs && entry.kind == KIND::DIRECTORY) {
                 __CopySubDir(from + entry.name + "/", entry.id, to + entry.name + "/");
@@ -153,29 +153,29 @@ private:
         }
         for (const LISTED& entry : entries) {
             if (subFiles && entry.kind != KIND::DIRECTORY) {
-                CDir::DuplicateFile(from + entry.name, to + entry.name, __m_overwrite, __m_flush);
+                CDir::DuplicateFile(from + entry.name, to + entry.name, __overwrite, __flush);
             }
         }
-        __m_way.pop_back();
+        __way.pop_back();
     }
 
     void __CopySubDir(const stringEx& from, const FILE_ID& id, const stringEx& to) {
-        for (const FILE_ID& above : __m_way) {
+        for (const FILE_ID& above : __way) {
             if (above == id) {
                 IMPL::ThrowStatError(from, ELOOP);
             }
         }
-        if (id == __m_target) {
+        if (id == __target) {
             throw dirExp(0, stringEx(TARGET_INSIDE));
         }
         CDir::MakeDir(to);
         __Copy(from, id, to, true, true);
     }
 
-    bool __m_overwrite;
-    bool __m_flush;
-    FILE_ID __m_target;
-    std::vector<FILE_ID> __m_way;
+    bool __overwrite;
+    bool __flush;
+    FILE_ID __target;
+    std::vector<FILE_ID> __way;
 };
 
 /// Whether the directory `inner`, or what there is of the way to it, lies in `outer`, by whatever
@@ -279,8 +279,8 @@ void CDir::DuplicateDir(const stringEx& from, const stringEx& to, bool overwrite
     const CDir source(from);
     const CDir target(to, false, true);
     const auto fail = [&](const char* head, unsigned int code, const stringEx& desc) {
-        throw dirExp(code, ComposeError(head, {{"  dir to copy         = ", source.__m_path},
-                                               {"  dir to copy to      = ", target.__m_path},
+        throw dirExp(code, ComposeError(head, {{"  dir to copy         = ", source.__path},
+                                               {"  dir to copy to      = ", target.__path},
                                                {"  overwrite exist     = ", overwrite},
                                                {"  copy sub files      = ", subFiles},
                                                {"  system error no     = ", code},
@@ -291,7 +291,7 @@ void CDir::DuplicateDir(const stringEx& from, const stringEx& to, bool overwrite
              GetSysErrString(EINVAL));
     }
     try {
-        CTreeCopy(overwrite, flush).Run(source.__m_path, target.__m_path, subDirs, subFiles);
+        CTreeCopy(overwrite, flush).Run(source.__path, target.__path, subDirs, subFiles);
     } catch (const qlExp& cause) {
         fail("CDir::DuplicateDir - failed copy dir\n", cause.GetErrCode(), cause.GetErrString());
     }
@@ -300,19 +300,19 @@ void CDir::DuplicateDir(const stringEx& from, const stringEx& to, bool overwrite
 void CDir::TransferDir(const stringEx& from, const stringEx& to) {
     const CDir source(from);
     const CDir target(to, false, true);
-    if (target <= source || LiesIn(target.__m_path, source.__m_path)) {
-        throw dirExp(static_cast<unsigned int>(EINVAL),
-                     ComposeError("CDir::TransferDir - dir nesting found in recursive copy mode\n",
-                                  {{"  source dir = ", source.__m_path},
-                                   {"  target dir = ", target.__m_path}}));
+    if (target <= source || LiesIn(target.__path, source.__path)) {
+        throw dirExp(
+            static_cast<unsigned int>(EINVAL),
+            ComposeError("CDir::TransferDir - dir nesting found in recursive copy mode\n",
+                         {{"  source dir = ", source.__path}, {"  target dir = ", target.__path}}));
     }
     try {
-        MakeDir(target.__m_path, true);
-        MoveTree(source.__m_path, target.__m_path, IdOf(target.__m_path));
+        MakeDir(target.__path, true);
+        MoveTree(source.__path, target.__path, IdOf(target.__path));
     } catch (const qlExp& cause) {
         throw dirExp(cause.GetErrCode(), ComposeError("CDir::TransferDir - failed transfer dir\n",
-                                                      {{"  source dir = ", source.__m_path},
-                                                       {"  target dir = ", target.__m_path}},
+                                                      {{"  source dir = ", source.__path},
+                                                       {"  target dir = ", target.__path}},
                                                       cause.GetErrString()));
     }
 }

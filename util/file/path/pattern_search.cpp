@@ -43,11 +43,11 @@ class CPatternGroup {
 public:
     void Add(PATTERN& pattern) {
         if (HasWildcards(pattern.name)) {
-            __m_wild.push_back(&pattern);
+            __wild.push_back(&pattern);
         } else {
-            __m_plain.emplace(pattern.name, &pattern);
+            __plain.emplace(pattern.name, &pattern);
         }
-        __m_all.push_back(&pattern);
+        __all.push_back(&pattern);
     }
 
     /// Lists the directory, or the tree below it.
@@ -55,42 +55,42 @@ public:
         CTreeSearch(query, [this](const stringEx& path, const stringEx& name) {
             __Offer(path, name);
         }).Run(folder);
-        for (PATTERN* const pattern : __m_all) {
+        for (PATTERN* const pattern : __all) {
             pattern->isDone = true;
         }
     }
 
 private:
     void __Offer(const stringEx& folder, const stringEx& name) const {
-        const auto [first, last] = __m_plain.equal_range(name);
+        const auto [first, last] = __plain.equal_range(name);
         for (auto row = first; row != last; ++row) {
             row->second->found.push_back(folder + name);
         }
-        for (PATTERN* const pattern : __m_wild) {
+        for (PATTERN* const pattern : __wild) {
             if (name.wildcard_match(pattern->name, 0, '?', '*', false)) {
                 pattern->found.push_back(folder + name);
             }
         }
     }
 
-    std::multimap<stringEx, PATTERN*> __m_plain;
-    std::vector<PATTERN*> __m_wild;
-    std::vector<PATTERN*> __m_all;
+    std::multimap<stringEx, PATTERN*> __plain;
+    std::vector<PATTERN*> __wild;
+    std::vector<PATTERN*> __all;
 };
 
 /// One call with all its patterns. The base must outlive it.
 class CPatternSearch {
 public:
-    CPatternSearch(const CDir& base, const TREE_QUERY& query) : __m_base(base), __m_query(query) {}
+    CPatternSearch(const CDir& base, const TREE_QUERY& query) : __base(base), __query(query) {}
 
     /// Appends to `out`, and to `counts`, unless null, how many each pattern found.
     void Run(const std::vector<stringEx>& texts, std::vector<stringEx>& out,
              std::vector<unsigned int>* counts) {
-        __m_patterns.reserve(texts.size());
+        __patterns.reserve(texts.size());
         for (const stringEx& text : texts) {
             __Prepare(text);
         }
-        for (PATTERN& pattern : __m_patterns) {
+        for (PATTERN& pattern : __patterns) {
             if (!pattern.isDone) {
                 __Search(pattern);
             }
@@ -106,11 +106,11 @@ public:
 private:
     /// Whether the name is asked for by its path.
     bool __IsLookedUp(const PATTERN& pattern) const {
-        return !__m_query.recursive && !pattern.folder.empty() && !HasWildcards(pattern.name);
+        return !__query.recursive && !pattern.folder.empty() && !HasWildcards(pattern.name);
     }
 
     void __Prepare(const stringEx& text) {
-        PATTERN& pattern = __m_patterns.emplace_back();
+        PATTERN& pattern = __patterns.emplace_back();
         pattern.name = text;
         pattern.name.detach_if_static();
         if (__FindFile(pattern)) {
@@ -118,7 +118,7 @@ private:
         }
         __Split(pattern);
         if (!__IsLookedUp(pattern)) {
-            __m_groups[pattern.folder].Add(pattern);
+            __groups[pattern.folder].Add(pattern);
         }
     }
 
@@ -129,8 +129,8 @@ private:
         const unsigned int slash = path.rfind('/');
         const stringEx folder = slash == stringEx::npos ? stEMPTY : path.substr(0, slash + 1);
         const stringEx name = path.substr(folder.length(), stringEx::npos);
-        if (__m_query.directories || __m_query.recursive || __m_base.GetPath().empty() ||
-            name.empty() || folder == "./" || HasWildcards(name) || !CanBeName(name)) {
+        if (__query.directories || __query.recursive || __base.GetPath().empty() || name.empty() ||
+            folder == "./" || HasWildcards(name) || !CanBeName(name)) {
             return false;
         }
         const stringEx full = __FolderOf(folder) + name;
@@ -139,7 +139,7 @@ private:
             return false;
         }
         pattern.isDone = true;
-        if (IMPL::IsWantedFile({name.c_str(), false, {}}, __m_query.hidden, false)) {
+        if (IMPL::IsWantedFile({name.c_str(), false, {}}, __query.hidden, false)) {
             pattern.found.push_back(full);
         }
         return true;
@@ -166,10 +166,10 @@ private:
     /// The absolute path of a pattern's directory part, which ends in "/" or is empty.
     stringEx __FolderOf(const stringEx& part) const {
         if (part.empty()) {
-            return __m_base.GetPath();
+            return __base.GetPath();
         }
         stringEx folder(part);
-        __m_base.ToAbsolutePath(folder);
+        __base.ToAbsolutePath(folder);
         return folder;
     }
 
@@ -178,19 +178,19 @@ private:
             CDir().Open(pattern.folder);
         }
         if (!__IsLookedUp(pattern)) {
-            __m_groups[pattern.folder].Search(pattern.folder, __m_query);
+            __groups[pattern.folder].Search(pattern.folder, __query);
         } else if (CanBeName(pattern.name)) {
-            CTreeSearch search(__m_query, [&](const stringEx& folder, const stringEx& name) {
+            CTreeSearch search(__query, [&](const stringEx& folder, const stringEx& name) {
                 pattern.found.push_back(folder + name);
             });
             search.LookUp(pattern.folder, pattern.name);
         }
     }
 
-    const CDir& __m_base;
-    TREE_QUERY __m_query;
-    std::vector<PATTERN> __m_patterns; ///< never grows past what was reserved: groups point into it
-    std::map<stringEx, CPatternGroup> __m_groups;
+    const CDir& __base;
+    TREE_QUERY __query;
+    std::vector<PATTERN> __patterns; ///< never grows past what was reserved: groups point into it
+    std::map<stringEx, CPatternGroup> __groups;
 };
 
 } // namespace

@@ -22,7 +22,7 @@ constexpr unsigned int SEARCH_FAILED = 19;
 
 void CTreeSearch::Run(const stringEx& base) {
     __Guard(base, [&] {
-        if (!__m_query.directories) {
+        if (!__query.directories) {
             CDir().Open(base);
         }
         __Walk(base);
@@ -31,9 +31,9 @@ void CTreeSearch::Run(const stringEx& base) {
 
 void CTreeSearch::LookUp(const stringEx& base, const stringEx& name) {
     __Guard(base, [&] {
-        __m_way.push_back({base, {}, {}});
+        __way.push_back({base, {}, {}});
         __Ask(base, name);
-        __m_way.pop_back();
+        __way.pop_back();
     });
 }
 
@@ -44,7 +44,7 @@ void CTreeSearch::__Guard(const stringEx& base, Search search) {
         search();
     } catch (const qlExp& cause) {
         const stringEx text = __WrapCause(cause.GetErrString());
-        throw dirExp(SEARCH_FAILED, __m_query.directories
+        throw dirExp(SEARCH_FAILED, __query.directories
                                         ? text
                                         : ComposeError("CDir::GetAllFiles - failed find files\n",
                                                        {{"  base dir = ", base}}, text));
@@ -58,15 +58,15 @@ void CTreeSearch::__Ask(const stringEx& base, const stringEx& name) {
     const int code = StatEntry(AT_FDCWD, path.c_str(), &status);
     if (code == 0) {
         const DIR_ENTRY entry{name.c_str(), S_ISDIR(status.st_mode), {}};
-        if (__m_query.directories ? IsWantedDir(entry, __m_query.hidden, __m_query.dots)
-                                  : IsWantedFile(entry, __m_query.hidden, false)) {
-            __m_offer(base, name);
+        if (__query.directories ? IsWantedDir(entry, __query.hidden, __query.dots)
+                                : IsWantedFile(entry, __query.hidden, false)) {
+            __offer(base, name);
         }
     } else if (code == NO_ENTRY) {
         if (path.length() >= PATH_MAX) {
             ThrowStatError(path, ENAMETOOLONG);
         }
-        if (!__m_query.directories) {
+        if (!__query.directories) {
             CDir().Open(base);
         }
     } else if (DIR* const directory = ::opendir(base.c_str()); directory != nullptr) {
@@ -79,8 +79,8 @@ void CTreeSearch::__Ask(const stringEx& base, const stringEx& name) {
 /// first.
 stringEx CTreeSearch::__WrapCause(const stringEx& cause) const {
     stringEx text(cause);
-    if (__m_query.directories || __m_query.recursive) {
-        for (auto level = __m_way.rbegin(); level != __m_way.rend(); ++level) {
+    if (__query.directories || __query.recursive) {
+        for (auto level = __way.rbegin(); level != __way.rend(); ++level) {
             text = ComposeError("CDir::GetAllSubDirs - failed find subdirs\n",
                                 {{"  base dir = ", level->path}}, text);
         }
@@ -90,10 +90,10 @@ stringEx CTreeSearch::__WrapCause(const stringEx& cause) const {
 
 void CTreeSearch::__Walk(const stringEx& base) {
     __Enter(base);
-    while (!__m_way.empty()) {
-        LEVEL& level = __m_way.back();
+    while (!__way.empty()) {
+        LEVEL& level = __way.back();
         if (level.next == level.subDirs.size()) {
-            __m_way.pop_back();
+            __way.pop_back();
             continue;
         }
         const SUB_DIR subDir = std::move(level.subDirs[level.next]);
@@ -115,28 +115,28 @@ void CTreeSearch::__Enter(const stringEx& path) {
         ThrowStatError(path, errno);
     }
     level.id = {status.st_dev, status.st_ino};
-    __m_way.push_back(std::move(level));
-    __ReadLevel(directory.get(), __m_way.back());
+    __way.push_back(std::move(level));
+    __ReadLevel(directory.get(), __way.back());
 }
 
 void CTreeSearch::__ReadLevel(DIR* directory, LEVEL& level) {
-    const bool wantsDirs = __m_query.directories || __m_query.recursive;
+    const bool wantsDirs = __query.directories || __query.recursive;
     DIR_ENTRY entry;
     while (ReadEntry(directory, level.path, entry)) {
-        if (wantsDirs && IsWantedDir(entry, __m_query.hidden, __m_query.dots)) {
+        if (wantsDirs && IsWantedDir(entry, __query.hidden, __query.dots)) {
             level.subDirs.push_back({stringEx(entry.name), entry.id});
-        } else if (!__m_query.directories && IsWantedFile(entry, __m_query.hidden, false)) {
-            __m_offer(level.path, stringEx(entry.name, stringEx::NOT_OWNER()));
+        } else if (!__query.directories && IsWantedFile(entry, __query.hidden, false)) {
+            __offer(level.path, stringEx(entry.name, stringEx::NOT_OWNER()));
         }
     }
 }
 
 void CTreeSearch::__Visit(const SUB_DIR& subDir) {
-    const stringEx path = __m_way.back().path + subDir.name;
-    if (__m_query.directories) {
-        __m_offer(__m_way.back().path, subDir.name);
+    const stringEx path = __way.back().path + subDir.name;
+    if (__query.directories) {
+        __offer(__way.back().path, subDir.name);
     }
-    if (!__m_query.recursive || IsDotOrDotDot(subDir.name.c_str())) {
+    if (!__query.recursive || IsDotOrDotDot(subDir.name.c_str())) {
         return;
     }
     __RefuseLoop(path, subDir.id);
@@ -146,7 +146,7 @@ void CTreeSearch::__Visit(const SUB_DIR& subDir) {
 /// Following a symbolic link to a directory above would go on until the system refuses the path;
 /// with two such links that takes more directories than anyone can wait for.
 void CTreeSearch::__RefuseLoop(const stringEx& path, const FILE_ID& id) const {
-    for (const LEVEL& level : __m_way) {
+    for (const LEVEL& level : __way) {
         if (level.id == id) {
             ThrowStatError(path, ELOOP);
         }

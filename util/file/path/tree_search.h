@@ -28,8 +28,7 @@ public:
     /// Is given the directory, which ends in "/", and the name in it. Both are good for the call.
     using OFFER = std::function<void(const stringEx& folder, const stringEx& name)>;
 
-    CTreeSearch(const TREE_QUERY& query, OFFER offer)
-        : __m_query(query), __m_offer(std::move(offer)) {}
+    CTreeSearch(const TREE_QUERY& query, OFFER offer) : __query(query), __offer(std::move(offer)) {}
 
     /// Walks the directory at `base`, which ends in "/". Failures throw `dirExp` with code 19, the
     /// cause below a head for each directory on the way to it.
@@ -62,9 +61,9 @@ private:
     void __RefuseLoop(const stringEx& path, const FILE_ID& id) const;
     stringEx __WrapCause(const stringEx& cause) const;
 
-    TREE_QUERY __m_query;
-    OFFER __m_offer;
-    std::vector<LEVEL> __m_way;
+    TREE_QUERY __query;
+    OFFER __offer;
+    std::vector<LEVEL> __way;
 };
 
 } // namespace Quil::IMPL

@@ -103,14 +103,14 @@ CFileMapping::CFileMapping(const wstringEx& path, ACCESS access) {
     __Open(ConvStrSToT(path), access);
 }
 
-CFileMapping::CFileMapping(int descriptor, const stringEx& name) : __m_name(name) {
-    __m_name.detach_if_static();
+CFileMapping::CFileMapping(int descriptor, const stringEx& name) : __name(name) {
+    __name.detach_if_static();
     __Own(IMPL::PosixDuplicateFile<fmppExp>(descriptor));
 }
 
 void CFileMapping::__Open(const stringEx& path, ACCESS access) {
-    __m_name = path;
-    __m_name.detach_if_static();
+    __name = path;
+    __name.detach_if_static();
     // The platform maps no file that can't be read, not even for writing.
     const unsigned long fileAccess =
         access == ACCESS_READ ? CSysFile::ACCESS_READ : CSysFile::ACCESS_BOTH;
@@ -118,8 +118,8 @@ void CFileMapping::__Open(const stringEx& path, ACCESS access) {
 }
 
 void CFileMapping::__Own(int descriptor) {
-    __m_shared = IMPL::ShareDescriptor<CFileMapping>(descriptor);
-    __m_descriptor = descriptor;
+    __shared = IMPL::ShareDescriptor<CFileMapping>(descriptor);
+    __descriptor = descriptor;
 }
 
 void CFileMapping::__Close(int descriptor) {
@@ -128,15 +128,15 @@ void CFileMapping::__Close(int descriptor) {
 
 void CFileMapping::__Reserve(const CLongLongNative& size) {
     struct stat status = {};
-    if (::fstat(__m_descriptor, &status) == 0 &&
+    if (::fstat(__descriptor, &status) == 0 &&
         (size <= status.st_size ||
-         RetryInterrupted([&] { return ::ftruncate(__m_descriptor, size.Value()); }) == 0)) {
+         RetryInterrupted([&] { return ::ftruncate(__descriptor, size.Value()); }) == 0)) {
         return;
     }
     const int code = errno;
     throw fmppExp(static_cast<unsigned int>(code),
                   ComposeError("CFileMapping::__Reserve - failed lengthen file for mapping\n",
-                               {{"  file path  = ", __m_name},
+                               {{"  file path  = ", __name},
                                 {"  size       = ", size.Value()},
                                 {"  error code = ", code},
                                 {"  error desc = ", DescribeSysError(code, RESERVE_ERRORS)}}));
@@ -144,7 +144,7 @@ void CFileMapping::__Reserve(const CLongLongNative& size) {
 
 CFileMapping::CView CFileMapping::CreateMapView(const CLongLongNative& offset, unsigned long size,
                                                 ACCESS access, void* address, unsigned long flags) {
-    return CView(__m_descriptor, offset, size, access, address, flags);
+    return CView(__descriptor, offset, size, access, address, flags);
 }
 
 CFileMapping::CView::CView(int descriptor, const CLongLongNative& offset, unsigned long size,
@@ -156,7 +156,7 @@ CFileMapping::CView::CView(int descriptor, const CLongLongNative& offset, unsign
         ::munmap(view, size);
         throw std::bad_alloc();
     }
-    __m_shared = decltype(__m_shared)(mapped);
+    __shared = decltype(__shared)(mapped);
 }
 
 void CFileMapping::CView::Unmapper::operator()(MAPPED* mapped) const noexcept(false) {
@@ -179,14 +179,14 @@ void CFileMapping::CView::_Release(const MAPPED& mapped) {
 }
 
 void CFileMapping::CView::Flush() {
-    if (!__m_shared || ::msync(__m_shared->address, __m_shared->size, MS_SYNC) == 0) {
+    if (!__shared || ::msync(__shared->address, __shared->size, MS_SYNC) == 0) {
         return;
     }
     const int code = errno;
     throw fmppExp(static_cast<unsigned int>(code),
                   ComposeError("CFileMapping::CView::Flush - failed flush file view\n",
-                               {{"  view addr      = ", Hex(__m_shared->address)},
-                                {"  view size      = ", Hex(__m_shared->size)},
+                               {{"  view addr      = ", Hex(__shared->address)},
+                                {"  view size      = ", Hex(__shared->size)},
                                 {"  sys error code = ", code},
                                 {"  sys error desc = ", DescribeSysError(code, SYNC_ERRORS)}}));
 }

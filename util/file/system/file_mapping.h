@@ -23,10 +23,10 @@ public:
         CView() = default;
 
         /// The first byte, or null for a default-constructed view.
-        void* GetAddress() const { return __m_shared ? __m_shared->address : nullptr; }
+        void* GetAddress() const { return __shared ? __shared->address : nullptr; }
         /// In bytes.
-        unsigned long GetSize() const { return __m_shared ? __m_shared->size : 0; }
-        bool operator!() const { return !__m_shared; }
+        unsigned long GetSize() const { return __shared ? __shared->size : 0; }
+        bool operator!() const { return !__shared; }
 
         /// Waits until what was written to the view has reached the file.
         void Flush();
@@ -45,7 +45,7 @@ public:
               void* address, unsigned long flags);
         static void _Release(const MAPPED& mapped);
 
-        CHandle<MAPPED, Unmapper, CAtomicINT32, 0> __m_shared;
+        CHandle<MAPPED, Unmapper, CAtomicINT32, 0> __shared;
     };
 
     CFileMapping() = default;
@@ -62,7 +62,7 @@ public:
     CView CreateMapView(const CLongLongNative& offset, unsigned long size, ACCESS access,
                         void* address = nullptr, unsigned long flags = 0);
 
-    const stringEx& GetFileName() const { return __m_name; }
+    const stringEx& GetFileName() const { return __name; }
 
 private:
     friend struct IMPL::DescriptorDeletor<CFileMapping>;
@@ -74,9 +74,9 @@ private:
     /// Lengthens the file to `size` bytes if it is shorter.
     void __Reserve(const CLongLongNative& size);
 
-    int __m_descriptor = -1;
-    IMPL::DescriptorHandle<CFileMapping> __m_shared;
-    stringEx __m_name;
+    int __descriptor = -1;
+    IMPL::DescriptorHandle<CFileMapping> __shared;
+    stringEx __name;
 };
 
 } // namespace Quil

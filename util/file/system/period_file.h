@@ -11,15 +11,14 @@ namespace Quil {
 class CPeriodFile : public CSysFile {
 public:
     CPeriodFile() = default;
-    explicit CPeriodFile(const CSysFile& file)
-        : CSysFile(file), __m_seriesName(file.GetFileName()) {}
+    explicit CPeriodFile(const CSysFile& file) : CSysFile(file), __seriesName(file.GetFileName()) {}
     CPeriodFile(const CSysFile& file, const stringEx& seriesName)
-        : CSysFile(file), __m_seriesName(seriesName) {}
+        : CSysFile(file), __seriesName(seriesName) {}
 
-    const stringEx& GetSeriesName() const { return __m_seriesName; }
+    const stringEx& GetSeriesName() const { return __seriesName; }
 
 private:
-    stringEx __m_seriesName;
+    stringEx __seriesName;
 };
 
 } // namespace Quil
