@@ -17,19 +17,21 @@ protected:
     void SetUp() override {
         TempTree::SetUp();
         for (const char* const name :
-             {"a@20200101_000001.txt", "a@20200101_000002.txt", "a@20200101_000003.txt"})
+             {"a@20200101_000001.txt", "a@20200101_000002.txt", "a@20200101_000003.txt"}) {
             Put(name, name);
+        }
     }
-    CDir Root() const { return CDir(m_root.c_str()); }
+    CDir Root() const { return CDir(_root.c_str()); }
     /// The names there, with "new" for the stamp of a copy made by the test itself.
     std::set<std::string> Present(const std::string& sub = "") const {
         constexpr std::size_t stampLength = 15;
         std::set<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(m_root + sub)) {
+        for (const auto& entry : std::filesystem::directory_iterator(_root + sub)) {
             std::string name = entry.path().filename().string();
             const std::size_t at = name.find("@20");
-            if (at != std::string::npos && name.compare(at, 5, "@2020") != 0)
+            if (at != std::string::npos && name.compare(at, 5, "@2020") != 0) {
                 name.replace(at + 1, stampLength, "new");
+            }
             names.insert(name);
         }
         return names;
@@ -65,8 +67,9 @@ TEST_F(Backup, OnlyAnExactStampMakesABackup) {
                             "a@x@20200101_000001.txt",
                             "a@20200101_000001.txt.old",
                             "a?.txt"};
-    for (const std::string& name : others)
+    for (const std::string& name : others) {
         Put(name, name);
+    }
     EXPECT_TRUE(Root().VersionBackup("a?.txt", 1, false));
     EXPECT_TRUE(Root().VersionBackup("a?.txt", 0, false));
     EXPECT_TRUE(Has("ab@20200101_000001.txt"));
@@ -113,15 +116,15 @@ TEST_F(Backup, FailuresAreAnsweredAndLogged) {
     log->PushLogger(CLog::LoggerHandle(new CStreamLogger(lines)));
     CLog::SetGlobal(log);
     EXPECT_FALSE(Root().VersionBackup("missing.txt", 1, false));
-    std::filesystem::create_directory(m_root + "a.txt");
+    std::filesystem::create_directory(_root + "a.txt");
     EXPECT_FALSE(Root().VersionBackup("a.txt", 1, false));
     EXPECT_FALSE(Root().TryRestoreLastVersion("a.txt"));
     CLog::SetGlobal(CLog::LogHandle());
     EXPECT_EQ(Present().size(), 4U) << "a failure removed something";
     TEST::ExpectParts(lines.str(), {"(util.dir.backup)\nfailed remove backup file\n@ CDir::",
                                     "(util.dir.restore)\nfailed restore the backup file\n"});
-    const std::string from = "  from = " + m_root + "a@20200101_000003.txt\n";
-    const std::string to = "  to   = " + m_root + "a.txt\n@ CDir::";
+    const std::string from = "  from = " + _root + "a@20200101_000003.txt\n";
+    const std::string to = "  to   = " + _root + "a.txt\n@ CDir::";
     TEST::ExpectParts(lines.str(), {from.c_str(), to.c_str()});
 }
 
@@ -129,22 +132,22 @@ TEST_F(Backup, TemporaryNames) {
     std::set<std::string> names;
     for (int i = 0; i < 100; ++i) {
         const std::string path = Root().GenTempFileName().c_str();
-        const std::size_t digits = path.size() - m_root.size() - std::string("ql.tmp").size();
-        EXPECT_TRUE(path.starts_with(m_root + "ql") && path.ends_with(".tmp")) << path;
+        const std::size_t digits = path.size() - _root.size() - std::string("ql.tmp").size();
+        EXPECT_TRUE(path.starts_with(_root + "ql") && path.ends_with(".tmp")) << path;
         EXPECT_TRUE(digits >= 1 && digits <= 6) << path;
-        EXPECT_EQ(path.find_first_not_of("0123456789ABCDEF", m_root.size() + 2),
-                  m_root.size() + 2 + digits)
+        EXPECT_EQ(path.find_first_not_of("0123456789ABCDEF", _root.size() + 2),
+                  _root.size() + 2 + digits)
             << path;
         std::ofstream(path) << "taken";
         EXPECT_TRUE(names.insert(path).second) << path;
     }
     EXPECT_TRUE(CDir::GenTempFileNameInSysTempDir().begin_with(CDir::GetTempDir()));
     const CDir gone(Path("gone"), true);
-    std::filesystem::remove(m_root + "gone");
+    std::filesystem::remove(_root + "gone");
     EXPECT_EQ(TEST::Failure<dirExp>([&] { (void)gone.GenTempFileName(); }),
               "0 CDir::GenTempFileName - invalid obj, or the base dir has been removed\n"
               "  base dir = " +
-                  m_root + "gone/");
+                  _root + "gone/");
 }
 
 } // namespace

@@ -82,11 +82,12 @@ TEST(LongLong, WritesInEachRadix) {
     EXPECT_EQ(CULongLongNative(0).ToString(7), "0");
     EXPECT_EQ(CLongLongNative(5).ToString(1), "");
     EXPECT_EQ(CLongLongNative(5).ToString(37), "");
-    for (int radix = 2; radix <= 36; ++radix)
+    for (int radix = 2; radix <= 36; ++radix) {
         for (const std::int64_t value : {MIN, MIN + 1, std::int64_t{-1}, MAX}) {
             const stringEx text = CLongLongNative(value).ToString(radix);
             EXPECT_EQ(CLongLongNative().FromString(text, radix).Value(), value) << radix;
         }
+    }
 }
 
 TEST(LongLong, ArithmeticWrapsInsteadOfBeingUndefined) {

@@ -37,21 +37,22 @@ TEST_F(PathTest, FullPaths) {
         {"/a/notes.", "/a/notes."},
         {"/a/...", "/a/..."},
         {"/a/x..", "/a/x.."},
-        {"a//b", m_root + "a/b"},
-        {"./a", m_root + "a"},
-        {".", m_root},
-        {"./", m_root},
+        {"a//b", _root + "a/b"},
+        {"./a", _root + "a"},
+        {".", _root},
+        {"./", _root},
         {"~/x", "/home/me/x"},
         {"~/", "/home/me/"},
-        {"~x", m_root + "~x"},
-        {"a/~/x", m_root + "a/~/x"},
+        {"~x", _root + "~x"},
+        {"a/~/x", _root + "a/~/x"},
     };
-    for (const auto& row : rows)
+    for (const auto& row : rows) {
         EXPECT_EQ(Applied(CDir::ConvToFullPath, row.path), row.full) << row.path;
+    }
 }
 
 TEST_F(PathTest, Parts) {
-    std::filesystem::create_directory(m_root + "dir.d");
+    std::filesystem::create_directory(_root + "dir.d");
     const struct {
         const char* path;
         const char* dir;
@@ -125,15 +126,15 @@ TEST_F(PathTest, RelativeToADirectory) {
 
 TEST_F(PathTest, OpeningChecksOrCreates) {
     const std::string text = Failure<dirExp>([] { CDir("none", false, false); });
-    EXPECT_EQ(text, "0 CDir::Open - error open dir, not exist\n  dir to open         = " + m_root +
-                        "none/\n  current working dir = " + m_root + "\n");
+    EXPECT_EQ(text, "0 CDir::Open - error open dir, not exist\n  dir to open         = " + _root +
+                        "none/\n  current working dir = " + _root + "\n");
     EXPECT_EQ(CDir("none", false, true).GetPath(), Path("none/"));
     EXPECT_EQ(CDir("x/y/z", true).GetPath(), Path("x/y/z/"));
     EXPECT_TRUE(CDir::IsDirExist("x/y/z"));
     CDir dir("x");
     EXPECT_EQ(dir.GainDir("y").GetPath(), Path("x/y/"));
     dir.ChangeDir("..");
-    EXPECT_EQ(dir.GetPath().c_str(), m_root);
+    EXPECT_EQ(dir.GetPath().c_str(), _root);
     CDir("x/y").SetPwd();
     EXPECT_EQ(CDir::GetPwd(), Path("x/y/"));
 }

@@ -13,17 +13,18 @@ protected:
     void SetUp() override {
         TempTree::SetUp();
         for (const char* name : {"a.txt", "b.c", ".hid", "x.txt/in.txt", "sub/s.txt",
-                                 "sub/deep/d.txt", ".dot/h.txt", "sub/.dot/g.txt"})
+                                 "sub/deep/d.txt", ".dot/h.txt", "sub/.dot/g.txt"}) {
             Put(name);
+        }
     }
     std::string Files(const char* pattern, bool recursive = false, bool hidden = false) const {
         std::vector<stringEx> out;
-        CDir(stringEx(m_root.c_str())).GetAllFiles(out, pattern, recursive, hidden, false);
+        CDir(stringEx(_root.c_str())).GetAllFiles(out, pattern, recursive, hidden, false);
         return Names(out);
     }
     std::string Dirs(const char* pattern, bool recursive, bool hidden, bool dots = false) const {
         std::vector<stringEx> out;
-        CDir(stringEx(m_root.c_str())).GetAllSubDirs(out, pattern, recursive, hidden, dots, false);
+        CDir(stringEx(_root.c_str())).GetAllSubDirs(out, pattern, recursive, hidden, dots, false);
         return Names(out);
     }
 };
@@ -56,16 +57,17 @@ TEST_F(Search, FilesByPattern) {
         {".", true, true, ""},
         {"..", true, true, ""},
     };
-    for (const auto& row : rows)
+    for (const auto& row : rows) {
         EXPECT_EQ(Files(row.pattern, row.recursive, row.hidden), row.names) << row.pattern;
-    EXPECT_EQ(Files((m_root + "sub/s*").c_str()), "sub/s.txt ");
+    }
+    EXPECT_EQ(Files((_root + "sub/s*").c_str()), "sub/s.txt ");
     Put("sub/sub");
     EXPECT_EQ(Files("sub"), "sub/sub ");
 }
 
 TEST_F(Search, ResultsAreAppendedEachDirectoryAheadOfThoseBelow) {
     std::vector<stringEx> out{stringEx("first")};
-    const CDir base(stringEx(m_root.c_str()));
+    const CDir base(stringEx(_root.c_str()));
     EXPECT_EQ(base.GetAllFiles(out, "*.txt", true, false, false), 5U);
     ASSERT_EQ(out.size(), 5U);
     EXPECT_EQ(out[0], "first");
@@ -85,12 +87,12 @@ TEST_F(Search, SubDirectories) {
     EXPECT_EQ(Dirs("*", true, false, true),
               ". .. sub sub/. sub/.. sub/deep sub/deep/. sub/deep/.. x.txt x.txt/. x.txt/.. ");
     EXPECT_EQ(Dirs("sub/*", true, false), "sub/deep ");
-    std::filesystem::create_directories(m_root + "sub/sub/sub");
+    std::filesystem::create_directories(_root + "sub/sub/sub");
     EXPECT_EQ(Dirs("sub", true, false), "sub/sub sub/sub/sub ");
 }
 
 TEST_F(Search, ByExpression) {
-    const CDir base(stringEx(m_root.c_str()));
+    const CDir base(stringEx(_root.c_str()));
     std::vector<stringEx> out;
     base.GetAllFilesRegEx(out, "^[a-d]\\.(TXT|c)$", CDir::CASE_INSENSITIVE, true, true, false);
     EXPECT_EQ(Names(out), "a.txt b.c sub/deep/d.txt ");
@@ -102,15 +104,16 @@ TEST_F(Search, ByExpression) {
 }
 
 TEST_F(Search, EntryByEntry) {
-    const CDir base(stringEx(m_root.c_str()));
+    const CDir base(stringEx(_root.c_str()));
     CDir::COOKIE files;
     CDir::COOKIE dirs;
     std::vector<stringEx> names;
     stringEx name;
     while (base.EnumFile(files, name, false)) {
         names.push_back(name);
-        if (base.EnumSubDir(dirs, name, false, false)) // a second enumeration goes its own way
+        if (base.EnumSubDir(dirs, name, false, false)) { // a second enumeration goes its own way
             names.push_back(name);
+        }
     }
     EXPECT_EQ(Names(names), "a.txt b.c sub x.txt ");
     EXPECT_TRUE(!files);
@@ -120,7 +123,7 @@ TEST_F(Search, EntryByEntry) {
 }
 
 TEST_F(Search, ManyPatternsGiveWhatEachGives) {
-    const CDir base(stringEx(m_root.c_str()));
+    const CDir base(stringEx(_root.c_str()));
     const std::vector<stringEx> patterns{
         "*.c",   "sub/*",   "a.txt",      "gone",       "sub",       "",
         "*.txt", "./a.txt", "sub/../*.c", "sub/s.txt",  "*.c",       "a.txt",
@@ -151,7 +154,7 @@ TEST_F(Search, ANameAloneIsAskedFor) {
     EXPECT_EQ(Files("sub/gone"), "");
     EXPECT_EQ(Files(("sub/" + std::string(300, 'n')).c_str()), "") << "no name is that long";
     EXPECT_EQ(Dirs("sub/deep", false, false), "") << "in a directory its own name is sought";
-    std::filesystem::create_directories(m_root + "sub/deep/deep");
+    std::filesystem::create_directories(_root + "sub/deep/deep");
     EXPECT_EQ(Dirs("sub/deep", false, false), "sub/deep/deep ");
     ExpectParts(Failure<dirExp>([&] { Files("sub/bad"); }),
                 {"19 CDir::GetAllFiles", "sub/\n@ PosixStat", "path does not exists"});
@@ -163,10 +166,11 @@ TEST_F(Search, ANameAloneIsAskedFor) {
 }
 
 TEST_F(Search, WhatVanishesBehindTheListingIsPassedOver) {
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < 20; ++i) {
         Put("many/f" + std::to_string(i));
-    std::filesystem::create_directories(m_root + "many/d1");
-    std::filesystem::create_directories(m_root + "many/d2");
+    }
+    std::filesystem::create_directories(_root + "many/d1");
+    std::filesystem::create_directories(_root + "many/d2");
     const CDir many("many");
     CDir::COOKIE files;
     CDir::COOKIE dirs;
@@ -175,7 +179,7 @@ TEST_F(Search, WhatVanishesBehindTheListingIsPassedOver) {
     // The first call of each reads the whole directory; the entries are asked one by one.
     ASSERT_TRUE(many.EnumFile(files, file, false));
     ASSERT_TRUE(many.EnumSubDir(dirs, dir, false, false));
-    std::filesystem::remove_all(m_root + "many");
+    std::filesystem::remove_all(_root + "many");
     EXPECT_FALSE(many.EnumFile(files, file, false)) << file.c_str();
     EXPECT_FALSE(many.EnumSubDir(dirs, dir, false, false)) << dir.c_str();
 }
@@ -183,7 +187,7 @@ TEST_F(Search, WhatVanishesBehindTheListingIsPassedOver) {
 TEST_F(Search, DanglingLinkEndsTheSearch) {
     Link("nowhere", "sub/.bad");
     EXPECT_EQ(Files("*"), "a.txt b.c ");
-    const std::string root = m_root;
+    const std::string root = _root;
     EXPECT_EQ(Failure<dirExp>([&] { Files("sub/*"); }),
               "19 CDir::GetAllFiles - failed find files\n  base dir = " + root +
                   "sub/\n@ PosixStat - failed retrive the status of giving path\n  error code = "
@@ -204,9 +208,10 @@ TEST_F(Search, LinkToADirectoryAboveEndsADeepSearchAtOnce) {
     Link("..", "sub/up");
     Link(".", "sub/same");
     EXPECT_EQ(Files("sub/*"), "sub/s.txt ");
-    for (const bool hidden : {false, true})
+    for (const bool hidden : {false, true}) {
         ExpectParts(Failure<dirExp>([&] { Files("*", true, hidden); }),
                     {"19 ", "a loop exists in symbolic links, or too many links levels"});
+    }
     ExpectParts(Failure<dirExp>([&] { Dirs("*", true, false); }), {"19 ", "a loop exists"});
 }
 
@@ -219,15 +224,17 @@ TEST_F(Search, LinkToADirectoryAsideIsFollowed) {
 
 TEST_F(Search, DeepTreesNeedNeitherStackNorDescriptors) {
     std::string path = "deep";
-    while (path.size() < 600)
+    while (path.size() < 600) {
         path += "/d";
+    }
     Put(path + "/end.txt");
     EXPECT_EQ(Files("end.txt", true), path + "/end.txt ");
 }
 
 TEST_F(Search, ManyEntries) {
-    for (int i = 0; i < 1000; ++i)
+    for (int i = 0; i < 1000; ++i) {
         Put("many/f" + std::to_string(i));
+    }
     std::vector<stringEx> out;
     EXPECT_EQ(CDir("many").GetAllFiles(out, "f*9", false, false, false), 100U);
 }

@@ -128,8 +128,9 @@ TEST_F(Stream, FailedWriteOfABlockWritesNothingTwice) {
     const auto leave = [&](bool unwinding) {
         CBufferedSeekableSink<CSysFile> sink(Opened("g"), 100);
         sink.Write("01234567", 8);
-        if (unwinding)
+        if (unwinding) {
             throw std::runtime_error("first");
+        }
     };
     EXPECT_THROW(leave(false), sysfileExp);
     EXPECT_THROW(leave(true), std::runtime_error);
@@ -151,8 +152,9 @@ TEST_F(Stream, MemoryIsReadAndWrittenLikeAFile) {
     sink.Write("ab", 2);
     EXPECT_EQ(shared[0], 0);
     sink.SeekEnd(0);
-    for (int i = 0; i < 8; ++i) // from itself, across moves of the block
+    for (int i = 0; i < 8; ++i) { // from itself, across moves of the block
         sink.Write(data.data(), data.length());
+    }
     EXPECT_EQ(data.length(), 6U << 8);
     EXPECT_EQ(std::memcmp(data.data() + data.length() - 6, data.data(), 6), 0);
     sink.SeekBegin(byteEx::max_size());

@@ -44,7 +44,7 @@ TEST_F(SysFile, ModeBitsCombine) {
 
 TEST_F(SysFile, FailedOpenSaysWhy) {
     Put("file");
-    std::filesystem::create_directory(m_root + "dir");
+    std::filesystem::create_directory(_root + "dir");
     Link("loop", "loop");
     const struct {
         std::string name;
@@ -57,8 +57,9 @@ TEST_F(SysFile, FailedOpenSaysWhy) {
         {"loop", 0, "a loop exists in symbolic links, or too many level of links"},
         {std::string(300, 'n'), 0, "file or path name is too long"},
     };
-    for (const auto& row : rows)
+    for (const auto& row : rows) {
         ExpectParts(Failure<sysfileExp>([&] { Opened(row.name, row.access, 0); }), {row.text});
+    }
     EXPECT_EQ(Failure<ioExp>([&] { Opened("file", 0, 0); }), "nothing thrown");
 }
 
@@ -103,7 +104,7 @@ TEST_F(SysFile, FailuresOfAnOpenFileSayWhy) {
     CSysFile directory;
     directory.Open(Path(""), 0, 0, 0, 0, 0);
     ExpectParts(message([&] { directory.Read(room, 1); }), {"21 CSysFile::Read"});
-    ASSERT_EQ(::mkfifo((m_root + "pipe").c_str(), 0600), 0);
+    ASSERT_EQ(::mkfifo((_root + "pipe").c_str(), 0600), 0);
     CSysFile pipe = Opened("pipe", 0, O_NONBLOCK);
     ExpectParts(message([&] { pipe.GetSize(); }),
                 {"29 PosixSeekFile", "associated with a pipe, fifo, or socket"});
@@ -207,7 +208,7 @@ TEST_F(SysFile, DescriptorsEndAtExec) {
     Put("f");
     const CSysFile file = Opened("f");
     const CSysFile duplicate = file.Duplicate();
-    const std::string command = "ls -l /proc/self/fd | grep -c " + m_root + "f > " + m_root + "n";
+    const std::string command = "ls -l /proc/self/fd | grep -c " + _root + "f > " + _root + "n";
     EXPECT_NE(std::system(command.c_str()), -1);
     EXPECT_EQ(Get("n"), "0\n");
 }

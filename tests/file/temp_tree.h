@@ -23,59 +23,62 @@ protected:
         std::string pattern = testing::TempDir() + "quil_file_XXXXXX";
         ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
         // One folder further down, so that what a test finds in ".." is its own too.
-        m_around = std::filesystem::canonical(pattern).string();
-        m_root = m_around + "/in/";
-        std::filesystem::create_directory(m_root);
-        m_before = std::filesystem::current_path();
-        std::filesystem::current_path(m_root);
+        _around = std::filesystem::canonical(pattern).string();
+        _root = _around + "/in/";
+        std::filesystem::create_directory(_root);
+        _before = std::filesystem::current_path();
+        std::filesystem::current_path(_root);
     }
     void TearDown() override {
-        std::filesystem::current_path(m_before);
-        std::filesystem::remove_all(m_around);
+        std::filesystem::current_path(_before);
+        std::filesystem::remove_all(_around);
     }
 
-    stringEx Path(const std::string& name) const { return stringEx((m_root + name).c_str()); }
+    stringEx Path(const std::string& name) const { return stringEx((_root + name).c_str()); }
 
     /// Creates the file, and the directories that it lies in.
     void Put(const std::string& name, const std::string& content = "") const {
-        const std::filesystem::path path = m_root + name;
+        const std::filesystem::path path = _root + name;
         std::filesystem::create_directories(path.parent_path());
         std::ofstream(path, std::ios::binary) << content;
     }
     std::string Get(const std::string& name) const {
-        std::ifstream in(m_root + name, std::ios::binary);
+        std::ifstream in(_root + name, std::ios::binary);
         return {std::istreambuf_iterator<char>(in), {}};
     }
     bool Has(const std::string& name) const {
-        return std::filesystem::symlink_status(m_root + name).type() !=
+        return std::filesystem::symlink_status(_root + name).type() !=
                std::filesystem::file_type::not_found;
     }
     void Link(const std::string& target, const std::string& name) const {
-        std::filesystem::create_symlink(target, m_root + name);
+        std::filesystem::create_symlink(target, _root + name);
     }
     /// The paths below the root, sorted, each followed by a blank.
     std::string Names(const std::vector<stringEx>& paths) const {
         std::vector<std::string> names;
-        for (const stringEx& path : paths)
-            names.push_back(std::string(path.c_str()).substr(m_root.size()));
+        for (const stringEx& path : paths) {
+            names.push_back(std::string(path.c_str()).substr(_root.size()));
+        }
         std::sort(names.begin(), names.end());
         std::string all;
-        for (const std::string& name : names)
+        for (const std::string& name : names) {
             all += name + " ";
+        }
         return all;
     }
 
-    std::string m_root;
+    std::string _root;
 
 private:
-    std::string m_around;
-    std::filesystem::path m_before;
+    std::string _around;
+    std::filesystem::path _before;
 };
 
 /// A check that fails when `text` lacks one of the parts.
 inline void ExpectParts(const std::string& text, std::initializer_list<const char*> parts) {
-    for (const char* part : parts)
+    for (const char* part : parts) {
         EXPECT_NE(text.find(part), std::string::npos) << part << " is missing in:\n" << text;
+    }
 }
 
 } // namespace Quil::TEST

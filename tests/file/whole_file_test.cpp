@@ -41,8 +41,9 @@ TEST_F(WholeFile, WritesAndReadsBack) {
     EXPECT_EQ(back.c_str()[2], L'\0');
 
     std::string all;
-    for (int i = 0; i < 70000; ++i)
+    for (int i = 0; i < 70000; ++i) {
         all += static_cast<char>(i * 7);
+    }
     Put("bytes", all);
     byteEx bytes;
     CDir::ReadFile("bytes", bytes);
@@ -62,7 +63,7 @@ TEST_F(WholeFile, FailedReadsAndWritesSayWhy) {
     EXPECT_EQ(Failure<dirExp>([&] { CDir::WriteFile("", data); }),
               "2 CDir::WriteFile - write what ?");
     ExpectParts(Failure<sysfileExp>([&] { read("none"); }), {"2 PosixOpenFile"});
-    std::filesystem::create_directory(m_root + "dir");
+    std::filesystem::create_directory(_root + "dir");
     ExpectParts(Failure<sysfileExp>([&] { CDir::WriteFile("dir", data); }), {"21 PosixOpenFile"});
     ExpectParts(Failure<ioExp>([&] { read("dir"); }), {" - "});
     // A FIFO isn't opened: who writes to it would take that for a reader that soon goes away.
@@ -77,7 +78,7 @@ TEST_F(WholeFile, FailedReadsAndWritesSayWhy) {
     ExpectParts(Failure<dirExp>([] { CDir::DuplicateDir(".", "../copy_of_fifo", false); }),
                 {"29 CDir::DuplicateDir"});
     std::filesystem::remove_all("../copy_of_fifo");
-    EXPECT_FALSE(CDir(m_root.c_str()).VersionBackup("pipe", 1, false));
+    EXPECT_FALSE(CDir(_root.c_str()).VersionBackup("pipe", 1, false));
     char text[8] = {};
     const int reader = ::open("pipe", O_RDONLY);
     EXPECT_EQ(::read(reader, text, sizeof text), 4);
@@ -87,7 +88,7 @@ TEST_F(WholeFile, FailedReadsAndWritesSayWhy) {
     ExpectParts(Failure<sysfileExp>([] { CDir::WriteFile("/dev/full", stringEx("x")); }),
                 {"22 CSysFile::ResizeToCurrentPos", "\n  file state = the old content stands"});
     Put("huge");
-    std::filesystem::resize_file(m_root + "huge", std::uintmax_t{5} << 30);
+    std::filesystem::resize_file(_root + "huge", std::uintmax_t{5} << 30);
     ExpectParts(Failure<dirExp>([&] { read("huge"); }),
                 {"27 CDir::ReadFile - file is too large to be read as a whole\n",
                  "  file size  = 5368709120\n"});
@@ -123,11 +124,12 @@ TEST_F(WholeFile, NoRoomForMoreLeavesTheOldContentWhole) {
 
 TEST_F(WholeFile, FullDeviceLeavesTheOldContentWhole) {
     std::filesystem::create_directory("small");
-    if (::mount("tmpfs", "small", "tmpfs", 0, "size=64k") != 0)
+    if (::mount("tmpfs", "small", "tmpfs", 0, "size=64k") != 0) {
         GTEST_SKIP() << "no right to mount a small file system";
+    }
     Put("small/f", "old content");
     Put("small/holes", "h");
-    std::filesystem::resize_file(m_root + "small/holes", 100000);
+    std::filesystem::resize_file(_root + "small/holes", 100000);
     const std::string holes = Get("small/holes");
     byteEx large;
     large.resize(100000);
@@ -246,8 +248,9 @@ TEST_F(WholeFile, MakesDirectories) {
 
 TEST_F(WholeFile, RemovesDirectories) {
     const auto plant = [&] {
-        for (const char* name : {"d/f", "d/.h", "d/s/f", "d/s/.t/f", "keep/f"})
+        for (const char* name : {"d/f", "d/.h", "d/s/f", "d/s/.t/f", "keep/f"}) {
             Put(name);
+        }
     };
     plant();
     const auto remove = [](bool subDirs, bool subFiles) {
@@ -272,8 +275,9 @@ TEST_F(WholeFile, RemovesDirectories) {
 }
 
 TEST_F(WholeFile, CopiesAndMovesDirectories) {
-    for (const char* name : {"d/f", "d/.h", "d/s/f", "d/s/.t/g"})
+    for (const char* name : {"d/f", "d/.h", "d/s/f", "d/s/.t/g"}) {
         Put(name, name);
+    }
     CDir::DuplicateDir("d", "flat", false, false, true, false);
     EXPECT_TRUE(Has("flat/f") && Has("flat/.h") && !Has("flat/s"));
     CDir::DuplicateDir("d", "dirs", false, true, false, false);
@@ -317,7 +321,7 @@ TEST_F(WholeFile, CopiesAndMovesDirectories) {
     CDir::TransferDir("d", "moved");
     EXPECT_FALSE(Has("d"));
     EXPECT_EQ(Get("moved/s/.t/g"), "d/s/.t/g");
-    EXPECT_EQ(std::filesystem::read_symlink(m_root + "moved/s/up"), "..");
+    EXPECT_EQ(std::filesystem::read_symlink(_root + "moved/s/up"), "..");
 }
 
 TEST_F(WholeFile, Links) {
@@ -325,8 +329,8 @@ TEST_F(WholeFile, Links) {
     CDir::SetAttributes("f", 0755);
     CDir::MakeSymbolicLink("f", "soft");
     CDir::MakeHardLink("f", "hard");
-    EXPECT_EQ(std::filesystem::read_symlink(m_root + "soft"), "f");
-    EXPECT_EQ(std::filesystem::hard_link_count(m_root + "f"), 2U);
+    EXPECT_EQ(std::filesystem::read_symlink(_root + "soft"), "f");
+    EXPECT_EQ(std::filesystem::hard_link_count(_root + "f"), 2U);
     ExpectParts(Failure<dirExp>([] { CDir::MakeSymbolicLink("f", "soft"); }),
                 {"17 CDir::MakeSymbolicLink - failed create symbolic link\n"
                  "  old path     = f\n  new path     = soft\n",
@@ -336,12 +340,12 @@ TEST_F(WholeFile, Links) {
     ExpectParts(Failure<dirExp>([] { CDir::MakeHardLink("f", "hard"); }),
                 {"17 CDir::MakeHardLink", "  error number = 17\n", "the new path already exists"});
 
-    std::filesystem::create_directory(m_root + "wo'rk dir");
+    std::filesystem::create_directory(_root + "wo'rk dir");
     CDir::MakeSymbolicLink(Path("f"), "script", "a 'b c'", "X=1\nY=2", Path("wo'rk dir"));
     EXPECT_NE(Get("script").find("#!/bin/sh\nX=1\nY=2\ncd '"), std::string::npos);
     EXPECT_EQ(CDir::GetAttributes("script"), 511U);
     EXPECT_NE(std::system("./script 'last one' > out"), -1);
-    EXPECT_EQ(Get("out"), "<a>\n<b c>\n<last one>\n" + m_root + "wo'rk dir\n");
+    EXPECT_EQ(Get("out"), "<a>\n<b c>\n<last one>\n" + _root + "wo'rk dir\n");
     ExpectParts(Failure<dirExp>([&] { CDir::MakeSymbolicLink("f", "script", "x"); }),
                 {"17 CDir::MakeSymbolicLink - failed create shell script\n",
                  "shortcut file already exists"});

@@ -47,8 +47,9 @@ TEST(ColorMapTest, CharactersThatAPatternTellsApart) {
         compiled p(c.pattern, REG_ADVANCED);
         ASSERT_EQ(p.error(), REG_OKAY) << c.pattern;
         std::set<color> colors;
-        for (int i = 0; i < 0x10000; i++)
+        for (int i = 0; i < 0x10000; i++) {
             colors.insert(colorof(p, i));
+        }
         EXPECT_EQ(colors.size(), c.colors) << std::string(c.pattern, c.pattern + wcslen(c.pattern));
     }
 }
@@ -62,8 +63,9 @@ TEST(ColorMapTest, BlocksTakenOverAndSplit) {
         const bool in[] = {c >= 0x100 && c <= 0x4FF, c >= 0x200 && c <= 0x3FF, c == 0x280,
                            c >= 0x27F && c <= 0x281, c >= 0x3FF && c <= 0x500};
         int bits = 0;
-        for (const bool b : in)
+        for (const bool b : in) {
             bits = bits * 2 + (b ? 1 : 0);
+        }
         return bits;
     };
     std::set<std::pair<int, color>> pairs;
@@ -116,12 +118,16 @@ std::ptrdiff_t arcsof(const subre* root) {
     while (!todo.empty()) {
         const subre* t = todo.back();
         todo.pop_back();
-        for (int i = 0; i < t->cnfa.nstates; i++)
-            for (const carc* a = t->cnfa.states[i] + 1; a->co != COLORLESS; a++)
+        for (int i = 0; i < t->cnfa.nstates; i++) {
+            for (const carc* a = t->cnfa.states[i] + 1; a->co != COLORLESS; a++) {
                 arcs++;
-        for (const subre* child : {t->left, t->right})
-            if (child != nullptr)
+            }
+        }
+        for (const subre* child : {t->left, t->right}) {
+            if (child != nullptr) {
                 todo.push_back(child);
+            }
+        }
     }
     return arcs;
 }
@@ -146,8 +152,9 @@ TEST(AutomatonTest, ManyGroupsCostLittleMoreThanTheirExpression) {
         const std::vector<regmatch_t> m = p.exec(c.text, 0);
         ASSERT_FALSE(m.empty());
         EXPECT_EQ(m[0].rm_eo, std::ssize(c.text)) << beginningof(c.pattern);
-        for (const regmatch_t& group : m)
+        for (const regmatch_t& group : m) {
             EXPECT_GE(group.rm_so, 0) << beginningof(c.pattern);
+        }
     }
 }
 
@@ -173,8 +180,9 @@ TEST(AutomatonTest, ProgressIsToldOnStandardOutput) {
         << all;
     const std::string stages = "\ninitial cleanup:\n\nempties:\n\nconstraints:\n\nfinal cleanup:\n";
     std::string rest;
-    for (const int node : {2, 5, 4, 7, 9, 10, 8, 6, 3, 1})
+    for (const int node : {2, 5, 4, 7, 9, 10, 8, 6, 3, 1}) {
         rest += "\n\n\n========= TREE NODE " + std::to_string(node) + " ==========\n" + stages;
+    }
     rest += "\n\n\n========= LA1 ==========\n";
     EXPECT_NE(all.find(rest), std::string::npos) << all;
     const std::string search = "\n\n\n========= SEARCH ==========\n" + stages;

@@ -88,8 +88,9 @@ TEST(ClassRun, TextsThatTakeTurns) {
 TEST(ClassRun, OneTextFromPlaceToPlace) {
     expression<wchar_t> e(L"[0-9]+", REG_ADVANCED);
     std::basic_string<unsigned char> text(1000, 'a');
-    for (const std::size_t at : {3u, 64u, 65u, 500u, 998u, 999u})
+    for (const std::size_t at : {3u, 64u, 65u, 500u, 998u, 999u}) {
         text[at] = '1';
+    }
     TRegexContext<unsigned char> context(e.handle());
     context.settext(text.data(), text.size());
     const auto from = [&](std::size_t place) {
@@ -108,8 +109,9 @@ TEST(ClassRun, OneTextFromPlaceToPlace) {
     for (std::size_t most = 1; most < 6; ++most) {
         std::vector<regmatch_t> m(most);
         EXPECT_EQ(context.spans(0, m.data(), most), std::min(most, all.size()));
-        for (std::size_t i = 0; i < std::min(most, all.size()); ++i)
+        for (std::size_t i = 0; i < std::min(most, all.size()); ++i) {
             EXPECT_EQ(m[i], all[i]) << i;
+        }
     }
     regmatch_t m{};
     EXPECT_EQ(context.spans(999, &m, 1), 1u);

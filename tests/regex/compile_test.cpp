@@ -25,8 +25,9 @@ std::string printable(const std::wstring& text) {
 // Beside what the string classes are told, and where.
 TEST(Compile, ResultCodes) {
     std::wstring distinct;
-    for (int c = 0x100; c < 0x100 + REG_MAXCOLORS + 100; c++)
+    for (int c = 0x100; c < 0x100 + REG_MAXCOLORS + 100; c++) {
         distinct += static_cast<wchar_t>(c);
+    }
     const struct {
         int flags;
         std::wstring pattern;
@@ -120,8 +121,9 @@ TEST(Compile, ResultCodes) {
         {REG_QUOTE, distinct, REG_ESPACE},
         {A, L"[" + distinct + L"]", 0}, // one color
     };
-    for (const auto& c : cases)
+    for (const auto& c : cases) {
         EXPECT_EQ(compiled(c.pattern, c.flags).error(), c.code) << printable(c.pattern);
+    }
     regex_t re;
     EXPECT_EQ(wre_comp(nullptr, L"a", 1, A), REG_INVARG);
     EXPECT_EQ(wre_comp(&re, nullptr, 0, A), REG_INVARG);
@@ -178,8 +180,9 @@ void expectbounded(const std::wstring& pattern, int flags) {
 
 TEST(Compile, HostilePatternsEnd) {
     constexpr std::size_t MANY = 100000;
-    for (const wchar_t* const open : {L"(", L"(?:", L"(?=", L"(a|", L"x(?!", L"((a)*?b"})
+    for (const wchar_t* const open : {L"(", L"(?:", L"(?=", L"(a|", L"x(?!", L"((a)*?b"}) {
         expectbounded(times(MANY, open), A);
+    }
     // So often that each is either compiled in full or meets a limit.
     const struct {
         const wchar_t* piece;
@@ -187,23 +190,26 @@ TEST(Compile, HostilePatternsEnd) {
     } pieces[] = {{L"(a)|", 8000},    {L"a|", 15000},           {L"[a-z]", 8000}, {L"(?=a)", 20000},
                   {L"\\w", 8000},     {L"(?#)", 10 * MANY / 4}, {L"(a)", 20000},  {L"a*b*?", 3000},
                   {L"(a)?\\1", MANY}, {L"(a*)", 3000}};
-    for (const auto& p : pieces)
+    for (const auto& p : pieces) {
         expectbounded(times(p.count, p.piece), A);
+    }
     expectbounded(L"(?:(?:(?:a?){255}){255}){255}", A);
     expectbounded(L"(?:(?:\\y)?a*){255}b", A);
 
     std::wstring colors; // each character a color of its own
-    for (int i = 0; i < 40000; ++i)
+    for (int i = 0; i < 40000; ++i) {
         colors += {L'[', static_cast<wchar_t>(0x4000 + i), L']', L'|'};
+    }
     expectbounded(colors, A);
 }
 
 /// The number `i` in base 26, letter by letter, in five letters of an alphabet that begins there.
 std::wstring wordof(std::size_t i, wchar_t alphabet) {
     std::wstring word;
-    for (std::size_t left = i * 7919 % 11881376; word.size() < 5; left /= 26)
+    for (std::size_t left = i * 7919 % 11881376; word.size() < 5; left /= 26) {
         word += static_cast<wchar_t>(static_cast<std::size_t>(alphabet) + left % 26 +
                                      (alphabet > 0x7f ? i / 26 * 26 % 20800 : 0));
+    }
     return word;
 }
 
@@ -226,8 +232,9 @@ TEST(Compile, LongListsCompile) {
                 {1000, L"[\x4e00-\x8fff]", L"", L"\x5000", L"", L'a', E | REG_ICASE}};
     for (const auto& row : rows) {
         std::wstring list;
-        for (std::size_t i = 0; i < row.count; ++i)
+        for (std::size_t i = 0; i < row.count; ++i) {
             list += (i == 0 ? L"" : L"|") + (row.before + wordof(i, row.alphabet)) + row.behind;
+        }
         compiled expression(list, row.flags);
         ASSERT_EQ(expression.error(), REG_OKAY) << row.count << printable(row.behind);
         for (const std::size_t i : {std::size_t{0}, row.count / 2, row.count - 1}) {
@@ -237,9 +244,10 @@ TEST(Compile, LongListsCompile) {
         }
     }
     std::wstring ranges;
-    for (int i = 0; i < 1000; ++i)
+    for (int i = 0; i < 1000; ++i) {
         ranges += {static_cast<wchar_t>(0x4e00 + i * 7), L'-',
                    static_cast<wchar_t>(0x6e00 + i * 13 % 9000)};
+    }
     EXPECT_EQ(
         test::print(compiled(L"[" + ranges + L"]+", E | REG_ICASE).exec(L"a\x4e01\x6000z", 0)),
         "1-3");
@@ -261,19 +269,22 @@ TEST(Compile, NestingUpToTheLimitCompilesOnTheStackOfAThread) {
 
 TEST(Compile, EveryShortPatternAndRandomOnes) {
     const int allflags[] = {B, E, A, A | REG_ICASE | REG_NEWLINE | REG_EXPANDED, REG_QUOTE};
-    for (const int flags : allflags)
+    for (const int flags : allflags) {
         for (int i = 0; i < 0x10000; ++i) {
             const char pattern[] = {static_cast<char>(i >> 8), static_cast<char>(i)};
             regex_t re;
-            if (sre_comp(&re, pattern, i < 256 ? 1 : 2, flags) == REG_OKAY)
+            if (sre_comp(&re, pattern, i < 256 ? 1 : 2, flags) == REG_OKAY) {
                 sregfree(&re);
+            }
         }
+    }
     std::mt19937 random(20260);
     const std::string syntax = "()[]{}|*+?.^$\\:=!,-#<>0123adwsyXmMAZ \n";
     for (int i = 0; i < 20000; ++i) {
         std::string pattern(random() % 20 + 3, 'a');
-        for (char& c : pattern)
+        for (char& c : pattern) {
             c = random() % 8 == 0 ? static_cast<char>(random()) : syntax[random() % syntax.size()];
+        }
         // An end of its own, so that a read past it is seen.
         const std::vector<char> exact(pattern.begin(), pattern.end());
         regex_t re;

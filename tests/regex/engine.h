@@ -51,16 +51,18 @@ std::basic_string<Chr> widen(const std::string& s) {
 
 inline std::string narrow(const std::wstring& s) {
     std::string out;
-    for (const wchar_t c : s)
+    for (const wchar_t c : s) {
         out += c < 128 ? static_cast<char>(c) : '?';
+    }
     return out;
 }
 
 inline std::wstring times(std::size_t count, const std::wstring& text) {
     std::wstring all;
     all.reserve(count * text.size());
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i) {
         all += text;
+    }
     return all;
 }
 
@@ -69,28 +71,29 @@ template <class Chr>
 class expression {
 public:
     expression(const std::basic_string<Chr>& pattern, int flags)
-        : error_(engine<Chr>::comp(&re_, pattern.data(), pattern.size(), flags)) {}
+        : __error(engine<Chr>::comp(&__re, pattern.data(), pattern.size(), flags)) {}
     ~expression() {
-        if (error_ == Quil::REG_OKAY)
-            engine<Chr>::free(&re_);
+        if (__error == Quil::REG_OKAY) {
+            engine<Chr>::free(&__re);
+        }
     }
     expression(const expression&) = delete;
     expression& operator=(const expression&) = delete;
 
-    int error() const { return error_; }
-    Quil::regex_t* handle() { return &re_; }
+    int error() const { return __error; }
+    Quil::regex_t* handle() { return &__re; }
     /// Spans of the match and `slots` groups in all, or as many as there are; empty for no match.
     std::vector<Quil::regmatch_t> exec(const std::basic_string<Chr>& text, int flags,
                                        std::size_t slots = 0) {
-        std::vector<Quil::regmatch_t> m(slots ? slots : re_.re_nsub + 1);
+        std::vector<Quil::regmatch_t> m(slots ? slots : __re.re_nsub + 1);
         const int code =
-            engine<Chr>::exec(&re_, text.data(), text.size(), nullptr, m.size(), m.data(), flags);
+            engine<Chr>::exec(&__re, text.data(), text.size(), nullptr, m.size(), m.data(), flags);
         return code == Quil::REG_OKAY ? m : std::vector<Quil::regmatch_t>{};
     }
 
 private:
-    Quil::regex_t re_{};
-    int error_;
+    Quil::regex_t __re{};
+    int __error;
 };
 
 /// The same by a context, from a place of the text on.

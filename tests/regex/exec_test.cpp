@@ -184,8 +184,9 @@ int compileflags(const std::string& letters) {
                  {'S', REG_NLSTOP},   {'W', REG_NLANCH},   {'N', REG_NEWLINE}, {'U', REG_NOSUB},
                  {'X', REG_EXPANDED}, {'O', REG_BOSONLY},  {'F', REG_FAKE}};
     int all = 0;
-    for (const auto& [letter, flag] : flags)
+    for (const auto& [letter, flag] : flags) {
         all |= letters.find(letter) != std::string::npos ? flag : 0;
+    }
     return all;
 }
 
@@ -212,12 +213,14 @@ std::basic_string<Chr> decode(const std::string& s) {
 template <class Chr>
 std::string result(const row& r, int moreflags, std::basic_string<Chr> text) {
     expression<Chr> e(decode<Chr>(r.pattern), compileflags(r.flags));
-    if (e.error() != REG_OKAY)
+    if (e.error() != REG_OKAY) {
         return "err " + std::to_string(e.error());
+    }
     const bool nosub = compileflags(r.flags) & REG_NOSUB;
     const auto matches = e.exec(text, executeflags(r.flags) | moreflags);
-    if (matches.empty())
+    if (matches.empty()) {
         return "no";
+    }
     return nosub ? r.expected : test::print(matches);
 }
 
@@ -227,16 +230,18 @@ using characters = testing::Types<char, wchar_t>;
 TYPED_TEST_SUITE(exectable, characters);
 
 TEST(Exec, WideTable) {
-    for (const row& r : WIDE)
+    for (const row& r : WIDE) {
         EXPECT_EQ(result(r, 0, decode<wchar_t>(r.text)), r.expected)
             << r.flags << ' ' << r.pattern << " on " << r.text;
+    }
 }
 
 TEST(Exec, NarrowTable) {
     std::setlocale(LC_ALL, "C");
-    for (const row& r : NARROW)
+    for (const row& r : NARROW) {
         EXPECT_EQ(result(r, 0, decode<char>(r.text)), r.expected)
             << r.flags << ' ' << r.pattern << " on " << r.text;
+    }
     for (const row& r : WIDE) {
         const std::string both = std::string(r.pattern) + r.text;
         const bool ascii = both.find("\\x41b") == std::string::npos &&
@@ -255,16 +260,18 @@ TEST(Exec, SmallCacheAndSurroundings) {
         EXPECT_EQ(result(r, REG_SMALL, decode<wchar_t>(r.text)), r.expected)
             << r.flags << ' ' << r.pattern << " on " << r.text;
         expression<wchar_t> e(decode<wchar_t>(r.pattern), compileflags(r.flags));
-        if (e.error() != REG_OKAY)
+        if (e.error() != REG_OKAY) {
             continue;
+        }
         for (const std::size_t around : {1u, 7u, 300u, 5000u}) {
             const std::wstring filling(around, L'\x2603');
             const std::wstring text = filling + decode<wchar_t>(r.text) + filling;
             TRegexContext<wchar_t> plain(e.handle());
             plain.setfastroads(false);
-            for (const int flags : {0, REG_NOTBOL | REG_NOTEOL})
+            for (const int flags : {0, REG_NOTBOL | REG_NOTEOL}) {
                 EXPECT_EQ(test::exec(plain, text, 0, 12, flags), e.exec(text, flags, 12))
                     << r.flags << ' ' << r.pattern << " on " << r.text << " within " << around;
+            }
         }
     }
 }
@@ -336,8 +343,9 @@ TEST(Exec, ManyGroupsAndNodes) {
         expression<wchar_t> e(pattern + L"\\1", REG_ADVANCED);
         const auto matches = e.exec(text + L"b", 0);
         ASSERT_EQ(matches.size(), static_cast<std::size_t>(groups) + 1) << groups;
-        for (int i = 0; i < groups; ++i)
+        for (int i = 0; i < groups; ++i) {
             EXPECT_EQ(matches[static_cast<std::size_t>(i) + 1].rm_so, i);
+        }
     }
 }
 
@@ -349,8 +357,9 @@ std::size_t sweep(TRegexContext<Chr>& context, const std::basic_string<Chr>& tex
     context.settext(text.data(), text.size());
     std::size_t count = 0;
     for (std::size_t from = 0; from < text.size(); ++count) {
-        if (context.exec(from, nmatch, m.data(), from ? REG_NOTBOL : 0) != REG_OKAY)
+        if (context.exec(from, nmatch, m.data(), from ? REG_NOTBOL : 0) != REG_OKAY) {
             break;
+        }
         from += static_cast<std::size_t>(m[0].rm_eo) + (m[0].rm_so == m[0].rm_eo ? 1 : 0);
     }
     return count;
@@ -361,10 +370,12 @@ std::size_t sweep(TRegexContext<Chr>& context, const std::basic_string<Chr>& tex
 TEST(Exec, LinearWork) {
     const std::size_t n = 100000;
     std::wstring alternating, lines, halves;
-    while (alternating.size() < n)
+    while (alternating.size() < n) {
         alternating += L"ab";
-    while (lines.size() < n)
+    }
+    while (lines.size() < n) {
         lines += L"key=value, value and value\n";
+    }
     const std::wstring as(n, L'a');
     const std::wstring asb = as + L'b';
     const struct {
@@ -420,8 +431,9 @@ TEST(Exec, HugeTexts) {
 TEST(Exec, CacheOverflow) {
     expression<wchar_t> e(L"(a|b)*a(a|b){12}x", REG_ADVANCED);
     std::wstring text;
-    for (unsigned int i = 0, seed = 1; i < 20000; ++i, seed = seed * 1103515245u + 12345u)
+    for (unsigned int i = 0, seed = 1; i < 20000; ++i, seed = seed * 1103515245u + 12345u) {
         text += seed & 0x10000 ? L'a' : L'b';
+    }
     text += L"a" + std::wstring(12, L'b') + L"x";
     const auto end = std::to_string(text.size());
     const auto matches = e.exec(text, 0);
@@ -434,19 +446,23 @@ TEST(Exec, CacheOverflow) {
 TEST(Exec, ContextReuse) {
     for (const row& r : WIDE) {
         expression<wchar_t> e(decode<wchar_t>(r.pattern), compileflags(r.flags));
-        if (e.error() != REG_OKAY)
+        if (e.error() != REG_OKAY) {
             continue;
+        }
         TRegexContext<wchar_t> kept(e.handle());
-        for (std::size_t other = 0; other < std::size(WIDE); other += 5)
-            for (const int flags : {0, REG_NOTEOL, REG_NOTBOL, REG_SMALL})
+        for (std::size_t other = 0; other < std::size(WIDE); other += 5) {
+            for (const int flags : {0, REG_NOTEOL, REG_NOTBOL, REG_SMALL}) {
                 for (std::size_t from = 0; from <= 2; ++from) {
                     const std::wstring text = decode<wchar_t>(WIDE[other].text);
-                    if (from > text.size())
+                    if (from > text.size()) {
                         continue;
+                    }
                     EXPECT_EQ(test::exec(kept, text, from, 12, flags),
                               e.exec(text.substr(from), flags, 12))
                         << r.flags << ' ' << r.pattern << " on " << WIDE[other].text;
                 }
+            }
+        }
     }
 }
 

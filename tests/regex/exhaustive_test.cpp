@@ -39,31 +39,39 @@ bool settle(astp& a, std::vector<astp>& groups) {
     }
     if (a->kind == '\\') {
         if (static_cast<std::size_t>(a->group) >= groups.size() ||
-            !groups[static_cast<std::size_t>(a->group)])
+            !groups[static_cast<std::size_t>(a->group)]) {
             return false;
+        }
         a->referred = groups[static_cast<std::size_t>(a->group)];
     }
-    for (astp& part : a->parts)
-        if (!settle(part, groups))
+    for (astp& part : a->parts) {
+        if (!settle(part, groups)) {
             return false;
-    if (a->kind == '(')
+        }
+    }
+    if (a->kind == '(') {
         groups[static_cast<std::size_t>(a->group)] = a->parts[0];
+    }
     return true;
 }
 
 std::vector<std::string> texts(const std::string& alphabet, std::size_t length) {
     std::vector<std::string> all{""};
-    for (std::size_t i = 0; i < all.size(); ++i)
-        if (all[i].size() < length)
-            for (const char c : alphabet)
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        if (all[i].size() < length) {
+            for (const char c : alphabet) {
                 all.push_back(all[i] + c);
+            }
+        }
+    }
     return all;
 }
 
 std::string asspans(const std::vector<reference::span>& spans) {
     std::vector<regmatch_t> m;
-    for (const auto& [begin, end] : spans)
+    for (const auto& [begin, end] : spans) {
         m.push_back(regmatch_t{begin, end});
+    }
     return test::print(m);
 }
 
@@ -71,8 +79,9 @@ std::string asspans(const std::vector<reference::span>& spans) {
 /// compile.
 bool compare(astp root, const std::vector<std::string>& subjects, reference::options o) {
     std::vector<astp> groups{nullptr};
-    if (!settle(root, groups))
+    if (!settle(root, groups)) {
         return false;
+    }
     const std::string pattern = reference::print(*root);
     const int cflags = REG_ADVANCED | (o.newline ? REG_NEWLINE : 0);
     const int eflags = (o.notbol ? REG_NOTBOL : 0) | (o.noteol ? REG_NOTEOL : 0);
@@ -80,8 +89,9 @@ bool compare(astp root, const std::vector<std::string>& subjects, reference::opt
     test::expression<char> narrow(pattern, cflags);
     EXPECT_EQ(wide.error(), REG_OKAY) << pattern;
     EXPECT_EQ(narrow.error(), REG_OKAY) << pattern;
-    if (wide.error() != REG_OKAY || narrow.error() != REG_OKAY)
+    if (wide.error() != REG_OKAY || narrow.error() != REG_OKAY) {
         return false;
+    }
     TRegexContext<wchar_t> kept(wide.handle()), plain(wide.handle());
     TRegexContext<char> keptnarrow(narrow.handle());
     plain.setfastroads(false);
@@ -105,8 +115,9 @@ bool compare(astp root, const std::vector<std::string>& subjects, reference::opt
 /// The whole match of a plain extended expression by the C library.
 bool comparelibrary(const std::string& pattern, const std::vector<std::string>& subjects) {
     const auto spans = test::librarymatches(pattern, subjects);
-    if (!spans)
+    if (!spans) {
         return false;
+    }
     test::expression<wchar_t> e(test::widen<wchar_t>(pattern), REG_EXTENDED);
     EXPECT_EQ(e.error(), REG_OKAY) << pattern;
     for (std::size_t i = 0; i < subjects.size() && e.error() == REG_OKAY; ++i) {
@@ -133,17 +144,23 @@ std::vector<std::vector<astp>> expressions(std::size_t most,
     of[1] = std::move(leaves);
     for (std::size_t size = 2; size <= most; ++size) {
         for (const astp& a : of[size - 1]) {
-            for (const auto& [min, max] : {std::pair{0, MANY}, {1, MANY}, {0, 1}, {1, 2}})
-                for (const char preference : {'L', 'S'})
+            for (const auto& [min, max] : {std::pair{0, MANY}, {1, MANY}, {0, 1}, {1, 2}}) {
+                for (const char preference : {'L', 'S'}) {
                     of[size].push_back(repeated(a, min, max, preference));
+                }
+            }
             of[size].push_back(repeated(a, 2, 2, 0));
             of[size].push_back(over('(', {a}));
         }
-        for (std::size_t left = 1; left + 1 < size; ++left)
-            for (const astp& a : of[left])
-                for (const astp& b : of[size - 1 - left])
-                    for (const char kind : {',', '|'})
+        for (std::size_t left = 1; left + 1 < size; ++left) {
+            for (const astp& a : of[left]) {
+                for (const astp& b : of[size - 1 - left]) {
+                    for (const char kind : {',', '|'}) {
                         of[size].push_back(over(kind, {a, b}));
+                    }
+                }
+            }
+        }
     }
     return of;
 }
@@ -158,10 +175,12 @@ bool haslazy(const ast& a) {
 astp random(std::mt19937& seed, int depth, bool grouping = true) {
     const auto pick = [&](unsigned int n) { return static_cast<int>(seed() % n); };
     if (depth == 0 || pick(8) == 0) {
-        if (pick(5) == 0)
+        if (pick(5) == 0) {
             return leaf('^', "^$AZyYmM"[pick(8)]);
-        if (grouping && pick(4) == 0)
+        }
+        if (grouping && pick(4) == 0) {
             return referring(1 + pick(2));
+        }
         return pick(5) == 0 ? leaf('.') : leaf('c', "aab "[pick(4)]);
     }
     const auto child = [&] { return random(seed, depth - 1, grouping); };
@@ -192,10 +211,11 @@ astp flatten(const astp& a) {
     copy->parts.clear();
     for (const astp& part : a->parts) {
         const astp flat = flatten(part);
-        if (a->kind == flat->kind && (a->kind == ',' || a->kind == '|'))
+        if (a->kind == flat->kind && (a->kind == ',' || a->kind == '|')) {
             copy->parts.insert(copy->parts.end(), flat->parts.begin(), flat->parts.end());
-        else
+        } else {
             copy->parts.push_back(flat);
+        }
     }
     return copy;
 }
@@ -203,9 +223,11 @@ astp flatten(const astp& a) {
 TEST(Exhaustive, SmallExpressions) {
     const auto all = expressions(4);
     std::size_t compared = 0;
-    for (std::size_t size = 1; size < all.size(); ++size)
-        for (const astp& a : all[size])
+    for (std::size_t size = 1; size < all.size(); ++size) {
+        for (const astp& a : all[size]) {
             compared += compare(flatten(a), texts("ab", size < 4 ? 4 : 3), {}) ? 1 : 0;
+        }
+    }
     EXPECT_GT(compared, 3000u);
 }
 
@@ -215,24 +237,29 @@ TEST(Exhaustive, SmallExpressionsWithReferences) {
     const astp starred = over('(', {repeated(leaf('c', 'a'), 0, MANY, 'L')});
     const auto all = expressions(3, {leaf('c', 'b'), leaf('.'), referring(1)});
     std::size_t compared = 0;
-    for (const auto& size : all)
-        for (const astp& a : size)
+    for (const auto& size : all) {
+        for (const astp& a : size) {
             for (const astp& root :
                  {over(',', {either, a}), over(',', {starred, a}), over('|', {starred, a}),
-                  over(',', {over('|', {either, leaf('c', 'b')}), a})})
+                  over(',', {over('|', {either, leaf('c', 'b')}), a})}) {
                 compared += compare(flatten(root), texts("ab", 4), {}) ? 1 : 0;
+            }
+        }
+    }
     EXPECT_GT(compared, 1000u);
 }
 
 TEST(Exhaustive, PlainExtendedAgainstTheLibrary) {
     const auto subjects = texts("ab", 4);
     std::size_t compared = 0;
-    for (const auto& size : expressions(4))
+    for (const auto& size : expressions(4)) {
         for (const astp& a : size) {
             const std::string pattern = reference::print(*flatten(a));
-            if (!haslazy(*a) && pattern.find("(?:") == std::string::npos)
+            if (!haslazy(*a) && pattern.find("(?:") == std::string::npos) {
                 compared += comparelibrary(pattern, subjects) ? 1 : 0;
+            }
         }
+    }
     EXPECT_GT(compared, 400u);
 }
 
@@ -266,8 +293,9 @@ TEST(Exhaustive, LargerExpressionsByChance) {
         const astp a = flatten(random(seed, 3));
         const reference::options o{seed() % 4 == 0, seed() % 4 == 0, seed() % 4 == 0};
         std::vector<std::string> chosen = {"", "aab\nab a", "ab a\nb", "aaaaaaaa", "abaabaab"};
-        for (int j = 0; j < 5; ++j)
+        for (int j = 0; j < 5; ++j) {
             chosen.push_back(subjects[seed() % subjects.size()]);
+        }
         compared += compare(a, chosen, o) ? 1 : 0;
     }
     EXPECT_GT(compared, 1000u);

@@ -25,8 +25,8 @@ TEST(LazySpan, TheSameMatchesAsByASearch) {
 TEST(LazySpan, NearMissesOfTheEnd) {
     for (const wchar_t* const pattern :
          {L"<.*?>", L"a<.*? of", L"<.*?bab", L"<.*?aab", L"<(?:[^a]|aa|a[^ab])*?ab", L"(?n)<.*? of",
-          L"(?n)a<.*?bab", L"<[^\nx]*?bab", L"<(?:[^ax]|a[^ab])*?ab"})
-        for (std::size_t length = 0; length < 140; ++length)
+          L"(?n)a<.*?bab", L"<[^\nx]*?bab", L"<(?:[^ax]|a[^ab])*?ab"}) {
+        for (std::size_t length = 0; length < 140; ++length) {
             for (const wchar_t* const miss :
                  {L" ", L" o", L" ox of", L"  of", L"a", L"aa", L"aab", L"ba", L"bb", L"bbab",
                   L"abab", L"\n", L" \n", L"ax", L"bx", L"aaab", L"<"}) {
@@ -34,6 +34,8 @@ TEST(LazySpan, NearMissesOfTheEnd) {
                 test::comparesweeps(pattern, REG_ADVANCED,
                                     L"a<" + span + miss + span + miss + L" of>bab" + span);
             }
+        }
+    }
 }
 
 } // namespace

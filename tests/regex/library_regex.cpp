@@ -8,8 +8,9 @@ namespace test {
 std::optional<std::vector<std::pair<int, int>>>
 librarymatches(const std::string& pattern, const std::vector<std::string>& texts) {
     regex_t compiled;
-    if (regcomp(&compiled, pattern.c_str(), REG_EXTENDED) != 0)
+    if (regcomp(&compiled, pattern.c_str(), REG_EXTENDED) != 0) {
         return std::nullopt;
+    }
     std::vector<std::pair<int, int>> spans;
     for (const std::string& text : texts) {
         regmatch_t m[1];

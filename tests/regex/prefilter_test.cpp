@@ -33,20 +33,25 @@ template <class Chr>
 cellset<Chr> randomset(std::mt19937& seed) {
     cellset<Chr> set;
     const std::size_t count = set.cells.size();
-    for (std::size_t ranges = seed() % 3; ranges > 0; --ranges)
-        for (std::size_t first = seed() % count, n = seed() % (count / 4); n > 0; --n)
+    for (std::size_t ranges = seed() % 3; ranges > 0; --ranges) {
+        for (std::size_t first = seed() % count, n = seed() % (count / 4); n > 0; --n) {
             set.add((first + n) % count);
-    for (std::size_t singles = 1 + seed() % 3; singles > 0; --singles)
+        }
+    }
+    for (std::size_t singles = 1 + seed() % 3; singles > 0; --singles) {
         set.add(seed() % count);
+    }
     return set;
 }
 
 template <class Chr>
 bool inboxes(const std::vector<typename TCellSet<Chr>::box>& boxes, std::size_t cell) {
     return std::any_of(boxes.begin(), boxes.end(), [cell](const auto& box) {
-        for (std::size_t i = 0, rest = cell; i < box.size(); ++i, rest /= 16)
-            if (!(box[i] >> rest % 16 & 1))
+        for (std::size_t i = 0, rest = cell; i < box.size(); ++i, rest /= 16) {
+            if (!(box[i] >> rest % 16 & 1)) {
                 return false;
+            }
+        }
         return true;
     });
 }
@@ -84,24 +89,28 @@ TYPED_TEST(fingerprints, FindsEveryWord) {
         fingerprint search;
         search.set(given, places, behind);
         std::basic_string<TypeParam> text(seed() % 300, TypeParam{});
-        for (TypeParam& c : text)
+        for (TypeParam& c : text) {
             c = static_cast<TypeParam>(seed());
+        }
         const TypeParam* const stop = text.data() + text.size();
         for (const TypeParam* from = text.data() + std::min(behind, text.size()); from < stop;) {
             const TypeParam* const limit =
                 from + seed() % static_cast<std::size_t>(stop - from + 1);
             const TypeParam* const plain = search.find(from, limit, stop, way::PLAIN);
-            for (const TypeParam* p = from; p < plain; ++p)
+            for (const TypeParam* p = from; p < plain; ++p) {
                 for (const auto& word : words) {
                     std::size_t i = 0;
                     while (i < places && word[i].holds(p[static_cast<std::ptrdiff_t>(i) -
-                                                         static_cast<std::ptrdiff_t>(behind)]))
+                                                         static_cast<std::ptrdiff_t>(behind)])) {
                         ++i;
+                    }
                     ASSERT_LT(i, places) << "missed";
                 }
-            for (const way vectors : {way::VECTOR16, way::VECTOR32})
+            }
+            for (const way vectors : {way::VECTOR16, way::VECTOR32}) {
                 ASSERT_TRUE(vectors > fingerprint::best() ||
                             search.find(from, limit, stop, vectors) == plain);
+            }
             found += plain < limit ? 1 : 0;
             from = plain + 1;
         }
@@ -133,19 +142,23 @@ std::string randompattern(std::mt19937& seed) {
                                  "(?=a)", "(?!b)", "(?=.*e)", "(?=needle)", "\\A"};
     const char* const sets[] = {"a",           "[a-d]",  "[^a]",  "[0-9]",
                                 "[[:alnum:]]", "[^\\n]", "(a|n)", "\\s"};
-    if (seed() % 8 == 0)
+    if (seed() % 8 == 0) {
         return sets[seed() % std::size(sets)] + std::string(seed() % 4 ? "+" : "+?");
+    }
     std::string pattern;
     for (std::size_t n = 1 + seed() % 4; n > 0; --n) {
-        if (seed() % 8 == 0)
+        if (seed() % 8 == 0) {
             pattern += edges[seed() % std::size(edges)];
+        }
         pattern += atoms[seed() % std::size(atoms)];
         pattern += counts[seed() % std::size(counts)];
     }
-    if (seed() % 8 == 0)
+    if (seed() % 8 == 0) {
         pattern += edges[seed() % std::size(edges)];
-    if (seed() % 4 == 0)
+    }
+    if (seed() % 4 == 0) {
         pattern += (seed() % 2 ? "|" : "|x*") + std::string(atoms[seed() % std::size(atoms)]);
+    }
     return pattern;
 }
 
@@ -154,8 +167,9 @@ std::string randomtext(std::mt19937& seed) {
     const std::size_t spread = 1 + seed() % std::size(pieces);
     const std::string filling(seed() % 3 ? 0 : seed() % 100, '~');
     std::string text;
-    for (const std::size_t length = seed() % (seed() % 4 ? 1000 : 50); text.size() < length;)
+    for (const std::size_t length = seed() % (seed() % 4 ? 1000 : 50); text.size() < length;) {
         text += pieces[(seed() % spread + seed() % 2 * spread / 2) % std::size(pieces)] + filling;
+    }
     return text;
 }
 

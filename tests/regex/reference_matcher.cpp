@@ -23,18 +23,19 @@ int combine(int f1, int f2) {
 
 std::string bounds(const ast& a) {
     std::string s;
-    if (a.min == 0 && a.max == MANY)
+    if (a.min == 0 && a.max == MANY) {
         s = "*";
-    else if (a.min == 1 && a.max == MANY)
+    } else if (a.min == 1 && a.max == MANY) {
         s = "+";
-    else if (a.min == 0 && a.max == 1)
+    } else if (a.min == 0 && a.max == 1) {
         s = "?";
-    else if (a.max == MANY)
+    } else if (a.max == MANY) {
         s = "{" + std::to_string(a.min) + ",}";
-    else if (a.preference == 0)
+    } else if (a.preference == 0) {
         s = "{" + std::to_string(a.min) + "}";
-    else
+    } else {
         s = "{" + std::to_string(a.min) + "," + std::to_string(a.max) + "}";
+    }
     return a.preference == 'S' ? s + "?" : s;
 }
 
@@ -54,8 +55,9 @@ std::string print(const ast& a) {
     case '|': {
         std::string s;
         for (const astp& part : a.parts) {
-            if (a.kind == '|' && part != a.parts.front())
+            if (a.kind == '|' && part != a.parts.front()) {
                 s += '|';
+            }
             s += a.kind == ',' && part->kind == '|' ? "(?:" + print(*part) + ")" : print(*part);
         }
         return s;
@@ -85,28 +87,28 @@ struct matcher::node {
 };
 
 matcher::matcher(const ast& root, int groups, options o)
-    : root_(root), tree_(alternatives(root)), groups_(groups), options_(o),
-      backrefs_(tree_->flags & BACKR) {}
+    : __root(root), __tree(alternatives(root)), __groups(groups), __options(o),
+      __backrefs(__tree->flags & BACKR) {}
 
 matcher::~matcher() = default;
 
 bool matcher::wordat(int at) const {
-    return at >= 0 && at < static_cast<int>(text_.size()) &&
-           (std::isalnum(static_cast<unsigned char>(text_[static_cast<std::size_t>(at)])) ||
-            text_[static_cast<std::size_t>(at)] == '_');
+    return at >= 0 && at < static_cast<int>(__text.size()) &&
+           (std::isalnum(static_cast<unsigned char>(__text[static_cast<std::size_t>(at)])) ||
+            __text[static_cast<std::size_t>(at)] == '_');
 }
 
 bool matcher::holds(char constraint, int at) const {
-    const int size = static_cast<int>(text_.size());
+    const int size = static_cast<int>(__text.size());
     const auto newlineat = [&](int i) {
-        return options_.newline && i >= 0 && i < size && text_[static_cast<std::size_t>(i)] == '\n';
+        return __options.newline && i >= 0 && i < size && __text[static_cast<std::size_t>(i)] == '\n';
     };
     const bool before = wordat(at - 1), behind = wordat(at);
     switch (constraint) {
     case '^':
-        return (at == 0 && !options_.notbol) || newlineat(at - 1);
+        return (at == 0 && !__options.notbol) || newlineat(at - 1);
     case '$':
-        return (at == size && !options_.noteol) || newlineat(at);
+        return (at == size && !__options.noteol) || newlineat(at);
     case 'A':
         return at == 0;
     case 'Z':
@@ -124,31 +126,35 @@ bool matcher::holds(char constraint, int at) const {
 
 matcher::ends matcher::repeat(const ast& a, int min, int max, int at) const {
     ends now{at}, all;
-    if (min == 0)
+    if (min == 0) {
         all = now;
+    }
     // More rounds than characters, beyond the least number, reach nothing new.
-    const int rounds = std::min(max, min + static_cast<int>(text_.size()) + 1);
+    const int rounds = std::min(max, min + static_cast<int>(__text.size()) + 1);
     for (int i = 1; i <= rounds && !now.empty(); ++i) {
         ends next;
-        for (const int place : now)
+        for (const int place : now) {
             next.merge(from(a, place));
+        }
         now = next;
-        if (i >= min)
+        if (i >= min) {
             all.insert(now.begin(), now.end());
+        }
     }
     return all;
 }
 
 /// Every place where a match of the expression from `at` can end.
 matcher::ends matcher::from(const ast& a, int at) const {
-    const int size = static_cast<int>(text_.size());
+    const int size = static_cast<int>(__text.size());
     switch (a.kind) {
     case 'c':
     case '.': {
-        if (at == size)
+        if (at == size) {
             return {};
-        const char c = text_[static_cast<std::size_t>(at)];
-        const bool match = a.kind == 'c' ? c == a.c : !(options_.newline && c == '\n');
+        }
+        const char c = __text[static_cast<std::size_t>(at)];
+        const bool match = a.kind == 'c' ? c == a.c : !(__options.newline && c == '\n');
         return match ? ends{at + 1} : ends{};
     }
     case 'e':
@@ -159,16 +165,18 @@ matcher::ends matcher::from(const ast& a, int at) const {
         ends now{at};
         for (const astp& part : a.parts) {
             ends next;
-            for (const int place : now)
+            for (const int place : now) {
                 next.merge(from(*part, place));
+            }
             now = next;
         }
         return now;
     }
     case '|': {
         ends all;
-        for (const astp& part : a.parts)
+        for (const astp& part : a.parts) {
             all.merge(from(*part, at));
+        }
         return all;
     }
     case '*':
@@ -188,14 +196,16 @@ matcher::ends matcher::from(const node& n, int at) const {
         return from(ast{.kind = ',', .parts = n.stretch}, at);
     case '.': {
         ends all;
-        for (const int mid : from(*n.left, at))
+        for (const int mid : from(*n.left, at)) {
             all.merge(from(*n.right, mid));
+        }
         return all;
     }
     case '|': {
         ends all = from(*n.left, at);
-        if (n.right)
+        if (n.right) {
             all.merge(from(*n.right, at));
+        }
         return all;
     }
     case '(':
@@ -209,8 +219,9 @@ matcher::nodep matcher::alternatives(const ast& a) const {
     const auto branchof = [this](const astp& part) {
         return part->kind == ',' ? branch(part->parts, 0) : branch({part}, 0);
     };
-    if (a.kind != '|')
+    if (a.kind != '|') {
         return branchof(std::make_shared<ast>(a));
+    }
     std::vector<nodep> nodes;
     int flags = 0;
     for (const astp& part : a.parts) {
@@ -220,8 +231,9 @@ matcher::nodep matcher::alternatives(const ast& a) const {
         flags |= n->flags;
         nodes.push_back(std::move(n));
     }
-    if (!messy(flags))
+    if (!messy(flags)) {
         return std::make_unique<node>(node{.flags = flags, .stretch = {std::make_shared<ast>(a)}});
+    }
     nodep head;
     for (; !nodes.empty(); nodes.pop_back()) {
         nodes.back()->right = std::move(head);
@@ -232,9 +244,10 @@ matcher::nodep matcher::alternatives(const ast& a) const {
 }
 
 matcher::nodep matcher::atom(const ast& a) const {
-    if (a.kind == '\\')
+    if (a.kind == '\\') {
         return std::make_unique<node>(
             node{.op = 'b', .flags = BACKR, .group = a.group, .referred = a.referred});
+    }
     if (a.kind == '(') {
         nodep content = alternatives(*a.parts[0]);
         auto n = std::make_unique<node>(node{.op = '(', .flags = content->flags | CAP});
@@ -242,8 +255,9 @@ matcher::nodep matcher::atom(const ast& a) const {
         n->left = std::move(content);
         return n;
     }
-    if (a.kind == '|' || a.kind == ',' || a.kind == '*')
+    if (a.kind == '|' || a.kind == ',' || a.kind == '*') {
         return alternatives(a);
+    }
     return std::make_unique<node>(node{.stretch = {std::make_shared<ast>(a)}});
 }
 
@@ -269,8 +283,9 @@ matcher::nodep matcher::branch(const std::vector<astp>& items, std::size_t first
         int min = quantified ? item.min : 1;
         const int max = quantified ? item.max : 1;
         const bool bypass = min == 0;
-        if (bypass)
+        if (bypass) {
             min = 1;
+        }
         if (part->op == 'b') {
             part->min = min;
             part->max = max;
@@ -306,27 +321,34 @@ matcher::nodep matcher::branch(const std::vector<astp>& items, std::size_t first
 }
 
 void matcher::zap(const node& n) {
-    if (n.op == '(')
-        spans_[static_cast<std::size_t>(n.group)] = {-1, -1};
-    if (n.left)
+    if (n.op == '(') {
+        __spans[static_cast<std::size_t>(n.group)] = {-1, -1};
+    }
+    if (n.left) {
         zap(*n.left);
-    if (n.right)
+    }
+    if (n.right) {
         zap(*n.right);
+    }
 }
 
 bool matcher::refer(const node& n, int begin, int end) const {
-    const span group = spans_[static_cast<std::size_t>(n.group)];
+    const span group = __spans[static_cast<std::size_t>(n.group)];
     const int length = group.second - group.first;
-    if (group.first == -1)
+    if (group.first == -1) {
         return false;
-    if (length == 0 || end - begin < length)
+    }
+    if (length == 0 || end - begin < length) {
         return length == 0 && begin == end;
+    }
     int times = 0;
-    for (; begin + length <= end && (n.max == MANY || times < n.max); begin += length, ++times)
-        if (text_.compare(static_cast<std::size_t>(begin), static_cast<std::size_t>(length), text_,
+    for (; begin + length <= end && (n.max == MANY || times < n.max); begin += length, ++times) {
+        if (__text.compare(static_cast<std::size_t>(begin), static_cast<std::size_t>(length), __text,
                           static_cast<std::size_t>(group.first),
-                          static_cast<std::size_t>(length)) != 0)
+                          static_cast<std::size_t>(length)) != 0) {
             break;
+        }
+    }
     return begin == end && times >= n.min;
 }
 
@@ -334,32 +356,38 @@ bool matcher::refer(const node& n, int begin, int end) const {
 bool matcher::divide(const node& n, int begin, int end) {
     switch (n.op) {
     case '(':
-        if (!divide(*n.left, begin, end))
+        if (!divide(*n.left, begin, end)) {
             return false;
-        spans_[static_cast<std::size_t>(n.group)] = {begin, end};
+        }
+        __spans[static_cast<std::size_t>(n.group)] = {begin, end};
         return true;
     case '|':
         for (const node* t = &n; t; t = t->right.get()) {
-            if (accepts(*t->left, begin, end) && divide(*t->left, begin, end))
+            if (accepts(*t->left, begin, end) && divide(*t->left, begin, end)) {
                 return true;
+            }
             zap(*t->left);
         }
         return false;
     case '.': {
         std::vector<int> mids;
-        for (const int mid : from(*n.left, begin))
-            if (mid <= end)
+        for (const int mid : from(*n.left, begin)) {
+            if (mid <= end) {
                 mids.push_back(mid);
-        if (!(n.left->flags & SHORTER))
+            }
+        }
+        if (!(n.left->flags & SHORTER)) {
             std::reverse(mids.begin(), mids.end());
+        }
         for (const int mid : mids) {
             if (mid != mids.front()) {
                 zap(*n.left);
                 zap(*n.right);
             }
             if (divide(*n.left, begin, mid) && accepts(*n.right, mid, end) &&
-                divide(*n.right, mid, end))
+                divide(*n.right, mid, end)) {
                 return true;
+            }
         }
         return false;
     }
@@ -371,23 +399,25 @@ bool matcher::divide(const node& n, int begin, int end) {
 }
 
 std::vector<span> matcher::match(const std::string& text) {
-    text_ = text;
+    __text = text;
     const int size = static_cast<int>(text.size());
-    const bool shorter = (tree_->flags & SHORTER) != 0;
+    const bool shorter = (__tree->flags & SHORTER) != 0;
     for (int begin = 0; begin <= size; ++begin) {
-        const ends found = from(*tree_, begin);
+        const ends found = from(*__tree, begin);
         std::vector<int> order(found.begin(), found.end());
-        if (!shorter)
+        if (!shorter) {
             std::reverse(order.begin(), order.end());
+        }
         for (const int end : order) {
-            spans_.assign(static_cast<std::size_t>(groups_) + 1, {-1, -1});
-            if (divide(*tree_, begin, end)) {
-                spans_[0] = {begin, end};
-                return spans_;
+            __spans.assign(static_cast<std::size_t>(__groups) + 1, {-1, -1});
+            if (divide(*__tree, begin, end)) {
+                __spans[0] = {begin, end};
+                return __spans;
             }
             // A failed candidate at the far limit ends the whole search, as documented.
-            if (end == (shorter ? size : begin))
+            if (end == (shorter ? size : begin)) {
                 return {};
+            }
         }
     }
     return {};
@@ -398,16 +428,18 @@ namespace {
 template <class Visit>
 void eachwithin(const ast& a, Visit visit) {
     visit(a);
-    for (const astp& part : a.parts)
+    for (const astp& part : a.parts) {
         eachwithin(*part, visit);
+    }
 }
 
 /// Holds a repeated part, more than a back reference, with a back reference in it.
 bool repeatsreference(const ast& a) {
     bool found = false;
     eachwithin(a, [&](const ast& loop) {
-        if (loop.kind == '*' && loop.max > 1 && loop.parts[0]->kind != '\\')
+        if (loop.kind == '*' && loop.max > 1 && loop.parts[0]->kind != '\\') {
             eachwithin(loop, [&](const ast& within) { found = found || within.kind == '\\'; });
+        }
     });
     return found;
 }
@@ -417,15 +449,17 @@ bool repeatsreference(const ast& a) {
 /// The rounds of a repetition.
 matcher::readings matcher::readagain(const ast& a, const readings& before) const {
     readings now = before, all;
-    const int rounds = std::min(a.max, a.min + static_cast<int>(text_.size()) + 1);
+    const int rounds = std::min(a.max, a.min + static_cast<int>(__text.size()) + 1);
     for (int i = 0; i <= rounds; ++i) {
-        if (i >= a.min)
+        if (i >= a.min) {
             all.insert(now.begin(), now.end());
+        }
         readings afresh;
         for (reading r : now) {
             eachwithin(a, [&](const ast& within) {
-                if (within.kind == '(')
+                if (within.kind == '(') {
                     r.second[static_cast<std::size_t>(within.group)] = {-1, -1};
+                }
             });
             afresh.insert(std::move(r));
         }
@@ -440,45 +474,52 @@ matcher::readings matcher::read(const ast& a, const readings& before) const {
     switch (a.kind) {
     case ',':
         all = before;
-        for (const astp& part : a.parts)
+        for (const astp& part : a.parts) {
             all = read(*part, all);
+        }
         return all;
     case '|':
-        for (const astp& part : a.parts)
+        for (const astp& part : a.parts) {
             all.merge(read(*part, before));
+        }
         return all;
     case '*':
         return readagain(a, before);
     case '(':
-        for (const reading& r : before)
+        for (const reading& r : before) {
             for (reading inside : read(*a.parts[0], {r})) {
                 inside.second[group] = {r.first, inside.first};
                 all.insert(std::move(inside));
             }
+        }
         return all;
     case '\\':
         for (const auto& [at, groups] : before) {
             const auto [begin, end] = groups[group];
             const auto length = static_cast<std::size_t>(end - begin);
-            if (begin >= 0 && text_.compare(static_cast<std::size_t>(at), length, text_,
-                                            static_cast<std::size_t>(begin), length) == 0)
+            if (begin >= 0 && __text.compare(static_cast<std::size_t>(at), length, __text,
+                                            static_cast<std::size_t>(begin), length) == 0) {
                 all.insert({at + end - begin, groups});
+            }
         }
         return all;
     default: // sets no group
-        for (const auto& [at, groups] : before)
-            for (const int end : from(a, at))
+        for (const auto& [at, groups] : before) {
+            for (const int end : from(a, at)) {
                 all.insert({end, groups});
+            }
+        }
         return all;
     }
 }
 
 bool matcher::isreading(const std::vector<span>& spans) const {
-    if (spans.empty() || repeatsreference(root_))
+    if (spans.empty() || repeatsreference(__root)) {
         return true;
+    }
     reading start{spans[0].first, {spans.size(), {-1, -1}}}, wanted{spans[0].second, spans};
     start.second[0] = spans[0];
-    return read(root_, {start}).count(wanted) > 0;
+    return read(__root, {start}).count(wanted) > 0;
 }
 
 } // namespace reference

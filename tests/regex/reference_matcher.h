@@ -79,13 +79,13 @@ private:
     bool refer(const node& n, int begin, int end) const;
     void zap(const node& n);
 
-    const ast& root_;
-    nodep tree_;
-    int groups_;
-    options options_;
-    bool backrefs_ = false;
-    std::string text_;
-    std::vector<span> spans_;
+    const ast& __root;
+    nodep __tree;
+    int __groups;
+    options __options;
+    bool __backrefs = false;
+    std::string __text;
+    std::vector<span> __spans;
 };
 
 } // namespace reference

@@ -80,10 +80,12 @@ std::wstring random(std::mt19937& seed) {
         } else {
             pattern += atoms[pick(std::size(atoms))];
         }
-        if (pick(4) == 0)
+        if (pick(4) == 0) {
             pattern += repeats[pick(std::size(repeats))];
-        if (pick(9) == 0)
+        }
+        if (pick(9) == 0) {
             pattern += L"|";
+        }
     }
     return pattern;
 }

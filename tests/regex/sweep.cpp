@@ -8,8 +8,9 @@ namespace {
 template <class Chr>
 std::basic_string<Chr> converted(const std::wstring& text) {
     std::basic_string<Chr> out;
-    for (const wchar_t c : text)
+    for (const wchar_t c : text) {
         out += static_cast<Chr>(c);
+    }
     return out;
 }
 
@@ -17,8 +18,9 @@ std::basic_string<Chr> converted(const std::wstring& text) {
 
 bool comparesweeps(const std::wstring& pattern, int flags, const std::wstring& text) {
     expression<wchar_t> e(pattern, flags);
-    if (e.error() != Quil::REG_OKAY)
+    if (e.error() != Quil::REG_OKAY) {
         return false;
+    }
     const std::size_t slots = e.handle()->re_nsub + 1;
     Quil::TRegexContext<wchar_t> plain(e.handle()), fast(e.handle());
     plain.setfastroads(false);
@@ -49,9 +51,10 @@ std::size_t sweeptextures(std::initializer_list<const wchar_t*> patterns,
     const std::wstring tail(around, L'.');
     std::mt19937 seed(12);
     std::size_t found = 0;
-    for (const wchar_t* const pattern : patterns)
-        for (const int flags : {REG_ADVANCED, REG_ADVANCED | REG_ICASE, REG_ADVANCED | REG_NEWLINE})
-            for (const wchar_t* const alphabet : alphabets)
+    for (const wchar_t* const pattern : patterns) {
+        for (const int flags :
+             {REG_ADVANCED, REG_ADVANCED | REG_ICASE, REG_ADVANCED | REG_NEWLINE}) {
+            for (const wchar_t* const alphabet : alphabets) {
                 for (std::size_t length = 0; length < most; length += 1 + seed() % step) {
                     const std::wstring text = texture(seed, length, alphabet);
                     found += comparesweeps(pattern, flags, text) ? 1 : 0;
@@ -60,16 +63,20 @@ std::size_t sweeptextures(std::initializer_list<const wchar_t*> patterns,
                         comparesweeps(pattern, flags, tail + text);
                     }
                 }
+            }
+        }
+    }
     return found;
 }
 
 std::wstring texture(std::mt19937& seed, std::size_t length, const std::wstring& alphabet) {
     std::wstring text;
     while (text.size() < length) {
-        if (text.size() > 4 && seed() % 3 == 0)
+        if (text.size() > 4 && seed() % 3 == 0) {
             text += text.substr(text.size() - 1 - seed() % 4, 1 + seed() % 4);
-        else
+        } else {
             text += alphabet[seed() % alphabet.size()];
+        }
     }
     text.resize(length);
     return text;

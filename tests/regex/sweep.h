@@ -21,18 +21,18 @@ public:
             mmap(nullptr, 3 * SIZE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
         mprotect(all, SIZE, PROT_NONE);
         mprotect(all + 2 * SIZE, SIZE, PROT_NONE);
-        begin_ = reinterpret_cast<Chr*>(all + SIZE);
+        __begin = reinterpret_cast<Chr*>(all + SIZE);
     }
     /// A copy of the text at one of the room's two ends.
     const Chr* put(const std::basic_string<Chr>& text, bool atend) {
-        Chr* const at = atend ? begin_ + SIZE / sizeof(Chr) - text.size() : begin_;
+        Chr* const at = atend ? __begin + SIZE / sizeof(Chr) - text.size() : __begin;
         std::copy(text.begin(), text.end(), at);
         return at;
     }
 
 private:
     static constexpr std::size_t SIZE = std::size_t{1} << 20; // bytes, whole pages
-    Chr* begin_;
+    Chr* __begin;
 };
 
 /// Every match of a text, one after the other as a replace-all finds them. Nothing around the text
@@ -48,8 +48,9 @@ std::string sweep(Quil::TRegexContext<Chr>& context, const std::basic_string<Chr
     std::string all;
     for (std::size_t from = 0; from <= text.size();) {
         const bool within = from > 0 && text[from - 1] != Chr('\n');
-        if (context.exec(from, slots, m.data(), within ? Quil::REG_NOTBOL : 0) != Quil::REG_OKAY)
+        if (context.exec(from, slots, m.data(), within ? Quil::REG_NOTBOL : 0) != Quil::REG_OKAY) {
             break;
+        }
         all += std::to_string(from) + ": " + print(m) + "\n";
         from += static_cast<std::size_t>(m[0].rm_eo) + (m[0].rm_so == m[0].rm_eo ? 1 : 0);
     }

@@ -46,12 +46,14 @@ TEST(UniData, CaseMappings) {
 
 TEST(UniData, CountsOfCaseTypes) {
     int counts[8] = {};
-    for (std::uint32_t ch = 0; ch <= 0xFFFF; ++ch)
+    for (std::uint32_t ch = 0; ch <= 0xFFFF; ++ch) {
         ++counts[(static_cast<std::uint32_t>(IMPL::UniCharInfo(wide(ch))) >> IMPL::UNI_TITLE_BIT) &
                  7];
+    }
     const int expected[8] = {64136, 0, 689, 4, 699, 4, 4, 0};
-    for (int type = 0; type < 8; ++type)
+    for (int type = 0; type < 8; ++type) {
         EXPECT_EQ(counts[type], expected[type]) << type;
+    }
 }
 
 TEST(UniData, Categories) {
@@ -67,8 +69,9 @@ TEST(UniData, Categories) {
         {0xAC00, UniCategory::Lo}, {0x10030, UniCategory::Nd}, {0xFEFF, UniCategory::Cf},
         {0x9FA5, UniCategory::Lo}, {0x9FA6, UniCategory::Cn},  {0xAB, UniCategory::Pi},
     };
-    for (const auto& c : cases)
+    for (const auto& c : cases) {
         EXPECT_EQ(GetUniCharCategory(wide(c.ch)), c.category) << std::hex << c.ch;
+    }
 }
 
 TEST(UniData, ClassLists) {
@@ -83,8 +86,9 @@ TEST(UniData, ClassLists) {
     };
     for (const auto& c : cases) {
         std::size_t members = c.list.singles.size();
-        for (const IMPL::ClassRange& range : c.list.ranges)
+        for (const IMPL::ClassRange& range : c.list.ranges) {
             members += range.last - range.first + 1U;
+        }
         EXPECT_EQ(c.list.singles.size(), c.singles) << c.name;
         EXPECT_EQ(c.list.ranges.size(), c.ranges) << c.name;
         EXPECT_EQ(members, c.members) << c.name;

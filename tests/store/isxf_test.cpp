@@ -26,19 +26,19 @@ stringEx Hex(const byteEx& bytes) {
 /// A source that can't seek and hands out at most `step` bytes a time.
 class TrickleSource : public TDataSource {
 public:
-    TrickleSource(byteEx data, unsigned int step) : m_data(std::move(data)), m_step(step) {}
+    TrickleSource(byteEx data, unsigned int step) : _data(std::move(data)), _step(step) {}
     bool IsValid() const override { return true; }
-    bool IsEOF() const override { return m_io.IsEOF(); }
+    bool IsEOF() const override { return _io.IsEOF(); }
     unsigned int Read(void* buffer, unsigned int size) const override {
         requests.push_back(size);
-        return m_io.Read(buffer, std::min(size, m_step));
+        return _io.Read(buffer, std::min(size, _step));
     }
     mutable std::vector<unsigned int> requests;
 
 private:
-    byteEx m_data;
-    CByteIO m_io{&m_data};
-    unsigned int m_step;
+    byteEx _data;
+    CByteIO _io{&_data};
+    unsigned int _step;
 };
 
 // The two kinds of I/O object: written to by `sink`, and read again from the start by `source`.
@@ -173,8 +173,9 @@ TYPED_TEST(Isxf, EachTypeThereAndBack) {
 TYPED_TEST(Isxf, EachPrefixByIgnoreNextAndByEachGetter) {
     USE_IO;
     std::vector<stringEx> streams = {"00"};
-    for (const auto& value : Values<IO>())
+    for (const auto& value : Values<IO>()) {
         streams.push_back(value.bytes);
+    }
     for (const stringEx& stream : streams) {
         const byteEx whole = Bytes(stream);
         const int real = whole[0];
@@ -196,11 +197,12 @@ TYPED_TEST(Isxf, EachPrefixByIgnoreNextAndByEachGetter) {
                 const FAILURE failure = FailureOf([&] { getter.isRead(other); });
                 EXPECT_EQ(failure.code, n == 0 || (fits && !enough) ? 2U : fits ? 0U : 1U) << note;
                 stringEx text;
-                if (real != 0)
+                if (real != 0) {
                     text << "CISXFReader::_GetAndVerifyType - wrong data type\n  expected = "
                          << expected << "\n  real     = " << real;
-                else
+                } else {
                     text << getter.voidMessage;
+                }
                 EXPECT_TRUE(failure.code != 1 || failure.text == text) << note;
             }
         }
@@ -332,19 +334,22 @@ TEST(IsxfReader, RandomStreams) {
     const std::size_t kinds = Values<Memory>().size();
     const auto read = [&](const auto& values, const auto& reader, unsigned int kind, bool& isRead) {
         return FailureOf([&] {
-            if (kind == kinds)
+            if (kind == kinds) {
                 reader.IgnoreNext();
-            else
+            } else {
                 isRead = values[kind].isRead(reader);
+            }
         });
     };
     for (int round = 0; round < 1500; ++round) {
         byteEx data;
         for (unsigned int left = below(12); left != 0; --left) {
-            if (below(4) != 0)
+            if (below(4) != 0) {
                 data.append(Bytes(Values<Memory>()[below(kinds)].bytes));
-            if (below(8) == 0)
+            }
+            if (below(8) == 0) {
                 data.push_back(static_cast<unsigned char>(random()));
+            }
         }
         const Memory memory(data);
         const Stream stream(data);

@@ -254,7 +254,7 @@ protected:
     using T = typename S::value_type;
     using Model = std::basic_string<T>;
 
-    unsigned int Below(std::size_t n) { return static_cast<unsigned int>(m_random() % n); }
+    unsigned int Below(std::size_t n) { return static_cast<unsigned int>(_random() % n); }
     static Model Of(const S& s) { return {s.data(), s.length()}; }
 
     /// A random change of `s`, of which the answer must be `s` itself.
@@ -269,10 +269,10 @@ protected:
         const T element = static_cast<T>('a' + Below(26));
         const Given<S> given{pos, n, source, from, many, many, element};
         const Given<Model> modelled{pos, n, copy, from, many, reach, element};
-        m_change = Below(std::tuple_size_v<decltype(CHANGES)>);
+        _change = Below(std::tuple_size_v<decltype(CHANGES)>);
         std::size_t i = 0;
         const auto apply = [&](const auto& change) {
-            if (i++ == m_change) {
+            if (i++ == _change) {
                 change(model, modelled);
                 S& answer = change(s, given);
                 EXPECT_EQ(&answer, &s);
@@ -281,8 +281,8 @@ protected:
         std::apply([&](const auto&... change) { (apply(change), ...); }, CHANGES);
     }
 
-    std::mt19937 m_random{7};
-    std::size_t m_change = 0;
+    std::mt19937 _random{7};
+    std::size_t _change = 0;
 };
 using Classes = testing::Types<stringEx, wstringEx, byteEx>;
 TYPED_TEST_SUITE(Changes, Classes);
@@ -316,9 +316,9 @@ TYPED_TEST(Changes, AgreeWithAStandardString) {
             s.detach();
         }
         for (unsigned int k = 0; k < 3; ++k) {
-            ASSERT_EQ(this->Of(strings[k]), models[k]) << round << " change " << this->m_change;
+            ASSERT_EQ(this->Of(strings[k]), models[k]) << round << " change " << this->_change;
         }
-        ASSERT_TRUE(S::sm_tail == 0 || s.ref() == nullptr || s.has_tail()) << this->m_change;
+        ASSERT_TRUE(S::sm_tail == 0 || s.ref() == nullptr || s.has_tail()) << this->_change;
     }
 }
 
@@ -333,7 +333,7 @@ TYPED_TEST(Changes, AgreeThroughAView) {
         const S source(room + this->Below(128), this->Below(60), typename S::NOT_OWNER());
         typename TestFixture::Model model = this->Of(view);
         this->Change(view, model, source);
-        ASSERT_EQ(this->Of(view), model) << round << " change " << this->m_change;
+        ASSERT_EQ(this->Of(view), model) << round << " change " << this->_change;
     }
 }
 

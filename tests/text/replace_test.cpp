@@ -92,13 +92,13 @@ protected:
     S Random(unsigned int length) {
         S text;
         for (unsigned int i = 0; i < length; ++i) {
-            text += static_cast<T>("abAB"[m_random() % 4]);
+            text += static_cast<T>("abAB"[_random() % 4]);
         }
         return text;
     }
-    unsigned int Below(unsigned int n) { return static_cast<unsigned int>(m_random() % n); }
+    unsigned int Below(unsigned int n) { return static_cast<unsigned int>(_random() % n); }
 
-    std::mt19937 m_random{7};
+    std::mt19937 _random{7};
 };
 using Classes = testing::Types<stringEx, wstringEx, byteEx>;
 TYPED_TEST_SUITE(Replace, Classes);
