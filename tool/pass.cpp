@@ -1,7 +1,7 @@
 // Reading the inputs and writing the results; what lies between is the road's.
 #include "tool/pass.h"
 
-#include "tool/held_signals.h"
+#include "tool/HeldSignals.h"
 #include "tool/road/road.h"
 #include "tool/standard_output.h"
 #include "util/file/dir.h"

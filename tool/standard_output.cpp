@@ -1,6 +1,6 @@
 #include "tool/standard_output.h"
 
-#include "tool/held_signals.h"
+#include "tool/HeldSignals.h"
 
 #include <cerrno>
 #include <csignal>

@@ -2,8 +2,8 @@
 // library alone: all charsets, hostile bytes, and the ends of blocks everywhere in a sequence.
 
 #include "tests/conv/texts.h"
-#include "util/conv/BlockConversion.h"
 #include "util/conv/TextLibIConv.h"
+#include "util/conv/block_conversion.h"
 
 #include <gtest/gtest.h>
 #include <iconv.h>

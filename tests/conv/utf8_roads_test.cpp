@@ -1,9 +1,9 @@
 // The two roads of the UTF-8 converter, its own and the library's, against each other.
 
 #include "util/conv/TextLibIConv.h"
-#include "util/conv/Utf8Codec.h"
-#include "util/conv/Utf8Validation.h"
-#include "util/conv/codec/Utf8Runs.h"
+#include "util/conv/codec/utf8_runs.h"
+#include "util/conv/utf8_codec.h"
+#include "util/conv/utf8_validation.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

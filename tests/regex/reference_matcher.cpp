@@ -101,7 +101,8 @@ bool matcher::wordat(int at) const {
 bool matcher::holds(char constraint, int at) const {
     const int size = static_cast<int>(__text.size());
     const auto newlineat = [&](int i) {
-        return __options.newline && i >= 0 && i < size && __text[static_cast<std::size_t>(i)] == '\n';
+        return __options.newline && i >= 0 && i < size &&
+               __text[static_cast<std::size_t>(i)] == '\n';
     };
     const bool before = wordat(at - 1), behind = wordat(at);
     switch (constraint) {
@@ -343,9 +344,9 @@ bool matcher::refer(const node& n, int begin, int end) const {
     }
     int times = 0;
     for (; begin + length <= end && (n.max == MANY || times < n.max); begin += length, ++times) {
-        if (__text.compare(static_cast<std::size_t>(begin), static_cast<std::size_t>(length), __text,
-                          static_cast<std::size_t>(group.first),
-                          static_cast<std::size_t>(length)) != 0) {
+        if (__text.compare(static_cast<std::size_t>(begin), static_cast<std::size_t>(length),
+                           __text, static_cast<std::size_t>(group.first),
+                           static_cast<std::size_t>(length)) != 0) {
             break;
         }
     }
@@ -498,7 +499,7 @@ matcher::readings matcher::read(const ast& a, const readings& before) const {
             const auto [begin, end] = groups[group];
             const auto length = static_cast<std::size_t>(end - begin);
             if (begin >= 0 && __text.compare(static_cast<std::size_t>(at), length, __text,
-                                            static_cast<std::size_t>(begin), length) == 0) {
+                                             static_cast<std::size_t>(begin), length) == 0) {
                 all.insert({at + end - begin, groups});
             }
         }

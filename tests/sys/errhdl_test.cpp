@@ -4,7 +4,7 @@
 #include "util/base/sanitizer.h"
 #include "util/file/sysfile.h"
 #include "util/sys/errhdl.h"
-#include "util/sys/error/sigcode.h"
+#include "util/sys/error/signal_code.h"
 #include "util/sys/log.h"
 #include "util/sys/thread.h"
 #include "util/sys/time.h"

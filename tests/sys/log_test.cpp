@@ -3,7 +3,7 @@
 #include "tests/sys/child.h"
 #include "tests/sys/message_of.h"
 #include "util/base/sanitizer.h"
-#include "util/file/filelogger.h"
+#include "util/file/FileLogger.h"
 #include "util/file/sysfile.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/log.h"

@@ -5,7 +5,7 @@
 #include "util/sys/advSync.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/event.h"
-#include "util/sys/lock/shmem.h"
+#include "util/sys/lock/ShMem.h"
 #include "util/sys/mutex.h"
 #include "util/sys/sem.h"
 

@@ -1,8 +1,8 @@
 #include "tool/road/road.h"
 
-#include "tool/road/block_road.h"
-#include "tool/road/plain_road.h"
-#include "tool/road/utf8_road.h"
+#include "tool/road/BlockRoad.h"
+#include "tool/road/PlainRoad.h"
+#include "tool/road/Utf8Road.h"
 
 namespace Quil {
 

@@ -10,7 +10,7 @@
 //     std::thread([converter = CQuietHandle(converter)] { converter->MBtoWC(...); });
 #pragma once
 
-#include "util/base/cancel.h"
+#include "util/base/CancelHold.h"
 
 #include <atomic>
 #include <cstddef>

@@ -99,7 +99,7 @@ public:
     /// the same bytes. False also where that isn't known.
     virtual bool IsUtf8() const { return false; }
     /// The ways by which its texts can go piece by piece with the same result; null if they must be
-    /// converted at once. For who owns the converter (see BlockConversion.h) and alone uses it.
+    /// converted at once. For who owns the converter (see block_conversion.h) and alone uses it.
     virtual IMPL::IBlockWays* GetBlockWays() const { return nullptr; }
 
     /// Decodes text of the library's own narrow type.

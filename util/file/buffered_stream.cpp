@@ -2,7 +2,7 @@
 
 #include "util/file/buffered_stream.h"
 
-#include "util/base/cancel.h"
+#include "util/base/CancelHold.h"
 
 #include <algorithm>
 #include <cstring>

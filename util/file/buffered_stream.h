@@ -7,7 +7,7 @@
 
 #include "util/file/data_object.h"
 #include "util/file/sysfile.h"
-#include "util/file/system/period_file.h"
+#include "util/file/system/PeriodFile.h"
 #include "util/text/byteEx.h"
 
 namespace Quil {

@@ -2,8 +2,8 @@
 
 #include "util/file/dir.h"
 
-#include "util/file/path/posixdir.h"
-#include "util/file/system/errtext.h"
+#include "util/file/path/posix_dir.h"
+#include "util/file/system/error_text.h"
 #include "util/sys/errhdl.h"
 
 #include <unistd.h>

@@ -1,8 +1,8 @@
 // Path arithmetic of CDir, and the directories with a special meaning.
 
 #include "util/file/dir.h"
-#include "util/file/path/posixdir.h"
-#include "util/file/system/errtext.h"
+#include "util/file/path/posix_dir.h"
+#include "util/file/system/error_text.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/misc.h"
 

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "util/file/byte_io.h"
+#include "util/file/ByteIO.h"
 #include "util/file/data_object.h"
 #include "util/file/sysfile.h"
 

@@ -7,7 +7,7 @@
 
 #pragma once
 
-#include "util/base/init_guard.h"
+#include "util/base/InitGuard.h"
 
 #include <compare>
 #include <concepts>

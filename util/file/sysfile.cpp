@@ -2,8 +2,8 @@
 
 #include "util/file/sysfile.h"
 
-#include "util/file/system/errtext.h"
-#include "util/file/system/posixfile.h"
+#include "util/file/system/error_text.h"
+#include "util/file/system/posix_file.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/time.h"
 #include "util/text/ConvStr.h"

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "util/file/longlong.h"
-#include "util/file/system/file_mapping.h"
+#include "util/file/system/FileMapping.h"
 #include "util/file/system/shared_descriptor.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"

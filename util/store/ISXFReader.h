@@ -6,7 +6,7 @@
 // made up of old memory.
 #pragma once
 
-#include "util/file/byte_io.h"
+#include "util/file/ByteIO.h"
 #include "util/file/data_object.h"
 #include "util/store/ISXFBasic.h"
 #include "util/text/byteEx.h"

@@ -1,7 +1,7 @@
 // The ISXF writer: one `Append` for each type of value. `ISXFBasic.h` tells what a stream is.
 #pragma once
 
-#include "util/file/byte_io.h"
+#include "util/file/ByteIO.h"
 #include "util/file/data_object.h"
 #include "util/store/ISXFBasic.h"
 #include "util/text/byteEx.h"

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "util/sys/errhdl.h"
-#include "util/sys/lock/rwstate.h"
+#include "util/sys/lock/ReaderWriterState.h"
 #include "util/sys/mutex.h"
 
 #include <exception>

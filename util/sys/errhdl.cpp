@@ -2,10 +2,10 @@
 // guarded, an alarm bounds them all, and a second entry ends the process at once.
 #include "util/sys/errhdl.h"
 
-#include "util/base/cancel.h"
+#include "util/base/CancelHold.h"
 #include "util/base/sanitizer.h"
-#include "util/sys/error/sigcode.h"
-#include "util/sys/error/sigstack.h"
+#include "util/sys/error/SignalStack.h"
+#include "util/sys/error/signal_code.h"
 #include "util/sys/log.h"
 #include "util/text/ConvStr.h"
 

@@ -10,7 +10,7 @@
 // header, writes what it knows to the process-wide log, and ends the process with -1.
 #pragma once
 
-#include "util/base/init_guard.h"
+#include "util/base/InitGuard.h"
 #include "util/text/stringEx.h"
 
 namespace Quil {

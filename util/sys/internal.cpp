@@ -2,9 +2,9 @@
 // there is no order that could be wrong.
 #include "util/sys/internal.h"
 
+#include "util/base/Immortal.h"
 #include "util/base/LazyStatic.h"
-#include "util/base/immortal.h"
-#include "util/sys/lock/lazysem.h"
+#include "util/sys/lock/LazySem.h"
 
 namespace Quil::IMPL {
 

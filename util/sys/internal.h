@@ -1,7 +1,7 @@
 // The lock under which the library's lazily built statics are created.
 #pragma once
 
-#include "util/base/init_guard.h"
+#include "util/base/InitGuard.h"
 #include "util/sys/mutex.h"
 
 namespace Quil::IMPL {

@@ -2,11 +2,11 @@
 // lock is released after it, since a release may run foreign code.
 #include "util/sys/log.h"
 
-#include "util/base/cancel.h"
-#include "util/base/immortal.h"
+#include "util/base/CancelHold.h"
+#include "util/base/Immortal.h"
 #include "util/sys/advSync.h"
 #include "util/sys/errhdl.h"
-#include "util/sys/log/log_body.h"
+#include "util/sys/log/LogBody.h"
 
 #include <algorithm>
 #include <atomic>

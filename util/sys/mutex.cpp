@@ -1,7 +1,7 @@
 // The slow roads of the fast lock, and the system's locks with the words for their failures.
 #include "util/sys/mutex.h"
 
-#include "util/base/cancel.h"
+#include "util/base/CancelHold.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/internal.h"
 #include "util/sys/syserror.h"

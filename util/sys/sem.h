@@ -8,8 +8,8 @@
 
 #include "util/base/preallocate.h"
 #include "util/base/timeout.h"
-#include "util/sys/lock/lazysem.h"
-#include "util/sys/lock/shmem.h"
+#include "util/sys/lock/LazySem.h"
+#include "util/sys/lock/ShMem.h"
 #include "util/text/stringEx.h"
 
 #include <atomic>

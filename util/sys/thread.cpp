@@ -2,8 +2,8 @@
 // thread that still needs it is waited for.
 #include "util/sys/thread.h"
 
-#include "util/base/cancel.h"
-#include "util/base/platinfo.h"
+#include "util/base/CancelHold.h"
+#include "util/base/PlatInfo.h"
 #include "util/sys/advSync.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/thread_imp.h"

@@ -2,10 +2,10 @@
 // held and let go, and how it is scheduled.
 #include "util/sys/thread_imp.h"
 
-#include "util/base/cancel.h"
+#include "util/base/CancelHold.h"
 #include "util/base/sanitizer.h"
 #include "util/sys/errhdl.h"
-#include "util/sys/error/sigstack.h"
+#include "util/sys/error/SignalStack.h"
 #include "util/sys/log.h"
 #include "util/sys/syserror.h"
 #include "util/text/ConvStr.h"

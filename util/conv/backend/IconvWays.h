@@ -2,7 +2,7 @@
 // there is one for the charset, and in pieces of which size through the library.
 #pragma once
 
-#include "util/conv/backend/IconvWay.h"
+#include "util/conv/backend/iconv_way.h"
 #include "util/conv/codec/CharsetCodecs.h"
 
 #include <cstddef>

@@ -6,7 +6,7 @@
 
 #include "util/base/LazyStatic.h"
 #include "util/conv/TextConv.h"
-#include "util/conv/catalog/TextConvTables.h"
+#include "util/conv/catalog/encoding_tables.h"
 #include "util/sys/errhdl.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "util/conv/codec/CharsetCodecs.h"
 
-#include "util/conv/Utf8Codec.h"
-#include "util/conv/codec/Utf16Codec.h"
+#include "util/conv/codec/utf16_codec.h"
+#include "util/conv/utf8_codec.h"
 
 #include <algorithm>
 #include <iterator>
@@ -25,11 +25,11 @@ struct CODEC_ROW {
 
 /// Codecs that need no filling.
 constexpr CODEC_ROW FIXED_CODECS[] = {{"UTF-8", &UTF8_DECODER, &UTF8_ENCODER},
-                                         {"UTF8", &UTF8_DECODER, &UTF8_ENCODER},
-                                         {"UTF-16LE", &UTF16_LE_DECODER, &UTF16_LE_ENCODER},
-                                         {"UTF16LE", &UTF16_LE_DECODER, &UTF16_LE_ENCODER},
-                                         {"UTF-16BE", &UTF16_BE_DECODER, &UTF16_BE_ENCODER},
-                                         {"UTF16BE", &UTF16_BE_DECODER, &UTF16_BE_ENCODER}};
+                                      {"UTF8", &UTF8_DECODER, &UTF8_ENCODER},
+                                      {"UTF-16LE", &UTF16_LE_DECODER, &UTF16_LE_ENCODER},
+                                      {"UTF16LE", &UTF16_LE_DECODER, &UTF16_LE_ENCODER},
+                                      {"UTF-16BE", &UTF16_BE_DECODER, &UTF16_BE_ENCODER},
+                                      {"UTF16BE", &UTF16_BE_DECODER, &UTF16_BE_ENCODER}};
 
 // Charsets whose sequences depend on nothing before or behind them: they have no shift states and
 // no combining characters that a decoder would wait for. Not the Korean CP949 (UHC): the C

@@ -4,7 +4,7 @@
 
 #include "util/conv/backend/IconvStepper.h"
 #include "util/conv/codec/Codec.h"
-#include "util/conv/codec/TableCodec.h"
+#include "util/conv/codec/table_codec.h"
 #include "util/text/stringEx.h"
 
 #include <cstdint>

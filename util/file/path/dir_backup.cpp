@@ -4,10 +4,10 @@
 // complicates it: other files may stand beside them with names much alike ("a@home.txt" beside
 // "a.txt"). Only an exact stamp makes a file a backup, since what is one may be removed.
 
-#include "util/base/cancel.h"
+#include "util/base/CancelHold.h"
 #include "util/file/dir.h"
 #include "util/file/path/file_copy.h"
-#include "util/file/path/posixdir.h"
+#include "util/file/path/posix_dir.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/log.h"
 #include "util/sys/time.h"

@@ -4,10 +4,10 @@
 // of a file, and the care for what would be lost when the device is full.
 
 #include "util/file/dir.h"
-#include "util/file/path/posixdir.h"
-#include "util/file/system/errtext.h"
-#include "util/file/system/file_rewrite.h"
-#include "util/file/system/posixfile.h"
+#include "util/file/path/posix_dir.h"
+#include "util/file/system/FileRewrite.h"
+#include "util/file/system/error_text.h"
+#include "util/file/system/posix_file.h"
 #include "util/sys/errhdl.h"
 
 #include <algorithm>

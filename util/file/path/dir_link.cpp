@@ -1,7 +1,7 @@
 // CDir: links, and the scripts that stand in for links with arguments.
 
 #include "util/file/dir.h"
-#include "util/file/system/errtext.h"
+#include "util/file/system/error_text.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/misc.h"
 

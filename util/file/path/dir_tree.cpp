@@ -5,8 +5,8 @@
 // the system allows a path.
 
 #include "util/file/dir.h"
-#include "util/file/path/posixdir.h"
-#include "util/file/system/errtext.h"
+#include "util/file/path/posix_dir.h"
+#include "util/file/system/error_text.h"
 #include "util/sys/errhdl.h"
 
 #include <climits>

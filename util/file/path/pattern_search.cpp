@@ -6,7 +6,7 @@
 // results come pattern by pattern all the same.
 
 #include "util/file/dir.h"
-#include "util/file/path/tree_search.h"
+#include "util/file/path/TreeSearch.h"
 
 #include <fcntl.h>
 #include <map>

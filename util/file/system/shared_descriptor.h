@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "util/base/cancel.h"
+#include "util/base/CancelHold.h"
 #include "util/base/handle.h"
 
 #include <new>

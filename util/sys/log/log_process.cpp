@@ -1,8 +1,8 @@
 // All logs of a process: at its end each writes what it has queued, and a forked child goes on with
 // what a single thread can use.
-#include "util/base/cancel.h"
-#include "util/base/immortal.h"
-#include "util/sys/log/log_body.h"
+#include "util/base/CancelHold.h"
+#include "util/base/Immortal.h"
+#include "util/sys/log/LogBody.h"
 
 #include <memory>
 #include <pthread.h>

@@ -1,5 +1,5 @@
 // Text buffers in the standard streams, with the meaning that a standard string has there.
-#include "util/base/cancel.h"
+#include "util/base/CancelHold.h"
 #include "util/text/basic_buffer.h"
 
 #include <istream>

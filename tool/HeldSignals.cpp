@@ -1,0 +1,52 @@
+#include "tool/HeldSignals.h"
+
+#include <iostream>
+#include <unistd.h>
+
+namespace Quil {
+
+namespace {
+
+constexpr int ENDING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
+/// Whether one of the held signals waits that nobody wanted to be held before.
+bool HasCome(const sigset_t& before) {
+    sigset_t waiting;
+    sigpending(&waiting);
+    for (const int signal : ENDING_SIGNALS) {
+        if (sigismember(&waiting, signal) == 1 && sigismember(&before, signal) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+void EndBySignal(int signal) {
+    std::signal(signal, SIG_DFL);
+    sigset_t only;
+    sigemptyset(&only);
+    sigaddset(&only, signal);
+    pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
+    raise(signal);
+    _exit(-1); // the default action of some signals is none
+}
+
+CHeldSignals::CHeldSignals() {
+    sigset_t held;
+    sigemptyset(&held);
+    for (const int signal : ENDING_SIGNALS) {
+        sigaddset(&held, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &held, &__before);
+}
+
+CHeldSignals::~CHeldSignals() {
+    if (HasCome(__before)) {
+        std::cout.flush();
+    }
+    pthread_sigmask(SIG_SETMASK, &__before, nullptr);
+}
+
+} // namespace Quil

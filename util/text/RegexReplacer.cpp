@@ -1,0 +1,75 @@
+// Two ways of the same template, each with the engine's context and the replacement taken apart for
+// its elements.
+#include "util/text/RegexReplacer.h"
+
+#include "regex/linelocal.h"
+#include "util/text/replace/regex_replace.h"
+
+namespace Quil {
+
+template <class T>
+struct CRegexReplacer::WAY {
+    basic_buffer<T> replacement;
+    IMPL::regex_template<T> filler;
+    IMPL::regex_search<T> searches;
+    bool sensitive;
+
+    WAY(const IMPL::regex_record& compiled, const basic_buffer<T>& rep)
+        : replacement(rep), filler(replacement, compiled.re.re_nsub + 1),
+          searches(compiled.re, basic_buffer<T>(), false),
+          sensitive(compiled.is_newline_sensitive()) {}
+
+    unsigned int Replace(basic_buffer<T>& to, text_ref<T> text, FORM form) {
+        searches.set_text(text);
+        const auto by = [&](auto decide) {
+            return IMPL::regex_replace_all<T>(to, text, searches, sensitive, filler, false, decide);
+        };
+        return form == FORM::COPY_OUT ? by(IMPL::copy_out_beginning())
+                                      : by(IMPL::in_place_beginning{false});
+    }
+};
+
+struct CRegexReplacer::WAYS {
+    WAY<wchar_t> wide;
+    WAY<unsigned char> bytes;
+
+    WAYS(const IMPL::regex_record& compiled, const wstringEx& rep, const byteEx& repBytes)
+        : wide(compiled, rep), bytes(compiled, repBytes) {}
+};
+
+CRegexReplacer::CRegexReplacer(const wstringEx::regex_handle& expression, wstringEx rep,
+                               stringEx bytes, FORM form)
+    : __expression(expression), __form(form) {
+    if (!expression) {
+        return;
+    }
+    rep.detach_if_static();
+    bytes.detach_if_static();
+    IMPL::translate_replacement(rep);
+    IMPL::translate_replacement(bytes);
+    const auto& compiled = IMPL::regex_record::Of(expression.get());
+    __ways = std::make_unique<WAYS>(compiled, rep, static_cast<byteEx>(bytes));
+}
+
+CRegexReplacer::~CRegexReplacer() = default;
+
+bool CRegexReplacer::IsLocalToLines() const {
+    if (!__expression) {
+        return true;
+    }
+    const auto& compiled = IMPL::regex_record::Of(__expression.get());
+    return islinelocal(&compiled.re, compiled.is_newline_sensitive());
+}
+
+unsigned int CRegexReplacer::Replace(basic_buffer<wchar_t>& to, text_ref<wchar_t> text) {
+    to.clear();
+    return __ways ? __ways->wide.Replace(to, text, __form) : 0;
+}
+
+unsigned int CRegexReplacer::Replace(basic_buffer<unsigned char>& to,
+                                     text_ref<unsigned char> text) {
+    to.clear();
+    return __ways ? __ways->bytes.Replace(to, text, __form) : 0;
+}
+
+} // namespace Quil
