@@ -58,9 +58,12 @@ inline bool AnyLane(const Vector& lanes) {
 }
 
 /// True if no byte of the vector is above 0x7F.
-template <class Vector>
-inline bool IsAscii(const Vector& lanes) {
+inline bool IsAscii(const LANES<std::uint8_t>& lanes) {
+#if defined(__SSE2__)
+    return _mm_movemask_epi8(reinterpret_cast<__m128i>(lanes)) == 0;
+#else
     return (FoldLanes(lanes) & 0x8080808080808080U) == 0;
+#endif
 }
 
 /// Lanes of all ones and all zeros as the bits of an integer, the first lane as the lowest.
