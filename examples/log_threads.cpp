@@ -3,8 +3,8 @@
 //
 // Usage: log_threads FILE
 
-#include "util/file/dir.h"
 #include "util/file/FileLogger.h"
+#include "util/file/dir.h"
 #include "util/file/sysfile.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/log.h"
