@@ -148,10 +148,11 @@ public:
         return *this;
     }
 
-    // The analyzer takes a moved-from temporary's release for one of the object that moved.
-    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
+    // The analyzer takes the release of one holder for the object's end.
+    // NOLINTBEGIN(clang-analyzer-cplusplus.NewDelete)
     T* get() const noexcept { return __object; }
     T* operator->() const noexcept { return __object; }
+    // NOLINTEND(clang-analyzer-cplusplus.NewDelete)
     std::add_lvalue_reference_t<T> operator*() const noexcept requires(!std::is_void_v<T>) {
         return *__object;
     }

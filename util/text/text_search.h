@@ -161,6 +161,7 @@ private:
     /// True once failed verifications cost more than the scan of this much text may, and the
     /// automaton is there to go on.
     bool __IsSlow(std::ptrdiff_t scanned) {
+        // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): both rooms are released with the object
         return __IsWasteful(scanned) && __PrepareAutomaton(__needle);
     }
     bool __IsWasteful(std::ptrdiff_t scanned) const {
