@@ -41,6 +41,7 @@ struct TRegexContext<Chr>::machine {
     int find(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
     bool filters();
     const Chr* findfiltered(const Chr*& end);
+    const Chr* firstclose(const Chr* from, const Chr* limit, const Chr*& cold);
     const Chr* findwithin(const Chr* from, const Chr* limit, const Chr*& end);
     bool trybegins(const Chr*& begin, const Chr* limit, const Chr*& end);
     int findrun(std::size_t nmatch, regmatch_t* pmatch);
@@ -163,9 +164,7 @@ int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
         return begin ? tell(nmatch, pmatch, begin, end) : REG_NOMATCH;
     }
     const Chr* cold = nullptr;
-    const Chr* const close = fixed && env.fastroads && !literal.empty()
-                                 ? literal.find(env.start, env.stop, env.colors, env.looked)
-                                 : search.shortest(from, from, env.stop, &cold);
+    const Chr* const close = firstclose(from, env.stop, cold);
     report(details, cold);
     if (!close) {
         return REG_NOMATCH;
@@ -213,7 +212,7 @@ int TRegexContext<Chr>::machine::tell(std::size_t nmatch, regmatch_t* pmatch, co
 /// Whether the search may pass over what the filters rule out.
 template <class Chr>
 bool TRegexContext<Chr>::machine::filters() {
-    if (!env.fastroads || expect || env.limits.smallcache || !literal.empty()) {
+    if (!env.fastroads || expect || env.limits.smallcache) {
         return false;
     }
     if (!filter) {
@@ -252,9 +251,19 @@ const Chr* TRegexContext<Chr>::machine::findwithin(const Chr* from, const Chr* l
         return nullptr;
     }
     const Chr* cold = nullptr;
-    const Chr* const close = search.shortest(from, from, limit, &cold);
+    const Chr* const close = firstclose(from, limit, cold);
     const Chr* late = nullptr;
     return close ? findspan(cold, close, end, late) : nullptr;
+}
+
+/// The first end of a match that begins at or behind `from`, not behind `limit`; `cold` gets a place
+/// before which none that ends there begins.
+template <class Chr>
+const Chr* TRegexContext<Chr>::machine::firstclose(const Chr* from, const Chr* limit,
+                                                   const Chr*& cold) {
+    return fixed && env.fastroads && !literal.empty()
+               ? literal.find(from, limit, env.colors, env.looked)
+               : search.shortest(from, from, limit, &cold);
 }
 
 /// Tries the places where a match may begin, from `begin` on, as long as that costs less than it

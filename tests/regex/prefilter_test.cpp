@@ -198,4 +198,35 @@ TEST(Prefilter, SameMatchesAsThePlainSearch) {
 }
 
 } // namespace
+// From 500 characters on a literal has a way of its own, which the filter hands over to when its
+// places fail too often, as in texts that are nearly the literal everywhere.
+TEST(Prefilter, LongLiteralsAreFoundInTextsThatRepeatThem) {
+    std::mt19937 seed(5);
+    std::size_t matches = 0;
+    for (int i = 0; i < 300; ++i) {
+        const std::string period = std::string("needle").substr(seed() % 5);
+        const auto times = [&](std::size_t size) {
+            std::string text;
+            while (text.size() < size) {
+                text += period;
+            }
+            return text;
+        };
+        const std::string pattern = times(500) + (seed() % 2 ? "~" : "");
+        std::string text;
+        while (text.size() < 6000) {
+            text += times(seed() % 3 ? seed() % 1500 : 1) + (seed() % 4 ? "~" : " ");
+        }
+        test::expression<wchar_t> wide(test::widen<wchar_t>(pattern), REG_ADVANCED);
+        test::expression<char> narrow(pattern, REG_ADVANCED);
+        const auto plain = sweep(narrow.handle(), text, false, 1);
+        EXPECT_EQ(sweep(narrow.handle(), text, true, 1), plain) << pattern << '\n' << text;
+        EXPECT_EQ(sweep(wide.handle(), test::widen<wchar_t>(text), true, 1), plain)
+            << pattern << '\n'
+            << text;
+        matches += static_cast<std::size_t>(std::count(plain.begin(), plain.end(), '\n'));
+    }
+    EXPECT_GT(matches, 500u);
+}
+
 } // namespace Quil
