@@ -152,6 +152,9 @@ int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
     const Chr* from = env.start;
     const Chr* end = nullptr;
     if (lazy && env.fastroads && lazy->usable()) {
+        if (!filter) {
+            filters(); // which tell it more of what matches begin with
+        }
         const auto outcome = lazy->find(from, end);
         if (outcome == TLazySpan<Chr>::outcome::NONE) {
             return REG_NOMATCH;
@@ -222,6 +225,9 @@ bool TRegexContext<Chr>::machine::filters() {
         filter.emplace(g.tree->cnfa, g.lacons, env.colors);
         if (!filter->begin().empty()) {
             search.leapby(&filter->begin());
+            if (lazy) {
+                lazy->leapby(&filter->begin());
+            }
         }
     }
     return filter->useful();
@@ -256,8 +262,8 @@ const Chr* TRegexContext<Chr>::machine::findwithin(const Chr* from, const Chr* l
     return close ? findspan(cold, close, end, late) : nullptr;
 }
 
-/// The first end of a match that begins at or behind `from`, not behind `limit`; `cold` gets a place
-/// before which none that ends there begins.
+/// The first end of a match that begins at or behind `from`, not behind `limit`. `cold` gets a
+/// place before which none that ends there begins.
 template <class Chr>
 const Chr* TRegexContext<Chr>::machine::firstclose(const Chr* from, const Chr* limit,
                                                    const Chr*& cold) {

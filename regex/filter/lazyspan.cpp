@@ -40,6 +40,17 @@ bool TLazySpan<Chr>::prepare() {
     return __ready;
 }
 
+/// The next place at or behind `from`, which isn't the text's begin, where a match may begin.
+template <class Chr>
+const Chr* TLazySpan<Chr>::nextbegin(const Chr* from) const {
+    if (!__beginpair) {
+        return __beginnings.find(from, __env.stop);
+    }
+    // Two characters may be as frequent as "th", where more of the beginning tells more.
+    return __begins ? __begins->find(from, __env.stop, __env.stop)
+                    : __beginnings.find(leappair(*__beginpair, from), __env.stop);
+}
+
 template <class Chr>
 auto TLazySpan<Chr>::find(const Chr*& begin, const Chr*& end) -> outcome {
     constexpr std::uint64_t SLACK = 4096;
@@ -50,7 +61,7 @@ auto TLazySpan<Chr>::find(const Chr*& begin, const Chr*& end) -> outcome {
     }
     for (const Chr* p = __env.start;; ++p) {
         if (p != __env.start) { // there the text's edge stands before the match
-            p = __beginnings.find(__beginpair ? leappair(*__beginpair, p) : p, __env.stop);
+            p = nextbegin(p);
         }
         const auto passed = static_cast<std::uint64_t>(p - begin);
         __env.looked += passed;

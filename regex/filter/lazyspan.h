@@ -5,6 +5,7 @@
 // they cost, and the search takes over.
 #pragma once
 
+#include "regex/filter/fingerprint.h"
 #include "regex/match/scan.h"
 
 #include <array>
@@ -25,6 +26,8 @@ public:
         return __usable && !__off && !__env.limits.smallcache &&
                (__ready || __env.stop - __env.start >= WORTHWHILE);
     }
+    /// Matches can only begin where `begins`, which is kept elsewhere, finds something.
+    void leapby(const TFingerprint<Chr>* begins) { __begins = begins; }
     /// The text is another one, or ends in another way.
     void newtext() { __off = false, __wasted = __advanced = 0; }
     /// Looks for the first match of the environment's text. UNKNOWN: a search must find it, which
@@ -53,6 +56,7 @@ private:
     };
 
     bool prepare();
+    const Chr* nextbegin(const Chr* from) const;
     outcome attempt(const Chr* begin, const Chr*& end, const Chr*& reached);
     void consider(transition state);
     std::optional<pairing> pair(transition from, transition home, const std::vector<Chr>& away);
@@ -69,6 +73,7 @@ private:
     CDfa __dfa;
     TSkip<Chr> __beginnings;
     std::optional<pairing> __beginpair; // all matches begin with it
+    const TFingerprint<Chr>* __begins = nullptr;
     std::array<wait, MOSTWAITS> __waits;
     std::size_t __nwaits = 0;
     int __considerings = 32;       // states yet to be looked at closer
