@@ -5,9 +5,9 @@
 
 #pragma once
 
+#include "util/file/PeriodFile.h"
 #include "util/file/data_object.h"
 #include "util/file/sysfile.h"
-#include "util/file/system/PeriodFile.h"
 #include "util/text/byteEx.h"
 
 namespace Quil {

@@ -5,8 +5,8 @@
 
 #pragma once
 
+#include "util/file/FileMapping.h"
 #include "util/file/longlong.h"
-#include "util/file/system/FileMapping.h"
 #include "util/file/system/shared_descriptor.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"

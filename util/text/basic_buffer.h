@@ -7,7 +7,7 @@
 #pragma once
 
 #include "util/base/handle.h"
-#include "util/text/buffer/buffer_iterator.h"
+#include "util/text/buffer_iterator.h"
 
 #include <algorithm>
 #include <compare>

@@ -1,6 +1,6 @@
 // CFileMapping and its views.
 
-#include "util/file/system/FileMapping.h"
+#include "util/file/FileMapping.h"
 
 #include "util/file/sysfile.h"
 #include "util/file/system/error_text.h"
