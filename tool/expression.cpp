@@ -25,9 +25,9 @@ unsigned int TypedLength(const wstringEx& typed, unsigned int at) {
     return 1;
 }
 
-void Tell(const regex_error& error, const wstringEx& typed) {
+void Tell(const REGEX_ERROR& error, const wstringEx& typed) {
     std::cerr << "[ERROR] bad expression: " << error.text;
-    if (error.position != regex_error::NOWHERE) {
+    if (error.position != REGEX_ERROR::NOWHERE) {
         unsigned int at = 0;
         for (unsigned int i = 0; i < error.position && at < typed.length(); ++i) {
             at += TypedLength(typed, at);
@@ -55,7 +55,7 @@ void CompileExpression(Run& run) {
     }
     wstringEx expression = run.findText;
     RegexExtendClassParser(expression);
-    regex_error error;
+    REGEX_ERROR error;
     run.regexComp =
         wstringEx::regex_comp(expression, run.regexNoCase, !run.regexNoNewline, true, true, error);
     if (error && isatty(STDERR_FILENO) != 0) {

@@ -14,7 +14,7 @@ namespace Quil {
 using ENC_SET = std::set<stringEx, less_no_case<stringEx>>;
 
 /// The names under which text is held as raw wide characters, and those of them with swapped bytes.
-struct Constants {
+struct CONSTANTS {
     const ENC_SET UnicodeEncs{"UTF-16",  "CP1200",   "UTF-16LE", "UCS-2",
                               "UCS-2LE", "UTF-16BE", "UCS-2BE",  "CP1201"};
     const ENC_SET BigEndianEncs{"UTF-16BE", "UCS-2BE", "CP1201"};
@@ -35,7 +35,7 @@ enum class FIND { NONE, LITERAL, LITERAL_NO_CASE, REGEX, ANY };
 
 /// All that the switches decide, and what the passes add up.
 struct Run {
-    const Constants constants{};
+    const CONSTANTS constants{};
 
     wstringEx findText;
     wstringEx replaceText;

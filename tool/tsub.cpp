@@ -47,7 +47,7 @@ CTextConvHandle ConverterFor(const stringEx& name) {
 /// needs no converter; any other leaves the text as wide as it is there, so that a raw wide input
 /// stays raw whatever narrow encoding is asked for at the output.
 CHARSET SettleCharset(const CCmdArgParser& parser, const char* name, const CHARSET& unless,
-                      const Constants& constants) {
+                      const CONSTANTS& constants) {
     CHARSET charset = unless;
     if (!HasSwitch(parser, name)) {
         return charset;

@@ -329,14 +329,14 @@ TYPED_TEST(RegexFront, TellsWhatIsWrongAndWhere) {
         {"***:\\d\\n(", "8:8"},
     };
     for (const auto& row : rows) {
-        regex_error error;
+        REGEX_ERROR error;
         const auto handle =
             TypeParam::regex_comp(make<TypeParam>(row.pattern), false, true, true, true, error);
         EXPECT_EQ(!handle, error || *row.pattern == '\0') << row.pattern;
         EXPECT_EQ(error.text[0] != '\0', static_cast<bool>(error)) << row.pattern;
         EXPECT_EQ(
             std::to_string(error.code) + ":" +
-                (error.position == regex_error::NOWHERE ? "-" : std::to_string(error.position)),
+                (error.position == REGEX_ERROR::NOWHERE ? "-" : std::to_string(error.position)),
             row.expected)
             << row.pattern;
     }

@@ -14,7 +14,7 @@ struct CRegexReplacer::WAY {
     IMPL::regex_search<T> searches;
     bool sensitive;
 
-    WAY(const IMPL::regex_record& compiled, const basic_buffer<T>& rep)
+    WAY(const IMPL::REGEX_RECORD& compiled, const basic_buffer<T>& rep)
         : replacement(rep), filler(replacement, compiled.re.re_nsub + 1),
           searches(compiled.re, basic_buffer<T>(), false),
           sensitive(compiled.is_newline_sensitive()) {}
@@ -33,7 +33,7 @@ struct CRegexReplacer::WAYS {
     WAY<wchar_t> wide;
     WAY<unsigned char> bytes;
 
-    WAYS(const IMPL::regex_record& compiled, const wstringEx& rep, const byteEx& repBytes)
+    WAYS(const IMPL::REGEX_RECORD& compiled, const wstringEx& rep, const byteEx& repBytes)
         : wide(compiled, rep), bytes(compiled, repBytes) {}
 };
 
@@ -47,7 +47,7 @@ CRegexReplacer::CRegexReplacer(const wstringEx::regex_handle& expression, wstrin
     bytes.detach_if_static();
     IMPL::translate_replacement(rep);
     IMPL::translate_replacement(bytes);
-    const auto& compiled = IMPL::regex_record::Of(expression.get());
+    const auto& compiled = IMPL::REGEX_RECORD::Of(expression.get());
     __ways = std::make_unique<WAYS>(compiled, rep, static_cast<byteEx>(bytes));
 }
 
@@ -57,7 +57,7 @@ bool CRegexReplacer::IsLocalToLines() const {
     if (!__expression) {
         return true;
     }
-    const auto& compiled = IMPL::regex_record::Of(__expression.get());
+    const auto& compiled = IMPL::REGEX_RECORD::Of(__expression.get());
     return islinelocal(&compiled.re, compiled.is_newline_sensitive());
 }
 

@@ -5,7 +5,7 @@
 namespace Quil {
 
 /// What `regex_comp` found wrong with a pattern. Value type.
-struct regex_error {
+struct REGEX_ERROR {
     static constexpr unsigned int NOWHERE = ~0U;
 
     int code = 0;          ///< the engine's result code; REG_OKAY: nothing is wrong

@@ -76,7 +76,7 @@ stringEx Decimal(long long value) {
 // --- CTime ---------------------------------------------------------------------------------------
 
 /// A time with its fields in the zone that is asked for.
-struct BrokenTime {
+struct BROKEN_TIME {
     const CTime& time;
     CTime::TIME field;
 };
@@ -99,31 +99,31 @@ stringEx ZoneText(short tz) {
     return Formatted("%c%02u%02u", tz < 0 ? '-' : '+', minutes / 60, minutes % 60);
 }
 
-using TIME_KEY = KEY<BrokenTime>;
+using TIME_KEY = KEY<BROKEN_TIME>;
 
 // clang-format off
 const TIME_KEY TIME_KEYS[] = {
-    {"Y", [](const BrokenTime& t) { return Formatted("%li", t.field.year); }},
-    {"y", [](const BrokenTime& t) { return Formatted("%02li", ShortYear(t.field.year)); }},
-    {"M", [](const BrokenTime& t) { return Formatted("%02hu", static_cast<unsigned short>(t.field.month)); }},
-    {"A", [](const BrokenTime& t) { return CTime::MonthToStr(t.field.month); }},
-    {"d", [](const BrokenTime& t) { return Formatted("%02hu", t.field.dayOfMonth); }},
-    {"D", [](const BrokenTime& t) { return Formatted("%03hu", t.field.dayOfYear); }},
-    {"W", [](const BrokenTime& t) { return Formatted("%hu", SundayIsSeven(t.field.weekday)); }},
-    {"B", [](const BrokenTime& t) { return CTime::WeekDayToStr(t.field.weekday); }},
-    {"wm", [](const BrokenTime& t) { return Formatted("%02hu", t.time.GetWeekOfYear(CTime::MONDAY, t.field.timeZone)); }},
-    {"ws", [](const BrokenTime& t) { return Formatted("%02hu", t.time.GetWeekOfYear(CTime::SUNDAY, t.field.timeZone)); }},
-    {"H", [](const BrokenTime& t) { return Formatted("%02hu", t.field.hour); }},
-    {"h", [](const BrokenTime& t) { return Formatted("%hu", TwelveHours(t.field.hour)); }},
-    {"T", [](const BrokenTime& t) { return Formatted("%02hu", t.field.minute); }},
-    {"S", [](const BrokenTime& t) { return Formatted("%02hu", t.field.second); }},
-    {"ms", [](const BrokenTime& t) { return Formatted("%.3lu", t.field.microsecond / 1000UL); }},
-    {"us", [](const BrokenTime& t) { return Formatted("%.6lu", static_cast<unsigned long>(t.field.microsecond)); }},
-    {"P", [](const BrokenTime& t) { return stringEx(t.field.hour < 12 ? "AM" : "PM"); }},
-    {"p", [](const BrokenTime& t) { return stringEx(t.field.hour < 12 ? "am" : "pm"); }},
-    {"Z", [](const BrokenTime& t) { return ZoneText(t.field.timeZone); }},
-    {"z", [](const BrokenTime& t) { return Formatted("%hi", t.field.timeZone); }},
-    {"C", [](const BrokenTime& t) { return Formatted("%hi", t.time.GetCentury(t.field.timeZone)); }},
+    {"Y", [](const BROKEN_TIME& t) { return Formatted("%li", t.field.year); }},
+    {"y", [](const BROKEN_TIME& t) { return Formatted("%02li", ShortYear(t.field.year)); }},
+    {"M", [](const BROKEN_TIME& t) { return Formatted("%02hu", static_cast<unsigned short>(t.field.month)); }},
+    {"A", [](const BROKEN_TIME& t) { return CTime::MonthToStr(t.field.month); }},
+    {"d", [](const BROKEN_TIME& t) { return Formatted("%02hu", t.field.dayOfMonth); }},
+    {"D", [](const BROKEN_TIME& t) { return Formatted("%03hu", t.field.dayOfYear); }},
+    {"W", [](const BROKEN_TIME& t) { return Formatted("%hu", SundayIsSeven(t.field.weekday)); }},
+    {"B", [](const BROKEN_TIME& t) { return CTime::WeekDayToStr(t.field.weekday); }},
+    {"wm", [](const BROKEN_TIME& t) { return Formatted("%02hu", t.time.GetWeekOfYear(CTime::MONDAY, t.field.timeZone)); }},
+    {"ws", [](const BROKEN_TIME& t) { return Formatted("%02hu", t.time.GetWeekOfYear(CTime::SUNDAY, t.field.timeZone)); }},
+    {"H", [](const BROKEN_TIME& t) { return Formatted("%02hu", t.field.hour); }},
+    {"h", [](const BROKEN_TIME& t) { return Formatted("%hu", TwelveHours(t.field.hour)); }},
+    {"T", [](const BROKEN_TIME& t) { return Formatted("%02hu", t.field.minute); }},
+    {"S", [](const BROKEN_TIME& t) { return Formatted("%02hu", t.field.second); }},
+    {"ms", [](const BROKEN_TIME& t) { return Formatted("%.3lu", t.field.microsecond / 1000UL); }},
+    {"us", [](const BROKEN_TIME& t) { return Formatted("%.6lu", static_cast<unsigned long>(t.field.microsecond)); }},
+    {"P", [](const BROKEN_TIME& t) { return stringEx(t.field.hour < 12 ? "AM" : "PM"); }},
+    {"p", [](const BROKEN_TIME& t) { return stringEx(t.field.hour < 12 ? "am" : "pm"); }},
+    {"Z", [](const BROKEN_TIME& t) { return ZoneText(t.field.timeZone); }},
+    {"z", [](const BROKEN_TIME& t) { return Formatted("%hi", t.field.timeZone); }},
+    {"C", [](const BROKEN_TIME& t) { return Formatted("%hi", t.time.GetCentury(t.field.timeZone)); }},
 };
 // clang-format on
 
@@ -134,9 +134,9 @@ void FormatTime(S& out, const S& fmt, const CTime& time, short tz) {
         out << stringEx("invalid time");
         return;
     }
-    BrokenTime broken{time, {}};
+    BROKEN_TIME broken{time, {}};
     time.GetTime(broken.field, tz);
-    CKeyEscapeCmd<S, BrokenTime> cmd(TIME_KEYS, broken);
+    CKeyEscapeCmd<S, BROKEN_TIME> cmd(TIME_KEYS, broken);
     fmt.escape_restore_op_to(out, '%', cmd, true, false);
 }
 

@@ -25,12 +25,12 @@ inline int regex_execute_flags(bool notBol, bool notEol) {
 
 /// What the handle of a compiled expression points to: the engine's record, and directly behind it
 /// the flags that it was compiled with.
-struct regex_record {
+struct REGEX_RECORD {
     regex_t re;
     std::uint32_t flags;
 
-    static regex_record& Of(unsigned char* block) noexcept {
-        return *static_cast<regex_record*>(static_cast<void*>(block));
+    static REGEX_RECORD& Of(unsigned char* block) noexcept {
+        return *static_cast<REGEX_RECORD*>(static_cast<void*>(block));
     }
     bool is_newline_sensitive() const noexcept { return (flags & REG_NEWLINE) != 0; }
 };

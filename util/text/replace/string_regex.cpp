@@ -15,7 +15,7 @@
 
 namespace Quil {
 
-using record = IMPL::regex_record;
+using record = IMPL::REGEX_RECORD;
 
 namespace {
 
@@ -203,13 +203,13 @@ struct string_regex<Self, T>::CACHE {
 template <class Self, class T>
 auto string_regex<Self, T>::regex_comp(Self pattern, bool ignoreCase, bool newline, bool extended,
                                        bool translate) -> regex_handle {
-    regex_error error;
+    REGEX_ERROR error;
     return regex_comp(std::move(pattern), ignoreCase, newline, extended, translate, error);
 }
 
 template <class Self, class T>
 auto string_regex<Self, T>::regex_comp(Self pattern, bool ignoreCase, bool newline, bool extended,
-                                       bool translate, regex_error& error) -> regex_handle {
+                                       bool translate, REGEX_ERROR& error) -> regex_handle {
     error = {};
     if (pattern.empty()) {
         return {};

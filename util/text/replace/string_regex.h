@@ -65,7 +65,7 @@ public:
     static regex_handle regex_comp(Self pattern, bool ignoreCase, bool newline, bool extended,
                                    bool translate);
     static regex_handle regex_comp(Self pattern, bool ignoreCase, bool newline, bool extended,
-                                   bool translate, regex_error& error);
+                                   bool translate, REGEX_ERROR& error);
     /// Releases the block of a compiled pattern; nothing for null. For the handle's deleter.
     static void __regex_free(void* block) noexcept;
     /// Drops the pattern that this thread keeps. A thread that has given a pattern as text calls it
