@@ -7,14 +7,14 @@
 
 namespace Quil::IMPL {
 
-/// The mechanism of a guard class `Guard`, which supplies `static void _Init()`. Before `main`
+/// The mechanism of a guard class `Guard`, which supplies `static void __Init()`. Before `main`
 /// there is one thread, so the count is a plain number.
 template <class Guard>
 class TInitGuard {
 public:
     TInitGuard() {
         if (++sm_count == 1) {
-            Guard::_Init();
+            Guard::__Init();
         }
     }
 

@@ -183,7 +183,7 @@ namespace IMPL {
 /// guard counts the source files that use them, like the guards of the other areas.
 class impInitGuardForInt64 : public TInitGuard<impInitGuardForInt64> {
 public:
-    static void _Init() {}
+    static void __Init() {}
 };
 
 static const impInitGuardForInt64 s_initGuardForInt64;

@@ -121,7 +121,7 @@ stringEx CurrentExceptionText();
 /// The net is up as soon as the first source file's statics are.
 class impInitGuardForQuilUtilErrHdlDepend : public TInitGuard<impInitGuardForQuilUtilErrHdlDepend> {
     friend TInitGuard;
-    static void _Init() { util_ResetOsErrHdl(); }
+    static void __Init() { util_ResetOsErrHdl(); }
 };
 
 static const impInitGuardForQuilUtilErrHdlDepend s_initGuardForErrHdl;

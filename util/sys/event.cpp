@@ -96,38 +96,38 @@ int IMPL::PROC_EVENT_STATE::Sleep(pthread_mutex_t* lock, const timespec* until) 
 template <class Self>
 class TEventOps<Self>::COwnLock {
 public:
-    explicit COwnLock(Self& event) : __lock(event._Lock()) { __lock.Lock(); }
+    explicit COwnLock(Self& event) : __lock(event.__Lock()) { __lock.Lock(); }
     COwnLock(const COwnLock&) = delete;
     COwnLock& operator=(const COwnLock&) = delete;
     ~COwnLock() { pthread_mutex_unlock(__lock.ToSysHandle()); }
 
 private:
-    std::remove_reference_t<decltype(std::declval<Self&>()._Lock())>& __lock;
+    std::remove_reference_t<decltype(std::declval<Self&>().__Lock())>& __lock;
 };
 
 template <class Self>
 void TEventOps<Self>::Raise() {
     const COwnLock own(__Self());
-    auto& state = __Self()._State();
+    auto& state = __Self().__State();
     state.isRaised = true;
     ++state.generation;
     if (const int error = state.WakeAll()) {
-        stringEx head(Self::_Name());
+        stringEx head(Self::__Name());
         IMPL::ThrowSysError<eventExp>(head.append("::Raise - failed raise event"), error,
-                                      RAISE_ERRORS, __Self()._Detail());
+                                      RAISE_ERRORS, __Self().__Detail());
     }
 }
 
 template <class Self>
 void TEventOps<Self>::Reset() {
     const COwnLock own(__Self());
-    __Self()._State().isRaised = false;
+    __Self().__State().isRaised = false;
 }
 
 template <class Self>
 bool TEventOps<Self>::TryWait() {
     const COwnLock own(__Self());
-    return __Self()._State().isRaised;
+    return __Self().__State().isRaised;
 }
 
 template <class Self>
@@ -155,7 +155,7 @@ bool TEventOps<Self>::__Wait(IMPL::IHeldLock* held, const timespec* offset) {
         }
     } regain{nullptr};
     const COwnLock own(__Self());
-    if (__Self()._State().isRaised) {
+    if (__Self().__State().isRaised) {
         return true;
     }
     if (held == nullptr) {
@@ -168,7 +168,7 @@ bool TEventOps<Self>::__Wait(IMPL::IHeldLock* held, const timespec* offset) {
 
 template <class Self>
 bool TEventOps<Self>::__Sleep(const timespec* offset) {
-    auto& state = __Self()._State();
+    auto& state = __Self().__State();
     const unsigned int generation = state.generation;
     timespec until{};
     if (offset != nullptr) {
@@ -176,12 +176,12 @@ bool TEventOps<Self>::__Sleep(const timespec* offset) {
     }
     int error = 0;
     while (!state.isRaised && state.generation == generation && error == 0) {
-        error = state.Sleep(__Self()._Lock().ToSysHandle(), offset != nullptr ? &until : nullptr);
+        error = state.Sleep(__Self().__Lock().ToSysHandle(), offset != nullptr ? &until : nullptr);
     }
     if (error != 0 && error != ETIMEDOUT) {
-        stringEx detail = __Self()._Detail();
+        stringEx detail = __Self().__Detail();
         if (offset == nullptr) {
-            stringEx head(Self::_Name());
+            stringEx head(Self::__Name());
             IMPL::ThrowSysError<eventExp>(head.append("::Wait - failed wait event"), error,
                                           WAIT_ERRORS, detail);
         }
@@ -214,11 +214,11 @@ CProcEvent::CProcEvent(bool create, const stringEx& name)
     : __shared(create, name), __mutex(create, name + ".lock") {
     if (!__shared.WaitUntilReady()) {
         IMPL::ThrowSysError<eventExp>("CProcEvent::CProcEvent - failed open event", EINVAL,
-                                      INIT_ERRORS, _Detail());
+                                      INIT_ERRORS, __Detail());
     }
 }
 
-stringEx CProcEvent::_Detail() const {
+stringEx CProcEvent::__Detail() const {
     return "  name = " + __shared.GetName();
 }
 

@@ -68,9 +68,9 @@ private:
 
 } // namespace IMPL
 
-/// The operations of both events. `Self` supplies `_State()`, `_Lock()`, `_Name()` and `_Detail()`.
-/// Failures of the system are thrown as `eventExp`, those of a lock as `mutexExp`. Waits are
-/// cancellation points.
+/// The operations of both events. `Self` supplies `__State()`, `__Lock()`, `__Name()` and
+/// `__Detail()`. Failures of the system are thrown as `eventExp`, those of a lock as `mutexExp`.
+/// Waits are cancellation points.
 ///
 /// The forms with a caller's lock find it held and return with it held; it is free while the thread
 /// sleeps. (A recursive lock must be held once.)
@@ -127,10 +127,10 @@ public:
 
 private:
     friend TEventOps;
-    IMPL::EVENT_STATE& _State() { return __state; }
-    CMutex& _Lock() { return __mutex; }
-    static const char* _Name() { return "CEvent"; }
-    static stringEx _Detail() { return stEMPTY; }
+    IMPL::EVENT_STATE& __State() { return __state; }
+    CMutex& __Lock() { return __mutex; }
+    static const char* __Name() { return "CEvent"; }
+    static stringEx __Detail() { return stEMPTY; }
 
     IMPL::EVENT_STATE __state;
     CMutex __mutex;
@@ -150,10 +150,10 @@ public:
 
 private:
     friend TEventOps;
-    IMPL::PROC_EVENT_STATE& _State() { return __shared.Get(); }
-    CProcMutex& _Lock() { return __mutex; }
-    static const char* _Name() { return "CProcEvent"; }
-    stringEx _Detail() const;
+    IMPL::PROC_EVENT_STATE& __State() { return __shared.Get(); }
+    CProcMutex& __Lock() { return __mutex; }
+    static const char* __Name() { return "CProcEvent"; }
+    stringEx __Detail() const;
 
     IMPL::CSharedObject<IMPL::PROC_EVENT_STATE> __shared;
     CProcMutex __mutex;

@@ -21,7 +21,7 @@ CStaticsLock::~CStaticsLock() {
     GetStaticLocalVarInitLock().UnLock();
 }
 
-void impInitGuardForQuilUtilInternalDepend::_Init() {
+void impInitGuardForQuilUtilInternalDepend::__Init() {
     FAST_LOCK_START::Init();
 }
 

@@ -15,7 +15,7 @@ CFastMutex& GetStaticLocalVarInitLock();
 class impInitGuardForQuilUtilInternalDepend
     : public TInitGuard<impInitGuardForQuilUtilInternalDepend> {
     friend TInitGuard;
-    static void _Init();
+    static void __Init();
 };
 
 static const impInitGuardForQuilUtilInternalDepend s_initGuardForInternal;

@@ -179,11 +179,11 @@ void CLog::LogMsg(LEVEL level, const stringEx& module, const stringEx& message) 
 void CLog::LogMsg(LEVEL level, const char* module, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    _VLogMsg(level, module, format, arguments);
+    __VLogMsg(level, module, format, arguments);
     va_end(arguments);
 }
 
-void CLog::_VLogMsg(LEVEL level, const char* module, const char* format, va_list arguments) {
+void CLog::__VLogMsg(LEVEL level, const char* module, const char* format, va_list arguments) {
     if (__body->IsPassing(level)) {
         LogMsg(level, stringEx(module), Formatted(format, arguments));
     }
@@ -220,16 +220,16 @@ void CLog::Msg(LEVEL level, const stringEx& module, const stringEx& message) {
 void CLog::Msg(LEVEL level, const char* module, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    _VMsg(level, module, format, arguments);
+    __VMsg(level, module, format, arguments);
     va_end(arguments);
 }
 
-void CLog::_VMsg(LEVEL level, const char* module, const char* format, va_list arguments) {
+void CLog::__VMsg(LEVEL level, const char* module, const char* format, va_list arguments) {
     if (!HasAnyLogger()) {
         return;
     }
     if (const LogHandle log = GetGlobal()) {
-        log->_VLogMsg(level, module, format, arguments);
+        log->__VLogMsg(level, module, format, arguments);
     }
 }
 

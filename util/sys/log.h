@@ -119,7 +119,7 @@ public:
                                                       ...) {                                       \
         va_list arguments;                                                                         \
         va_start(arguments, format);                                                               \
-        _VLogMsg(level, module, format, arguments);                                                \
+        __VLogMsg(level, module, format, arguments);                                               \
         va_end(arguments);                                                                         \
     }                                                                                              \
     static void Name##Msg(const stringEx& module, const stringEx& message) {                       \
@@ -129,7 +129,7 @@ public:
                                                         ...) {                                     \
         va_list arguments;                                                                         \
         va_start(arguments, format);                                                               \
-        _VMsg(level, module, format, arguments);                                                   \
+        __VMsg(level, module, format, arguments);                                                  \
         va_end(arguments);                                                                         \
     }
     QUIL_LOG_LEVEL(Debug, LEVEL_DEBUG)
@@ -141,8 +141,8 @@ public:
 #undef QUIL_LOG_LEVEL
 
 private:
-    void _VLogMsg(LEVEL level, const char* module, const char* format, va_list arguments);
-    static void _VMsg(LEVEL level, const char* module, const char* format, va_list arguments);
+    void __VLogMsg(LEVEL level, const char* module, const char* format, va_list arguments);
+    static void __VMsg(LEVEL level, const char* module, const char* format, va_list arguments);
 
     CHandle<IMPL::CLogBody, GuardedDeletor<IMPL::CLogBody>> __body;
 };

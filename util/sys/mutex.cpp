@@ -90,9 +90,9 @@ int IMPL::TakeOverFromDeadOwner(pthread_mutex_t* mutex, int error) {
 
 template <class Self>
 void TMutexOps<Self>::__Throw(const char* what, int error) const {
-    stringEx head(Self::_Name());
+    stringEx head(Self::__Name());
     IMPL::ThrowSysError<mutexExp>(head.append("::").append(what), error, LOCK_ERRORS,
-                                  static_cast<const Self*>(this)->_Detail());
+                                  static_cast<const Self*>(this)->__Detail());
 }
 
 template <class Self>
@@ -127,7 +127,7 @@ bool TMutexOps<Self>::Lock(const timespec& offset) {
     const int error =
         IMPL::TakeOverFromDeadOwner(__Handle(), pthread_mutex_timedlock(__Handle(), &until));
     if (error != 0 && error != ETIMEDOUT) {
-        stringEx detail = static_cast<const Self*>(this)->_Detail();
+        stringEx detail = static_cast<const Self*>(this)->__Detail();
         detail.append(detail.empty() ? "" : "\n");
         detail.append_format("  seconds offset = %ld.%09ld", offset.tv_sec, offset.tv_nsec);
         IMPL::ThrowSysError<mutexExp>("TimedLock - failed lock mutex", error, LOCK_ERRORS, detail,
@@ -175,11 +175,11 @@ CMutex::~CMutex() noexcept(false) {
 CProcMutex::CProcMutex(bool create, const stringEx& name) : __shared(create, name) {
     if (!__shared.WaitUntilReady()) {
         IMPL::ThrowSysError<mutexExp>("CProcMutex::CProcMutex - failed open mutex", EINVAL,
-                                      LOCK_ERRORS, _Detail());
+                                      LOCK_ERRORS, __Detail());
     }
 }
 
-stringEx CProcMutex::_Detail() const {
+stringEx CProcMutex::__Detail() const {
     return "  name = " + __shared.GetName();
 }
 

@@ -83,7 +83,7 @@ private:
     static bool sm_bMpFlag;
 };
 
-/// The operations of both system locks. `Self` supplies `_Handle()`, `_Name()` and `_Detail()`.
+/// The operations of both system locks. `Self` supplies `__Handle()`, `__Name()` and `__Detail()`.
 /// Failures of the system are thrown as `mutexExp`.
 template <class Self>
 class TMutexOps {
@@ -99,7 +99,7 @@ protected:
     TMutexOps() = default;
 
 private:
-    pthread_mutex_t* __Handle() const { return static_cast<const Self*>(this)->_Handle(); }
+    pthread_mutex_t* __Handle() const { return static_cast<const Self*>(this)->__Handle(); }
     /// Takes over from an owner that died; throws any other error but `refusal`.
     bool __Taken(int error, int refusal, const char* what) const;
     [[noreturn]] void __Throw(const char* what, int error) const;
@@ -122,9 +122,9 @@ public:
 
 private:
     friend TMutexOps;
-    pthread_mutex_t* _Handle() const { return &__mutex; }
-    static const char* _Name() { return "CMutex"; }
-    static stringEx _Detail() { return stEMPTY; }
+    pthread_mutex_t* __Handle() const { return &__mutex; }
+    static const char* __Name() { return "CMutex"; }
+    static stringEx __Detail() { return stEMPTY; }
 
     mutable pthread_mutex_t __mutex;
 };
@@ -140,13 +140,13 @@ public:
     CProcMutex& operator=(const CProcMutex&) = delete;
     ~CProcMutex() noexcept(false);
 
-    pthread_mutex_t* ToSysHandle() const { return _Handle(); }
+    pthread_mutex_t* ToSysHandle() const { return __Handle(); }
 
 private:
     friend TMutexOps;
-    pthread_mutex_t* _Handle() const { return __shared.Get().ToSysHandle(); }
-    static const char* _Name() { return "CProcMutex"; }
-    stringEx _Detail() const;
+    pthread_mutex_t* __Handle() const { return __shared.Get().ToSysHandle(); }
+    static const char* __Name() { return "CProcMutex"; }
+    stringEx __Detail() const;
 
     IMPL::CSharedObject<CMutex> __shared;
 };

@@ -57,13 +57,13 @@ sem_t* OpenNamedSemaphore(const char* name) {
 
 template <class Self>
 stringEx TSemOps<Self>::__Head(const char* what) const {
-    stringEx head(Self::_Name());
+    stringEx head(Self::__Name());
     return head.append("::").append(what);
 }
 
 template <class Self>
 void TSemOps<Self>::__Throw(const char* what, int error) const {
-    const stringEx detail = static_cast<const Self*>(this)->_Detail();
+    const stringEx detail = static_cast<const Self*>(this)->__Detail();
     IMPL::ThrowSysError<semExp>(__Head(what), error, USE_ERRORS, detail,
                                 detail.empty() ? 0 : LONG_KEY);
 }
@@ -95,7 +95,7 @@ bool TSemOps<Self>::P(const timespec& offset) {
         }
         if (errno != EINTR) {
             const int error = errno;
-            stringEx detail = static_cast<const Self*>(this)->_Detail();
+            stringEx detail = static_cast<const Self*>(this)->__Detail();
             detail.append(detail.empty() ? "" : "\n");
             detail.append_format("  seconds offset = %ld.%09ld", offset.tv_sec, offset.tv_nsec);
             IMPL::ThrowSysError<semExp>(__Head("P - failed wait semaphore"), error, TIMED_ERRORS,
@@ -187,7 +187,7 @@ void CProcSem::__Create(unsigned int initial) {
     }
 }
 
-stringEx CProcSem::_Detail() const {
+stringEx CProcSem::__Detail() const {
     return NameLine(__name);
 }
 

@@ -19,8 +19,8 @@
 
 namespace Quil {
 
-/// The operations of both system semaphores. `Self` supplies `_Handle()` and the message texts'
-/// `_Name()`. Any thread may call them. Failures of the system are thrown as `semExp`.
+/// The operations of both system semaphores. `Self` supplies `__Handle()` and the message texts'
+/// `__Name()`. Any thread may call them. Failures of the system are thrown as `semExp`.
 template <class Self>
 class TSemOps {
 public:
@@ -37,7 +37,7 @@ protected:
     TSemOps() = default;
 
 private:
-    sem_t* __Handle() const { return static_cast<const Self*>(this)->_Handle(); }
+    sem_t* __Handle() const { return static_cast<const Self*>(this)->__Handle(); }
     stringEx __Head(const char* what) const;
     [[noreturn]] void __Throw(const char* what, int error) const;
 };
@@ -55,9 +55,9 @@ public:
 
 private:
     friend TSemOps;
-    sem_t* _Handle() const { return &__sem; }
-    static stringEx _Detail() { return stEMPTY; }
-    static const char* _Name() { return "CSem"; }
+    sem_t* __Handle() const { return &__sem; }
+    static stringEx __Detail() { return stEMPTY; }
+    static const char* __Name() { return "CSem"; }
     void __Init(bool isShared, unsigned int initial, unsigned int maximum);
 
     mutable sem_t __sem;
@@ -77,9 +77,9 @@ public:
 
 private:
     friend TSemOps;
-    sem_t* _Handle() const { return __sem; }
-    stringEx _Detail() const;
-    static const char* _Name() { return "CProcSem"; }
+    sem_t* __Handle() const { return __sem; }
+    stringEx __Detail() const;
+    static const char* __Name() { return "CProcSem"; }
 
     void __Create(unsigned int initial);
 
