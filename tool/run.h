@@ -46,6 +46,7 @@ struct Run {
     bool hasReplace = false;
     bool withSubDirs = false;
     bool stdioMode = false;
+    bool isFilter = false; ///< a pipe without the character that its end reads as
     bool toStdout = false;
     bool showFileCount = false;
     bool showTotalCount = false;

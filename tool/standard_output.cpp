@@ -37,9 +37,14 @@ void FailIfLost() {
 
 } // namespace
 
-void PrintText(const stringEx& text) {
-    Watch(std::cout, [&] { std::cout << text; });
+void PrintText(std::string_view text) {
+    Watch(std::cout,
+          [&] { std::cout.write(text.data(), static_cast<std::streamsize>(text.size())); });
     FailIfLost();
+}
+
+void PrintText(const stringEx& text) {
+    PrintText(std::string_view(text.data(), text.length()));
 }
 
 void PrintText(const wstringEx& text) {

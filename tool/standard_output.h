@@ -9,6 +9,8 @@
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
+#include <string_view>
+
 namespace Quil {
 
 /// Standard output takes no more. The message is the system's text.
@@ -19,6 +21,7 @@ public:
 
 /// Prints a text as it stands. Throws `outputExp` if the device refuses it; where the reader of a
 /// pipe has gone away the process ends here, by SIGPIPE, like its neighbours in the pipe.
+void PrintText(std::string_view text);
 void PrintText(const stringEx& text);
 
 /// The same for a wide text, as far as the locale's charset can take it. What it can't take is not

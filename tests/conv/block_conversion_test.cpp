@@ -76,27 +76,33 @@ stringEx Spoilt(const stringEx& text, std::mt19937& random) {
     return spoilt;
 }
 
-/// Decodes by a window of `size` characters and joins the windows.
-std::wstring DecodeByBlocks(CBlockDecoder& decoder, const stringEx& text, std::size_t size) {
+/// Decodes by a window of `size` characters, from blocks of `piece` bytes, and joins the windows.
+std::wstring DecodeByBlocks(CBlockDecoder& decoder, const stringEx& text, std::size_t size,
+                            std::size_t piece) {
     CWideWindow window(size);
     std::wstring all;
-    decoder.Start(window, text.c_str(), text.length());
-    do {
-        decoder.Fill();
-        all.append(window.Data(), window.Length());
-        window.Clear();
-    } while (!decoder.IsAtEnd());
+    decoder.Start(window, text.length());
+    for (std::size_t begin = 0, end = 0; end < text.length();) {
+        end = std::min<std::size_t>(end + piece, text.length());
+        for (std::size_t read = 1; read != 0 && begin < end;) {
+            read = decoder.Fill(text.data() + begin, end - begin, end == text.length());
+            begin += read;
+            all.append(window.Data(), window.Length());
+            window.Clear();
+        }
+    }
     return all;
 }
 
 stringEx EncodeByBlocks(CBlockEncoder& encoder, const std::wstring& text) {
     CWideWindow window;
+    stringEx all;
     encoder.Start(text.size());
     for (std::size_t pos = 0; pos != text.size();) {
         pos += window.Put(text.data() + pos, text.size() - pos);
-        encoder.Encode(window, pos == text.size(), pos, text.size());
+        all += encoder.Encode(window, pos == text.size());
     }
-    return encoder.Finish();
+    return all;
 }
 
 TEST(BlockConversion, GivesWhatAConversionAtOnceGives) {
@@ -118,7 +124,10 @@ TEST(BlockConversion, GivesWhatAConversionAtOnceGives) {
             for (const stringEx& bytes : {narrow, Spoilt(narrow, random)}) {
                 const wstringEx wide = library.MBtoWC(bytes);
                 const std::size_t size = round % 2 == 0 ? CWideWindow::sm_usualSize : 200;
-                ASSERT_TRUE(Wide(DecodeByBlocks(decoder, bytes, size)) == wide)
+                // How the library judges a spoilt escape may depend on how much of it it sees.
+                const bool isTrue = round == 3 && bytes == narrow;
+                const std::size_t piece = isTrue ? 1 : 5000 + random() % 5000;
+                ASSERT_TRUE(Wide(DecodeByBlocks(decoder, bytes, size, piece)) == wide)
                     << name << " round " << round;
             }
         }
@@ -137,7 +146,8 @@ TEST(BlockConversion, EndsBlocksAtEveryPosition) {
         const stringEx bytes = Spoilt(library.WCtoMB(Wide(RandomText(700, random))), random);
         const wstringEx wide = library.MBtoWC(bytes);
         for (std::size_t size = 64; size < 400; ++size) {
-            ASSERT_TRUE(Wide(DecodeByBlocks(decoder, bytes, size)) == wide) << name << ' ' << size;
+            ASSERT_TRUE(Wide(DecodeByBlocks(decoder, bytes, size, size - 63)) == wide)
+                << name << ' ' << size;
         }
     }
 }
@@ -212,22 +222,6 @@ TEST(BlockConversion, ConvertsLongTextsAsSmallBlocksDo) {
                     BySmallBlocks<wchar_t>("WCHAR_T", name.c_str(), spoilt))
             << "decoding " << name;
     }
-}
-
-TEST(BlockConversion, WritesInPortions) {
-    const CTextLibIConv conv{stringEx("GBK")};
-    CBlockEncoder encoder(conv);
-    CWideWindow window;
-    encoder.Start(2);
-    encoder.PutBytes("=", 1);
-    window.Put(L"\u4E2D", 1);
-    encoder.Encode(window, true, 0, 2);
-    EXPECT_STREQ(encoder.Finish().c_str(), "=\xD6\xD0");
-    encoder.Restart();
-    EXPECT_TRUE(encoder.Finish().empty());
-    window.Put(L"\u6587", 1);
-    encoder.Encode(window, true, 1, 2);
-    EXPECT_STREQ(encoder.Finish().c_str(), "\xCE\xC4");
 }
 
 TEST(BlockConversion, IsForConvertersOverTheLibrary) {

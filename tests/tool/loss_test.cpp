@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <regex>
 #include <unistd.h>
 
 namespace {
@@ -32,20 +33,18 @@ TEST_F(CommandTest, AWriteThatFailsLeavesTheOldContentOrSaysWhatThereIs) {
         const char* fault;
         const char* replacement;
         std::string content;
-        const char* state;
+        const char* state; ///< null: no failure
     } rows[] = {
-        {"fallocate 1 28", "-t:bb", old, stands},
-        {"fallocate 1 95, write 1 28", "-t:bb", old, stands},
-        {"write 1 0, write 2 28", "-t:bb", old, stands},
+        {"fallocate 1 28, fallocate 2 28", "-t:bb", old, stands},
+        {"fallocate 1 28", "-t:bb", longer, nullptr},
+        {"fallocate 1 95, fallocate 2 95, write 1 28", "-t:bb", old, stands},
+        {"fallocate 1 95, fallocate 2 95, write 1 0, write 2 28", "-t:bb", old, stands},
+        {"fallocate 1 95, fallocate 2 95", "-t:bb", longer, nullptr},
         {"write 1 11", "-t:bb", old, stands},
-        {"write 2 5", "-t:bb", old, stands},
         {"write 1 5", "-t:b", old, stands},
-        {"ftruncate 1 5", "-t:", old, "the new content, and behind it the end of the old\n"},
-        {"write 1 0, write 2 5", "-t:b", longer.substr(0, 150000) + old.substr(150000),
-         "new up to byte 150000, old from there to byte 300000\n"},
-        {"write 2 0, write 3 28", "-t:bb",
-         longer.substr(0, 150000) + old.substr(150000) + longer.substr(300000),
-         "new up to byte 150000, old from there to byte 300000, new from there on\n"},
+        {"ftruncate 1 5", "-t:", old, stands},
+        {"write 1 0, write 2 5", "-t:b", longer.substr(0, 65536) + old.substr(65536),
+         "new up to byte 65536, old from there to byte 300000\n"},
         {"write 1 0, write 2 4, write 3 0, write 4 4", "-t:bb", longer, nullptr},
     };
     for (const auto& row : rows) {
@@ -62,6 +61,52 @@ TEST_F(CommandTest, AWriteThatFailsLeavesTheOldContentOrSaysWhatThereIs) {
     Write("y.txt", old);
     fault = "write 1 28";
     EXPECT_EQ(Tsub({"x.txt", "y.txt", "-ric:[ab]", "-t:c"}).status, 0) << "one file was changed";
+}
+
+/// Wherever a write fails, what the message says leads to the whole text: new bytes, those that it
+/// saved, and old ones.
+TEST_F(CommandTest, AWriteThatFailsLosesNothing) {
+    std::string old;
+    while (old.size() < 700000) {
+        old += std::to_string(old.size()) + (old.size() % 3 == 0 ? "a" : ".");
+    }
+    const auto with = [](std::string text, const std::string& replacement) {
+        for (std::size_t at = 0; (at = text.find('a', at)) != std::string::npos;
+             at += replacement.size()) {
+            text.replace(at, 1, replacement);
+        }
+        return text;
+    };
+    unsigned int failures = 0;
+    for (const std::string replacement : {"", "long", "b"}) {
+        for (int n = 1; n < 12; ++n) {
+            Write("x.txt", old);
+            fault = "write " + std::to_string(n) + " 0, write " + std::to_string(n + 1) + " 5";
+            const Outcome outcome = Tsub({"x.txt", "-f:a", "-t:" + replacement});
+            if (outcome.status == 0) {
+                EXPECT_TRUE(Read("x.txt") == with(old, replacement));
+                break;
+            }
+            ++failures;
+            std::smatch part;
+            const auto says = [&](const char* what) {
+                return std::regex_search(outcome.err, part, std::regex(what));
+            };
+            ASSERT_TRUE(says("new up to byte (\\d+)")) << outcome.err;
+            const std::size_t fresh = std::stoul(part[1]);
+            std::string text = Read("x.txt").substr(0, fresh);
+            if (says("are in .*/(x.txt.rest-\\d+)")) {
+                text += Read(part[1]);
+            }
+            const bool isNext = says("old from there");
+            if (isNext || says("old from byte (\\d+) to")) {
+                const std::size_t from = isNext ? fresh : std::stoul(part[1]);
+                text += with(Read("x.txt").substr(from), replacement);
+            }
+            EXPECT_TRUE(text == with(old, replacement)) << replacement << n << outcome.err;
+        }
+    }
+    EXPECT_GT(failures, 8U);
 }
 
 TEST_F(CommandTest, OutputThatADeviceRefusesIsAnError) {

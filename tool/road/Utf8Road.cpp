@@ -1,54 +1,19 @@
 #include "tool/road/Utf8Road.h"
 
-#include "tool/road/ConsumedInput.h"
-#include "tool/standard_output.h"
-#include "util/conv/utf8_codec.h"
 #include "util/conv/utf8_validation.h"
-#include "util/text/match_replace.h"
-#include "util/text/text_search.h"
+
+#include <algorithm>
+#include <cstring>
 
 namespace Quil {
 
 namespace {
 
-/// The end of a pipe reads as this byte, which is never part of UTF-8.
-constexpr unsigned char END_OF_PIPE = 0xFF;
-
-/// Compares ASCII letters without regard to case and all else as it stands.
-struct ascii_fold {
-    static constexpr bool is_plain = false;
-
-    template <class T>
-    static T apply(T element) {
-        return element >= 'A' && element <= 'Z' ? static_cast<T>(element + ('a' - 'A')) : element;
-    }
-};
+/// Bytes that a sequence has at most.
+constexpr std::size_t LONGEST = 4;
 
 bool IsUtf8(const CHARSET& charset) {
     return !charset.isWide && charset.converter->IsUtf8();
-}
-
-/// The bytes of a text, or none if it holds an element that isn't a Unicode character.
-std::optional<byteEx> EncodeStrictly(const wstringEx& text) {
-    stringEx bytes;
-    bytes.resize(text.length() * static_cast<unsigned int>(IMPL::UTF8_MAX_SEQUENCE) +
-                 static_cast<unsigned int>(IMPL::UTF8_MAX_SEQUENCE));
-    const IMPL::CODEC_STEP step =
-        IMPL::EncodeUtf8(bytes.ref(), bytes.length(), text.data(), text.length());
-    if (step.read != text.length()) {
-        return std::nullopt;
-    }
-    bytes._eofonly(static_cast<unsigned int>(step.written));
-    return static_cast<byteEx>(bytes);
-}
-
-bool IsAscii(const wstringEx& text) {
-    for (unsigned int i = 0; i < text.length(); ++i) {
-        if (text[i] < 0 || text[i] > 0x7F) {
-            return false;
-        }
-    }
-    return true;
 }
 
 constexpr wchar_t FIRST_FOREIGN = 0x80;
@@ -56,136 +21,227 @@ constexpr wchar_t FIRST_FOREIGN = 0x80;
 constexpr wchar_t LAST_WITH_CASE = 0xFFFF;
 
 /// Characters outside ASCII that count as one of `text`'s when case doesn't count.
-std::vector<byteEx> ForeignPartners(const wstringEx& text) {
+std::vector<std::string> ForeignPartners(const wstringEx& text, const TTextConv& utf8) {
     using fold = IMPL::lower_fold<wstringEx>;
     bool isInText[FIRST_FOREIGN] = {};
     for (unsigned int i = 0; i < text.length(); ++i) {
         isInText[fold::apply(text[i])] = true;
     }
-    std::vector<byteEx> partners;
+    std::vector<std::string> partners;
     IMPL::each_partner<fold>(
         FIRST_FOREIGN, LAST_WITH_CASE,
         [&isInText](wchar_t folded) {
             return folded >= 0 && folded < FIRST_FOREIGN && isInText[folded];
         },
-        [&partners](wchar_t c) { partners.push_back(*EncodeStrictly(wstringEx(1, c))); });
+        [&](wchar_t c) { partners.emplace_back(utf8.WCtoMB(wstringEx(1, c)).c_str()); });
     return partners;
+}
+
+/// Whether what stands at a place begins a valid sequence that the end of the text cuts.
+bool IsCut(std::string_view text) {
+    const auto lead = static_cast<unsigned char>(text[0]);
+    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    if (lead < 0xC2 || lead > 0xF4 || text.size() >= length) {
+        return false;
+    }
+    // The second byte has the narrowest bounds; with any that fits, the rest can be made valid.
+    const auto isValidWith = [&](char fill) {
+        std::string whole(text);
+        whole.resize(length, fill);
+        return IMPL::ValidUtf8Length(whole.data(), length) == length;
+    };
+    return isValidWith('\x80') || isValidWith('\xBF');
 }
 
 } // namespace
 
 bool CUtf8Road::CanServe(const Run& run) {
-    const bool isServed = run.findFunc == FIND::LITERAL || run.findFunc == FIND::REGEX ||
-                          (run.findFunc == FIND::LITERAL_NO_CASE && IsAscii(run.findText));
-    return isServed && IsUtf8(run.in) && IsUtf8(run.out) && EncodeStrictly(run.findText) &&
-           EncodeStrictly(run.replaceText);
+    return IsUtf8(run.in) && IsUtf8(run.out);
 }
 
-CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain)
-    : __run(run), __plain(std::move(plain)), __find(*EncodeStrictly(run.findText)),
-      __replacement(*EncodeStrictly(run.replaceText)),
-      __replacer(run.regexComp, run.replaceText, static_cast<stringEx>(__replacement),
-                 run.useExpand ? CRegexReplacer::FORM::COPY_OUT : CRegexReplacer::FORM::IN_PLACE),
-      __lines(__replacer), __takesLines(__replacer.IsLocalToLines()) {
+CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<ISearch<unsigned char>> search,
+                     std::unique_ptr<IRoad> other)
+    : __run(run), __search(std::move(search)), __other(std::move(other)) {
     if (run.findFunc == FIND::LITERAL_NO_CASE) {
-        __foreign = ForeignPartners(run.findText);
+        __foreign = ForeignPartners(run.findText, *run.out.converter);
     }
 }
 
-/// A pipe's end, the one byte behind a valid text that isn't valid itself, becomes the "?" that it
-/// decodes to.
-bool CUtf8Road::__Takes(byteEx& raw) {
-    const char* const text = static_cast<const char*>(static_cast<const void*>(raw.data()));
-    const bool hasPipesEnd = !raw.empty() && raw.back() == END_OF_PIPE;
-    const unsigned int length = raw.length() - (hasPipesEnd ? 1 : 0);
-    if (__run.findFunc == FIND::REGEX) {
-        __isAscii = IMPL::AsciiLength(text, length) == length;
-        if (!__isAscii && !__takesLines) {
-            return false;
-        }
+void CUtf8Road::Start(const TASK& task) {
+    __task = task;
+    __search->Start(task.size);
+    __isAtStart = task.place == 0;
+    __hasText = !__isAtStart;
+    __hasChanged = __isAtLoss = false;
+    __checked = 0;
+    __mended.clear();
+}
+
+std::size_t CUtf8Road::Take(const BLOCK& block, ISink& sink) {
+    std::size_t begin = 0;
+    __sink = &sink;
+    if (__isAtLoss) {
+        return __other->Take(block, sink);
     }
-    if (IMPL::ValidUtf8Length(text, length) != length) {
+    if (__isAtStart && !__TakesMark(block, begin)) {
+        return 0;
+    }
+    __hasText = __hasText || block.length != 0;
+    __block = block.data;
+    __told = 0;
+    __checked = std::max(__checked, begin);
+    const bool isValid = __Check(block);
+    const auto* const text = reinterpret_cast<const unsigned char*>(block.data);
+    const std::size_t taken =
+        begin + __search->Take({text + begin, static_cast<unsigned int>(__checked - begin)},
+                               block.isLast && isValid, *this);
+    __Forget(taken);
+    if (!isValid || __task.result == TASK::RESULT::NONE) {
+        __Unmend();
+    }
+    if (isValid) {
+        return taken;
+    }
+    __GiveUp();
+    return taken + __other->Take({block.data + taken, block.length - taken, block.isLast}, sink);
+}
+
+/// From here on the text is the other road's.
+void CUtf8Road::__GiveUp() {
+    TASK task = __task;
+    task.place = std::max<std::uint64_t>(1, task.place); // not at the start, that is
+    __isAtLoss = true;
+    __hasChanged = true;
+    __other->Start(task);
+}
+
+/// Takes the byte-order mark, or gives one. False if more must come to tell.
+bool CUtf8Road::__TakesMark(const BLOCK& block, std::size_t& begin) {
+    const byteEx& bytes = __run.constants.btUtf8Sign;
+    const std::string_view sign(reinterpret_cast<const char*>(bytes.data()), bytes.length());
+    const std::string_view front = std::string_view(block.data, block.length).substr(0, 3);
+    const bool hasSign = front == sign;
+    if (!hasSign && !block.isLast && front == sign.substr(0, front.size())) {
         return false;
     }
-    for (const byteEx& letter : __foreign) {
-        if (raw.find(letter, 0) != byteEx::npos) {
-            return false;
-        }
+    if (front.empty()) {
+        return true;
     }
-    if (hasPipesEnd) {
-        raw.at(length) = '?';
+    const bool givesSign = __task.result != TASK::RESULT::OUTPUT && __run.MarksUtf8();
+    __isAtStart = false;
+    begin = hasSign ? sign.size() : 0;
+    __hasChanged = hasSign != givesSign;
+    if (hasSign || givesSign) {
+        __sink->Replace(front.substr(0, begin), givesSign ? sign : std::string_view());
     }
     return true;
 }
 
-std::optional<unsigned long> CUtf8Road::Replace(byteEx& raw) {
-    __isPlain = !__Takes(raw);
-    if (__isPlain) {
-        return __plain->Replace(raw);
+/// Finds out up to where the block is valid, or can be made so. False where the other road has to
+/// go on.
+bool CUtf8Road::__Check(const BLOCK& block) {
+    const std::size_t before = __checked;
+    bool isValid = true;
+    while (__checked < block.length && isValid) {
+        __checked += IMPL::ValidUtf8Length(block.data + __checked, block.length - __checked);
+        if (__checked == block.length || __IsCutAt(block, __checked)) {
+            break;
+        }
+        const std::size_t count = __CountBad(block, __checked);
+        isValid = __Mend(block, __checked, count);
+        __checked += isValid ? count : 0;
     }
-    if (raw.empty()) {
-        return std::nullopt;
+    if (!__foreign.empty() && __IsForeign({block.data + before, __checked - before})) {
+        __checked = before;
+        return false;
     }
-    __result.swap(raw);
-    const byteEx& sign = __run.constants.btUtf8Sign;
-    if (__result.begin_with(sign)) {
-        __result.erase(0, sign.length());
-    }
-    switch (__run.findFunc) {
-    case FIND::LITERAL:
-        return __ReplaceLiteral<IMPL::plain_fold>();
-    case FIND::LITERAL_NO_CASE:
-        return __ReplaceLiteral<ascii_fold>();
-    default:
-        return __ReplaceExpression();
-    }
+    return isValid;
 }
 
-/// A replacement that isn't longer is written over what it replaces, which takes no memory at all.
-template <class Fold>
-unsigned long CUtf8Road::__ReplaceLiteral() {
-    IMPL::text_matcher<unsigned char, Fold> matcher(__find, __result.length());
-    if (__replacement.length() <= __find.length()) {
-        const IMPL::REPLACED done = IMPL::overwrite_matches<unsigned char>(
-            __result.ref(), __result.length(), matcher, __replacement, 0, true);
-        __result.set_size(done.length);
-        return done.count;
-    }
-    CConsumedInput consumed(__result);
-    const unsigned int count = IMPL::build_replaced<unsigned char>(
-        __room, __result, matcher, __replacement, 0,
-        [&consumed](unsigned int end) { consumed.Advance(end); });
-    if (count != 0) {
-        __result.swap(__room);
+bool CUtf8Road::__IsCutAt(const BLOCK& block, std::size_t pos) {
+    return !block.isLast && IsCut({block.data + pos, block.length - pos});
+}
+
+/// Some of the bytes at a place that aren't valid.
+std::size_t CUtf8Road::__CountBad(const BLOCK& block, std::size_t pos) {
+    constexpr std::size_t ENOUGH = 16;
+    std::size_t count = 1;
+    for (std::size_t at = pos + 1; count < ENOUGH && at < block.length; ++at, ++count) {
+        const std::size_t rest = std::min(block.length - at, LONGEST);
+        if (IMPL::ValidUtf8Length(block.data + at, rest) != 0 || __IsCutAt(block, at)) {
+            break;
+        }
     }
     return count;
 }
 
-unsigned long CUtf8Road::__ReplaceExpression() {
-    const unsigned long count =
-        __takesLines ? __lines.Replace(__room, __result) : __replacer.Replace(__room, __result);
-    if (count != 0) {
-        __result.swap(__room);
+/// Replaces bytes that aren't valid by what they decode to. False where these aren't as many.
+bool CUtf8Road::__Mend(const BLOCK& block, std::size_t pos, std::size_t count) {
+    const stringEx old(block.data + pos, static_cast<unsigned int>(count));
+    const stringEx bytes = __run.out.converter->WCtoMB(__run.in.converter->MBtoWC(old));
+    if (bytes.length() != count || IMPL::ValidUtf8Length(bytes.data(), count) != count) {
+        return false;
     }
-    return count;
+    for (std::size_t i = 0; i < count; ++i) {
+        __mended.push_back({pos + i, block.data[pos + i]});
+    }
+    __hasChanged = true;
+    std::memcpy(block.data + pos, bytes.data(), count);
+    return true;
 }
 
-const byteEx& CUtf8Road::Encode() {
-    if (__isPlain) {
-        return __plain->Encode();
-    }
-    if (__run.MarksUtf8()) {
-        __result.insert(0, __run.constants.btUtf8Sign);
-    }
-    return __result;
+bool CUtf8Road::__IsForeign(std::string_view text) const {
+    return std::any_of(__foreign.begin(), __foreign.end(), [text](const std::string& letter) {
+        return memmem(text.data(), text.size(), letter.data(), letter.size()) != nullptr;
+    });
 }
 
-void CUtf8Road::Print() {
-    if (__isPlain) {
-        __plain->Print();
-        return;
+/// Gives the block back as it came: somebody else will read it.
+void CUtf8Road::__Unmend() {
+    for (const MENDED& mended : __mended) {
+        __block[mended.pos] = mended.old;
     }
-    PrintText(static_cast<stringEx>(__result));
+    __mended.clear();
+    __checked = 0;
+}
+
+/// What is left is counted from its own begin.
+void CUtf8Road::__Forget(std::size_t taken) {
+    __block += taken;
+    __checked -= taken;
+    std::erase_if(__mended, [taken](const MENDED& mended) { return mended.pos < taken; });
+    for (MENDED& mended : __mended) {
+        mended.pos -= taken;
+    }
+}
+
+void CUtf8Road::Keep(text_ref<unsigned char> text) {
+    const char* at = reinterpret_cast<const char*>(text.data);
+    const char* const end = at + text.length;
+    for (; __told < __mended.size() && __block + __mended[__told].pos < end; ++__told) {
+        const char* const place = __block + __mended[__told].pos;
+        if (place < at) {
+            continue; // it was part of a match
+        }
+        if (place != at) {
+            __sink->Keep({at, place});
+        }
+        __sink->Replace({&__mended[__told].old, 1}, {place, 1});
+        at = place + 1;
+    }
+    if (at != end) {
+        __sink->Keep({at, end});
+    }
+}
+
+void CUtf8Road::Replace(text_ref<unsigned char> old, text_ref<unsigned char> text) {
+    __sink->Replace({reinterpret_cast<const char*>(old.data), old.length},
+                    {reinterpret_cast<const char*>(text.data), text.length});
+}
+
+std::uint64_t CUtf8Road::GetMostBytes(std::uint64_t size) const {
+    const std::uint64_t mark = __run.MarksUtf8() ? __run.constants.btUtf8Sign.length() : 0;
+    return __search->GetMost(size) + mark;
 }
 
 } // namespace Quil

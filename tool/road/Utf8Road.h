@@ -1,51 +1,75 @@
-// The short road for UTF-8: a literal is found on the bytes themselves, and so is an expression in
-// ASCII; elsewhere blocks of lines are decoded for an expression that is local to lines.
+// The short road for UTF-8: the bytes themselves are searched, since in UTF-8 no character's bytes
+// begin inside another's.
 //
-// What complicates it: bytes that aren't valid UTF-8 are the converter's to judge, so an input that
-// has any goes the plain road; and without regard to case a letter outside ASCII may stand for one
-// inside, so an input that has such a letter does too.
+// What complicates it: bytes that aren't valid are the converter's to judge. Where it makes "?" of
+// each, as most do, they are replaced by those in front of the search; else the rest of the input
+// goes the other road. Without regard to case a letter outside ASCII may stand for one inside, so a
+// text that has such a letter goes there too.
 #pragma once
 
-#include "tool/road/LineBlocks.h"
 #include "tool/road/road.h"
+#include "tool/road/search.h"
 
 #include <vector>
 
 namespace Quil {
 
-/// Serves runs that look for a literal or an expression in UTF-8 and write UTF-8.
-class CUtf8Road final : public IRoad {
+/// Serves runs in UTF-8 that write UTF-8, by the search that it is given: for literals in ASCII,
+/// where case doesn't count, and all else that can be found on bytes.
+class CUtf8Road final : public IRoad, private IPieces<unsigned char> {
 public:
-    /// Whether the road's results are those of the plain road on valid inputs of this run.
     static bool CanServe(const Run& run);
 
-    /// `plain` takes the inputs that aren't valid.
-    CUtf8Road(const Run& run, std::unique_ptr<IRoad> plain);
+    /// @param other takes what this road can't judge
+    CUtf8Road(const Run& run, std::unique_ptr<ISearch<unsigned char>> search,
+              std::unique_ptr<IRoad> other);
 
-    std::optional<unsigned long> Replace(byteEx& raw) override;
-    const byteEx& Encode() override;
-    void Print() override;
+    void Start(const TASK& task) override;
+    std::size_t Take(const BLOCK& block, ISink& sink) override;
+    unsigned long GetCount() const override {
+        return __search->GetCount() + (__isAtLoss ? __other->GetCount() : 0);
+    }
+    bool HasText() const override { return __hasText; }
+    bool HasChanged() const override { return __hasChanged || GetCount() != 0; }
+    bool CanResume() const override { return true; }
+    std::uint64_t GetMostBytes(std::uint64_t size) const override;
+    bool KeepsPlaces() const override { return __search->KeepsPlaces(); }
 
 private:
-    bool __Takes(byteEx& raw);
-    template <class Fold>
-    unsigned long __ReplaceLiteral();
-    unsigned long __ReplaceExpression();
+    /// A byte of the present block that isn't that of the input.
+    struct MENDED {
+        std::size_t pos;
+        char old;
+    };
+
+    bool __TakesMark(const BLOCK& block, std::size_t& begin);
+    bool __Check(const BLOCK& block);
+    static bool __IsCutAt(const BLOCK& block, std::size_t pos);
+    static std::size_t __CountBad(const BLOCK& block, std::size_t pos);
+    bool __Mend(const BLOCK& block, std::size_t pos, std::size_t count);
+    bool __IsForeign(std::string_view text) const;
+    void __Forget(std::size_t taken);
+    void __Unmend();
+    void __GiveUp();
+    void Keep(text_ref<unsigned char> text) override;
+    void Replace(text_ref<unsigned char> old, text_ref<unsigned char> text) override;
 
     const Run& __run;
-    std::unique_ptr<IRoad> __plain;
-    byteEx __find;
-    byteEx __replacement;
-    std::vector<byteEx> __foreign; ///< letters outside ASCII that fold to one of the literal's
+    std::unique_ptr<ISearch<unsigned char>> __search;
+    std::unique_ptr<IRoad> __other;
+    std::vector<std::string> __foreign; ///< letters outside ASCII that fold to one of the literal's
+    TASK __task;
+    bool __isAtStart = true;
+    bool __hasText = false;
+    bool __hasChanged = false;
+    bool __isAtLoss = false; ///< all that comes is the other road's
 
-    CRegexReplacer __replacer;
-    CLineBlocks __lines;
-    bool __takesLines; ///< the expression may be searched line by line
-
-    bool __isAscii = false; ///< the last input, where an expression is looked for
-    bool __isPlain = false; ///< the last input went the plain road
-    byteEx __result;        ///< the last input with its matches replaced
-    byteEx __room;          ///< where the next result is built that is longer than its input
+    // Of the block, from the first byte that isn't taken.
+    std::size_t __checked = 0;    ///< up to here it is valid
+    std::vector<MENDED> __mended; ///< by their places
+    std::size_t __told = 0;       ///< of those: the sink knows them
+    char* __block = nullptr;
+    ISink* __sink = nullptr;
 };
 
 } // namespace Quil

@@ -1,27 +1,121 @@
 #include "tool/road/road.h"
 
-#include "tool/road/BlockRoad.h"
-#include "tool/road/PlainRoad.h"
+#include "tool/road/LineSearch.h"
 #include "tool/road/Utf8Road.h"
+#include "tool/road/WholeRoad.h"
+#include "tool/road/WideRoad.h"
+#include "util/conv/utf8_codec.h"
+
+#include <optional>
 
 namespace Quil {
 
-std::unique_ptr<IRoad> ChooseRoad(Run& run) {
-    // What is only converted, and a literal, needs no more of the text at a time than a block;
-    // expressions need it whole, and the raw wide forms pass no converter.
-    std::unique_ptr<IRoad> general;
-    if (CBlockRoad::CanServe(run)) {
-        general = std::make_unique<CBlockRoad>(run);
-    } else {
-        general = std::make_unique<CPlainRoad>(run);
+namespace {
+
+/// Compares ASCII letters without regard to case and all else as it stands.
+struct ascii_fold {
+    static constexpr bool is_plain = false;
+
+    template <class T>
+    static T apply(T element) {
+        return element >= 'A' && element <= 'Z' ? static_cast<T>(element + ('a' - 'A')) : element;
     }
-    // In UTF-8 no character's bytes begin inside another's, so a literal that is found on the bytes
-    // of a valid text is one that would be found on its characters, and what is decoded and not
-    // changed encodes to the bytes that it came from.
+};
+
+/// The bytes of a text, or none if it holds an element that isn't a Unicode character.
+std::optional<byteEx> EncodeStrictly(const wstringEx& text) {
+    stringEx bytes;
+    bytes.resize((text.length() + 1) * static_cast<unsigned int>(IMPL::UTF8_MAX_SEQUENCE));
+    const IMPL::CODEC_STEP step =
+        IMPL::EncodeUtf8(bytes.ref(), bytes.length(), text.data(), text.length());
+    if (step.read != text.length()) {
+        return std::nullopt;
+    }
+    bytes._eofonly(static_cast<unsigned int>(step.written));
+    return static_cast<byteEx>(bytes);
+}
+
+bool IsAscii(const wstringEx& text) {
+    for (unsigned int i = 0; i < text.length(); ++i) {
+        if (text[i] < 0 || text[i] > 0x7F) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// The search on wide characters; null where the text must be there as a whole.
+std::unique_ptr<ISearch<wchar_t>> SearchWide(const Run& run, CRegexReplacer::FORM form) {
+    switch (run.findFunc) {
+    case FIND::LITERAL:
+        return std::make_unique<CLiteralSearch<wchar_t, IMPL::plain_fold>>(run.findText,
+                                                                           run.replaceText);
+    case FIND::LITERAL_NO_CASE:
+        return std::make_unique<CLiteralSearch<wchar_t, IMPL::lower_fold<wstringEx>>>(
+            run.findText, run.replaceText);
+    case FIND::REGEX: {
+        auto search = std::make_unique<CLineSearch<wchar_t>>(run.regexComp, run.replaceText,
+                                                             stringEx(), form);
+        return search->IsLocal() ? std::move(search) : nullptr;
+    }
+    default:
+        break;
+    }
+    return run.hasReplace
+               ? std::unique_ptr<ISearch<wchar_t>>(
+                     std::make_unique<CWholeSearch<wchar_t>>(run.replaceText))
+               : std::unique_ptr<ISearch<wchar_t>>(std::make_unique<CNoSearch<wchar_t>>());
+}
+
+/// The search on the bytes of UTF-8; null where they don't do.
+std::unique_ptr<ISearch<unsigned char>> SearchUtf8(const Run& run, CRegexReplacer::FORM form) {
+    const std::optional<byteEx> find = EncodeStrictly(run.findText);
+    const std::optional<byteEx> replacement = EncodeStrictly(run.replaceText);
+    if (!find || !replacement) {
+        return nullptr;
+    }
+    switch (run.findFunc) {
+    case FIND::LITERAL:
+        return std::make_unique<CLiteralSearch<unsigned char, IMPL::plain_fold>>(*find,
+                                                                                 *replacement);
+    case FIND::LITERAL_NO_CASE:
+        return !IsAscii(run.findText) ? nullptr
+                                      : std::make_unique<CLiteralSearch<unsigned char, ascii_fold>>(
+                                            *find, *replacement);
+    case FIND::REGEX: {
+        auto search = std::make_unique<CLineSearch<unsigned char>>(
+            run.regexComp, run.replaceText, static_cast<stringEx>(*replacement), form);
+        return search->IsLocal() ? std::move(search) : nullptr;
+    }
+    default:
+        break;
+    }
+    return run.hasReplace ? std::unique_ptr<ISearch<unsigned char>>(
+                                std::make_unique<CWholeSearch<unsigned char>>(*replacement))
+                          : std::unique_ptr<ISearch<unsigned char>>(
+                                std::make_unique<CNoSearch<unsigned char>>());
+}
+
+} // namespace
+
+std::unique_ptr<IRoad> ChooseRoad(const Run& run) {
+    const CRegexReplacer::FORM form =
+        run.useExpand ? CRegexReplacer::FORM::COPY_OUT : CRegexReplacer::FORM::IN_PLACE;
+    std::unique_ptr<IRoad> road;
+    if (CWideRoad::CanServe(run)) {
+        if (auto search = SearchWide(run, form)) {
+            road = std::make_unique<CWideRoad>(run, std::move(search));
+        }
+    }
+    if (!road) {
+        road = std::make_unique<CWholeRoad>(run);
+    }
     if (CUtf8Road::CanServe(run)) {
-        return std::make_unique<CUtf8Road>(run, std::move(general));
+        if (auto search = SearchUtf8(run, form)) {
+            return std::make_unique<CUtf8Road>(run, std::move(search), std::move(road));
+        }
     }
-    return general;
+    return road;
 }
 
 } // namespace Quil

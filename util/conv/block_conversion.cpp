@@ -28,24 +28,6 @@ private:
     std::unique_ptr<const TTextConv> __clone;
 };
 
-/// A string that grows by the progress of the whole text, of which a window is but a part.
-class CProgressOutput : public IMPL::CConvOutput<stringEx> {
-public:
-    using IMPL::CConvOutput<stringEx>::CConvOutput;
-
-    void SetProgress(std::size_t done, std::size_t total) {
-        __done = done;
-        __total = total;
-    }
-    char* Reserve(std::size_t room, std::size_t /*done*/, std::size_t /*total*/) {
-        return IMPL::CConvOutput<stringEx>::Reserve(room, __done, __total);
-    }
-
-private:
-    std::size_t __done = 0;
-    std::size_t __total = 0;
-};
-
 } // namespace
 
 void CWideWindow::Drop(std::size_t count) {
@@ -53,6 +35,13 @@ void CWideWindow::Drop(std::size_t count) {
     if (__length != 0 && count != 0) {
         std::memmove(__characters.get(), __characters.get() + count, __length * sizeof(wchar_t));
     }
+}
+
+void CWideWindow::Grow() {
+    auto larger = std::make_unique_for_overwrite<wchar_t[]>(2 * __size);
+    std::copy_n(__characters.get(), __length, larger.get());
+    __characters = std::move(larger);
+    __size *= 2;
 }
 
 std::size_t CWideWindow::Put(const wchar_t* characters, std::size_t count) {
@@ -78,36 +67,28 @@ CBlockDecoder::CBlockDecoder(const TTextConv& converter)
 
 CBlockDecoder::~CBlockDecoder() = default;
 
-void CBlockDecoder::Start(CWideWindow& window, const char* text, std::size_t length) {
+void CBlockDecoder::Start(CWideWindow& window, std::size_t length) {
     __state->window = &window;
     window.Clear();
     const IMPL::DECODING_WAY& way =
         __state->way.emplace(__state->converter.GetWays().ToWide(length));
-    __state->stepper.emplace(way.convert, way.descriptor, text, length, window);
+    __state->stepper.emplace(way.convert, way.descriptor, nullptr, 0, window);
 }
 
-void CBlockDecoder::Fill() {
+std::size_t CBlockDecoder::Fill(const char* bytes, std::size_t length, bool isLast) {
+    __state->stepper->Rebase(bytes, length, isLast);
     IMPL::RunWay(*__state->way, *__state->stepper, *__state->window, 1);
-}
-
-bool CBlockDecoder::IsAtEnd() const {
-    return __state->stepper->IsAtEnd();
-}
-
-std::size_t CBlockDecoder::GetPos() const {
     return __state->stepper->GetPos();
 }
 
-std::size_t CBlockDecoder::GetLength() const {
-    return __state->stepper->GetLength();
-}
-
 struct CBlockEncoder::STATE {
+    using OUTPUT = IMPL::CConvOutput<stringEx>;
+
     CLazyClone converter;
     std::optional<IMPL::ENCODING_WAY> way{};
     stringEx result{};
-    std::optional<CProgressOutput> output{}; ///< to the string above
-    std::optional<IMPL::CIconvStepper<wchar_t, CProgressOutput>> stepper{};
+    std::optional<OUTPUT> output{}; ///< to the string above
+    std::optional<IMPL::CIconvStepper<wchar_t, OUTPUT>> stepper{};
 };
 
 CBlockEncoder::CBlockEncoder(const TTextConv& converter)
@@ -117,32 +98,25 @@ CBlockEncoder::~CBlockEncoder() = default;
 
 void CBlockEncoder::Start(std::size_t length) {
     __state->stepper.reset();
-    CProgressOutput& output = __state->output.emplace(__state->result);
+    STATE::OUTPUT& output = __state->output.emplace(__state->result);
     const IMPL::ENCODING_WAY& way =
         __state->way.emplace(__state->converter.GetWays().FromWide(length));
     __state->stepper.emplace(way.convert, way.descriptor, nullptr, 0, output);
 }
 
-void CBlockEncoder::PutBytes(const char* bytes, std::size_t count) {
-    std::copy_n(bytes, count, __state->output->Reserve(count, 0, 0));
-    __state->output->Advance(count);
-}
-
-void CBlockEncoder::Encode(CWideWindow& window, bool isEnd, std::size_t done, std::size_t total) {
-    __state->output->SetProgress(done, total);
-    __state->stepper->Rebase(window.Data(), window.Length());
+const stringEx& CBlockEncoder::Encode(CWideWindow& window, bool isLast) {
+    __state->output->Restart();
+    __state->stepper->Rebase(window.Data(), window.Length(), true);
     IMPL::RunWay(*__state->way, *__state->stepper, *__state->output,
-                 isEnd ? 1 : __state->way->GetLeastSource());
+                 isLast ? 1 : __state->way->GetLeastSource());
     window.Drop(__state->stepper->GetPos());
-}
-
-const stringEx& CBlockEncoder::Finish() {
     __state->output->Finish();
     return __state->result;
 }
 
-void CBlockEncoder::Restart() {
-    __state->output->Restart();
+std::size_t CBlockEncoder::GetMostBytes() const {
+    constexpr std::size_t WITH_ESCAPES = 8;
+    return __state->way->codec != nullptr ? IMPL::LONGEST_CHARACTER : WITH_ESCAPES;
 }
 
 } // namespace Quil

@@ -33,6 +33,10 @@ public:
     /// Takes the first `count` characters away; the rest moves to the front.
     void Drop(std::size_t count);
 
+    /// Makes room for as many characters again.
+    void Grow();
+    bool HasRoom() const { return !IsFull(); }
+
     /// Appends as many of the characters as there is room for. Answers how many.
     std::size_t Put(const wchar_t* characters, std::size_t count);
 
@@ -68,18 +72,13 @@ public:
     CBlockDecoder& operator=(const CBlockDecoder&) = delete;
     ~CBlockDecoder();
 
-    /// Begins with a text, which must stay until it is decoded. From now on the characters are put
-    /// into `window`.
-    void Start(CWideWindow& window, const char* text, std::size_t length);
+    /// Begins a text of about `length` bytes, whose characters go into `window`, which is emptied.
+    void Start(CWideWindow& window, std::size_t length);
 
-    /// Decodes until the window is full or the text ends.
-    void Fill();
-
-    /// True once all of the text is decoded.
-    bool IsAtEnd() const;
-    /// The bytes decoded so far, and all of them.
-    std::size_t GetPos() const;
-    std::size_t GetLength() const;
+    /// Decodes the next bytes until the window is full or they end. Answers how many; those that
+    /// are left come again, with more behind them. Unless `isLast`, a sequence that their end cuts
+    /// is left too.
+    std::size_t Fill(const char* bytes, std::size_t length, bool isLast);
 
 private:
     struct STATE;
@@ -96,23 +95,15 @@ public:
     CBlockEncoder& operator=(const CBlockEncoder&) = delete;
     ~CBlockEncoder();
 
-    /// Begins with a text, of which about `length` characters are expected. The string's block is
-    /// used again unless somebody else still holds it.
+    /// Begins a text, of which about `length` characters are expected.
     void Start(std::size_t length);
 
-    /// Puts some bytes into the result as they are.
-    void PutBytes(const char* bytes, std::size_t count);
+    /// The bytes of the window's characters, good until the next call. The characters are taken
+    /// away; unless `isLast` some may stay for the next time.
+    const stringEx& Encode(CWideWindow& window, bool isLast);
 
-    /// Encodes the window's characters and takes them away; while more are to come some may stay.
-    /// `done` of `total` tells which part of the text the result before this call was, as the
-    /// measure of how much is to come.
-    void Encode(CWideWindow& window, bool isEnd, std::size_t done, std::size_t total);
-
-    /// The result so far.
-    const stringEx& Finish();
-
-    /// Goes on with the text in an empty string: the result so far has been used.
-    void Restart();
+    /// Bytes that a character becomes at most, escapes of the charset counted in.
+    std::size_t GetMostBytes() const;
 
 private:
     struct STATE;

@@ -81,9 +81,9 @@ timespec FromTime(const CTime* time) {
     return result;
 }
 
-/// Asks the device for the room that the file's first `size` bytes lack, without moving the file's
-/// end; answers 0 or the error number.
-int Allocate(int descriptor, const struct stat& status, std::int64_t size) {
+/// Asks the device for the room that the file's bytes from `from` up to `size` lack, without moving
+/// the file's end; answers 0 or the error number.
+int Allocate(int descriptor, const struct stat& status, std::int64_t size, std::int64_t from) {
     // The process's own limit is one that the allocation doesn't look at.
     struct rlimit limit = {};
     if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
@@ -93,7 +93,7 @@ int Allocate(int descriptor, const struct stat& status, std::int64_t size) {
 #ifdef FALLOC_FL_KEEP_SIZE
     constexpr std::int64_t BLOCK_UNIT = 512;
     const bool hasHoles = status.st_blocks * BLOCK_UNIT < std::min(status.st_size, size);
-    const std::int64_t begin = hasHoles ? 0 : status.st_size;
+    const std::int64_t begin = hasHoles ? from : status.st_size;
     if (size > begin && RetryInterrupted([&] {
                             return ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, begin,
                                                size - begin);
@@ -212,6 +212,13 @@ CLongLongNative CSysFile::GetSize() const {
     return size;
 }
 
+void CSysFile::GetStatus(struct stat& status) const {
+    if (::fstat(__descriptor, &status) == -1) {
+        ThrowFileError("CSysFile::GetStatus - failed retrive the file status\n", __name, errno,
+                       STATUS_ERRORS);
+    }
+}
+
 bool CSysFile::IsRegularFile() const {
     struct stat status = {};
     return ::fstat(__descriptor, &status) == 0 && S_ISREG(status.st_mode);
@@ -231,14 +238,14 @@ void CSysFile::ResizeToCurrentPos() {
                       {"  error desc = ", DescribeSysError(code, RESIZE_ERRORS)}}));
 }
 
-void CSysFile::ReserveRoom(const CLongLongNative& size) {
+bool CSysFile::ReserveRoom(const CLongLongNative& size, const CLongLongNative& from) {
     struct stat status = {};
     if (::fstat(__descriptor, &status) == -1 || !S_ISREG(status.st_mode)) {
-        return;
+        return true;
     }
-    const int code = Allocate(__descriptor, status, size.Value());
+    const int code = Allocate(__descriptor, status, size.Value(), from.Value());
     if (code != ENOSPC && code != EDQUOT && code != EFBIG) {
-        return;
+        return code == 0;
     }
     // Gives back what was allocated before the room ran out; a failure here changes nothing more.
     [[maybe_unused]] const int ignored = ::ftruncate(__descriptor, status.st_size);

@@ -11,6 +11,8 @@
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
+struct stat;
+
 namespace Quil {
 
 class CTime;
@@ -87,15 +89,18 @@ public:
     CLongLongNative GetCurrentPos() const;
     /// The size in bytes, found by seeking to the end and back; so it throws for a pipe.
     CLongLongNative GetSize() const;
+    /// What the system knows of the file.
+    void GetStatus(struct stat& status) const;
     /// False for a device, a pipe or a socket, which have no size that could be set.
     bool IsRegularFile() const;
     /// Cuts the file at the current position, or lengthens it with zero bytes up to there.
     void ResizeToCurrentPos();
-    /// Makes sure that the device has room for the file's first `size` bytes, for those behind its
-    /// end and for those that lie in a hole, and that this process may write so far. Size and
-    /// content stay; a file system that can't promise room is believed to have it. Throws when
-    /// there is none, with the file as it was. For all but regular files there is always room.
-    void ReserveRoom(const CLongLongNative& size);
+    /// Makes sure that the device has room for the file's bytes up to `size`, for those behind its
+    /// end and for those from `from` on that lie in a hole, and that this process may write so far.
+    /// Size and content stay. Throws when there is none, with the file as it was. Answers false
+    /// where the file system can't promise room, and is believed to have it. For all but regular
+    /// files there is always room.
+    bool ReserveRoom(const CLongLongNative& size, const CLongLongNative& from = 0);
 
     /// Locks `length` bytes from `from` on (a length of 0: to the end, however far it grows) for
     /// this process, waiting for other processes that hold the range. An exclusive lock needs write

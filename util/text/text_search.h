@@ -106,6 +106,17 @@ public:
     /// Position of the last occurrence that begins at or before pos in the text, or npos.
     unsigned int find_last(const T* text, unsigned int length, unsigned int pos);
 
+    /// How many elements at the text's end may be the beginning of an occurrence that goes on
+    /// behind it.
+    unsigned int open_end(const T* text, unsigned int length);
+
+    /// Forgets what the texts so far have taught: the next one may be of another kind.
+    void restart() {
+        __scanned = 0;
+        __wasted = 0;
+        __isByAutomaton = false;
+    }
+
     /// Calls `onMatch(position)` for each occurrence at or behind pos, from left to right and none
     /// overlapping the one before, until it answers false. What lies before an occurrence's end may
     /// be overwritten meanwhile.
@@ -153,6 +164,8 @@ private:
     const T* __ScanSimply(const T* first, const T* end, Take& take);
     template <class Take>
     const T* __ScanByAutomaton(const T* first, const T* end, Take& take) const;
+    template <class Needle>
+    unsigned int __Follow(Needle needle, unsigned int matched, T element) const;
     template <class Needle, class Text>
     Text __RunAutomaton(Needle needle, Text first, Text end) const;
     template <unsigned int Count>
@@ -162,7 +175,8 @@ private:
     /// automaton is there to go on.
     bool __IsSlow(std::ptrdiff_t scanned) {
         // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): both rooms are released with the object
-        return __IsWasteful(scanned) && __PrepareAutomaton(__needle);
+        __isByAutomaton = __IsWasteful(scanned) && __PrepareAutomaton(__needle);
+        return __isByAutomaton;
     }
     bool __IsWasteful(std::ptrdiff_t scanned) const {
         return __wasted >
@@ -180,7 +194,8 @@ private:
     /// The automaton, once it is needed: for each prefix of the needle the length of its longest
     /// proper prefix that is also its suffix.
     room<unsigned int> __borders;
-    bool __isWithout = false; ///< there was no memory for the automaton
+    bool __isWithout = false;     ///< there was no memory for the automaton
+    bool __isByAutomaton = false; ///< and the present texts want it
 };
 
 /// Membership in a set of elements. Values below 256 cost one look-up, others a search by halves.
@@ -286,7 +301,7 @@ void text_search<T, Fold>::each(const T* text, unsigned int length, unsigned int
     const T* first = text + pos;
     const T* end = text + (length - __length) + 1;
     const T* reached = nullptr;
-    if (__borders) {
+    if (__isByAutomaton) {
         reached = __ScanByAutomaton(first, end, take);
     } else if (__partnerCount == 1) {
         reached = __ScanFiltered<1>(first, end, take);
@@ -298,6 +313,28 @@ void text_search<T, Fold>::each(const T* text, unsigned int length, unsigned int
         reached = __ScanSimply(first, end, take);
     }
     __scanned += static_cast<std::uint64_t>(reached - first);
+}
+
+template <class T, class Fold>
+unsigned int text_search<T, Fold>::open_end(const T* text, unsigned int length) {
+    constexpr unsigned int SHORT = 16;
+    unsigned int open = std::min(length, __length - 1);
+    const T* const end = text + length;
+    if (open > SHORT && __PrepareAutomaton(__needle)) {
+        unsigned int matched = 0;
+        for (const T* place = end - open; place != end; ++place) {
+            matched = __Follow(__needle, matched, Fold::apply(*place));
+        }
+        return matched;
+    }
+    const auto begins = [this, end](unsigned int count) {
+        return std::equal(end - count, end, __needle,
+                          [](T element, T wanted) { return Fold::apply(element) == wanted; });
+    };
+    while (open > 0 && !begins(open)) {
+        --open;
+    }
+    return open;
 }
 
 template <class T, class Fold>
@@ -418,17 +455,23 @@ bool text_search<T, Fold>::__PrepareAutomaton(Needle needle) noexcept {
     return true;
 }
 
+/// How many of the needle's elements a text ends in that ended in `matched` before `element` came.
+template <class T, class Fold>
+template <class Needle>
+unsigned int text_search<T, Fold>::__Follow(Needle needle, unsigned int matched, T element) const {
+    while (matched > 0 && element != needle[matched]) {
+        matched = __borders[matched - 1];
+    }
+    return matched + (element == needle[matched] ? 1 : 0);
+}
+
 /// Behind the first occurrence that lies in [first, end), or null.
 template <class T, class Fold>
 template <class Needle, class Text>
 Text text_search<T, Fold>::__RunAutomaton(Needle needle, Text first, Text end) const {
     unsigned int matched = 0;
     for (; first != end; ++first) {
-        const T element = Fold::apply(*first);
-        while (matched > 0 && element != needle[matched]) {
-            matched = __borders[matched - 1];
-        }
-        matched += element == needle[matched];
+        matched = __Follow(needle, matched, Fold::apply(*first));
         if (matched == __length) {
             return ++first;
         }

@@ -38,13 +38,18 @@ public:
     }
 
     /// Goes on with the same text where it lies now: what was not read so far, and maybe more.
-    void Rebase(const Source* src, std::size_t length) {
+    /// Unless `isLast`, still more is to come behind it.
+    void Rebase(const Source* src, std::size_t length, bool isLast) {
         __src = src;
         __length = length;
         __pos = 0;
+        __isLast = isLast;
+        __isCut = false;
     }
 
     bool IsAtEnd() const { return __pos == __length; }
+    /// True if what is left begins a sequence that goes on in what is still to come.
+    bool IsCut() const { return __isCut; }
     std::size_t GetPos() const { return __pos; }
     std::size_t GetLength() const { return __length; }
     const Source* GetRest() const { return __src + __pos; }
@@ -76,6 +81,8 @@ public:
         } else if (result == ICONV_FAILURE && errno == EINVAL && piece < rest) {
             // Not the end of the text, only of the piece: the sequence goes on behind it.
             __leastPiece = read != 0 ? 0 : 2 * piece;
+        } else if (result == ICONV_FAILURE && errno == EINVAL && !__isLast) {
+            __isCut = true;
         } else {
             __Replace();
         }
@@ -117,6 +124,8 @@ private:
     std::size_t __length;
     std::size_t __pos = 0;
     std::size_t __leastPiece = 0;
+    bool __isLast = true;
+    bool __isCut = false;
     Output& __output;
 };
 

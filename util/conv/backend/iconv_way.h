@@ -48,9 +48,10 @@ void RunCodec(const ICONV_WAY<Source, Target>& way, CIconvStepper<Source, Output
     } while (step.read != 0 && !output.IsFull());
 }
 
-/// Converts until fewer than `least` elements of the source are left or the output is full. The
-/// library gets a sequence at a time of what stops a codec, whose charset has no state to keep. A
-/// library that drops input by itself gets all the rest instead.
+/// Converts until fewer than `least` elements of the source are left, a sequence of it is cut by
+/// the end of what is there, or the output is full. The library gets a sequence at a time of what
+/// stops a codec, whose charset has no state to keep. A library that drops input by itself gets all
+/// the rest instead.
 template <class Target, class Source, class Output>
 void RunWay(const ICONV_WAY<Source, Target>& way, CIconvStepper<Source, Output>& stepper,
             Output& output, std::size_t least) {
@@ -58,7 +59,7 @@ void RunWay(const ICONV_WAY<Source, Target>& way, CIconvStepper<Source, Output>&
         RunCodec(way, stepper, output);
     }
     const bool returns = way.codec != nullptr && !way.mayDrop;
-    while (stepper.GetRestLength() >= least && !output.IsFull()) {
+    while (stepper.GetRestLength() >= least && !stepper.IsCut() && !output.IsFull()) {
         stepper.Step(returns ? ONE_SEQUENCE : way.pieces);
         if (returns) {
             RunCodec(way, stepper, output);

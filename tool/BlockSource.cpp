@@ -1,0 +1,105 @@
+#include "tool/BlockSource.h"
+
+#include "util/file/system/error_text.h"
+#include "util/text/byteEx.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fcntl.h>
+#include <new>
+#include <unistd.h>
+
+namespace Quil {
+
+void CBlockSource::StartFile(CSysFile& file, std::uint64_t size) {
+    __file = &file;
+    __last = {};
+    __size = size;
+    __Start();
+}
+
+void CBlockSource::StartPipe(std::string_view last) {
+    // A pipe that holds a whole block wakes both its ends less often. Other inputs refuse.
+    constexpr int PIPE_SIZE = 1024 * 1024;
+    ::fcntl(STDIN_FILENO, F_SETPIPE_SZ, PIPE_SIZE);
+    __file = nullptr;
+    __last = last;
+    __Start();
+}
+
+void CBlockSource::__Start() {
+    __place = 0;
+    __begin = __end = 0;
+    __isAtEnd = __isFresh = false;
+}
+
+BLOCK CBlockSource::Next() {
+    if (!__isAtEnd && !__isFresh) {
+        __MakeRoom();
+        const std::size_t room = __roomSize - __end;
+        __file != nullptr ? __ReadFile(room) : __ReadPipe(room);
+    }
+    __isFresh = false;
+    return {__room.get() + __begin, __end - __begin, __isAtEnd};
+}
+
+void CBlockSource::Take(std::size_t count) {
+    __begin += count;
+    __place += count;
+}
+
+void CBlockSource::Restart(std::uint64_t place) {
+    if (place + __begin >= __place) {
+        __begin -= static_cast<std::size_t>(__place - place);
+        __place = place;
+        __isFresh = true;
+        return;
+    }
+    __file->SeekBegin(CLongLongNative(CULongLongNative(place)));
+    __Start();
+    __place = place;
+}
+
+/// What is left goes to the front. Where it fills all of the room there must be more.
+void CBlockSource::__MakeRoom() {
+    const std::size_t left = __end - __begin;
+    if (__roomSize - left <= __last.size()) {
+        const std::size_t size = std::max(GetBlockSize() + __last.size(), 2 * left);
+        void* const larger =
+            size <= byteEx::max_size() ? std::realloc(__room.get(), size) : nullptr;
+        if (larger == nullptr) {
+            throw std::bad_alloc();
+        }
+        [[maybe_unused]] char* const moved = __room.release();
+        __room.reset(static_cast<char*>(larger));
+        __roomSize = size;
+    } else if (left != 0 && __begin != 0) {
+        std::memmove(__room.get(), __room.get() + __begin, left);
+    }
+    __begin = 0;
+    __end = left;
+}
+
+void CBlockSource::__ReadFile(std::size_t room) {
+    const std::uint64_t left = __size - (__place + (__end - __begin));
+    const auto wanted = static_cast<unsigned int>(std::min<std::uint64_t>(room, left));
+    const unsigned int count = __file->Read(__room.get() + __end, wanted);
+    __end += count;
+    __isAtEnd = count == 0 || count == left;
+}
+
+/// A failure is the pipe's end. A block may come to be larger than what is read by what stands for
+/// the end.
+void CBlockSource::__ReadPipe(std::size_t room) {
+    const ssize_t count = IMPL::RetryInterrupted(
+        [&] { return ::read(STDIN_FILENO, __room.get() + __end, room - __last.size()); });
+    if (count > 0) {
+        __end += static_cast<std::size_t>(count);
+        return;
+    }
+    std::memcpy(__room.get() + __end, __last.data(), __last.size());
+    __end += __last.size();
+    __isAtEnd = true;
+}
+
+} // namespace Quil

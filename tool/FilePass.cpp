@@ -1,0 +1,234 @@
+#include "tool/FilePass.h"
+
+#include "util/file/dir.h"
+#include "util/file/system/error_text.h"
+#include "util/sys/errhdl.h"
+
+#include <fcntl.h>
+#include <iostream>
+#include <sys/stat.h>
+
+namespace Quil {
+
+namespace {
+
+/// The end of a pipe reads as this byte.
+constexpr std::string_view END_OF_PIPE = "\xFF";
+
+bool IsSame(const timespec& a, const timespec& b) {
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+stringEx Message(const char* what, const stringEx& path, const qlExp& cause) {
+    stringEx message("[ERROR] ");
+    return message.append(what)
+        .append(path)
+        .append("\n@ ")
+        .append(cause.GetErrString())
+        .append("\n");
+}
+
+/// All of the wide stream; the read that meets its end is kept like the others.
+wstringEx ReadWideInput() {
+    wstringEx text;
+    do {
+        text.push_back(static_cast<wchar_t>(std::wcin.get()));
+    } while (std::wcin.good());
+    return text;
+}
+
+/// A file as it was opened must be as it was read, or what was found in it means nothing.
+void RefuseOther(const struct stat& now, const struct stat& before, const stringEx& path) {
+    if (now.st_dev != before.st_dev || now.st_ino != before.st_ino ||
+        now.st_size != before.st_size || !IsSame(now.st_mtim, before.st_mtim)) {
+        throw sysfileExp(EBUSY,
+                         IMPL::ComposeError("another program has changed the file meanwhile\n",
+                                            {{"  file path  = ", path}}));
+    }
+}
+
+} // namespace
+
+FILE_RESULT CFilePass::PassFile(const stringEx& path) {
+    FILE_RESULT result;
+    const auto refuse = [&](const qlExp& cause) {
+        result.error = Message("failed reading file: ", path, cause);
+    };
+    try {
+        CSysFile file;
+        file.Open(path, CSysFile::ACCESS_READ, O_NONBLOCK, 0, 0, 0);
+        struct stat state = {};
+        file.GetStatus(state);
+        if (S_ISREG(state.st_mode)) {
+            __PassRegular(path, file, state, result);
+        } else {
+            __PassDevice(path, result);
+        }
+    } catch (const sysfileExp& cause) {
+        refuse(cause);
+    } catch (const dirExp& cause) {
+        refuse(cause);
+    }
+    return result;
+}
+
+void CFilePass::__PassRegular(const stringEx& path, CSysFile& file, const struct stat& state,
+                              FILE_RESULT& result) {
+    const auto size = static_cast<std::uint64_t>(state.st_size);
+    if (size == 0) {
+        return;
+    }
+    if (__road->WantsAll() && size > byteEx::max_size()) {
+        CDir::ReadFile(path, __all); // which says that it is too large
+    }
+    __source.StartFile(file, size);
+    if (__run.toStdout) {
+        __Print(size, false, result);
+        return;
+    }
+    std::uint64_t place = 0;
+    if (__Look(size, place)) {
+        __Change(path, state, place, result);
+    }
+}
+
+/// What isn't a regular file has no size to go by, and no content to be changed in place.
+void CFilePass::__PassDevice(const stringEx& path, FILE_RESULT& result) {
+    CDir::ReadFile(path, __all);
+    if (__all.empty()) {
+        return;
+    }
+    const BLOCK block{reinterpret_cast<char*>(__all.ref()), __all.length(), true};
+    COutputSink output;
+    CBytesSink bytes;
+    __road->Start({__run.toStdout ? TASK::RESULT::OUTPUT : TASK::RESULT::FILE, block.length});
+    __road->Take(block, __run.toStdout ? static_cast<ISink&>(output) : bytes);
+    output.Flush(false);
+    result.count = __road->GetCount();
+    result.hasChanged = __run.toStdout;
+    if (__run.toStdout || !__HasFound()) {
+        return;
+    }
+    try {
+        const std::string& all = bytes.GetBytes();
+        CDir::WriteFile(path, stringEx(all.data(), static_cast<unsigned int>(all.size())), false,
+                        false);
+        result.hasChanged = true;
+    } catch (const qlExp& cause) {
+        result.hasFailedToWrite = true;
+        result.error = Message("can't write to file: ", path, cause);
+    }
+}
+
+FILE_RESULT CFilePass::PassPipe() {
+    FILE_RESULT result;
+    if (__run.in.isWide) {
+        const wstringEx text = ReadWideInput();
+        __all = static_cast<byteEx>(text);
+        COutputSink output;
+        __road->Start({TASK::RESULT::OUTPUT, __all.length()});
+        __road->Take({reinterpret_cast<char*>(__all.ref()), __all.length(), true}, output);
+        output.Flush(false);
+    } else {
+        __source.StartPipe(__run.isFilter ? std::string_view() : END_OF_PIPE);
+        __Print(0, true, result);
+    }
+    result.count = __road->GetCount();
+    result.hasChanged = true;
+    return result;
+}
+
+/// Prints the result, with no delay if somebody may wait for it.
+void CFilePass::__Print(std::uint64_t size, bool isAwaited, FILE_RESULT& result) {
+    COutputSink output;
+    __road->Start({TASK::RESULT::OUTPUT, size});
+    for (bool isLast = false; !isLast;) {
+        const BLOCK block = __source.Next();
+        isLast = block.isLast;
+        __source.Take(__road->Take(block, output));
+        if (isAwaited) {
+            output.Flush(true);
+        }
+    }
+    output.Flush(false);
+    result.count = __road->GetCount();
+    result.hasChanged = true;
+}
+
+/// Whether the file is to be written, as far as the road came.
+bool CFilePass::__HasFound() const {
+    return __road->GetCount() != 0 || (__run.findFunc == FIND::ANY && __road->HasText());
+}
+
+/// Looks whether there is anything to change; `place` becomes one with nothing to change in front.
+bool CFilePass::__Look(std::uint64_t size, std::uint64_t& place) {
+    CNoSink none;
+    __road->Start({TASK::RESULT::NONE, size});
+    for (bool isLast = false; !isLast && !__HasFound();) {
+        const BLOCK block = __source.Next();
+        isLast = block.isLast;
+        place = __road->CanResume() && !__road->HasChanged() ? __source.GetPlace() : place;
+        __source.Take(__road->Take(block, none));
+    }
+    return __HasFound();
+}
+
+void CFilePass::__Change(const stringEx& path, const struct stat& state, std::uint64_t place,
+                         FILE_RESULT& result) {
+    result.untilReported = std::make_unique<CHeldSignals>();
+    try {
+        CSysFile target;
+        target.Open(path, CSysFile::ACCESS_WRITE, 0, 0, 0, 0);
+        struct stat now = {};
+        target.GetStatus(now);
+        RefuseOther(now, state, path);
+        __Rewrite(target, static_cast<std::uint64_t>(state.st_size), place);
+        result.hasChanged = true;
+    } catch (const qlExp& cause) {
+        result.hasFailedToWrite = true;
+        result.error = Message("can't write to file: ", path, cause);
+    }
+    result.count = __road->GetCount();
+}
+
+void CFilePass::__Rewrite(CSysFile& target, std::uint64_t size, std::uint64_t place) {
+    using ROOM = CInPlaceWriter::ROOM;
+    const TASK task{TASK::RESULT::FILE, size, place, true};
+    const std::uint64_t most = place + __road->GetMostBytes(size - place);
+    CInPlaceWriter writer(target, size);
+    CFileSink sink(writer);
+    try {
+        writer.Start(place, __road->KeepsPlaces() ? ROOM::SAME_SIZE : ROOM::AT_MOST, most);
+        __RunRoad(task, sink, &writer);
+    } catch (const CInPlaceWriter::SIZE_NEEDED&) {
+        CMeasureSink measure;
+        __RunRoad(task, measure, nullptr);
+        writer.Start(place, ROOM::EXACT, place + measure.GetSize());
+        __RunRoad(task, sink, &writer);
+    }
+    writer.Finish();
+}
+
+/// One way along the road. The file must not be left half done without a word if it can't be read.
+void CFilePass::__RunRoad(const TASK& task, ISink& sink, CInPlaceWriter* writer) {
+    __source.Restart(task.place);
+    __road->Start(task);
+    for (bool isLast = false; !isLast;) {
+        const BLOCK block = __Next(writer);
+        isLast = block.isLast;
+        __source.Take(__road->Take(block, sink));
+    }
+}
+
+BLOCK CFilePass::__Next(CInPlaceWriter* writer) {
+    try {
+        return __source.Next();
+    } catch (const sysfileExp& cause) {
+        if (writer != nullptr) {
+            writer->Abandon(cause);
+        }
+        throw;
+    }
+}
+
+} // namespace Quil

@@ -1,0 +1,38 @@
+// An expression whose matches lie within lines, searched by blocks of whole lines: so neither the
+// text nor its result is ever there as a whole, nor, in UTF-8, its wide characters.
+#pragma once
+
+#include "tool/road/search.h"
+#include "util/text/RegexReplacer.h"
+
+namespace Quil {
+
+/// Searches wide texts, or texts in strictly valid UTF-8, whose blocks in ASCII are searched as
+/// they stand. For one thread.
+template <class T>
+class CLineSearch final : public ISearch<T> {
+public:
+    CLineSearch(const wstringEx::regex_handle& expression, const wstringEx& replacement,
+                const stringEx& replacementBytes, CRegexReplacer::FORM form);
+
+    /// Whether the expression is local to lines. Else this object serves nothing.
+    bool IsLocal() const { return __replacer.IsLocalToLines(); }
+
+    void Start(std::uint64_t /*size*/) override { this->_count = 0; }
+    std::size_t Take(text_ref<T> text, bool isLast, IPieces<T>& pieces) override;
+    std::uint64_t GetMost(std::uint64_t size) const override { return size * (1 + __mostForOne); }
+
+private:
+    unsigned int __Replace(text_ref<T> block);
+    text_ref<T> __GetResult();
+
+    CRegexReplacer __replacer;
+    std::uint64_t __mostForOne; ///< elements in place of one that is matched
+    basic_buffer<T> __result;   ///< the last block's
+    bool __isDecoded = false;   ///< it is the next one instead
+    wstringEx __wideResult;
+    wstringEx __wide;
+    stringEx __encoded;
+};
+
+} // namespace Quil

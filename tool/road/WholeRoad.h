@@ -1,0 +1,45 @@
+// The road for everything, by which the others are measured: decode the whole input, replace in the
+// wide text, encode the result.
+#pragma once
+
+#include "tool/road/road.h"
+#include "util/text/RegexReplacer.h"
+
+namespace Quil {
+
+/// Serves every run. An input or output whose encoding is one of the raw wide names is a dump of
+/// 32-bit characters and passes no converter. It takes nothing until it has all of an input.
+class CWholeRoad final : public IRoad {
+public:
+    explicit CWholeRoad(const Run& run);
+
+    void Start(const TASK& task) override;
+    std::size_t Take(const BLOCK& block, ISink& sink) override;
+    unsigned long GetCount() const override { return __count; }
+    bool HasText() const override { return __hasText; }
+    bool HasChanged() const override { return true; }
+    bool WantsAll() const override { return true; }
+    bool CanResume() const override { return false; }
+    std::uint64_t GetMostBytes(std::uint64_t size) const override {
+        return __isDone ? __bytes.length() : size;
+    }
+
+private:
+    bool __TakeAscii(const BLOCK& block);
+    void __Decode(std::string_view bytes);
+    void __FindAndReplace();
+    void __Encode();
+    void __Mark();
+
+    const Run& __run;
+    TASK __task;
+    CRegexReplacer __replacer; ///< for texts whose bytes are their characters
+    wstringEx __text;          ///< the current input, then its result
+    wstringEx __scratch;       ///< where the expanding form builds a result
+    byteEx __bytes;            ///< the result of a file
+    unsigned long __count = 0;
+    bool __hasText = false;
+    bool __isDone = false; ///< the result is there already
+};
+
+} // namespace Quil

@@ -1,0 +1,162 @@
+// What is looked for in a text that comes by blocks: literals, or nothing, or all of it.
+//
+// What complicates it: a match may lie across the end of a block. So what may be the beginning of
+// one waits for the next block, and only that: what a person types into a pipe should come out as
+// soon as it is decided on.
+#pragma once
+
+#include "util/text/basic_buffer.h"
+#include "util/text/match_replace.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace Quil {
+
+/// What becomes of a text, told from its front on.
+template <class T>
+class IPieces {
+public:
+    virtual ~IPieces() = default;
+
+    virtual void Keep(text_ref<T> text) = 0;
+    virtual void Replace(text_ref<T> old, text_ref<T> text) = 0;
+};
+
+/// A search in texts of elements `T`, one after the other. For one thread.
+template <class T>
+class ISearch {
+public:
+    virtual ~ISearch() = default;
+
+    /// Begins with a text of about `size` elements, or in the middle of one.
+    virtual void Start(std::uint64_t size) = 0;
+
+    /// Takes elements from the front of the text: all of the last block, else those that are
+    /// decided on. Answers how many.
+    virtual std::size_t Take(text_ref<T> text, bool isLast, IPieces<T>& pieces) = 0;
+
+    /// Elements that the result of so many has at most.
+    virtual std::uint64_t GetMost(std::uint64_t size) const { return size; }
+    /// Whether every replacement is as long as what it replaces.
+    virtual bool KeepsPlaces() const { return false; }
+
+    unsigned long GetCount() const { return _count; }
+
+protected:
+    unsigned long _count = 0; ///< replacements since the start
+};
+
+/// Looks for nothing: the text goes as it is.
+template <class T>
+class CNoSearch final : public ISearch<T> {
+public:
+    void Start(std::uint64_t /*size*/) override {}
+    std::size_t Take(text_ref<T> text, bool /*isLast*/, IPieces<T>& pieces) override {
+        pieces.Keep(text);
+        return text.length;
+    }
+    bool KeepsPlaces() const override { return true; }
+};
+
+/// Replaces a text as a whole.
+template <class T>
+class CWholeSearch final : public ISearch<T> {
+public:
+    explicit CWholeSearch(basic_buffer<T> replacement) : __replacement(std::move(replacement)) {}
+
+    void Start(std::uint64_t /*size*/) override { this->_count = 0; }
+    std::size_t Take(text_ref<T> text, bool /*isLast*/, IPieces<T>& pieces) override {
+        const bool isFirst = this->_count == 0;
+        this->_count = 1;
+        pieces.Replace(text, {__replacement.data(), isFirst ? __replacement.length() : 0});
+        return text.length;
+    }
+    std::uint64_t GetMost(std::uint64_t /*size*/) const override { return __replacement.length(); }
+
+private:
+    basic_buffer<T> __replacement;
+};
+
+/// Looks for a literal.
+template <class T, class Fold>
+class CLiteralSearch final : public ISearch<T> {
+public:
+    CLiteralSearch(basic_buffer<T> find, basic_buffer<T> replacement)
+        : __find(std::move(find)), __replacement(std::move(replacement)) {}
+
+    void Start(std::uint64_t size) override;
+    std::size_t Take(text_ref<T> text, bool isLast, IPieces<T>& pieces) override;
+    std::uint64_t GetMost(std::uint64_t size) const override {
+        const std::uint64_t find = __find.length();
+        const std::uint64_t replacement = __replacement.length();
+        return replacement <= find ? size : size + size / find * (replacement - find);
+    }
+    bool KeepsPlaces() const override { return __find.length() == __replacement.length(); }
+
+private:
+    /// Matches with no more elements than these between them are told of together.
+    static constexpr unsigned int sm_near = 64;
+    static constexpr unsigned int sm_together = 16 * 1024;
+    /// Texts from which on a search prepares itself better.
+    static constexpr std::uint64_t sm_long = std::uint64_t{64} << 10;
+
+    basic_buffer<T> __find;
+    basic_buffer<T> __replacement;
+    std::optional<IMPL::text_search<T, Fold>> __search;
+    bool __isForLong = false;
+    basic_buffer<T> __together;
+};
+
+template <class T, class Fold>
+void CLiteralSearch<T, Fold>::Start(std::uint64_t size) {
+    this->_count = 0;
+    const bool isLong = size >= sm_long;
+    if (__search && (__isForLong || !isLong)) {
+        __search->restart();
+        return;
+    }
+    __isForLong = isLong;
+    __search.emplace(__find.data(), __find.length(),
+                     static_cast<unsigned int>(isLong ? sm_long : 0));
+}
+
+template <class T, class Fold>
+std::size_t CLiteralSearch<T, Fold>::Take(text_ref<T> text, bool isLast, IPieces<T>& pieces) {
+    unsigned int told = 0; // up to where the pieces know
+    unsigned int done = 0; // up to where the matches are known
+    std::optional<IMPL::text_writer<T>> writer;
+    const auto tell = [&] {
+        if (done != told) {
+            writer->finish();
+            pieces.Replace({text.data + told, done - told}, __together);
+            told = done;
+        }
+    };
+    __search->each(text.data, text.length, 0, [&](unsigned int match) {
+        ++this->_count;
+        if (match - done > sm_near || done - told > sm_together) {
+            tell();
+        }
+        if (done == told) {
+            if (match != told) {
+                pieces.Keep({text.data + told, match - told});
+                told = done = match;
+            }
+            writer.emplace(__together);
+        }
+        writer->put({text.data + done, match - done});
+        writer->put(__replacement);
+        done = match + __search->length();
+        return true;
+    });
+    tell();
+    const unsigned int open = isLast ? 0 : __search->open_end(text.data + done, text.length - done);
+    const unsigned int kept = text.length - done - open;
+    if (kept != 0) {
+        pieces.Keep({text.data + done, kept});
+    }
+    return text.length - open;
+}
+
+} // namespace Quil
