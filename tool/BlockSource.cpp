@@ -1,13 +1,12 @@
 #include "tool/BlockSource.h"
 
-#include "util/file/system/error_text.h"
+#include "util/sys/errhdl.h"
 #include "util/text/byteEx.h"
 
 #include <algorithm>
 #include <cstring>
 #include <fcntl.h>
 #include <new>
-#include <unistd.h>
 
 namespace Quil {
 
@@ -21,7 +20,8 @@ void CBlockSource::StartFile(CSysFile& file, std::uint64_t size) {
 void CBlockSource::StartPipe(std::string_view last) {
     // A pipe that holds a whole block wakes both its ends less often. Other inputs refuse.
     constexpr int PIPE_SIZE = 1024 * 1024;
-    ::fcntl(STDIN_FILENO, F_SETPIPE_SZ, PIPE_SIZE);
+    ::fcntl(CSysFile::CONSOLE_INPUT, F_SETPIPE_SZ, PIPE_SIZE);
+    __input.Open(CSysFile::CONSOLE_INPUT);
     __file = nullptr;
     __last = last;
     __Start();
@@ -64,7 +64,7 @@ void CBlockSource::Restart(std::uint64_t place) {
 void CBlockSource::__MakeRoom() {
     const std::size_t left = __end - __begin;
     if (__roomSize - left <= __last.size()) {
-        const std::size_t size = std::max(GetBlockSize() + __last.size(), 2 * left);
+        const std::size_t size = std::max(GetBlockSize(), 2 * left) + __last.size();
         void* const larger =
             size <= byteEx::max_size() ? std::realloc(__room.get(), size) : nullptr;
         if (larger == nullptr) {
@@ -88,18 +88,20 @@ void CBlockSource::__ReadFile(std::size_t room) {
     __isAtEnd = count == 0 || count == left;
 }
 
-/// A failure is the pipe's end. A block may come to be larger than what is read by what stands for
-/// the end.
+/// A failure is the pipe's end, behind which there is room for what stands for it.
 void CBlockSource::__ReadPipe(std::size_t room) {
-    const ssize_t count = IMPL::RetryInterrupted(
-        [&] { return ::read(STDIN_FILENO, __room.get() + __end, room - __last.size()); });
-    if (count > 0) {
-        __end += static_cast<std::size_t>(count);
-        return;
+    unsigned int count = 0;
+    try {
+        count = __input.Read(__room.get() + __end, static_cast<unsigned int>(room - __last.size()));
+    } catch (const sysfileExp&) {
+        count = 0;
     }
-    std::memcpy(__room.get() + __end, __last.data(), __last.size());
-    __end += __last.size();
-    __isAtEnd = true;
+    __end += count;
+    if (count == 0) {
+        std::memcpy(__room.get() + __end, __last.data(), __last.size());
+        __end += __last.size();
+        __isAtEnd = true;
+    }
 }
 
 } // namespace Quil

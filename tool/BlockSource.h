@@ -41,7 +41,8 @@ private:
     void __ReadFile(std::size_t room);
     void __ReadPipe(std::size_t room);
 
-    CSysFile* __file = nullptr; ///< null: standard input
+    CSysFile* __file = nullptr; ///< null: the next one
+    CSysFile __input;           ///< standard input
     std::string_view __last;
     std::uint64_t __size = 0;  ///< of the file
     std::uint64_t __place = 0; ///< in the input, of __begin

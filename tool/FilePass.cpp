@@ -1,7 +1,6 @@
 #include "tool/FilePass.h"
 
 #include "util/file/dir.h"
-#include "util/file/system/error_text.h"
 #include "util/sys/errhdl.h"
 
 #include <fcntl.h>
@@ -28,12 +27,15 @@ stringEx Message(const char* what, const stringEx& path, const qlExp& cause) {
         .append("\n");
 }
 
-/// All of the wide stream; the read that meets its end is kept like the others.
-wstringEx ReadWideInput() {
+/// All of the wide stream; the read that meets its end is kept like the others, but for a filter.
+wstringEx ReadWideInput(bool isFilter) {
     wstringEx text;
     do {
         text.push_back(static_cast<wchar_t>(std::wcin.get()));
     } while (std::wcin.good());
+    if (isFilter) {
+        text.erase(text.length() - 1, 1);
+    }
     return text;
 }
 
@@ -41,9 +43,8 @@ wstringEx ReadWideInput() {
 void RefuseOther(const struct stat& now, const struct stat& before, const stringEx& path) {
     if (now.st_dev != before.st_dev || now.st_ino != before.st_ino ||
         now.st_size != before.st_size || !IsSame(now.st_mtim, before.st_mtim)) {
-        throw sysfileExp(EBUSY,
-                         IMPL::ComposeError("another program has changed the file meanwhile\n",
-                                            {{"  file path  = ", path}}));
+        stringEx message("another program has changed the file meanwhile\n  file path  = ");
+        throw sysfileExp(EBUSY, message.append(path));
     }
 }
 
@@ -123,7 +124,7 @@ void CFilePass::__PassDevice(const stringEx& path, FILE_RESULT& result) {
 FILE_RESULT CFilePass::PassPipe() {
     FILE_RESULT result;
     if (__run.in.isWide) {
-        const wstringEx text = ReadWideInput();
+        const wstringEx text = ReadWideInput(__run.isFilter);
         __all = static_cast<byteEx>(text);
         COutputSink output;
         __road->Start({TASK::RESULT::OUTPUT, __all.length()});

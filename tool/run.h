@@ -52,6 +52,7 @@ struct Run {
     bool showTotalCount = false;
     bool addSign = false;
     bool errStop = false;
+    unsigned int jobs = 1; ///< files at once
 
     CHARSET arg;
     CHARSET in;

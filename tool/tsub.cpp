@@ -5,6 +5,7 @@
 #include "tool/file_list.h"
 #include "tool/listings.h"
 #include "tool/locale_choice.h"
+#include "tool/long_options.h"
 #include "tool/pass.h"
 #include "tool/standard_output.h"
 #include "tool/usage.h"
@@ -138,7 +139,7 @@ bool WantsUsage(const CCmdArgParser& parser, const Run& run) {
 void SettleFlags(const CCmdArgParser& parser, Run& run) {
     run.useExpand = !HasSwitch(parser, "noexp");
     run.withSubDirs = HasSwitch(parser, "s");
-    run.stdioMode = HasSwitch(parser, "stdio") || parser.GetNoneSwitchCount() == 0;
+    run.stdioMode = run.isFilter || HasSwitch(parser, "stdio") || parser.GetNoneSwitchCount() == 0;
     run.toStdout = HasSwitch(parser, "stdout");
     run.showFileCount = HasSwitch(parser, "frc");
     run.showTotalCount = HasSwitch(parser, "trc");
@@ -172,7 +173,7 @@ int RunCommand(int argc, const char* const* argv) {
         PrintText(ConversionListing());
         return EXIT_LISTED;
     }
-    if (!SettleArgumentEncoding(parser, run)) {
+    if (!SettleLongOptions(argc, argv, run) || !SettleArgumentEncoding(parser, run)) {
         return EXIT_ERROR;
     }
     SettleFind(parser, run);

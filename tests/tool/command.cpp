@@ -93,6 +93,9 @@ Outcome CommandTest::Tsub(const std::vector<std::string>& arguments, const std::
             SetVariable("LD_PRELOAD", FAULTS_PATH);
             SetVariable("ASAN_OPTIONS", "verify_asan_link_order=0");
         }
+        if (blockSize != 0) {
+            SetVariable("TSUB_TEST_BLOCK", std::to_string(blockSize).c_str());
+        }
         if (chdir(folder.c_str()) != 0) {
             _exit(126);
         }
@@ -104,7 +107,7 @@ Outcome CommandTest::Tsub(const std::vector<std::string>& arguments, const std::
             argv.push_back(const_cast<char*>(argument.c_str()));
         }
         argv.push_back(nullptr);
-        execv(TSUB_PATH, argv.data());
+        execv(blockSize != 0 ? SMALL_BLOCKS_PATH : TSUB_PATH, argv.data());
         _exit(127);
     }
     std::string shown;
