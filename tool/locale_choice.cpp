@@ -3,6 +3,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 namespace Quil {
 
@@ -28,9 +29,9 @@ void TakeLocale() {
     if (!NamesCharset()) {
         setenv(DecidingVariable(), UTF8_LOCALE, 1);
     }
-    // One category that isn't installed refuses all of them; characters are to keep theirs then.
-    if (std::setlocale(LC_ALL, "") == nullptr) {
-        std::setlocale(LC_CTYPE, "");
+    // Nothing else of the locale shows in what the run does, and each category is a file to find.
+    for (const int category : {LC_CTYPE, LC_MESSAGES}) {
+        std::setlocale(category, "");
     }
 }
 

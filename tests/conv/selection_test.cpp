@@ -57,12 +57,12 @@ TEST(Selection, PrefersNamesToCodePagesAndNeverFails) {
     } cases[] = {
         {0, "GBK", "\xD6\xD0", L"\u4E2D"},          {936, "", "\xD6\xD0", L"\u4E2D"},
         {936, "Klingon", "\xD6\xD0", L"\u4E2D"},    {1361, "BIG5", "\xA4\xA4", L"\u4E2D"},
-        {65001, "anything", "\xC3\xA9", L"\u00E9"}, {0, "utf-8", "\xC3\xA9", L"\u00E9"},
+        {65001, "anything", "\xC3\xA9", L"\u00E9"}, {0, "utf-8", "\xC3\xA9\xFF", L"\u00E9?"},
     };
     for (const auto& c : cases) {
         const CTextConvHandle conv = GainBestConvFor(c.cp, stringEx(c.enc));
         EXPECT_EQ(Str(conv->TtoWC(stringEx(c.narrow))), c.wide) << c.cp << c.enc;
-        EXPECT_TRUE(IsOf<CTextLibIConv>(conv)) << c.cp << c.enc;
+        EXPECT_TRUE(conv->IsUtf8() || IsOf<CTextLibIConv>(conv)) << c.cp << c.enc;
     }
     for (const char* const name : {"", "Klingon", "//"}) {
         EXPECT_TRUE(IsOf<TTextConv>(GainBestConvFor(0, stringEx(name)))) << name;
@@ -95,7 +95,8 @@ bool WorksWithoutLibraries() {
         }).starts_with("CTextLibIConv::__AddRef - failed load dynamic library\n@ ");
     return refused && IsOf<TTextConv>(gbk) && Str(gbk->MBtoWC(stringEx("abc"))) == L"abc" &&
            !CTextLibIConv::IsExternalDependencyReady() &&
-           Str(GainBestUTF8Conv()->WCtoMB(wstringEx(L"abc"))) == "abc" &&
+           Str(GainBestUTF8Conv()->WCtoMB(wstringEx(L"\u00E9"))) == "\xC3\xA9" &&
+           Str(GainBestUTF8Conv()->MBtoWC(stringEx("\xC3\xA9"))) == L"\u00E9" &&
            Str(GainBestSysDefConv()->MBtoWC(stringEx("abc"))) == L"abc" &&
            Str(ConvStrSToU(wstringEx(L"abc"))) == "abc";
 }
@@ -119,7 +120,10 @@ bool TellsTroubleFromAnUnknownEncoding() {
     CTextLibIcu::SetExternalDependencyLocation(stringEx("/nonexistent/libicuuc"));
     for (const char* const error : {"12", "23", "24"}) { // ENOMEM, ENFILE, EMFILE
         setenv("QUIL_TEST_ICONV_ERRNO", error, 1);
-        if (!RunsOut(GainBestSysDefConv) || !RunsOut(GainBestUTF8Conv) ||
+        // Valid UTF-8 asks no library, so it shows only where one is needed.
+        if (!RunsOut([] { GainBestSysDefConv()->MBtoWC(stringEx("\xFF")); }) ||
+            !RunsOut([] { GainBestUTF8Conv()->MBtoWC(stringEx("a\xC3")); }) ||
+            !RunsOut([] { GainBestUTF8Conv()->GetBlockWays(); }) ||
             !RunsOut([] { GainBestConvFor(936, stringEx("GBK")); }) ||
             !RunsOut([] { GainBestConvFor(936, stringEx()); })) {
             return false;
@@ -149,7 +153,7 @@ bool ConvertsInAUtf8Locale() {
     return Str(dst) == Str(bad) && Str(scratch) == L"untouched" &&
            Str(ConvStrSToU(bad)) == Str(bad) && Str(ConvStrSToW(bad)) == L"a?\u00E9" &&
            Str(ConvStrSToT(wstringEx(L"\u00E9"))) == "\xC3\xA9" &&
-           Str(ConvStrSToT(bad)) == Str(bad) && IsOf<CTextLibIConv>(GainBestSysDefConv());
+           Str(ConvStrSToT(bad)) == Str(bad) && GainBestSysDefConv()->IsUtf8();
 }
 
 TEST(SelectionDeathTest, FollowsLocaleAndLibraries) {

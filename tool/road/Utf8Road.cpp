@@ -60,8 +60,8 @@ bool CUtf8Road::CanServe(const Run& run) {
 }
 
 CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<ISearch<unsigned char>> search,
-                     std::unique_ptr<IRoad> other)
-    : __run(run), __search(std::move(search)), __other(std::move(other)) {
+                     MAKE_OTHER makeOther)
+    : __run(run), __search(std::move(search)), __makeOther(makeOther) {
     if (run.findFunc == FIND::LITERAL_NO_CASE) {
         __foreign = ForeignPartners(run.findText, *run.out.converter);
     }
@@ -112,6 +112,9 @@ void CUtf8Road::__GiveUp() {
     task.place = std::max<std::uint64_t>(1, task.place); // not at the start, that is
     __isAtLoss = true;
     __hasChanged = true;
+    if (__other == nullptr) {
+        __other = __makeOther(__run);
+    }
     __other->Start(task);
 }
 

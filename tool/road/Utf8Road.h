@@ -20,9 +20,10 @@ class CUtf8Road final : public IRoad, private IPieces<unsigned char> {
 public:
     static bool CanServe(const Run& run);
 
-    /// @param other takes what this road can't judge
-    CUtf8Road(const Run& run, std::unique_ptr<ISearch<unsigned char>> search,
-              std::unique_ptr<IRoad> other);
+    /// Answers the road for what this one can't judge; asked only when such a text comes.
+    using MAKE_OTHER = std::unique_ptr<IRoad> (*)(const Run&);
+
+    CUtf8Road(const Run& run, std::unique_ptr<ISearch<unsigned char>> search, MAKE_OTHER makeOther);
 
     void Start(const TASK& task) override;
     std::size_t Take(const BLOCK& block, ISink& sink) override;
@@ -56,6 +57,7 @@ private:
 
     const Run& __run;
     std::unique_ptr<ISearch<unsigned char>> __search;
+    MAKE_OTHER __makeOther;
     std::unique_ptr<IRoad> __other;
     std::vector<std::string> __foreign; ///< letters outside ASCII that fold to one of the literal's
     TASK __task;

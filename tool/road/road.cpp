@@ -96,26 +96,29 @@ std::unique_ptr<ISearch<unsigned char>> SearchUtf8(const Run& run, CRegexReplace
                                 std::make_unique<CNoSearch<unsigned char>>());
 }
 
+CRegexReplacer::FORM FormOf(const Run& run) {
+    return run.useExpand ? CRegexReplacer::FORM::COPY_OUT : CRegexReplacer::FORM::IN_PLACE;
+}
+
+/// The road for texts in any charset.
+std::unique_ptr<IRoad> ChooseGeneralRoad(const Run& run) {
+    if (CWideRoad::CanServe(run)) {
+        if (auto search = SearchWide(run, FormOf(run))) {
+            return std::make_unique<CWideRoad>(run, std::move(search));
+        }
+    }
+    return std::make_unique<CWholeRoad>(run);
+}
+
 } // namespace
 
 std::unique_ptr<IRoad> ChooseRoad(const Run& run) {
-    const CRegexReplacer::FORM form =
-        run.useExpand ? CRegexReplacer::FORM::COPY_OUT : CRegexReplacer::FORM::IN_PLACE;
-    std::unique_ptr<IRoad> road;
-    if (CWideRoad::CanServe(run)) {
-        if (auto search = SearchWide(run, form)) {
-            road = std::make_unique<CWideRoad>(run, std::move(search));
-        }
-    }
-    if (!road) {
-        road = std::make_unique<CWholeRoad>(run);
-    }
     if (CUtf8Road::CanServe(run)) {
-        if (auto search = SearchUtf8(run, form)) {
-            return std::make_unique<CUtf8Road>(run, std::move(search), std::move(road));
+        if (auto search = SearchUtf8(run, FormOf(run))) {
+            return std::make_unique<CUtf8Road>(run, std::move(search), ChooseGeneralRoad);
         }
     }
-    return road;
+    return ChooseGeneralRoad(run);
 }
 
 } // namespace Quil

@@ -14,17 +14,25 @@ unsigned long SystemValue(int name) {
     return value > 0 ? static_cast<unsigned long>(value) : 1;
 }
 
-} // namespace
-
-CPlatInfo::CPlatInfo() noexcept
-    : __cpuCount(static_cast<unsigned int>(SystemValue(_SC_NPROCESSORS_CONF))),
-      __onlineCpuCount(static_cast<unsigned int>(SystemValue(_SC_NPROCESSORS_ONLN))),
-      __pageSize(SystemValue(_SC_PAGESIZE)) {
+/// Processors that this process may run on, as the scheduler has it: a number from the system's
+/// configuration would be read from a file, at the start of every program.
+unsigned int AllowedCpus() {
     cpu_set_t allowed;
     CPU_ZERO(&allowed);
     if (sched_getaffinity(0, sizeof allowed, &allowed) == 0 && CPU_COUNT(&allowed) > 0) {
-        __onlineCpuCount = static_cast<unsigned int>(CPU_COUNT(&allowed));
+        return static_cast<unsigned int>(CPU_COUNT(&allowed));
     }
+    return static_cast<unsigned int>(SystemValue(_SC_NPROCESSORS_ONLN));
+}
+
+} // namespace
+
+CPlatInfo::CPlatInfo() noexcept
+    : __onlineCpuCount(AllowedCpus()), __pageSize(SystemValue(_SC_PAGESIZE)) {}
+
+unsigned int CPlatInfo::GetCpuCount() const noexcept {
+    static const auto count = static_cast<unsigned int>(SystemValue(_SC_NPROCESSORS_CONF));
+    return count;
 }
 
 const CPlatInfo& CPlatInfo::Get() noexcept {

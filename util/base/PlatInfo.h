@@ -11,7 +11,7 @@ public:
     static const CPlatInfo& Get() noexcept;
 
     /// Processors that the machine has, at least 1.
-    unsigned int GetCpuCount() const noexcept { return __cpuCount; }
+    unsigned int GetCpuCount() const noexcept;
     /// Processors that this process may run on, at least 1.
     unsigned int GetOnlineCpuCount() const noexcept { return __onlineCpuCount; }
     /// True if threads can run side by side.
@@ -22,7 +22,6 @@ public:
 private:
     CPlatInfo() noexcept;
 
-    unsigned int __cpuCount;
     unsigned int __onlineCpuCount;
     unsigned long __pageSize;
 };

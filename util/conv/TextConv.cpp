@@ -9,6 +9,8 @@
 #include "util/base/LazyStatic.h"
 #include "util/conv/TextLibIConv.h"
 #include "util/conv/TextLibIcu.h"
+#include "util/conv/codec/CharsetCodecs.h"
+#include "util/conv/codec/Utf8Conv.h"
 #include "util/sys/errhdl.h"
 
 #include <climits>
@@ -134,17 +136,27 @@ TTextConv* TryMakeByLibrary(unsigned long cp, const stringEx& enc) {
     return conv != nullptr ? conv : TryMakeFor<CTextLibIcu>(cp, enc);
 }
 
-TTextConv* MakeSysDefPrototype() {
+TTextConv* MakeSysDefByLibrary() {
     TTextConv* const conv = TryMakeByLibrary(0, TTextConv::GetSysDefaultEnc());
     return conv != nullptr ? conv : new CIsoSysDefConv;
 }
 
-TTextConv* MakeUtf8Prototype() {
+TTextConv* MakeUtf8ByLibrary() {
     TTextConv* const conv = TryMakeByLibrary(0, stringEx(UTF8_NAME));
     if (conv != nullptr) {
         return conv;
     }
     return TTextConv::IsSysDefaultUseUtf8() ? new CIsoSysDefConv : new TTextConv;
+}
+
+/// Only for what isn't valid UTF-8 a library is looked for.
+TTextConv* MakeSysDefPrototype() {
+    return IMPL::NamesUtf8(TTextConv::GetSysDefaultEnc()) ? new IMPL::CUtf8Conv(MakeSysDefByLibrary)
+                                                          : MakeSysDefByLibrary();
+}
+
+TTextConv* MakeUtf8Prototype() {
+    return new IMPL::CUtf8Conv(MakeUtf8ByLibrary);
 }
 
 /// A clone of the prototype; of the kind `Fallback` when there can't be one.
