@@ -56,6 +56,10 @@ FILE_RESULT CFilePass::PassFile(const stringEx& path) {
         result.error = Message("failed reading file: ", path, cause);
     };
     try {
+        if (__run.fifos.count(path) != 0) {
+            __PassDevice(path, result);
+            return result;
+        }
         CSysFile file;
         file.Open(path, CSysFile::ACCESS_READ, O_NONBLOCK, 0, 0, 0);
         struct stat state = {};

@@ -46,7 +46,8 @@ bool BuildFileList(const CCmdArgParser& parser, Run& run) {
         patterns.push_back(FromHere(word));
     }
     std::vector<unsigned int> counts;
-    CDir(".").GetAllFiles(run.fileList, patterns, run.withSubDirs, !run.errStop, &counts);
+    CDir(".").GetAllFiles(run.fileList, patterns, run.withSubDirs, !run.errStop, &counts,
+                          &run.fifos);
     if (run.fileList.empty()) {
         std::cerr << "[FATAL ERROR] can't find the file(s)!\n";
         return false;

@@ -59,6 +59,7 @@ struct Run {
     CHARSET out;
 
     std::vector<stringEx> fileList;
+    std::set<stringEx> fifos; ///< those of the list that must not be opened
     wstringEx::regex_handle regexComp;
 
     unsigned long totalCount = 0;

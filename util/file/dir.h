@@ -15,6 +15,7 @@
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
+#include <set>
 #include <vector>
 
 namespace Quil {
@@ -101,10 +102,13 @@ public:
     unsigned int GetAllFiles(std::vector<stringEx>& out, stringEx pattern, bool recursive = false,
                              bool hidden = false, bool reserved = false) const;
     /// The same for many patterns, one after the other; those that search one directory share its
-    /// listing. `counts`, unless null, is appended how many files each pattern found.
+    /// listing. `counts`, unless null, is appended how many files each pattern found. `fifos`,
+    /// unless null, is given the paths at which FIFOs were seen: to open one disturbs its other
+    /// end.
     unsigned int GetAllFiles(std::vector<stringEx>& out, const std::vector<stringEx>& patterns,
                              bool recursive, bool hidden,
-                             std::vector<unsigned int>* counts = nullptr) const;
+                             std::vector<unsigned int>* counts = nullptr,
+                             std::set<stringEx>* fifos = nullptr) const;
     /// The same for directories. `dots` also offers "." and "..", which are never gone into.
     unsigned int GetAllSubDirs(std::vector<stringEx>& out, stringEx pattern, bool recursive = false,
                                bool hidden = false, bool dots = false, bool reserved = false) const;

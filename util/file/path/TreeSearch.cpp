@@ -57,10 +57,10 @@ void CTreeSearch::__Ask(const stringEx& base, const stringEx& name) {
     struct stat status = {};
     const int code = StatEntry(AT_FDCWD, path.c_str(), &status);
     if (code == 0) {
-        const DIR_ENTRY entry{name.c_str(), S_ISDIR(status.st_mode), {}};
+        const DIR_ENTRY entry{name.c_str(), S_ISDIR(status.st_mode), {}, S_ISFIFO(status.st_mode)};
         if (__query.directories ? IsWantedDir(entry, __query.hidden, __query.dots)
                                 : IsWantedFile(entry, __query.hidden, false)) {
-            __offer(base, name);
+            __offer(base, name, entry.isFifo);
         }
     } else if (code == NO_ENTRY) {
         if (path.length() >= PATH_MAX) {
@@ -115,6 +115,7 @@ void CTreeSearch::__Enter(const stringEx& path) {
         ThrowStatError(path, errno);
     }
     level.id = {status.st_dev, status.st_ino};
+    __RefuseLoop(path, level.id);
     __way.push_back(std::move(level));
     __ReadLevel(directory.get(), __way.back());
 }
@@ -126,7 +127,7 @@ void CTreeSearch::__ReadLevel(DIR* directory, LEVEL& level) {
         if (wantsDirs && IsWantedDir(entry, __query.hidden, __query.dots)) {
             level.subDirs.push_back({stringEx(entry.name), entry.id});
         } else if (!__query.directories && IsWantedFile(entry, __query.hidden, false)) {
-            __offer(level.path, stringEx(entry.name, stringEx::NOT_OWNER()));
+            __offer(level.path, stringEx(entry.name, stringEx::NOT_OWNER()), entry.isFifo);
         }
     }
 }
@@ -134,7 +135,7 @@ void CTreeSearch::__ReadLevel(DIR* directory, LEVEL& level) {
 void CTreeSearch::__Visit(const SUB_DIR& subDir) {
     const stringEx path = __way.back().path + subDir.name;
     if (__query.directories) {
-        __offer(__way.back().path, subDir.name);
+        __offer(__way.back().path, subDir.name, false);
     }
     if (!__query.recursive || IsDotOrDotDot(subDir.name.c_str())) {
         return;
@@ -163,7 +164,7 @@ CDir::REGEX CompileNamePattern(const stringEx& pattern, CDir::CASE_SET caseSet) 
 
 unsigned int SearchByExpression(const CDir& base, std::vector<stringEx>& out,
                                 const CDir::REGEX& pattern, const IMPL::TREE_QUERY& query) {
-    IMPL::CTreeSearch search(query, [&](const stringEx& folder, const stringEx& name) {
+    IMPL::CTreeSearch search(query, [&](const stringEx& folder, const stringEx& name, bool) {
         if (name.regex_match_with_comp(pattern, false, false)) {
             out.push_back(folder + name);
         }

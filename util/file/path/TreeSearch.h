@@ -1,8 +1,9 @@
 // The walk through a directory tree behind CDir's searches.
 //
-// Each directory is read once and each entry in it asked for its kind once, whether files or
-// directories are looked for. The directory is closed before the walk goes deeper, so the depth is
-// not bounded by descriptors or by the stack; a directory that comes up below itself ends the walk.
+// Each directory is read once and tells its entries' kinds, or they are asked once, whether files
+// or directories are looked for. The directory is closed before the walk goes deeper, so the depth
+// is not bounded by descriptors or by the stack; a directory that comes up below itself ends the
+// walk.
 
 #pragma once
 
@@ -25,8 +26,9 @@ struct TREE_QUERY {
 /// One search. What it comes by is offered, each directory's entries ahead of those below it.
 class CTreeSearch {
 public:
-    /// Is given the directory, which ends in "/", and the name in it. Both are good for the call.
-    using OFFER = std::function<void(const stringEx& folder, const stringEx& name)>;
+    /// Is given the directory, which ends in "/", the name in it, and whether that is a FIFO's. All
+    /// are good for the call.
+    using OFFER = std::function<void(const stringEx& folder, const stringEx& name, bool isFifo)>;
 
     CTreeSearch(const TREE_QUERY& query, OFFER offer) : __query(query), __offer(std::move(offer)) {}
 

@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <map>
+#include <set>
 
 namespace Quil {
 
@@ -50,10 +51,12 @@ public:
         __all.push_back(&pattern);
     }
 
-    /// Lists the directory, or the tree below it.
-    void Search(const stringEx& folder, const TREE_QUERY& query) {
-        CTreeSearch(query, [this](const stringEx& path, const stringEx& name) {
-            __Offer(path, name);
+    /// Lists the directory, or the tree below it. Matching FIFOs are put in `fifos` too.
+    void Search(const stringEx& folder, const TREE_QUERY& query, std::set<stringEx>& fifos) {
+        CTreeSearch(query, [&](const stringEx& path, const stringEx& name, bool isFifo) {
+            if (__Offer(path, name) && isFifo) {
+                fifos.insert(path + name);
+            }
         }).Run(folder);
         for (PATTERN* const pattern : __all) {
             pattern->isDone = true;
@@ -61,16 +64,20 @@ public:
     }
 
 private:
-    void __Offer(const stringEx& folder, const stringEx& name) const {
+    bool __Offer(const stringEx& folder, const stringEx& name) const {
+        bool isTaken = false;
         const auto [first, last] = __plain.equal_range(name);
         for (auto row = first; row != last; ++row) {
             row->second->found.push_back(folder + name);
+            isTaken = true;
         }
         for (PATTERN* const pattern : __wild) {
             if (name.wildcard_match(pattern->name, 0, '?', '*', false)) {
                 pattern->found.push_back(folder + name);
+                isTaken = true;
             }
         }
+        return isTaken;
     }
 
     std::multimap<stringEx, PATTERN*> __plain;
@@ -81,7 +88,9 @@ private:
 /// One call with all its patterns. The base must outlive it.
 class CPatternSearch {
 public:
-    CPatternSearch(const CDir& base, const TREE_QUERY& query) : __base(base), __query(query) {}
+    /// @param fifos is given what is found and is a FIFO
+    CPatternSearch(const CDir& base, const TREE_QUERY& query, std::set<stringEx>& fifos)
+        : __base(base), __query(query), __fifos(fifos) {}
 
     /// Appends to `out`, and to `counts`, unless null, how many each pattern found.
     void Run(const std::vector<stringEx>& texts, std::vector<stringEx>& out,
@@ -141,6 +150,9 @@ private:
         pattern.isDone = true;
         if (IMPL::IsWantedFile({name.c_str(), false, {}}, __query.hidden, false)) {
             pattern.found.push_back(full);
+            if (S_ISFIFO(status.st_mode)) {
+                __fifos.insert(full);
+            }
         }
         return true;
     }
@@ -178,17 +190,22 @@ private:
             CDir().Open(pattern.folder);
         }
         if (!__IsLookedUp(pattern)) {
-            __groups[pattern.folder].Search(pattern.folder, __query);
+            __groups[pattern.folder].Search(pattern.folder, __query, __fifos);
         } else if (CanBeName(pattern.name)) {
-            CTreeSearch search(__query, [&](const stringEx& folder, const stringEx& name) {
-                pattern.found.push_back(folder + name);
-            });
+            CTreeSearch search(__query,
+                               [&](const stringEx& folder, const stringEx& name, bool isFifo) {
+                                   pattern.found.push_back(folder + name);
+                                   if (isFifo) {
+                                       __fifos.insert(folder + name);
+                                   }
+                               });
             search.LookUp(pattern.folder, pattern.name);
         }
     }
 
     const CDir& __base;
     TREE_QUERY __query;
+    std::set<stringEx>& __fifos;
     std::vector<PATTERN> __patterns; ///< never grows past what was reserved: groups point into it
     std::map<stringEx, CPatternGroup> __groups;
 };
@@ -201,15 +218,19 @@ unsigned int CDir::GetAllFiles(std::vector<stringEx>& out, stringEx pattern, boo
 }
 
 unsigned int CDir::GetAllFiles(std::vector<stringEx>& out, const std::vector<stringEx>& patterns,
-                               bool recursive, bool hidden,
-                               std::vector<unsigned int>* counts) const {
-    CPatternSearch(*this, {false, recursive, hidden, false}).Run(patterns, out, counts);
+                               bool recursive, bool hidden, std::vector<unsigned int>* counts,
+                               std::set<stringEx>* fifos) const {
+    std::set<stringEx> unwanted;
+    CPatternSearch(*this, {false, recursive, hidden, false}, fifos != nullptr ? *fifos : unwanted)
+        .Run(patterns, out, counts);
     return static_cast<unsigned int>(out.size());
 }
 
 unsigned int CDir::GetAllSubDirs(std::vector<stringEx>& out, stringEx pattern, bool recursive,
                                  bool hidden, bool dots, bool /*reserved*/) const {
-    CPatternSearch(*this, {true, recursive, hidden, dots}).Run({std::move(pattern)}, out, nullptr);
+    std::set<stringEx> fifos; // none is a directory
+    CPatternSearch(*this, {true, recursive, hidden, dots}, fifos)
+        .Run({std::move(pattern)}, out, nullptr);
     return static_cast<unsigned int>(out.size());
 }
 

@@ -85,6 +85,10 @@ bool ReadEntry(DIR* directory, const stringEx& path, DIR_ENTRY& entry) {
         if (path.length() + std::strlen(next->d_name) >= PATH_MAX) {
             ThrowStatError(path + next->d_name, ENAMETOOLONG);
         }
+        if (next->d_type != DT_LNK && next->d_type != DT_UNKNOWN) {
+            entry = {next->d_name, next->d_type == DT_DIR, {}, next->d_type == DT_FIFO};
+            return true;
+        }
         struct stat status = {};
         const int code = StatEntry(::dirfd(directory), next->d_name, &status);
         if (code == NO_ENTRY) {
@@ -93,7 +97,10 @@ bool ReadEntry(DIR* directory, const stringEx& path, DIR_ENTRY& entry) {
         if (code != 0) {
             ThrowStatError(path + next->d_name, code);
         }
-        entry = {next->d_name, S_ISDIR(status.st_mode), {status.st_dev, status.st_ino}};
+        entry = {next->d_name,
+                 S_ISDIR(status.st_mode),
+                 {status.st_dev, status.st_ino},
+                 S_ISFIFO(status.st_mode)};
         return true;
     }
     return false;

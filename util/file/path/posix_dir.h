@@ -26,7 +26,8 @@ struct FILE_ID {
 struct DIR_ENTRY {
     const char* name = nullptr; ///< valid until the next entry is read
     bool isDir = false;
-    FILE_ID id;
+    FILE_ID id; ///< where the entry had to be asked: not where the directory tells the kind
+    bool isFifo = false;
 };
 
 /// Throws `dirExp` with code 2 and this message for a path that is empty.
@@ -47,9 +48,9 @@ int StatEntry(int directory, const char* path, struct stat* status, bool followL
 /// The next entry, or null at the end. Throws `dirExp` with code 18.
 dirent* PosixReadDir(DIR* directory);
 
-/// The next entry of the directory opened at `path`, which ends in "/"; false at the end. Each
-/// entry is asked for its status once, whose failure throws as `PosixStat` does. An entry that is
-/// gone by then is passed over.
+/// The next entry of the directory opened at `path`, which ends in "/"; false at the end. A
+/// symbolic link, and an entry whose kind the directory doesn't tell, is asked for its status once,
+/// whose failure throws as `PosixStat` does. One that is gone by then is passed over.
 bool ReadEntry(DIR* directory, const stringEx& path, DIR_ENTRY& entry);
 
 /// Whether an entry is a file, or a directory, that an enumeration with these flags answers.
