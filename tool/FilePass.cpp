@@ -1,5 +1,6 @@
 #include "tool/FilePass.h"
 
+#include "tool/FileLocks.h"
 #include "util/file/dir.h"
 #include "util/sys/errhdl.h"
 
@@ -18,13 +19,14 @@ bool IsSame(const timespec& a, const timespec& b) {
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
 
-stringEx Message(const char* what, const stringEx& path, const qlExp& cause) {
-    stringEx message("[ERROR] ");
-    return message.append(what)
-        .append(path)
-        .append("\n@ ")
-        .append(cause.GetErrString())
-        .append("\n");
+void Tell(FILE_RESULT& result, const char* trouble, const qlExp& cause) {
+    result.trouble = trouble;
+    result.cause = cause.GetErrString();
+}
+
+void TellWriteFailure(FILE_RESULT& result, const qlExp& cause) {
+    result.hasFailedToWrite = true;
+    Tell(result, "can't write to file: ", cause);
 }
 
 /// All of the wide stream; the read that meets its end is kept like the others, but for a filter.
@@ -50,31 +52,55 @@ void RefuseOther(const struct stat& now, const struct stat& before, const string
 
 } // namespace
 
-FILE_RESULT CFilePass::PassFile(const stringEx& path) {
+FILE_RESULT CFilePass::PassFile(const stringEx& path, CFileLocks* locks) {
     FILE_RESULT result;
-    const auto refuse = [&](const qlExp& cause) {
-        result.error = Message("failed reading file: ", path, cause);
-    };
-    try {
+    __holdsSignals = locks == nullptr;
+    __Note(result, [&] {
         if (__run.fifos.count(path) != 0) {
             __PassDevice(path, result);
-            return result;
+            return;
         }
         CSysFile file;
         file.Open(path, CSysFile::ACCESS_READ, O_NONBLOCK, 0, 0, 0);
         struct stat state = {};
         file.GetStatus(state);
-        if (S_ISREG(state.st_mode)) {
-            __PassRegular(path, file, state, result);
-        } else {
+        if (!S_ISREG(state.st_mode)) {
             __PassDevice(path, result);
+        } else if (locks != nullptr) {
+            __PassLocked(path, file, state, result, *locks);
+        } else {
+            __PassRegular(path, file, state, result);
         }
-    } catch (const sysfileExp& cause) {
-        refuse(cause);
-    } catch (const dirExp& cause) {
-        refuse(cause);
-    }
+    });
     return result;
+}
+
+/// Another thread may have changed the file until it is this one's.
+void CFilePass::__PassLocked(const stringEx& path, CSysFile& file, struct stat& state,
+                             FILE_RESULT& result, CFileLocks& locks) {
+    const FILE_ID id(state.st_dev, state.st_ino);
+    FILE_RESULT ofFile;
+    locks.Lock(id);
+    __Note(ofFile, [&] {
+        file.GetStatus(state);
+        __PassRegular(path, file, state, ofFile);
+    });
+    locks.Unlock(id, std::move(ofFile));
+    result.file = id;
+}
+
+/// Puts failures into the result: those of reading as such.
+template <class Pass>
+void CFilePass::__Note(FILE_RESULT& result, Pass pass) {
+    try {
+        pass();
+    } catch (const sysfileExp& cause) {
+        Tell(result, "failed reading file: ", cause);
+    } catch (const dirExp& cause) {
+        Tell(result, "failed reading file: ", cause);
+    } catch (...) {
+        result.failure = std::current_exception();
+    }
 }
 
 void CFilePass::__PassRegular(const stringEx& path, CSysFile& file, const struct stat& state,
@@ -120,8 +146,7 @@ void CFilePass::__PassDevice(const stringEx& path, FILE_RESULT& result) {
                         false);
         result.hasChanged = true;
     } catch (const qlExp& cause) {
-        result.hasFailedToWrite = true;
-        result.error = Message("can't write to file: ", path, cause);
+        TellWriteFailure(result, cause);
     }
 }
 
@@ -180,7 +205,9 @@ bool CFilePass::__Look(std::uint64_t size, std::uint64_t& place) {
 
 void CFilePass::__Change(const stringEx& path, const struct stat& state, std::uint64_t place,
                          FILE_RESULT& result) {
-    result.untilReported = std::make_unique<CHeldSignals>();
+    if (__holdsSignals) {
+        result.untilTold = std::make_unique<CHeldSignals>();
+    }
     try {
         CSysFile target;
         target.Open(path, CSysFile::ACCESS_WRITE, 0, 0, 0, 0);
@@ -190,8 +217,7 @@ void CFilePass::__Change(const stringEx& path, const struct stat& state, std::ui
         __Rewrite(target, static_cast<std::uint64_t>(state.st_size), place);
         result.hasChanged = true;
     } catch (const qlExp& cause) {
-        result.hasFailedToWrite = true;
-        result.error = Message("can't write to file: ", path, cause);
+        TellWriteFailure(result, cause);
     }
     result.count = __road->GetCount();
 }

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "tool/BlockSource.h"
-#include "tool/HeldSignals.h"
+#include "tool/file_result.h"
 #include "tool/road/road.h"
 #include "tool/sink.h"
 #include "util/text/byteEx.h"
@@ -17,15 +17,7 @@ struct stat;
 
 namespace Quil {
 
-/// What came of an input. What is to be printed of it is printed by who adds the inputs up.
-struct FILE_RESULT {
-    unsigned long count = 0; ///< replacements
-    bool hasChanged = false; ///< the file was rewritten, or the result printed
-    bool hasFailedToWrite = false;
-    stringEx error; ///< the whole message, or nothing
-    /// Signals that end the run wait until this is reported, if the file was touched.
-    std::unique_ptr<CHeldSignals> untilReported{};
-};
+class CFileLocks;
 
 /// Passes over inputs, one after the other, in memory of its own. The run must stay as it is
 /// meanwhile. For one thread.
@@ -33,13 +25,17 @@ class CFilePass {
 public:
     explicit CFilePass(const Run& run) : __run(run), __road(ChooseRoad(run)) {}
 
-    /// A file of the list. One that can't be read or written is told of in the result; any other
-    /// failure is the exception of what failed.
-    FILE_RESULT PassFile(const stringEx& path);
+    /// A file of the list. Whatever fails is told of in the result. Where other threads pass over
+    /// files of the run, `locks` is common to all.
+    FILE_RESULT PassFile(const stringEx& path, CFileLocks* locks = nullptr);
     /// Standard input, to standard output.
     FILE_RESULT PassPipe();
 
 private:
+    void __PassLocked(const stringEx& path, CSysFile& file, struct stat& state, FILE_RESULT& result,
+                      CFileLocks& locks);
+    template <class Pass>
+    static void __Note(FILE_RESULT& result, Pass pass);
     void __PassRegular(const stringEx& path, CSysFile& file, const struct stat& state,
                        FILE_RESULT& result);
     void __PassDevice(const stringEx& path, FILE_RESULT& result);
@@ -55,7 +51,8 @@ private:
     const Run& __run;
     std::unique_ptr<IRoad> __road;
     CBlockSource __source;
-    byteEx __all; ///< an input that doesn't come by blocks
+    bool __holdsSignals = true; ///< by itself, while a file is changed
+    byteEx __all;               ///< an input that doesn't come by blocks
 };
 
 } // namespace Quil

@@ -9,12 +9,12 @@ namespace {
 
 constexpr int ENDING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
-/// Whether one of the held signals waits that nobody wanted to be held before.
-bool HasCome(const sigset_t& before) {
+/// Whether a signal that ends a run waits, and not just because somebody held it before.
+bool IsWaiting(const sigset_t& unless) {
     sigset_t waiting;
     sigpending(&waiting);
     for (const int signal : ENDING_SIGNALS) {
-        if (sigismember(&waiting, signal) == 1 && sigismember(&before, signal) == 0) {
+        if (sigismember(&waiting, signal) == 1 && sigismember(&unless, signal) == 0) {
             return true;
         }
     }
@@ -42,8 +42,14 @@ CHeldSignals::CHeldSignals() {
     pthread_sigmask(SIG_BLOCK, &held, &__before);
 }
 
+bool CHeldSignals::HasCome() {
+    sigset_t none;
+    sigemptyset(&none);
+    return IsWaiting(none);
+}
+
 CHeldSignals::~CHeldSignals() {
-    if (HasCome(__before)) {
+    if (IsWaiting(__before)) {
         std::cout.flush();
     }
     pthread_sigmask(SIG_SETMASK, &__before, nullptr);

@@ -12,11 +12,14 @@ namespace Quil {
 
 /// While an object of this class lives, the signals by which people and systems end a run wait:
 /// SIGINT, SIGTERM, SIGHUP, SIGQUIT. One that has come meanwhile takes effect when the object goes,
-/// after what the run has reported so far is written out. For the only thread of a program.
+/// after what the run has reported so far is written out. For the main thread, and all that are
+/// made while the object lives.
 class CHeldSignals {
 public:
     CHeldSignals();
     ~CHeldSignals();
+    /// Whether one has come that is held now. From any thread that was made meanwhile.
+    static bool HasCome();
     CHeldSignals(const CHeldSignals&) = delete;
     CHeldSignals& operator=(const CHeldSignals&) = delete;
 

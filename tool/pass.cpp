@@ -2,6 +2,7 @@
 #include "tool/pass.h"
 
 #include "tool/FilePass.h"
+#include "tool/ParallelPass.h"
 #include "tool/standard_output.h"
 
 #include <iostream>
@@ -19,10 +20,13 @@ void ReportFile(const stringEx& path, unsigned long replCount) {
 
 /// Adds up and reports what came of an input. After an error the run ends only if it was asked to.
 PASS Add(Run& run, const stringEx& path, const FILE_RESULT& result) {
+    if (result.failure) {
+        std::rethrow_exception(result.failure);
+    }
     run.foundAny = run.foundAny || result.count != 0;
     run.failedToWrite = run.failedToWrite || result.hasFailedToWrite;
-    if (!result.error.empty()) {
-        std::cerr << result.error;
+    if (result.trouble != nullptr) {
+        std::cerr << "[ERROR] " << result.trouble << path << "\n@ " << result.cause << "\n";
         return run.errStop ? PASS::STOP : PASS::DONE;
     }
     if (result.hasChanged) {
@@ -35,19 +39,37 @@ PASS Add(Run& run, const stringEx& path, const FILE_RESULT& result) {
     return PASS::DONE;
 }
 
-} // namespace
-
-PASS PassOverInputs(Run& run) {
+PASS PassInTurn(Run& run) {
     CFilePass pass(run);
-    if (run.stdioMode) {
-        return Add(run, stEMPTY, pass.PassPipe());
-    }
     for (const stringEx& path : run.fileList) {
         if (Add(run, path, pass.PassFile(path)) == PASS::STOP) {
             return PASS::STOP;
         }
     }
     return PASS::DONE;
+}
+
+PASS PassAtOnce(Run& run) {
+    CParallelPass pass(run);
+    for (const stringEx& path : run.fileList) {
+        const std::optional<FILE_RESULT> result = pass.Next();
+        if (!result) {
+            break;
+        }
+        Add(run, path, *result);
+    }
+    return PASS::DONE;
+}
+
+} // namespace
+
+PASS PassOverInputs(Run& run) {
+    if (run.stdioMode) {
+        return Add(run, stEMPTY, CFilePass(run).PassPipe());
+    }
+    // Where the first error is to end the run, or all goes to one output, there is one order.
+    const bool isInTurn = run.jobs == 1 || run.errStop || run.toStdout || run.fileList.size() == 1;
+    return isInTurn ? PassInTurn(run) : PassAtOnce(run);
 }
 
 } // namespace Quil

@@ -1,0 +1,91 @@
+#include "tool/ParallelPass.h"
+
+#include "tool/FilePass.h"
+
+#include <algorithm>
+
+namespace Quil {
+
+namespace {
+
+/// Files that are taken together: enough that taking them costs nothing, and so few that no worker
+/// is left with the last ones.
+std::size_t GroupSize(std::size_t files, unsigned int jobs) {
+    constexpr std::size_t MOST = 64;
+    constexpr std::size_t TURNS = 16;
+    return std::clamp<std::size_t>(files / (TURNS * jobs), 1, MOST);
+}
+
+} // namespace
+
+class CParallelPass::CWorker final : public TThread {
+public:
+    explicit CWorker(CParallelPass& pass) : __pass(pass) {}
+    ~CWorker() override { Wait(); }
+
+private:
+    int _Entry() override {
+        __pass.__Work();
+        return 0;
+    }
+
+    CParallelPass& __pass;
+};
+
+CParallelPass::CParallelPass(const Run& run)
+    : __run(run), __groupSize(GroupSize(run.fileList.size(), run.jobs)),
+      __groups((run.fileList.size() + __groupSize - 1) / __groupSize),
+      __working(static_cast<unsigned int>(std::min<std::size_t>(run.jobs, __groups.size()))) {
+    for (unsigned int i = __working; i != 0; --i) {
+        CWorker& worker = *__workers.emplace_back(std::make_unique<CWorker>(*this));
+        worker.Create();
+        worker.Run();
+    }
+}
+
+CParallelPass::~CParallelPass() {
+    __isStopped = true;
+    __workers.clear();
+}
+
+void CParallelPass::__Work() {
+    CFilePass pass(__run);
+    for (;;) {
+        const std::size_t group = __next++;
+        if (group >= __groups.size() || __isStopped) {
+            break;
+        }
+        const std::size_t begin = group * __groupSize;
+        const std::size_t end = std::min(begin + __groupSize, __run.fileList.size());
+        std::vector<FILE_RESULT> results;
+        for (std::size_t i = begin; i < end && !CHeldSignals::HasCome(); ++i) {
+            results.push_back(pass.PassFile(__run.fileList[i], &__locks));
+        }
+        __isStopped = __isStopped || results.size() < end - begin;
+        const std::lock_guard lock(__mutex);
+        __groups[group] = std::move(results);
+        __isDone.notify_one();
+    }
+    const std::lock_guard lock(__mutex);
+    --__working;
+    __isDone.notify_one();
+}
+
+std::optional<FILE_RESULT> CParallelPass::Next() {
+    const std::size_t group = __given / __groupSize;
+    const std::size_t place = __given % __groupSize;
+    if (group == __groups.size()) {
+        return std::nullopt;
+    }
+    std::unique_lock lock(__mutex);
+    __isDone.wait(lock, [&] { return !__groups[group].empty() || __working == 0; });
+    if (place >= __groups[group].size()) {
+        return std::nullopt;
+    }
+    ++__given;
+    FILE_RESULT result = std::move(__groups[group][place]);
+    lock.unlock();
+    return result.file ? __locks.TakeResult(*result.file) : std::move(result);
+}
+
+} // namespace Quil

@@ -1,0 +1,30 @@
+// What came of an input, for who adds the inputs up and tells of them.
+#pragma once
+
+#include "tool/HeldSignals.h"
+#include "util/text/stringEx.h"
+
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <utility>
+
+namespace Quil {
+
+using FILE_ID = std::pair<std::uint64_t, std::uint64_t>; ///< device and number
+
+struct FILE_RESULT {
+    unsigned long count = 0; ///< replacements
+    bool hasChanged = false; ///< the file was rewritten, or the result printed
+    bool hasFailedToWrite = false;
+    const char* trouble = nullptr; ///< what couldn't be done with the file, and why
+    stringEx cause;
+    std::exception_ptr failure; ///< what ends the run
+    /// Signals that end the run wait until this is told of, if the file was touched.
+    std::unique_ptr<CHeldSignals> untilTold;
+    /// Where the result is noted instead of here, if several threads are at work.
+    std::optional<FILE_ID> file;
+};
+
+} // namespace Quil
