@@ -1,34 +1,47 @@
 #include "tool/FileLocks.h"
 
+#include <algorithm>
+
 namespace Quil {
+
+namespace {
+
+bool IsNothing(const FILE_RESULT& result) {
+    return result.count == 0 && !result.hasChanged && result.trouble == nullptr && !result.failure;
+}
+
+} // namespace
 
 void CFileLocks::Lock(const FILE_ID& id) {
     std::unique_lock lock(__mutex);
-    ENTRY& entry = __entries[id];
-    ++entry.users;
-    __isFree.wait(lock, [&entry] { return !entry.isLocked; });
-    entry.isLocked = true;
+    ++__waiting;
+    __isFree.wait(
+        lock, [&] { return std::find(__locked.begin(), __locked.end(), id) == __locked.end(); });
+    --__waiting;
+    __locked.push_back(id);
 }
 
 void CFileLocks::Unlock(const FILE_ID& id, FILE_RESULT result) {
-    {
-        const std::lock_guard lock(__mutex);
-        ENTRY& entry = __entries[id];
-        entry.isLocked = false;
-        --entry.users;
-        entry.results.push_back(std::move(result));
+    const std::lock_guard lock(__mutex);
+    std::erase(__locked, id);
+    if (!IsNothing(result)) {
+        __results[id].push_back(std::move(result));
     }
-    __isFree.notify_all();
+    if (__waiting != 0) {
+        __isFree.notify_all();
+    }
 }
 
 FILE_RESULT CFileLocks::TakeResult(const FILE_ID& id) {
     const std::lock_guard lock(__mutex);
-    const auto at = __entries.find(id);
-    ENTRY& entry = at->second;
-    FILE_RESULT result = std::move(entry.results.front());
-    entry.results.pop_front();
-    if (entry.users == 0 && entry.results.empty()) {
-        __entries.erase(at);
+    const auto at = __results.find(id);
+    if (at == __results.end()) {
+        return {};
+    }
+    FILE_RESULT result = std::move(at->second.front());
+    at->second.erase(at->second.begin());
+    if (at->second.empty()) {
+        __results.erase(at);
     }
     return result;
 }

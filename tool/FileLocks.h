@@ -2,15 +2,16 @@
 //
 // A file that is named twice is replaced twice, and it doesn't matter to its bytes which name's
 // turn comes first; but it does to the counts. So what came of a file is noted with the file, in
-// the order in which that was done, and the names get it in theirs.
+// the order in which that was done, and the names get it in theirs. Once nothing comes of a file
+// any more, nothing will: so that needn't be noted.
 #pragma once
 
 #include "tool/file_result.h"
 
 #include <condition_variable>
-#include <deque>
 #include <map>
 #include <mutex>
+#include <vector>
 
 namespace Quil {
 
@@ -21,19 +22,15 @@ public:
     void Lock(const FILE_ID& id);
     /// Gives it back with what came of it.
     void Unlock(const FILE_ID& id, FILE_RESULT result);
-    /// Takes the oldest result of the file that wasn't taken yet: there must be one.
+    /// Takes the oldest result of the file that wasn't taken yet.
     FILE_RESULT TakeResult(const FILE_ID& id);
 
 private:
-    struct ENTRY {
-        bool isLocked = false;
-        unsigned int users = 0; ///< who has it, and who waits
-        std::deque<FILE_RESULT> results;
-    };
-
     std::mutex __mutex;
     std::condition_variable __isFree;
-    std::map<FILE_ID, ENTRY> __entries;
+    std::vector<FILE_ID> __locked; ///< not more than there are threads
+    unsigned int __waiting = 0;
+    std::map<FILE_ID, std::vector<FILE_RESULT>> __results;
 };
 
 } // namespace Quil

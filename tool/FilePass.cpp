@@ -61,7 +61,7 @@ FILE_RESULT CFilePass::PassFile(const stringEx& path, CFileLocks* locks) {
             return;
         }
         CSysFile file;
-        file.Open(path, CSysFile::ACCESS_READ, O_NONBLOCK, 0, 0, 0);
+        __Open(file, path);
         struct stat state = {};
         file.GetStatus(state);
         if (!S_ISREG(state.st_mode)) {
@@ -73,6 +73,22 @@ FILE_RESULT CFilePass::PassFile(const stringEx& path, CFileLocks* locks) {
         }
     });
     return result;
+}
+
+/// Files of one folder come together, and the way to it is long.
+void CFilePass::__Open(CSysFile& file, const stringEx& path) {
+    const stringEx folder = path.substr_static(0, path.rfind('/') + 1);
+    if (folder.empty() || folder != __folderPath) {
+        __folder.Close();
+        __folderPath.assign(folder.data(), folder.length());
+    } else if (!__folder.IsOpen()) {
+        __folder.OpenRaw(folder, CSysFile::ACCESS_READ, O_PATH | O_DIRECTORY, 0, 0, 0);
+    }
+    if (__folder.IsOpen()) {
+        file.OpenIn(__folder, path, O_NONBLOCK);
+    } else {
+        file.Open(path, CSysFile::ACCESS_READ, O_NONBLOCK, 0, 0, 0);
+    }
 }
 
 /// Another thread may have changed the file until it is this one's.

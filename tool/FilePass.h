@@ -32,6 +32,7 @@ public:
     FILE_RESULT PassPipe();
 
 private:
+    void __Open(CSysFile& file, const stringEx& path);
     void __PassLocked(const stringEx& path, CSysFile& file, struct stat& state, FILE_RESULT& result,
                       CFileLocks& locks);
     template <class Pass>
@@ -52,6 +53,8 @@ private:
     std::unique_ptr<IRoad> __road;
     CBlockSource __source;
     bool __holdsSignals = true; ///< by itself, while a file is changed
+    stringEx __folderPath;      ///< of the last file
+    CSysFile __folder;          ///< if the last two files are in it
     byteEx __all;               ///< an input that doesn't come by blocks
 };
 

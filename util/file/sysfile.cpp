@@ -125,6 +125,14 @@ void CSysFile::OpenRaw(const stringEx& path, unsigned long access, MODE mode,
     __Own(IMPL::PosixOpenFile<sysfileExp>(name, access, mode, permissions, options), name);
 }
 
+void CSysFile::OpenIn(const CSysFile& folder, const stringEx& path, MODE mode) {
+    stringEx name(path);
+    name.detach_if_static();
+    Close();
+    __Own(IMPL::PosixOpenFile<sysfileExp>(name, ACCESS_READ, mode, 0, 0, folder.__descriptor),
+          name);
+}
+
 void CSysFile::Open(CONSOLE stream) {
     Close();
     __descriptor = stream;

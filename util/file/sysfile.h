@@ -59,6 +59,9 @@ public:
     /// Like `Open`, for a path that is already in the system's form.
     void OpenRaw(const stringEx& path, unsigned long access, MODE mode, unsigned long share,
                  unsigned long permissions, unsigned long options);
+    /// Opens a file for reading by its path, of which only the last component is looked up, in
+    /// `folder`: that must be open and the one that the path names. For many files of one folder.
+    void OpenIn(const CSysFile& folder, const stringEx& path, MODE mode);
     /// Takes a standard stream, which no copy ever closes.
     void Open(CONSOLE stream);
 

@@ -105,10 +105,14 @@ int AdviseAccess(int descriptor, unsigned long options) {
 
 template <class Exp>
 int PosixOpenFile(const stringEx& path, unsigned long access, unsigned long mode,
-                  unsigned long permissions, unsigned long options) {
+                  unsigned long permissions, unsigned long options, int folder) {
     const int flags = OpenFlags(access, mode);
-    const int descriptor = RetryInterrupted(
-        [&] { return ::open(path.c_str(), flags, static_cast<mode_t>(permissions)); });
+    const unsigned int slash = folder != -1 ? path.rfind('/') : stringEx::npos;
+    const char* const name = path.c_str() + (slash != stringEx::npos ? slash + 1 : 0);
+    const int descriptor = RetryInterrupted([&] {
+        return ::openat(slash != stringEx::npos ? folder : AT_FDCWD, name, flags,
+                        static_cast<mode_t>(permissions));
+    });
     if (descriptor == -1) {
         ThrowPathError<Exp>("PosixOpenFile - failed open specified file\n", path, errno,
                             OPEN_ERRORS);
@@ -177,9 +181,9 @@ bool PosixLockFile(int descriptor, std::int64_t from, std::int64_t length, short
 }
 
 template int PosixOpenFile<sysfileExp>(const stringEx&, unsigned long, unsigned long, unsigned long,
-                                       unsigned long);
+                                       unsigned long, int);
 template int PosixOpenFile<fmppExp>(const stringEx&, unsigned long, unsigned long, unsigned long,
-                                    unsigned long);
+                                    unsigned long, int);
 template int PosixDuplicateFile<sysfileExp>(int);
 template int PosixDuplicateFile<fmppExp>(int);
 template void PosixCloseFile<sysfileExp>(int);

@@ -11,10 +11,11 @@
 
 namespace Quil::IMPL {
 
-/// Opens `path`, which is in the system's form. The words are those of `CSysFile::Open`.
+/// Opens `path`, which is in the system's form. The words are those of `CSysFile::Open`. With a
+/// `folder`, the descriptor of the one that the path names, only its last component is looked up.
 template <class Exp>
 int PosixOpenFile(const stringEx& path, unsigned long access, unsigned long mode,
-                  unsigned long permissions, unsigned long options);
+                  unsigned long permissions, unsigned long options, int folder = -1);
 
 /// Throws for a FIFO what reading its size would throw. Opening one already harms: the program at
 /// its other end takes it for a reader or a writer, and loses its data or its life when it goes.
