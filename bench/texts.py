@@ -80,6 +80,19 @@ def japanese(size):
     return _lines(rng, size, lambda: "".join(rng.choice(kana) for _ in range(4)), glue="、", per_line=9)
 
 
+def log(size):
+    """Lines of a log; one in some hundred is a warning, in letters of either case."""
+    rng = random.Random(SEED + 4)
+    words = _vocabulary(rng)
+
+    def word():
+        if rng.random() < 0.0005:
+            return rng.choice(["Warning", "warn", "WARNING", "timed out", "Timed Out"])
+        return rng.choice(words)
+
+    return _lines(rng, size, word)
+
+
 def one_line(size):
     """English prose with its line feeds made blanks."""
     return english(size).replace(b"\n", b" ")[:-1] + b"\n"

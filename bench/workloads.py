@@ -19,10 +19,12 @@ class Workload:
     peers: dict
     size: int = 100 * MB
     charset: str = "utf-8"  # of the file; the makers give UTF-8
-    mode: str = "file"  # file, stdout, pipe or tree
+    mode: str = "file"  # file, stdout, pipe, tree, many (small files, only read), start or huge
     must: float = 1.0  # tsub's rate over the best peer's
     goal: float = 1.0
-    extra: dict = field(default_factory=dict)
+    rare: bool = False  # a file is rewritten for a few matches
+    names: int = 0  # files of the tree that are named one by one
+    files: int = 5000  # of a tree or of many
 
 
 def sed(script, flags=""):
@@ -69,6 +71,7 @@ def convert(source, target):
 
 TEN = "wheelbarrow|needle|banana|quagmire|zenith|oubliette|tesseract|vivid|dithering|poxy"
 TREE = "find . -name '*.c' -print0 | xargs -0"
+NAMES = "find . -name '*.c' | sort | head -3000 | xargs"
 
 
 def expression(find, replace, flags="", peers="sed perl sd rg"):
@@ -82,25 +85,32 @@ def expression(find, replace, flags="", peers="sed perl sd rg"):
 
 
 WORKLOADS = [
-    Workload("literal, few matches", texts.english, ["-f:wheelbarrow", "-t:pushcart"], literal("wheelbarrow", "pushcart"), must=1.0, goal=1.3),
+    Workload("literal, few matches", texts.english, ["-f:wheelbarrow", "-t:pushcart"], literal("wheelbarrow", "pushcart"), must=3.0, goal=3.5, rare=True),
+    Workload("literal, few matches, longer", texts.english, ["-f:wheelbarrow", "-t:wheelbarrows"], literal("wheelbarrow", "wheelbarrows"), must=3.0, goal=3.5, rare=True),
+    Workload("literal, few matches, as long", texts.english, ["-f:wheelbarrow", "-t:WHEELBARROW"], literal("wheelbarrow", "WHEELBARROW"), must=3.0, goal=3.5, rare=True),
     Workload("literal, many matches", texts.english, ["-f:e", "-t:EE"], literal("e", "EE"), must=1.0, goal=1.3),
     Workload("literal, common first character", texts.english, ["-f:ean", "-t:EAN"], literal("ean", "EAN"), must=1.1, goal=1.5),
     Workload("literal that isn't there", texts.english, ["-f:Quetzalcoatl", "-t:x"], literal("Quetzalcoatl", "x"), must=1.5, goal=3.0),
     Workload("literal, no case", texts.english, ["-fic:needle", "-t:pin"],
-             {**sed("s/needle/pin/Ig"), **perl("s/needle/pin/gi"), **sd("needle", "pin", "-f i"), **rg("needle", "pin", "-i")}, must=0.8, goal=1.2),
+             {**sed("s/needle/pin/Ig"), **perl("s/needle/pin/gi"), **sd("needle", "pin", "-f i"), **rg("needle", "pin", "-i")}, must=3.0, goal=3.5, rare=True),
     Workload("literal, mixed UTF-8", texts.mixed, ["-f:слово", "-t:дело"], literal("слово", "дело"), must=1.0, goal=1.3),
     Workload("literal, Chinese UTF-8", texts.chinese, ["-f:中国", "-t:中華"], literal("中国", "中華"), must=1.0, goal=1.3),
     Workload("literal in GBK", texts.chinese, ["-f:中国", "-t:中华", "-encin:gbk"], through("gbk", "s/中国/中华/g"), charset="gbk"),
     Workload("literal in Shift_JIS", texts.japanese, ["-f:東京", "-t:京都", "-encin:shift_jis", "-force"], through("shift_jis", "s/東京/京都/g"), charset="shift_jis"),
     Workload("[0-9]+", texts.english, ["-r:[0-9]+", "-t:#"], expression("[0-9]+", "#"), must=1.2, goal=2.0),
     Workload("[a-z]+", texts.english, ["-r:[a-z]+", "-t:w"], expression("[a-z]+", "w"), must=1.5, goal=3.0),
-    Workload("literal with a class", texts.english, ["-r:wheel[a-z]+", "-t:cart"], expression("wheel[a-z]+", "cart"), must=0.7, goal=1.1),
+    Workload("literal with a class", texts.english, ["-r:wheel[a-z]+", "-t:cart"], expression("wheel[a-z]+", "cart"), must=3.0, goal=3.5, rare=True),
     Workload("capture swap", texts.english, [r"-r:([a-z]+) ([0-9]+)", r"-t:\2 \1"],
              {**sed(r"s/([a-z]+) ([0-9]+)/\2 \1/g"), **perl(r"s/([a-z]+) ([0-9]+)/$2 $1/g"), **sd("([a-z]+) ([0-9]+)", "$2 $1"), **rg("([a-z]+) ([0-9]+)", "$2 $1")}, must=0.8, goal=1.3),
     Workload("lazy between literals", texts.english, [r"-r:***:(?n)the .*? of", "-t:X"],
              {**perl("s/the .*? of/X/g"), **sd("the .*? of", "X"), **rg("the .*? of", "X")}, must=0.8, goal=1.5),
     Workload("back reference", texts.english, [r"-r:***:([a-z][a-z])\1", r"-t:<\1>"],
              {**sed(r"s/([a-z][a-z])\1/<\1>/g"), **perl(r"s/([a-z][a-z])\1/<$1>/g")}, must=0.7, goal=2.0),
+    Workload("word with itself behind it", texts.english, [r"-r:***:(?n)\m([a-z]+) \1\M", r"-t:\1"],
+             {**perl(r"s/\b([a-z]+) \1\b/$1/g"), **rg(r"\b([a-z]+) \1\b", "$1", "-P")}),
+    Workload("two words without case", texts.log, ["-ric:warn(ing)?|timed out", "-t:alert"],
+             {**sed("s/warn(ing)?|timed out/alert/Ig"), **perl("s/warn(ing)?|timed out/alert/gi"),
+              **sd("warn(ing)?|timed out", "alert", "-f i"), **rg("warn(ing)?|timed out", "alert", "-i")}, must=3.0, goal=3.5, rare=True),
     Workload("line anchor", texts.english, ["-r:^the", "-t:THE"], {**expression("^the", "THE", peers="sed perl rg"), **sd("(?m)^the", "THE")}, must=0.7, goal=1.1),
     Workload("whole line around a literal", texts.english, ["-r:^.*wheelbarrow.*$", "-t:-"],
              {**expression("^.*wheelbarrow.*$", "-", peers="sed perl rg"), **sd("(?m)^.*wheelbarrow.*$", "-")}, must=0.7, goal=1.1),
@@ -125,12 +135,21 @@ WORKLOADS = [
     Workload("tree: replace in all", None, ["*.c", "-s", "-f:return", "-t:give back"],
              {"sed": f"{TREE} sed -i s/return/give\\ back/g", "perl": f"{TREE} perl -i -pe 's/return/give back/g'",
               "sd": f"{TREE} sd -s return 'give back'"}, mode="tree", must=1.3, goal=2.0),
+    Workload("tree: 3000 files by name", None, ["-f:obsolete_name", "-t:new_name"],
+             {"sed": f"{NAMES} sed -i s/obsolete_name/new_name/g", "perl": f"{NAMES} perl -i -pe s/obsolete_name/new_name/g",
+              "sd": f"{NAMES} sd -s obsolete_name new_name"}, mode="tree", names=3000),
+    Workload("20 000 small files, all match", None, ["*", "-s", "-f:the", "-t:THE"],
+             {"sed": "find . -type f -print0 | xargs -0 sed -i s/the/THE/g", "sd": "find . -type f -print0 | xargs -0 sd -s the THE"}, mode="tree", files=20_000),
+    Workload("100 000 small files, none matches", None, ["*", "-s", "-f:Quetzalcoatl", "-t:x"], {"grep": "grep -r Quetzalcoatl ."}, mode="many", files=100_000),
+    Workload("… several at once", None, ["*", "-s", "-f:Quetzalcoatl", "-t:x", "--jobs"], {"rg": "rg -uuu Quetzalcoatl"}, mode="many", files=100_000),
     Workload("tree: replace in a tenth", None, ["*.c", "-s", "-f:obsolete_name", "-t:new_name"],
              {"sed": f"{TREE} sed -i s/obsolete_name/new_name/g", "rg+sed": "rg -l -0 obsolete_name | xargs -0 sed -i s/obsolete_name/new_name/g",
               "rg+sd": "rg -l -0 obsolete_name | xargs -0 sd -s obsolete_name new_name"}, mode="tree", must=0.7, goal=1.0),
     Workload("to standard output", texts.english, ["-f:wheelbarrow", "-t:pushcart"],
              {"sed": "LC_ALL=C sed s/wheelbarrow/pushcart/g {f} > {o}", "perl": "perl -pe s/wheelbarrow/pushcart/g {f} > {o}", **rg("wheelbarrow", "pushcart", "-F"), **mawk("wheelbarrow", "pushcart")},
              mode="stdout", must=1.2, goal=1.7),
+    Workload("to standard output, no match", texts.english, ["-f:Quetzalcoatl", "-t:x"],
+             {"sed": "LC_ALL=C sed s/Quetzalcoatl/x/g {f} > {o}", **rg("Quetzalcoatl", "x", "-F"), **mawk("Quetzalcoatl", "x")}, mode="stdout"),
     Workload("pipe, literal", texts.english, ["-f:wheelbarrow", "-t:pushcart"],
              {"sed": "LC_ALL=C sed s/wheelbarrow/pushcart/g", "perl": "perl -pe s/wheelbarrow/pushcart/g", "mawk": "mawk '{{gsub(/wheelbarrow/, \"pushcart\"); print}}'", "rg": "rg --passthru -N -F -r pushcart wheelbarrow"},
              mode="pipe", must=0.7, goal=1.0),
@@ -140,5 +159,7 @@ WORKLOADS = [
              {"iconv": "iconv -f gbk -t utf-8", "recode": "recode gbk..utf-8", "uconv": "uconv -f gbk -t utf-8"}, charset="gbk", mode="pipe", must=1.0, goal=1.5),
     Workload("one 20 MB line, literal", texts.one_line, ["-f:wheelbarrow", "-t:pushcart"], literal("wheelbarrow", "pushcart"), size=20 * MB, must=1.0, goal=1.3),
     Workload("one 20 MB line, expression", texts.one_line, ["-r:[0-9]+", "-t:#"], expression("[0-9]+", "#"), size=20 * MB, must=0.7, goal=1.0),
-    Workload("start-up on 1 KB", texts.english, ["-f:the", "-t:THE"], {**sed("s/the/THE/g"), **mawk("the", "THE")}, size=1000, must=0.9, goal=1.2),
+    Workload("5 GiB, a match at its end", texts.english, ["-f:wheelbarrow", "-t:pushcart"], {}, size=10 * MB, mode="huge"),
+    Workload("start on 1 KB", texts.english, ["-f:Quetzalcoatl", "-t:x"],
+             {"sed": "sed s/Quetzalcoatl/x/ text", "mawk": "mawk {gsub(/Quetzalcoatl/,\"x\");print} text"}, size=1000, mode="start", must=0.87),
 ]

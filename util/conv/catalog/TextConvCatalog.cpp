@@ -140,13 +140,19 @@ bool SysMbcsIsUtf8() {
     }
 }
 
-bool IsMemberOrAny(const TTextConv::NAME_SET& set, const stringEx& name) {
-    return set.empty() || set.contains(name);
+bool IsMember(std::span<const char* const> names, const stringEx& name) {
+    return std::ranges::any_of(names,
+                               [&name](const char* member) { return name.equal_no_case(member); });
 }
 
-bool Allows(const TTextConv::COMPENC_INFO& group, const stringEx& from, const stringEx& to) {
+bool IsMemberOrAny(std::span<const char* const> names, const stringEx& name) {
+    return names.empty() || IsMember(names, name);
+}
+
+/// By the rows as they stand: most runs ask once, and the containers cost more than that.
+bool Allows(const IMPL::COMPATIBILITY_ROW& group, const stringEx& from, const stringEx& to) {
     if (group.mutual) {
-        return group.from.contains(from) && group.from.contains(to);
+        return IsMember(group.from, from) && IsMember(group.from, to);
     }
     return IsMemberOrAny(group.from, from) && IsMemberOrAny(group.to, to);
 }
@@ -220,7 +226,7 @@ stringEx TTextConv::CPToNumericName(unsigned long cp) {
 
 bool TTextConv::CouldConv(const stringEx& from, const stringEx& to, stringEx* group) {
     try {
-        for (const COMPENC_INFO& candidate : GetCompEncTbl()) {
+        for (const IMPL::COMPATIBILITY_ROW& candidate : IMPL::GetCompatibilityRows()) {
             if (Allows(candidate, from, to)) {
                 if (group != nullptr) {
                     *group = candidate.name;
