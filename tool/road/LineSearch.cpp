@@ -3,8 +3,8 @@
 #include "util/conv/utf8_codec.h"
 #include "util/conv/utf8_validation.h"
 
-#include <algorithm>
 #include <cstring>
+#include <cwchar>
 
 namespace Quil {
 
@@ -21,6 +21,14 @@ unsigned int BehindLastLine(text_ref<unsigned char> text) {
     return at == nullptr
                ? 0
                : static_cast<unsigned int>(static_cast<const unsigned char*>(at) - text.data) + 1;
+}
+
+const void* FindLineEnd(const unsigned char* from, std::size_t count) {
+    return std::memchr(from, '\n', count);
+}
+
+const void* FindLineEnd(const wchar_t* from, std::size_t count) {
+    return std::wmemchr(from, L'\n', count);
 }
 
 unsigned int BehindLastLine(text_ref<wchar_t> text) {
@@ -41,9 +49,9 @@ unsigned int EndOfLines(text_ref<T> text, bool isLast) {
     if (const unsigned int end = BehindLastLine({text.data, LINES_TOGETHER}); end != 0) {
         return end;
     }
-    const T* const textEnd = text.data + text.length;
-    const T* const at = std::find(text.data + LINES_TOGETHER, textEnd, static_cast<T>('\n'));
-    return at != textEnd ? static_cast<unsigned int>(at - text.data) + 1 : isLast ? text.length : 0;
+    const auto* const at = static_cast<const T*>(
+        FindLineEnd(text.data + LINES_TOGETHER, text.length - LINES_TOGETHER));
+    return at != nullptr ? static_cast<unsigned int>(at - text.data) + 1 : isLast ? text.length : 0;
 }
 
 } // namespace
@@ -59,6 +67,15 @@ CLineSearch<T>::CLineSearch(const wstringEx::regex_handle& expression, const wst
 }
 
 template <class T>
+void CLineSearch<T>::Start(std::uint64_t /*size*/, std::uint64_t place, bool isAgain) {
+    this->_count = 0;
+    __place = place;
+    if (!isAgain) {
+        __last.count = 0;
+    }
+}
+
+template <class T>
 std::size_t CLineSearch<T>::Take(text_ref<T> text, bool isLast, IPieces<T>& pieces) {
     unsigned int begin = 0;
     while (begin < text.length) {
@@ -67,15 +84,25 @@ std::size_t CLineSearch<T>::Take(text_ref<T> text, bool isLast, IPieces<T>& piec
             break;
         }
         const text_ref<T> block(text.data + begin, length);
-        if (const unsigned int matches = __Replace(block); matches != 0) {
+        if (const unsigned int matches = __Find(block); matches != 0) {
             this->_count += matches;
             pieces.Replace(block, __GetResult());
         } else {
             pieces.Keep(block);
         }
         begin += length;
+        __place += length;
     }
     return begin;
+}
+
+/// The last block of a first pass is the first one with a match, and often the text's only one.
+template <class T>
+unsigned int CLineSearch<T>::__Find(text_ref<T> block) {
+    if (__last.count == 0 || __last.place != __place || __last.length != block.length) {
+        __last = {__place, block.length, __Replace(block)};
+    }
+    return __last.count;
 }
 
 template <>

@@ -18,16 +18,26 @@ public:
     /// Whether the expression is local to lines. Else this object serves nothing.
     bool IsLocal() const { return __replacer.IsLocalToLines(); }
 
-    void Start(std::uint64_t /*size*/) override { this->_count = 0; }
+    void Start(std::uint64_t size, std::uint64_t place, bool isAgain) override;
     std::size_t Take(text_ref<T> text, bool isLast, IPieces<T>& pieces) override;
     std::uint64_t GetMost(std::uint64_t size) const override { return size * (1 + __mostForOne); }
 
 private:
+    /// A block with matches, by its place in the text.
+    struct FOUND {
+        std::uint64_t place = 0;
+        unsigned int length = 0;
+        unsigned int count = 0; ///< none: not known
+    };
+
+    unsigned int __Find(text_ref<T> block);
     unsigned int __Replace(text_ref<T> block);
     text_ref<T> __GetResult();
 
     CRegexReplacer __replacer;
     std::uint64_t __mostForOne; ///< elements in place of one that is matched
+    std::uint64_t __place = 0;  ///< of what isn't taken
+    FOUND __last;               ///< whose result is there
     basic_buffer<T> __result;   ///< the last block's
     bool __isDecoded = false;   ///< it is the next one instead
     wstringEx __wideResult;

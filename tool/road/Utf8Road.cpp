@@ -69,7 +69,7 @@ CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<ISearch<unsigned char>> sea
 
 void CUtf8Road::Start(const TASK& task) {
     __task = task;
-    __search->Start(task.size);
+    __search->Start(task.size, task.place, task.isAgain);
     __isAtStart = task.place == 0;
     __hasText = !__isAtStart;
     __hasChanged = __isAtLoss = false;

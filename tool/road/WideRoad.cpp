@@ -28,7 +28,7 @@ CWideRoad::CWideRoad(const Run& run, std::unique_ptr<ISearch<wchar_t>> search)
 void CWideRoad::Start(const TASK& task) {
     __task = task;
     __hasText = task.place != 0;
-    __search->Start(task.size);
+    __search->Start(task.size, task.place, task.isAgain);
     __decoder.Start(__window, static_cast<std::size_t>(task.size));
     __encoder.Start(static_cast<std::size_t>(task.size));
     __result.Clear();

@@ -29,8 +29,9 @@ class ISearch {
 public:
     virtual ~ISearch() = default;
 
-    /// Begins with a text of about `size` elements, or in the middle of one.
-    virtual void Start(std::uint64_t size) = 0;
+    /// Begins with a text of about `size` elements, at a place of it. If it `isAgain`, it is the
+    /// one of the last start, and what was found in it there still holds.
+    virtual void Start(std::uint64_t size, std::uint64_t place, bool isAgain) = 0;
 
     /// Takes elements from the front of the text: all of the last block, else those that are
     /// decided on. Answers how many.
@@ -51,7 +52,7 @@ protected:
 template <class T>
 class CNoSearch final : public ISearch<T> {
 public:
-    void Start(std::uint64_t /*size*/) override {}
+    void Start(std::uint64_t /*size*/, std::uint64_t /*place*/, bool /*isAgain*/) override {}
     std::size_t Take(text_ref<T> text, bool /*isLast*/, IPieces<T>& pieces) override {
         pieces.Keep(text);
         return text.length;
@@ -65,7 +66,9 @@ class CWholeSearch final : public ISearch<T> {
 public:
     explicit CWholeSearch(basic_buffer<T> replacement) : __replacement(std::move(replacement)) {}
 
-    void Start(std::uint64_t /*size*/) override { this->_count = 0; }
+    void Start(std::uint64_t /*size*/, std::uint64_t /*place*/, bool /*isAgain*/) override {
+        this->_count = 0;
+    }
     std::size_t Take(text_ref<T> text, bool /*isLast*/, IPieces<T>& pieces) override {
         const bool isFirst = this->_count == 0;
         this->_count = 1;
@@ -85,7 +88,7 @@ public:
     CLiteralSearch(basic_buffer<T> find, basic_buffer<T> replacement)
         : __find(std::move(find)), __replacement(std::move(replacement)) {}
 
-    void Start(std::uint64_t size) override;
+    void Start(std::uint64_t size, std::uint64_t place, bool isAgain) override;
     std::size_t Take(text_ref<T> text, bool isLast, IPieces<T>& pieces) override;
     std::uint64_t GetMost(std::uint64_t size) const override {
         const std::uint64_t find = __find.length();
@@ -109,7 +112,7 @@ private:
 };
 
 template <class T, class Fold>
-void CLiteralSearch<T, Fold>::Start(std::uint64_t size) {
+void CLiteralSearch<T, Fold>::Start(std::uint64_t size, std::uint64_t /*place*/, bool /*isAgain*/) {
     this->_count = 0;
     const bool isLong = size >= sm_long;
     if (__search && (__isForLong || !isLong)) {
