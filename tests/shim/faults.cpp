@@ -3,8 +3,8 @@
 //
 // TSUB_TEST_FAULT is a list of "CALL N WHAT" with commas between: in the N-th call of that name
 // (from 1) WHAT happens: the number of an error that it fails with, minus the number of a signal
-// that comes before it is done, or 0 for half of what was asked. Of `write` only calls to regular
-// files count.
+// that comes before it is done, or 0 for half of what was asked. Of `read` and
+// `write` only calls to regular files count.
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -66,6 +66,15 @@ extern "C" ssize_t write(int fd, const void* bytes, size_t count) {
         count = what == HALF ? count / 2 : count;
     }
     return Next<ssize_t(int, const void*, size_t)>("write")(fd, bytes, count);
+}
+
+extern "C" ssize_t read(int fd, void* bytes, size_t count) {
+    static int calls = 0;
+    struct stat status = {};
+    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && Fails(Due("read", calls))) {
+        return -1;
+    }
+    return Next<ssize_t(int, void*, size_t)>("read")(fd, bytes, count);
 }
 
 extern "C" int ftruncate64(int fd, off64_t size) {

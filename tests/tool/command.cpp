@@ -102,6 +102,9 @@ Outcome CommandTest::Tsub(const std::vector<std::string>& arguments, const std::
         if (const rlimit limit{fileLimit, fileLimit}; fileLimit != 0) {
             setrlimit(RLIMIT_FSIZE, &limit);
         }
+        if (const rlimit limit{memoryLimit, memoryLimit}; memoryLimit != 0) {
+            setrlimit(RLIMIT_AS, &limit);
+        }
         std::vector<char*> argv{const_cast<char*>(TSUB_PATH)};
         for (const std::string& argument : arguments) {
             argv.push_back(const_cast<char*>(argument.c_str()));

@@ -27,6 +27,7 @@ protected:
     std::string Read(const std::string& name) const;
 
     std::filesystem::path folder;
+    unsigned long memoryLimit = 0; ///< bytes of addresses that the command may use; 0: no limit
     unsigned long fileLimit = 0; ///< bytes that the command may write to one file; 0: no limit
     std::size_t blockSize = 0;   ///< bytes that the command reads at a time; 0: as many as ever
     std::string fault;           ///< what goes wrong in the command (tests/shim/faults.cpp)
