@@ -12,11 +12,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr off_t FAR = off_t{5} << 30;
+constexpr off_t FAR = (off_t{4} << 30) + (off_t{64} << 20);
 
 class LargeTest : public CommandTest {
 protected:
-    /// A sparse file with some text at its begin and some behind 5 GiB.
+    /// A sparse file with some text at its begin and some behind 4 GiB.
     void WriteSparse(const std::string& name, const std::string& front, const std::string& end) {
         Write(name, front);
         const int file = open((folder / name).c_str(), O_WRONLY);
