@@ -1,6 +1,7 @@
 #include "tool/ParallelPass.h"
 
 #include "tool/FilePass.h"
+#include "util/sys/errhdl.h"
 
 #include <algorithm>
 
@@ -35,12 +36,30 @@ private:
 CParallelPass::CParallelPass(const Run& run)
     : __run(run), __groupSize(GroupSize(run.fileList.size(), run.jobs)),
       __groups((run.fileList.size() + __groupSize - 1) / __groupSize),
-      __working(static_cast<unsigned int>(std::min<std::size_t>(run.jobs, __groups.size()))) {
-    for (unsigned int i = __working; i != 0; --i) {
-        CWorker& worker = *__workers.emplace_back(std::make_unique<CWorker>(*this));
-        worker.Create();
-        worker.Run();
+      __working(0) {
+    const std::size_t wanted = std::min<std::size_t>(run.jobs, __groups.size());
+    while (__workers.size() < wanted && __AddWorker()) {
     }
+}
+
+/// False if the system gives no more threads; those that are there do, if there is one.
+bool CParallelPass::__AddWorker() {
+    auto worker = std::make_unique<CWorker>(*this);
+    try {
+        worker->Create();
+    } catch (const threadExp&) {
+        if (__workers.empty()) {
+            throw;
+        }
+        return false;
+    }
+    {
+        const std::lock_guard lock(__mutex);
+        ++__working;
+    }
+    __workers.push_back(std::move(worker));
+    __workers.back()->Run();
+    return true;
 }
 
 CParallelPass::~CParallelPass() {

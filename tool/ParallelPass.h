@@ -33,6 +33,7 @@ public:
 private:
     class CWorker;
 
+    bool __AddWorker();
     void __Work();
 
     const Run& __run;

@@ -5,7 +5,6 @@
 #include "regex/filter/lanes.h"
 
 #include <algorithm>
-#include <array>
 
 namespace Quil::IMPL::engine {
 
@@ -97,6 +96,7 @@ void TReferenceSkip<Chr>::lookforwalk(const guts<pattern>& g) {
                 __group = groups[number];
                 __reference = begin;
                 __walks = true;
+                lookforshared();
                 return;
             }
             break;
@@ -104,6 +104,31 @@ void TReferenceSkip<Chr>::lookforwalk(const guts<pattern>& g) {
             break;
         }
     }
+}
+
+/// Whether the places are those of the next begin as well, but for some that move with it: then one
+/// hinge, the group's end, tells all others.
+template <class Chr>
+void TReferenceSkip<Chr>::lookforshared() {
+    constexpr std::ptrdiff_t HINGED = -1;
+    std::array<std::ptrdiff_t, MOSTPLACES> offsets{};
+    std::size_t hinges = 0;
+    for (std::size_t i = 0; i < __steps.size(); ++i) {
+        const step& s = __steps[i];
+        const std::ptrdiff_t from = offsets[s.from];
+        const bool moves = from != HINGED && s.hinge.empty();
+        offsets[i + 1] = moves ? from + s.distance : HINGED;
+        if (from != HINGED && !moves) {
+            ++hinges;
+            __shared.hinge = i;
+            __shared.from = from;
+        }
+    }
+    __shares = !__anycase && hinges == 1 && __shared.hinge + 1 == __group.end &&
+               offsets[__group.begin] != HINGED && offsets[__reference] == HINGED;
+    __shared.lead = offsets[__group.begin];
+    // A group that may be empty is alike everywhere.
+    __shares = __shares && __shared.from + __steps[__shared.hinge].distance > __shared.lead;
 }
 
 /// The place where a concatenation that begins at a known place is divided.
@@ -144,10 +169,15 @@ bool TReferenceSkip<Chr>::alike(const Chr* a, const Chr* b, std::ptrdiff_t lengt
 template <class Chr>
 const Chr* TReferenceSkip<Chr>::find(const Chr* begin, const Chr* stop) {
     if (__walks) {
-        while (begin != stop && !holds(begin, stop)) {
-            ++begin;
+        for (; begin != stop; ++begin) {
+            if (holds(begin, stop)) {
+                return begin;
+            }
+            if (__shares) {
+                begin = passunlike(begin, stop);
+            }
         }
-        return begin != stop ? begin : nullptr;
+        return nullptr;
     }
     const auto [group, reference, length] = __fixed;
     if (stop - begin < reference + length) {
@@ -161,6 +191,23 @@ const Chr* TReferenceSkip<Chr>::find(const Chr* begin, const Chr* stop) {
         ++begin;
     }
     return begin <= last ? begin : nullptr;
+}
+
+/// Behind a begin at which the reference doesn't hold: passes over those that follow up to the
+/// hinge and whose group begins with another character than the reference. Answers the last one
+/// passed.
+template <class Chr>
+const Chr* TReferenceSkip<Chr>::passunlike(const Chr* begin, const Chr* stop) const {
+    const step& hinge = __steps[__shared.hinge];
+    const Chr* const reference = __places[__reference];
+    if (reference == nullptr || reference >= stop || hinge.found == stop) {
+        return begin;
+    }
+    const Chr* const last = hinge.found - hinge.distance - __shared.from;
+    while (begin < last && begin[1 + __shared.lead] != *reference) {
+        ++begin;
+    }
+    return begin;
 }
 
 /// Goes on to the neighbourhood of the next begin, by vectors of the text. All bits of a character
@@ -205,15 +252,15 @@ const Chr* TReferenceSkip<Chr>::follow(step& how, const Chr* from, const Chr* st
 /// Whether the reference may hold in a match that begins here.
 template <class Chr>
 bool TReferenceSkip<Chr>::holds(const Chr* begin, const Chr* stop) {
-    std::array<const Chr*, MOSTPLACES> places{begin};
+    __places = {begin};
     for (std::size_t i = 0; i < __steps.size(); ++i) {
-        if (!(places[i + 1] = follow(__steps[i], places[__steps[i].from], stop))) {
+        if (!(__places[i + 1] = follow(__steps[i], __places[__steps[i].from], stop))) {
             return false;
         }
     }
-    const Chr* const group = places[__group.begin];
-    const Chr* const reference = places[__reference];
-    const std::ptrdiff_t length = places[__group.end] - group;
+    const Chr* const group = __places[__group.begin];
+    const Chr* const reference = __places[__reference];
+    const std::ptrdiff_t length = __places[__group.end] - group;
     return length <= stop - reference && alike(group, reference, length);
 }
 

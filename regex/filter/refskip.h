@@ -7,6 +7,7 @@
 #include "regex/filter/hinge.h"
 #include "regex/match/nodes.h"
 
+#include <array>
 #include <vector>
 
 namespace Quil::IMPL::engine {
@@ -61,11 +62,13 @@ private:
 
     void lookforfixed(const guts<pattern>& g);
     void lookforwalk(const guts<pattern>& g);
+    void lookforshared();
     std::size_t meet(const subre& node, std::size_t begin);
     bool alike(const Chr* a, const Chr* b, std::ptrdiff_t length) const;
     const Chr* findexact(const Chr* begin, const Chr* last) const;
     const Chr* follow(step& how, const Chr* from, const Chr* stop) const;
     bool holds(const Chr* begin, const Chr* stop);
+    const Chr* passunlike(const Chr* begin, const Chr* stop) const;
 
     const scanenv<Chr>& __env;
     const bool __anycase;
@@ -73,7 +76,15 @@ private:
     std::vector<step> __steps; // the one at i gives place i + 1; place 0 is the begin
     span __group;
     std::size_t __reference = UNKNOWN;
-    bool __walks = false; // by `steps_`, as nothing is fixed
+    bool __walks = false; // by the steps, as nothing is fixed
+    /// The step with the one hinge, and how far behind the begin it starts and the group begins.
+    struct {
+        std::size_t hinge = 0;
+        std::ptrdiff_t lead = 0;
+        std::ptrdiff_t from = 0;
+    } __shared;
+    bool __shares = false;                         // most places are those of the next begin too
+    std::array<const Chr*, MOSTPLACES> __places{}; // of the last begin
 };
 
 extern template class TReferenceSkip<char>;

@@ -296,7 +296,7 @@ void CInPlaceWriter::__CutBack(const sysfileExp& cause) {
     try {
         const std::uint64_t end = std::max(__oldSize, __written);
         __file.SeekEnd(0);
-        if (CULongLongNative(__file.GetCurrentPos()).Value() > end || __room == ROOM::AT_MOST) {
+        if (CULongLongNative(__file.GetCurrentPos()).Value() > end || __isReserved) {
             __file.SeekBegin(Offset(end));
             __file.ResizeToCurrentPos();
         }
