@@ -98,7 +98,7 @@ void CBlockSource::__ReadPipe(std::size_t room) {
     }
     __end += count;
     if (count == 0) {
-        std::memcpy(__room.get() + __end, __last.data(), __last.size());
+        std::copy(__last.begin(), __last.end(), __room.get() + __end);
         __end += __last.size();
         __isAtEnd = true;
     }

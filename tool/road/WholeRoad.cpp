@@ -3,8 +3,6 @@
 #include "tool/standard_output.h"
 #include "util/conv/utf8_validation.h"
 
-#include <cstring>
-
 namespace Quil {
 
 namespace {
@@ -89,7 +87,7 @@ void CWholeRoad::__Decode(std::string_view bytes) {
     const auto length = static_cast<unsigned int>(bytes.size());
     if (__run.in.isWide) {
         __text.resize(length / sizeof(wchar_t));
-        std::memcpy(__text.make_tail(), bytes.data(), __text.length() * sizeof(wchar_t));
+        bytes.copy(reinterpret_cast<char*>(__text.make_tail()), __text.length() * sizeof(wchar_t));
         if (__run.in.isBigEndian) {
             FlipWord(__text);
         }
