@@ -24,6 +24,15 @@ TEST_F(CommandTest, ASignalEndsTheRunBehindTheFileThatIsBeingWritten) {
     }
 }
 
+TEST_F(CommandTest, ASignalEndsTheRunAtOnceWhileAFileIsOnlySearched) {
+    const std::string old = std::string(600000, 'a') + "b";
+    Write("1.txt", old);
+    Write("2.txt", old);
+    fault = "read 2 " + std::to_string(-SIGTERM);
+    EXPECT_EQ(Tsub({"1.txt", "2.txt", "-f:b", "-t:cc"}).status, 256 + SIGTERM);
+    EXPECT_TRUE(Read("1.txt") == old && Read("2.txt") == old);
+}
+
 TEST_F(CommandTest, AWriteThatFailsLeavesTheOldContentOrSaysWhatThereIs) {
     const std::string old(300000, 'a');
     const std::string longer(600000, 'b');

@@ -58,6 +58,7 @@ bool CanGoByBlocks(const TTextConv& converter) {
 struct CBlockDecoder::STATE {
     CLazyClone converter;
     CWideWindow* window = nullptr;
+    bool maySwitch = false; ///< The text may get a codec on its way.
     std::optional<IMPL::DECODING_WAY> way{};
     std::optional<IMPL::CIconvStepper<char, CWideWindow>> stepper{};
 };
@@ -70,12 +71,16 @@ CBlockDecoder::~CBlockDecoder() = default;
 void CBlockDecoder::Start(CWideWindow& window, std::size_t length) {
     __state->window = &window;
     window.Clear();
-    const IMPL::DECODING_WAY& way =
-        __state->way.emplace(__state->converter.GetWays().ToWide(length));
+    IMPL::IBlockWays& ways = __state->converter.GetWays();
+    const IMPL::DECODING_WAY& way = __state->way.emplace(ways.ToWide(length));
+    __state->maySwitch = length == sm_unknownLength && ways.IsStateless();
     __state->stepper.emplace(way.convert, way.descriptor, nullptr, 0, window);
 }
 
 std::size_t CBlockDecoder::Fill(const char* bytes, std::size_t length, bool isLast) {
+    if (__state->maySwitch && __state->way->codec == nullptr) {
+        __state->way->codec = __state->converter.GetWays().ToWide(length).codec;
+    }
     __state->stepper->Rebase(bytes, length, isLast);
     IMPL::RunWay(*__state->way, *__state->stepper, *__state->window, 1);
     return __state->stepper->GetPos();
@@ -86,6 +91,8 @@ struct CBlockEncoder::STATE {
 
     CLazyClone converter;
     std::optional<IMPL::ENCODING_WAY> way{};
+    bool maySwitch = false; ///< As above.
+    std::size_t least = 0;  ///< Characters for a step.
     stringEx result{};
     std::optional<OUTPUT> output{}; ///< to the string above
     std::optional<IMPL::CIconvStepper<wchar_t, OUTPUT>> stepper{};
@@ -99,16 +106,21 @@ CBlockEncoder::~CBlockEncoder() = default;
 void CBlockEncoder::Start(std::size_t length) {
     __state->stepper.reset();
     STATE::OUTPUT& output = __state->output.emplace(__state->result);
-    const IMPL::ENCODING_WAY& way =
-        __state->way.emplace(__state->converter.GetWays().FromWide(length));
+    IMPL::IBlockWays& ways = __state->converter.GetWays();
+    const IMPL::ENCODING_WAY& way = __state->way.emplace(ways.FromWide(length));
+    const bool isStateless = ways.IsStateless();
+    __state->least = isStateless ? 1 : way.pieces.source;
+    __state->maySwitch = length == sm_unknownLength && isStateless;
     __state->stepper.emplace(way.convert, way.descriptor, nullptr, 0, output);
 }
 
 const stringEx& CBlockEncoder::Encode(CWideWindow& window, bool isLast) {
+    if (__state->maySwitch && __state->way->codec == nullptr) {
+        __state->way->codec = __state->converter.GetWays().FromWide(window.Length()).codec;
+    }
     __state->output->Restart();
     __state->stepper->Rebase(window.Data(), window.Length(), true);
-    IMPL::RunWay(*__state->way, *__state->stepper, *__state->output,
-                 isLast ? 1 : __state->way->GetLeastSource());
+    IMPL::RunWay(*__state->way, *__state->stepper, *__state->output, isLast ? 1 : __state->least);
     window.Drop(__state->stepper->GetPos());
     __state->output->Finish();
     return __state->result;

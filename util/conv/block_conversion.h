@@ -66,6 +66,9 @@ bool CanGoByBlocks(const TTextConv& converter);
 /// Decodes texts by blocks, by a converter of its own. For one thread.
 class CBlockDecoder {
 public:
+    /// The length of a text that has no end yet.
+    static constexpr std::size_t sm_unknownLength = 0;
+
     /// A decoder for the charset of `converter`, which CanGoByBlocks and stays as long as this.
     explicit CBlockDecoder(const TTextConv& converter);
     CBlockDecoder(const CBlockDecoder&) = delete;
@@ -73,6 +76,7 @@ public:
     ~CBlockDecoder();
 
     /// Begins a text of about `length` bytes, whose characters go into `window`, which is emptied.
+    /// Of a text of unknown length the first part goes through the library, until a codec pays.
     void Start(CWideWindow& window, std::size_t length);
 
     /// Decodes the next bytes until the window is full or they end. Answers how many; those that
@@ -89,6 +93,9 @@ private:
 /// Encodes texts by blocks, by a converter and into a string of its own. For one thread.
 class CBlockEncoder {
 public:
+    /// As for the decoder.
+    static constexpr std::size_t sm_unknownLength = CBlockDecoder::sm_unknownLength;
+
     /// An encoder for the charset of `converter`, which CanGoByBlocks and stays as long as this.
     explicit CBlockEncoder(const TTextConv& converter);
     CBlockEncoder(const CBlockEncoder&) = delete;

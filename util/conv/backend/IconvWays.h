@@ -19,6 +19,10 @@ public:
     /// @param length  about how many elements the text has
     virtual DECODING_WAY ToWide(std::size_t length) = 0;
     virtual ENCODING_WAY FromWide(std::size_t length) = 0;
+
+    /// Whether it is known that nothing is kept from character to character: a text may go in
+    /// pieces of any size, and by a codec from any place on.
+    virtual bool IsStateless() = 0;
 };
 
 /// The ways through an iconv library. For one thread at a time.
@@ -32,6 +36,7 @@ public:
 
     DECODING_WAY ToWide(std::size_t length) override;
     ENCODING_WAY FromWide(std::size_t length) override;
+    bool IsStateless() override { return __codecs.IsStateless(); }
 
     /// Whether texts may be fed piece by piece. What a library drops by itself may depend on the
     /// piece that it gets.

@@ -17,10 +17,6 @@ struct ICONV_WAY {
     const ICodec<Source, Target>* codec; ///< Null: the library gets everything.
     ICONV_PIECES pieces;                 ///< What the library gets where there is no codec.
     bool mayDrop; ///< The library drops bad input by itself, which may depend on what it gets.
-
-    /// How much of the text must be at hand for a step, unless the text ends: a library that has
-    /// it all to itself is handed whole pieces.
-    std::size_t GetLeastSource() const { return codec != nullptr ? 1 : pieces.source; }
 };
 
 using DECODING_WAY = ICONV_WAY<char, wchar_t>;

@@ -33,6 +33,10 @@ public:
     const IDecoder* DecoderFor(std::size_t length);
     const IEncoder* EncoderFor(std::size_t length);
 
+    /// Whether it is known that nothing is kept from character to character. Not to be asked first
+    /// while a text is under way.
+    bool IsStateless() { return __kind == KIND::FIXED || __kind == KIND::PAIRS || __IsOfBytes(); }
+
 private:
     enum class KIND { NONE, FIXED, PAIRS, BYTES, UNKNOWN };
 
