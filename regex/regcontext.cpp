@@ -40,7 +40,7 @@ struct TRegexContext<Chr>::machine {
 
     int find(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
     bool filters();
-    const Chr* findfiltered(const Chr*& end);
+    const Chr* findfiltered(const Chr* from, const Chr*& end);
     const Chr* firstclose(const Chr* from, const Chr* limit, const Chr*& cold);
     const Chr* findwithin(const Chr* from, const Chr* limit, const Chr*& end);
     bool trybegins(const Chr*& begin, const Chr* limit, const Chr*& end);
@@ -163,7 +163,7 @@ int TRegexContext<Chr>::machine::find(std::size_t nmatch, regmatch_t* pmatch,
             return nmatch == 0 ? REG_OKAY : tell(nmatch, pmatch, from, end);
         }
     } else if (filters()) {
-        const Chr* const begin = findfiltered(end);
+        const Chr* const begin = findfiltered(from, end);
         return begin ? tell(nmatch, pmatch, begin, end) : REG_NOMATCH;
     }
     const Chr* cold = nullptr;
@@ -233,11 +233,11 @@ bool TRegexContext<Chr>::machine::filters() {
     return filter->useful();
 }
 
-/// The leftmost match, by the stretches in which one can lie.
+/// The leftmost match that begins at or behind `from`, by the stretches in which one can lie.
 template <class Chr>
-const Chr* TRegexContext<Chr>::machine::findfiltered(const Chr*& end) {
+const Chr* TRegexContext<Chr>::machine::findfiltered(const Chr* from, const Chr*& end) {
     typename TPrefilter<Chr>::stretch span;
-    for (const Chr* from = env.start; filter->next(from, env.stop, span); from = span.last + 1) {
+    for (; filter->next(from, env.stop, span); from = span.last + 1) {
         const Chr* const begin = findwithin(span.first, span.last, end);
         if (begin || span.last == env.stop) {
             return begin;
@@ -255,6 +255,9 @@ const Chr* TRegexContext<Chr>::machine::findwithin(const Chr* from, const Chr* l
     }
     if (from == limit) {
         return nullptr;
+    }
+    if (filter->usereserve()) {
+        return findfiltered(from, end);
     }
     const Chr* cold = nullptr;
     const Chr* const close = firstclose(from, limit, cold);

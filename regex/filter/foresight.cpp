@@ -1,7 +1,7 @@
 // Beginnings are found by following the automaton for a few characters, all colors that lead to the
 // same states together. What every match must pass is a state without which the automaton falls in
-// two; where only one way leads to such a state, the arcs of that way are the chain, and the
-// characters that may follow go on with it.
+// two; the arcs that lead to such a state are a place of the chain, which goes on to the front
+// while it is one way that leads there, and to the back by the characters that may follow.
 #include "regex/filter/foresight.h"
 
 #include <algorithm>
@@ -189,26 +189,24 @@ public:
         return found;
     }
 
-    /// The one state, besides itself, from which arcs lead to `s`, if it is not pre, and nothing
-    /// but characters leads there; else NONE. Gives the colors.
-    int source(int s, colorset& colors) const {
-        const std::vector<int>& from = __sources[at(s)];
-        if (from.size() != 1 || from[0] == __automaton.pre) {
-            return NONE;
-        }
+    /// The states, besides itself, from which arcs lead to `s`, if pre is none of them and nothing
+    /// but characters leads there; else none. Gives the colors.
+    std::vector<int> sources(int s, colorset& colors) const {
         colors.assign(static_cast<std::size_t>(__automaton.ncolors), 0);
-        bool plain = true;
-        for (const carc& arc : __automaton.arcsof(from[0])) {
-            if (arc.to != s) {
-                continue;
+        for (const int from : __sources[at(s)]) {
+            if (from == __automaton.pre) {
+                return {};
             }
-            if (__automaton.islookahead(arc)) {
-                plain = false;
-            } else {
-                colors[at(arc.co)] = 1;
+            for (const carc& arc : __automaton.arcsof(from)) {
+                if (arc.to == s && __automaton.islookahead(arc)) {
+                    return {};
+                }
+                if (arc.to == s) {
+                    colors[at(arc.co)] = 1;
+                }
             }
         }
-        return plain ? from[0] : NONE;
+        return __sources[at(s)];
     }
     /// The sets of the characters that follow the first arrival at `s`, up to `most`, as far as
     /// matches don't end there.
@@ -242,12 +240,15 @@ public:
     }
     bool loops(int s) const { return __loops[at(s)] != 0; }
 
-    /// The colors on the ways from the begin of a match to `s`; to post: those of a whole match.
-    colorset colorsbefore(int s) const {
+    /// The colors on the ways from the begin of a match to one of `states`; to post: those of a
+    /// whole match.
+    colorset colorsbefore(const std::vector<int>& states) const {
         colorset colors(static_cast<std::size_t>(__automaton.ncolors));
         std::vector<unsigned char> leads(__count);
-        std::vector<int> pending{s};
-        leads[at(s)] = 1;
+        std::vector<int> pending(states);
+        for (const int s : states) {
+            leads[at(s)] = 1;
+        }
         while (!pending.empty()) {
             const int to = pending.back();
             pending.pop_back();
@@ -270,9 +271,9 @@ public:
         return colors;
     }
 
+private:
     static constexpr int NONE = -1;
 
-private:
     static std::size_t at(int i) { return static_cast<std::size_t>(i); }
 
     std::vector<int> shortestway() {
@@ -340,12 +341,12 @@ necessity findnecessity(const cnfa& automaton, std::size_t most, const colorweig
     }
     CPassage passage(automaton);
     double least = 1;
-    int first = CPassage::NONE;
+    std::vector<int> first;
     for (const int narrow : passage.narrows()) {
         const std::vector<colorset> after = passage.after(narrow, most);
         std::vector<colorset> chain; // up to `narrow`
-        int from = narrow;
-        for (double before = 1; from != CPassage::NONE;) {
+        std::vector<int> from{narrow};
+        for (double before = 1; !from.empty();) {
             double product = before;
             for (std::size_t i = 0; i <= after.size() && chain.size() + i <= most; ++i) {
                 product *= i > 0 ? weight(after[i - 1]) : 1;
@@ -359,10 +360,11 @@ necessity findnecessity(const cnfa& automaton, std::size_t most, const colorweig
                 first = from;
             }
             colorset colors;
-            if (chain.size() == most || (from != narrow && passage.loops(from))) {
+            if (chain.size() == most || from.size() > 1 ||
+                (from[0] != narrow && passage.loops(from[0]))) {
                 break;
             }
-            if ((from = passage.source(from, colors)) != CPassage::NONE) {
+            if (from = passage.sources(from[0], colors); !from.empty()) {
                 before *= weight(colors);
                 chain.insert(chain.begin(), colors);
             }
@@ -370,7 +372,7 @@ necessity findnecessity(const cnfa& automaton, std::size_t most, const colorweig
     }
     if (!best.chain.empty()) {
         best.before = passage.colorsbefore(first);
-        best.inside = passage.colorsbefore(automaton.post);
+        best.inside = passage.colorsbefore({automaton.post});
     }
     return best;
 }

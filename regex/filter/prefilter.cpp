@@ -31,7 +31,8 @@ double frequency(std::size_t cell) {
     return OTHER;
 }
 
-// A chain is worth the search for it if it is rare, and rarer than what matches begin with.
+// A chain is worth the search for it if it is rare, and rarer than what matches begin with; in the
+// text at hand, or else by its guess.
 constexpr double RARE = 0.02;
 constexpr double RARER = 0.25;
 constexpr std::size_t BOXES = 3; // of a place of a longer word
@@ -59,10 +60,23 @@ TPrefilter<Chr>::TPrefilter(const cnfa& automaton, const subre* lacons, const co
         findnecessity(automaton, MOSTPLACES, [this](const colorset& set) { return weight(set); });
     const double rare = weight(n.chain);
     const bool first = std::find(n.before.begin(), n.before.end(), 1) == n.before.end();
-    if (!n.chain.empty() && rare < RARE && (__begin.empty() || (rare < RARER * common && !first))) {
-        setneed(n);
+    if (!n.chain.empty() && rare < RARE && (__begin.empty() || !first)) {
+        __reserve = n;
+    }
+    if (__begin.empty() || rare < RARER * common) {
+        usereserve();
     }
     __boxes.clear();
+}
+
+template <class Chr>
+bool TPrefilter<Chr>::usereserve() {
+    if (__reserve.chain.empty()) {
+        return false;
+    }
+    setneed(__reserve);
+    __reserve = {};
+    return true;
 }
 
 template <class Chr>

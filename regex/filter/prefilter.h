@@ -29,6 +29,9 @@ public:
     bool useful() const { return !__begin.empty() || !__need.empty(); }
     /// Where matches may begin; empty if anywhere.
     const TFingerprint<Chr>& begin() const { return __begin; }
+    /// Tries at beginnings turned out to cost too much: lets `next` look for what every match
+    /// holds, if it can and didn't. False if nothing changes.
+    bool usereserve();
     /// Another text, or another end of it.
     void newtext() { __known = __end = nullptr; }
     /// The first stretch of [from, stop] in which a match that begins at or behind `from` can lie;
@@ -54,6 +57,7 @@ private:
     TFingerprint<Chr> __begin;
     TFingerprint<Chr> __need;
     std::size_t __needplaces = 0;
+    necessity __reserve;         // not looked for so far
     TFingerprint<Chr> __outside; // what no match holds
     colorset __before;
     bool __anybefore = false;
