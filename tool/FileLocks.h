@@ -8,7 +8,9 @@
 
 #include "tool/file_result.h"
 
+#include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <vector>
@@ -18,8 +20,11 @@ namespace Quil {
 /// The files of a run. For all of its threads.
 class CFileLocks {
 public:
-    /// Waits until nobody else has the file.
-    void Lock(const FILE_ID& id);
+    /// Number of files that were changed so far.
+    std::uint64_t GetChanges() const { return __changes; }
+    /// Waits until nobody else has the file. Answers whether it may have been changed since there
+    /// were so many changes.
+    bool Lock(const FILE_ID& id, std::uint64_t changes);
     /// Gives it back with what came of it.
     void Unlock(const FILE_ID& id, FILE_RESULT result);
     /// Takes the oldest result of the file that wasn't taken yet.
@@ -31,6 +36,8 @@ private:
     std::vector<FILE_ID> __locked; ///< not more than there are threads
     unsigned int __waiting = 0;
     std::map<FILE_ID, std::vector<FILE_RESULT>> __results;
+    std::atomic<std::uint64_t> __changes{0};
+    std::atomic<std::size_t> __pending{0}; ///< results that weren't taken
 };
 
 } // namespace Quil

@@ -60,6 +60,7 @@ FILE_RESULT CFilePass::PassFile(const stringEx& path, CFileLocks* locks) {
             __PassDevice(path, result);
             return;
         }
+        const std::uint64_t changes = locks != nullptr ? locks->GetChanges() : 0;
         CSysFile file;
         __Open(file, path);
         struct stat state = {};
@@ -67,7 +68,7 @@ FILE_RESULT CFilePass::PassFile(const stringEx& path, CFileLocks* locks) {
         if (!S_ISREG(state.st_mode)) {
             __PassDevice(path, result);
         } else if (locks != nullptr) {
-            __PassLocked(path, file, state, result, *locks);
+            __PassLocked(path, file, state, result, *locks, changes);
         } else {
             __PassRegular(path, file, state, result);
         }
@@ -93,12 +94,14 @@ void CFilePass::__Open(CSysFile& file, const stringEx& path) {
 
 /// Another thread may have changed the file until it is this one's.
 void CFilePass::__PassLocked(const stringEx& path, CSysFile& file, struct stat& state,
-                             FILE_RESULT& result, CFileLocks& locks) {
+                             FILE_RESULT& result, CFileLocks& locks, std::uint64_t changes) {
     const FILE_ID id(state.st_dev, state.st_ino);
     FILE_RESULT ofFile;
-    locks.Lock(id);
+    const bool mayBeOther = locks.Lock(id, changes);
     __Note(ofFile, [&] {
-        file.GetStatus(state);
+        if (mayBeOther) {
+            file.GetStatus(state);
+        }
         __PassRegular(path, file, state, ofFile);
     });
     locks.Unlock(id, std::move(ofFile));

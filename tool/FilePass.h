@@ -34,7 +34,7 @@ public:
 private:
     void __Open(CSysFile& file, const stringEx& path);
     void __PassLocked(const stringEx& path, CSysFile& file, struct stat& state, FILE_RESULT& result,
-                      CFileLocks& locks);
+                      CFileLocks& locks, std::uint64_t changes);
     template <class Pass>
     static void __Note(FILE_RESULT& result, Pass pass);
     void __PassRegular(const stringEx& path, CSysFile& file, const struct stat& state,

@@ -42,10 +42,16 @@ CHeldSignals::CHeldSignals() {
     pthread_sigmask(SIG_BLOCK, &held, &__before);
 }
 
-bool CHeldSignals::HasCome() {
-    sigset_t none;
-    sigemptyset(&none);
-    return IsWaiting(none);
+bool CSignalWatch::HasCome() {
+    constexpr std::chrono::milliseconds INTERVAL(5);
+    const auto now = std::chrono::steady_clock::now();
+    if (!__hasCome && now - __asked >= INTERVAL) {
+        sigset_t none;
+        sigemptyset(&none);
+        __hasCome = IsWaiting(none);
+        __asked = now;
+    }
+    return __hasCome;
 }
 
 CHeldSignals::~CHeldSignals() {

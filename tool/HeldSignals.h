@@ -2,6 +2,7 @@
 // written is new up to there and nothing any more from there on.
 #pragma once
 
+#include <chrono>
 #include <csignal>
 
 namespace Quil {
@@ -18,13 +19,22 @@ class CHeldSignals {
 public:
     CHeldSignals();
     ~CHeldSignals();
-    /// Whether one has come that is held now. From any thread that was made meanwhile.
-    static bool HasCome();
     CHeldSignals(const CHeldSignals&) = delete;
     CHeldSignals& operator=(const CHeldSignals&) = delete;
 
 private:
     sigset_t __before{};
+};
+
+/// Watches for a signal that is held: for a thread that was made meanwhile, and asks often.
+class CSignalWatch {
+public:
+    /// Whether one has come, as it was some milliseconds ago at most.
+    bool HasCome();
+
+private:
+    bool __hasCome = false;
+    std::chrono::steady_clock::time_point __asked{};
 };
 
 } // namespace Quil

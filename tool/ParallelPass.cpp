@@ -12,7 +12,7 @@ namespace {
 /// Files that are taken together: enough that taking them costs nothing, and so few that no worker
 /// is left with the last ones.
 std::size_t GroupSize(std::size_t files, unsigned int jobs) {
-    constexpr std::size_t MOST = 64;
+    constexpr std::size_t MOST = 256;
     constexpr std::size_t TURNS = 16;
     return std::clamp<std::size_t>(files / (TURNS * jobs), 1, MOST);
 }
@@ -35,8 +35,7 @@ private:
 
 CParallelPass::CParallelPass(const Run& run)
     : __run(run), __groupSize(GroupSize(run.fileList.size(), run.jobs)),
-      __groups((run.fileList.size() + __groupSize - 1) / __groupSize),
-      __working(0) {
+      __groups((run.fileList.size() + __groupSize - 1) / __groupSize), __working(0) {
     const std::size_t wanted = std::min<std::size_t>(run.jobs, __groups.size());
     while (__workers.size() < wanted && __AddWorker()) {
     }
@@ -69,6 +68,7 @@ CParallelPass::~CParallelPass() {
 
 void CParallelPass::__Work() {
     CFilePass pass(__run);
+    CSignalWatch watch;
     for (;;) {
         const std::size_t group = __next++;
         if (group >= __groups.size() || __isStopped) {
@@ -77,13 +77,15 @@ void CParallelPass::__Work() {
         const std::size_t begin = group * __groupSize;
         const std::size_t end = std::min(begin + __groupSize, __run.fileList.size());
         std::vector<FILE_RESULT> results;
-        for (std::size_t i = begin; i < end && !CHeldSignals::HasCome(); ++i) {
+        for (std::size_t i = begin; i < end && !watch.HasCome(); ++i) {
             results.push_back(pass.PassFile(__run.fileList[i], &__locks));
         }
         __isStopped = __isStopped || results.size() < end - begin;
         const std::lock_guard lock(__mutex);
         __groups[group] = std::move(results);
-        __isDone.notify_one();
+        if (group == __awaited) {
+            __isDone.notify_one();
+        }
     }
     const std::lock_guard lock(__mutex);
     --__working;
@@ -91,20 +93,27 @@ void CParallelPass::__Work() {
 }
 
 std::optional<FILE_RESULT> CParallelPass::Next() {
-    const std::size_t group = __given / __groupSize;
-    const std::size_t place = __given % __groupSize;
-    if (group == __groups.size()) {
-        return std::nullopt;
-    }
-    std::unique_lock lock(__mutex);
-    __isDone.wait(lock, [&] { return !__groups[group].empty() || __working == 0; });
-    if (place >= __groups[group].size()) {
-        return std::nullopt;
+    if (__place == __current.size()) {
+        __TakeGroup();
+        if (__current.empty()) {
+            return std::nullopt;
+        }
     }
     ++__given;
-    FILE_RESULT result = std::move(__groups[group][place]);
-    lock.unlock();
+    FILE_RESULT result = std::move(__current[__place++]);
     return result.file ? __locks.TakeResult(*result.file) : std::move(result);
+}
+
+/// Waits for the next group, which is empty if there is none any more.
+void CParallelPass::__TakeGroup() {
+    __place = 0;
+    __current.clear();
+    if (__awaited == __groups.size() || __given != __awaited * __groupSize) {
+        return; // behind the last one, or one that wasn't done to its end
+    }
+    std::unique_lock lock(__mutex);
+    __isDone.wait(lock, [&] { return !__groups[__awaited].empty() || __working == 0; });
+    __current.swap(__groups[__awaited++]);
 }
 
 } // namespace Quil

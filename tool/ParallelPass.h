@@ -35,6 +35,7 @@ private:
 
     bool __AddWorker();
     void __Work();
+    void __TakeGroup();
 
     const Run& __run;
     CFileLocks __locks;
@@ -43,9 +44,12 @@ private:
     std::vector<std::vector<FILE_RESULT>> __groups; ///< by the order of the files; empty: not done
     std::atomic<std::size_t> __next{0};             ///< the first group that nobody has taken
     std::atomic<bool> __isStopped{false};
-    std::size_t __given = 0; ///< results that were asked for
-    unsigned int __working;  ///< workers that aren't at their end
-    std::mutex __mutex;      ///< over the groups and the line above
+    std::size_t __given = 0;            ///< results
+    std::vector<FILE_RESULT> __current; ///< the group that is being given
+    std::size_t __place = 0;            ///< the next result of it
+    std::size_t __awaited = 0;          ///< the group behind it
+    unsigned int __working;             ///< workers that aren't at their end
+    std::mutex __mutex;                 ///< over the groups and the two lines above
     std::condition_variable __isDone;
     std::vector<std::unique_ptr<CWorker>> __workers;
 };
