@@ -10,6 +10,13 @@
 
 namespace Quil {
 
+namespace {
+
+/// Where reads begin: processors copy to other places at a fraction of the speed.
+constexpr std::size_t ALIGNMENT = 64;
+
+} // namespace
+
 void CBlockSource::StartFile(CSysFile& file, std::uint64_t size) {
     __file = &file;
     __last = {};
@@ -29,14 +36,15 @@ void CBlockSource::StartPipe(std::string_view last) {
 
 void CBlockSource::__Start() {
     __place = 0;
-    __begin = __end = 0;
+    __front = __begin = __end = 0;
     __isAtEnd = __isFresh = false;
 }
 
 BLOCK CBlockSource::Next() {
     if (!__isAtEnd && !__isFresh) {
         __MakeRoom();
-        const std::size_t room = __roomSize - __end;
+        const std::size_t room =
+            std::min(__roomSize - __end, std::max(GetBlockSize(), __end - __begin) + __last.size());
         __file != nullptr ? __ReadFile(room) : __ReadPipe(room);
     }
     __isFresh = false;
@@ -49,7 +57,7 @@ void CBlockSource::Take(std::size_t count) {
 }
 
 void CBlockSource::Restart(std::uint64_t place) {
-    if (place + __begin >= __place) {
+    if (place + (__begin - __front) >= __place) {
         __begin -= static_cast<std::size_t>(__place - place);
         __place = place;
         __isFresh = true;
@@ -60,24 +68,28 @@ void CBlockSource::Restart(std::uint64_t place) {
     __place = place;
 }
 
-/// What is left goes to the front. Where it fills all of the room there must be more.
+/// What is left goes to the front, and ends where the next read may begin. Where it fills all of
+/// the room there must be more.
 void CBlockSource::__MakeRoom() {
     const std::size_t left = __end - __begin;
-    if (__roomSize - left <= __last.size()) {
-        const std::size_t size = std::max(GetBlockSize(), 2 * left) + __last.size();
-        void* const larger =
-            size <= byteEx::max_size() ? std::realloc(__room.get(), size) : nullptr;
+    const std::size_t end = (left + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
+    if (__roomSize < end + __last.size() + 1) {
+        const std::size_t size = std::max(GetBlockSize(), 2 * left) + __last.size() + 2 * ALIGNMENT;
+        void* const larger = size <= byteEx::max_size()
+                                 ? std::aligned_alloc(ALIGNMENT, size / ALIGNMENT * ALIGNMENT)
+                                 : nullptr;
         if (larger == nullptr) {
             throw std::bad_alloc();
         }
-        [[maybe_unused]] char* const moved = __room.release();
-        __room.reset(static_cast<char*>(larger));
-        __roomSize = size;
-    } else if (left != 0 && __begin != 0) {
-        std::memmove(__room.get(), __room.get() + __begin, left);
+        char* const room = static_cast<char*>(larger);
+        std::copy_n(__room.get() + __begin, left, room + (end - left));
+        __room.reset(room);
+        __roomSize = size / ALIGNMENT * ALIGNMENT;
+    } else if (left != 0 && __begin != end - left) {
+        std::memmove(__room.get() + (end - left), __room.get() + __begin, left);
     }
-    __begin = 0;
-    __end = left;
+    __front = __begin = end - left;
+    __end = end;
 }
 
 void CBlockSource::__ReadFile(std::size_t room) {

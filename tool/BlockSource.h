@@ -48,6 +48,7 @@ private:
     std::uint64_t __place = 0; ///< in the input, of __begin
     std::unique_ptr<char, FreeDeletor<char>> __room;
     std::size_t __roomSize = 0;
+    std::size_t __front = 0; ///< from here on the input's bytes are there
     std::size_t __begin = 0;
     std::size_t __end = 0;
     bool __isAtEnd = false;
