@@ -80,7 +80,7 @@ printf '#!/bin/sh\necho 1000\n' >"$work/bin/id"
 chmod +x "$work/bin/id"
 run env PATH="$work/bin" "$project/scripts/setup" extra
 expect "missing programs are an error" [ $? -ne 0 ]
-expect "missing programs are named" says "missing: g++ cmake ninja-build libgtest-dev util-linux extra "
+expect "missing programs are named" says "missing: g++ cmake ninja-build libgtest-dev libxxhash-dev util-linux extra "
 expect "the installer is missing" says "no apt-get"
 ln -s "$(type -P true)" "$work/bin/apt-get"
 run env PATH="$work/bin" "$project/scripts/setup"

@@ -1,9 +1,15 @@
 #include "tool/FilePass.h"
 
 #include "tool/FileLocks.h"
+#include "tool/backup/Journal.h"
+#include "tool/losses.h"
+#include "tool/preview/Preview.h"
+#include "tool/standard_output.h"
 #include "util/file/dir.h"
 #include "util/sys/errhdl.h"
 
+#include <algorithm>
+#include <cstring>
 #include <fcntl.h>
 #include <iostream>
 #include <sys/stat.h>
@@ -29,6 +35,15 @@ void TellWriteFailure(FILE_RESULT& result, const qlExp& cause) {
     Tell(result, "can't write to file: ", cause);
 }
 
+/// Whether text in the charset holds NUL bytes as a matter of course.
+bool HasWideUnits(const CHARSET& charset) {
+    constexpr const char* BEGINNINGS[] = {"UTF-16", "UTF16", "UTF-32",    "UTF32",
+                                          "UCS",    "CSUCS", "ISO-10646", "UNICODE"};
+    return charset.isWide || std::ranges::any_of(BEGINNINGS, [&](const char* begin) {
+               return charset.name.begin_with_no_case(begin);
+           });
+}
+
 /// All of the wide stream; the read that meets its end is kept like the others, but for a filter.
 wstringEx ReadWideInput(bool isFilter) {
     wstringEx text;
@@ -51,6 +66,12 @@ void RefuseOther(const struct stat& now, const struct stat& before, const string
 }
 
 } // namespace
+
+CFilePass::CFilePass(const Run& run)
+    : __run(run), __road(ChooseRoad(run)),
+      __preview(run.show == SHOW::DIFFS ? std::make_unique<CPreview>(run) : nullptr) {}
+
+CFilePass::~CFilePass() = default;
 
 FILE_RESULT CFilePass::PassFile(const stringEx& path, CFileLocks* locks) {
     FILE_RESULT result;
@@ -132,14 +153,67 @@ void CFilePass::__PassRegular(const stringEx& path, CSysFile& file, const struct
         CDir::ReadFile(path, __all); // which says that it is too large
     }
     __source.StartFile(file, size);
+    if (__run.excludeBinary && __IsBinary()) {
+        return;
+    }
+    if (__run.isStrict && !__CheckLosses(size, result)) {
+        return;
+    }
     if (__run.toStdout) {
         __Print(size, false, result);
         return;
     }
     std::uint64_t place = 0;
-    if (__Look(size, place)) {
+    if (!__Look(size, place)) {
+        return;
+    }
+    if (__run.show != SHOW::NOTHING) {
+        __Show(path, size, result);
+    } else {
         __Change(path, state, place, result);
     }
+}
+
+/// Whether the file that has just been opened holds what no text does that isn't wide.
+bool CFilePass::__IsBinary() {
+    constexpr std::size_t LOOKED_AT = 8192;
+    if (HasWideUnits(__run.in)) {
+        return false;
+    }
+    const BLOCK block = __source.Next();
+    const bool isBinary =
+        std::memchr(block.data, '\0', std::min(block.length, LOOKED_AT)) != nullptr;
+    __source.Restart(0);
+    return isBinary;
+}
+
+/// Whether nothing of the file gets lost; else says what does.
+bool CFilePass::__CheckLosses(std::uint64_t size, FILE_RESULT& result) {
+    CMeasureSink measure;
+    __RunRoad({TASK::RESULT::FILE, size}, measure, nullptr);
+    LOSSES losses = __road->GetLosses();
+    if (losses.undecoded.count != 0) {
+        losses.undecoded.line = 1 + __CountLines(losses.undecoded.place);
+    }
+    result.cause = DescribeLosses(__run, losses);
+    result.trouble = result.cause.empty() ? nullptr : "can't convert without loss: ";
+    __source.Restart(0);
+    return result.cause.empty();
+}
+
+/// The line ends in the file up to a place.
+std::uint64_t CFilePass::__CountLines(std::uint64_t place) {
+    std::uint64_t lines = 0;
+    __source.Restart(0);
+    for (std::uint64_t done = 0; done < place;) {
+        const BLOCK block = __source.Next();
+        const auto count =
+            static_cast<std::size_t>(std::min<std::uint64_t>(block.length, place - done));
+        lines += static_cast<std::uint64_t>(std::count(block.data, block.data + count, '\n'));
+        __source.Take(count);
+        done += count;
+    }
+    return lines;
 }
 
 /// What isn't a regular file has no size to go by, and no content to be changed in place.
@@ -179,7 +253,8 @@ FILE_RESULT CFilePass::PassPipe() {
         __road->Take({reinterpret_cast<char*>(__all.ref()), __all.length(), true}, output);
         output.Flush(false);
     } else {
-        __source.StartPipe(__run.isFilter ? std::string_view() : END_OF_PIPE);
+        const bool hasEnd = !__run.isFilter && !__run.isStrict && !__run.keepsBytes;
+        __source.StartPipe(hasEnd ? END_OF_PIPE : std::string_view());
         __Print(0, true, result);
     }
     result.count = __road->GetCount();
@@ -195,6 +270,14 @@ void CFilePass::__Print(std::uint64_t size, bool isAwaited, FILE_RESULT& result)
         const BLOCK block = __source.Next();
         isLast = block.isLast;
         __source.Take(__road->Take(block, output));
+        if (__run.isStrict) {
+            result.cause = DescribeLosses(__run, __road->GetLosses());
+        }
+        if (!result.cause.empty()) {
+            result.trouble = "can't convert without loss: ";
+            result.endsRun = true;
+            return;
+        }
         if (isAwaited) {
             output.Flush(true);
         }
@@ -222,6 +305,18 @@ bool CFilePass::__Look(std::uint64_t size, std::uint64_t& place) {
     return __HasFound();
 }
 
+/// Tells who looks on that bytes were lost, and how they could have been kept.
+void CFilePass::__Warn(std::uint64_t place, FILE_RESULT& result) {
+    LOSSES losses = __run.isWatched ? __road->GetLosses() : LOSSES();
+    losses.undecoded.place += place;
+    result.warning = DescribeLosses(__run, losses);
+    if (!result.warning.empty()) {
+        result.warning.append(losses.undecoded.count != 0 && CanKeepBytes(__run)
+                                  ? "; --keep-bytes keeps them"
+                                  : "; --strict leaves such files alone");
+    }
+}
+
 void CFilePass::__Change(const stringEx& path, const struct stat& state, std::uint64_t place,
                          FILE_RESULT& result) {
     if (__holdsSignals) {
@@ -233,12 +328,61 @@ void CFilePass::__Change(const stringEx& path, const struct stat& state, std::ui
         struct stat now = {};
         target.GetStatus(now);
         RefuseOther(now, state, path);
+        const std::uint64_t kept = __run.journal != nullptr ? __run.journal->Keep(path, state) : 0;
         __Rewrite(target, static_cast<std::uint64_t>(state.st_size), place);
         result.hasChanged = true;
+        if (__run.journal != nullptr) {
+            __run.journal->Complete(kept, path);
+        }
+        __Warn(place, result);
     } catch (const qlExp& cause) {
         TellWriteFailure(result, cause);
     }
     result.count = __road->GetCount();
+}
+
+/// What a change of the file would be, up to the failure that it would meet.
+void CFilePass::__Show(const stringEx& path, std::uint64_t size, FILE_RESULT& result) {
+    CNoSink none;
+    const bool isConversion = __run.findFunc == FIND::ANY && !__run.hasReplace;
+    if (__preview != nullptr && isConversion) {
+        __ShowConversion(path, size);
+    } else if (__preview != nullptr) {
+        __preview->StartFile(path);
+        __RunRoad({TASK::RESULT::FILE, size, 0, true}, *__preview, nullptr);
+        __preview->FinishFile();
+    } else {
+        __RunRoad({TASK::RESULT::FILE, size, 0, true}, none, nullptr);
+    }
+    result.count = __road->GetCount();
+    if (__run.show != SHOW::DIFFS) {
+        PrintName(__run, path, result.count);
+    }
+    try {
+        CSysFile target;
+        target.Open(path, CSysFile::ACCESS_WRITE, 0, 0, 0, 0);
+        result.hasChanged = true;
+    } catch (const qlExp& cause) {
+        TellWriteFailure(result, cause);
+    }
+}
+
+/// A diff of all lines would say nothing.
+void CFilePass::__ShowConversion(const stringEx& path, std::uint64_t size) {
+    CCharacterSink count;
+    __RunRoad({TASK::RESULT::FILE, size, 0, true}, count, nullptr);
+    LOSSES losses = __road->GetLosses();
+    if (losses.undecoded.count != 0) {
+        losses.undecoded.line = 1 + __CountLines(losses.undecoded.place);
+    }
+    const std::uint64_t characters =
+        losses.characters != 0 ? losses.characters : count.GetCharacters();
+    stringEx line = ShownPath(path);
+    line.append(": ").append(__run.in.name).append(" to ").append(__run.out.name).append(", ");
+    line.append_ulong(characters, 10);
+    line.append(characters == 1 ? " character, " : " characters, ");
+    const stringEx lost = DescribeLosses(__run, losses);
+    PrintText(line.append(lost.empty() ? stringEx("nothing lost") : lost).append("\n"));
 }
 
 void CFilePass::__Rewrite(CSysFile& target, std::uint64_t size, std::uint64_t place) {

@@ -18,12 +18,14 @@ struct stat;
 namespace Quil {
 
 class CFileLocks;
+class CPreview;
 
 /// Passes over inputs, one after the other, in memory of its own. The run must stay as it is
 /// meanwhile. For one thread.
 class CFilePass {
 public:
-    explicit CFilePass(const Run& run) : __run(run), __road(ChooseRoad(run)) {}
+    explicit CFilePass(const Run& run);
+    ~CFilePass();
 
     /// A file of the list. Whatever fails is told of in the result. Where other threads pass over
     /// files of the run, `locks` is common to all.
@@ -39,18 +41,25 @@ private:
     static void __Note(FILE_RESULT& result, Pass pass);
     void __PassRegular(const stringEx& path, CSysFile& file, const struct stat& state,
                        FILE_RESULT& result);
+    bool __IsBinary();
+    bool __CheckLosses(std::uint64_t size, FILE_RESULT& result);
+    std::uint64_t __CountLines(std::uint64_t place);
+    void __ShowConversion(const stringEx& path, std::uint64_t size);
     void __PassDevice(const stringEx& path, FILE_RESULT& result);
     void __Print(std::uint64_t size, bool isAwaited, FILE_RESULT& result);
     bool __HasFound() const;
     bool __Look(std::uint64_t size, std::uint64_t& place);
     void __Change(const stringEx& path, const struct stat& state, std::uint64_t place,
                   FILE_RESULT& result);
+    void __Warn(std::uint64_t place, FILE_RESULT& result);
+    void __Show(const stringEx& path, std::uint64_t size, FILE_RESULT& result);
     void __Rewrite(CSysFile& target, std::uint64_t size, std::uint64_t place);
     void __RunRoad(const TASK& task, ISink& sink, CInPlaceWriter* writer);
     BLOCK __Next(CInPlaceWriter* writer);
 
     const Run& __run;
     std::unique_ptr<IRoad> __road;
+    std::unique_ptr<CPreview> __preview; ///< if diffs are wanted instead of changes
     CBlockSource __source;
     bool __holdsSignals = true; ///< by itself, while a file is changed
     stringEx __folderPath;      ///< of the last file

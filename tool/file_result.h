@@ -20,6 +20,8 @@ struct FILE_RESULT {
     bool hasFailedToWrite = false;
     const char* trouble = nullptr; ///< what couldn't be done with the file, and why
     stringEx cause;
+    stringEx warning;           ///< a line for who looks on
+    bool endsRun = false;       ///< the trouble does, with an error
     std::exception_ptr failure; ///< what ends the run
     /// Signals that end the run wait until this is told of, if the file was touched.
     std::unique_ptr<CHeldSignals> untilTold;

@@ -27,7 +27,12 @@ PASS Add(Run& run, const stringEx& path, const FILE_RESULT& result) {
     run.failedToWrite = run.failedToWrite || result.hasFailedToWrite;
     if (result.trouble != nullptr) {
         std::cerr << "[ERROR] " << result.trouble << path << "\n@ " << result.cause << "\n";
-        return run.errStop ? PASS::STOP : PASS::DONE;
+        run.hasPassedOver = run.hasPassedOver || !result.hasFailedToWrite;
+        return run.errStop || result.endsRun ? PASS::STOP : PASS::DONE;
+    }
+    if (!result.warning.empty()) {
+        std::cerr << "[WARNING] " << (path.empty() ? stringEx("standard input") : path) << ": "
+                  << result.warning << "\n";
     }
     if (result.hasChanged) {
         run.changedFile = true;
@@ -68,7 +73,8 @@ PASS PassOverInputs(Run& run) {
         return Add(run, stEMPTY, CFilePass(run).PassPipe());
     }
     // Where the first error is to end the run, or all goes to one output, there is one order.
-    const bool isInTurn = run.jobs == 1 || run.errStop || run.toStdout || run.fileList.size() == 1;
+    const bool isInTurn = run.jobs == 1 || run.errStop || run.toStdout ||
+                          run.show != SHOW::NOTHING || run.fileList.size() == 1;
     return isInTurn ? PassInTurn(run) : PassAtOnce(run);
 }
 

@@ -11,6 +11,8 @@
 
 namespace Quil {
 
+class CJournal;
+
 using ENC_SET = std::set<stringEx, less_no_case<stringEx>>;
 
 /// The names under which text is held as raw wide characters, and those of them with swapped bytes.
@@ -29,6 +31,17 @@ struct CHARSET {
     CTextConvHandle converter;
     bool isWide = false;
     bool isBigEndian = false;
+};
+
+/// What is shown of files instead of changing them.
+enum class SHOW { NOTHING, DIFFS, NAMES, COUNTS };
+enum class COLOR { AUTO, ALWAYS, NEVER };
+
+/// Which of a file's matches are to be replaced.
+class IChoice {
+public:
+    virtual ~IChoice() = default;
+    virtual bool Wants(unsigned long match) const = 0; ///< by its number in the file, from 0 on
 };
 
 enum class FIND { NONE, LITERAL, LITERAL_NO_CASE, REGEX, ANY };
@@ -52,12 +65,36 @@ struct Run {
     bool showTotalCount = false;
     bool addSign = false;
     bool errStop = false;
-    unsigned int jobs = 1; ///< files at once
+    unsigned int jobs = 1;           ///< files at once
+    bool keepsBytes = false;         ///< those that belong to no character stay as they are
+    bool isStrict = false;           ///< files of which anything would be lost are left alone
+    bool isWatched = false;          ///< standard error is a terminal
+    const IChoice* choice = nullptr; ///< null: all
+    bool makesBackup = false;        ///< what is changed is kept, to be given back by --undo
+    stringEx backupFolder;           ///< where; empty: the user's own folder
+    unsigned int keepRuns = 10;      ///< that are kept there
+    CJournal* journal = nullptr;     ///< of this run; null: nothing is kept
+    bool wantsUndo = false;          ///< the run gives back what another one has changed
+    stringEx undo;                   ///< its name, or what else is asked for; empty: the newest
+    stringEx forget;                 ///< runs whose old contents go
+    bool forces = false;             ///< -force
+    SHOW show = SHOW::NOTHING;
+    COLOR color = COLOR::AUTO; ///< of what is shown
+    bool wantsHelp = false;
+    bool wantsVersion = false;
 
     CHARSET arg;
     CHARSET in;
     CHARSET out;
 
+    std::vector<stringEx> names;    ///< the arguments behind "--"
+    stringEx filesFrom;             ///< where the names of files are listed; "-": standard input
+    bool endsByNull = false;        ///< names end in NUL instead of a line feed
+    std::vector<stringEx> excludes; ///< patterns of files and folders to leave alone
+    bool excludeVcs = false;        ///< leave version control's folders alone
+    bool excludeBinary = false;     ///< and files that hold NUL near their begin
+    bool skipBroken = false;        ///< what can't be looked at doesn't end the run
+    bool isGuarded = false;         ///< an option asks for care
     std::vector<stringEx> fileList;
     std::set<stringEx> fifos; ///< those of the list that must not be opened
     wstringEx::regex_handle regexComp;
@@ -66,6 +103,7 @@ struct Run {
     bool foundAny = false;
     bool changedFile = false;   ///< a file was rewritten
     bool failedToWrite = false; ///< a file should have been rewritten and was not
+    bool hasPassedOver = false; ///< something couldn't be looked at
 
     /// Whether a file that is written gets a byte-order mark in UTF-8: only under this one name of
     /// it.

@@ -29,6 +29,21 @@ private:
     std::uint64_t __size = 0;
 };
 
+/// Counts the characters of a result in UTF-8.
+class CCharacterSink final : public ISink {
+public:
+    void Keep(std::string_view bytes) override {
+        for (const char byte : bytes) {
+            __count += (static_cast<unsigned char>(byte) & 0xC0) != 0x80 ? 1 : 0;
+        }
+    }
+    void Replace(std::string_view /*old*/, std::string_view bytes) override { Keep(bytes); }
+    std::uint64_t GetCharacters() const { return __count; }
+
+private:
+    std::uint64_t __count = 0;
+};
+
 /// Gathers a result.
 class CBytesSink final : public ISink {
 public:

@@ -1,19 +1,26 @@
 // The command: settles the switches in a fixed order, then passes over the inputs. The order in
 // which switches are read decides which of several wins and which error is reported first, so it is
 // part of the command's behaviour.
+#include "tool/backup/Journal.h"
+#include "tool/backup/undo.h"
 #include "tool/expression.h"
 #include "tool/file_list.h"
 #include "tool/listings.h"
 #include "tool/locale_choice.h"
-#include "tool/long_options.h"
+#include "tool/option/help.h"
+#include "tool/option/long_options.h"
 #include "tool/pass.h"
+#include "tool/road/road.h"
 #include "tool/standard_output.h"
 #include "tool/usage.h"
 #include "util/sys/errhdl.h"
 #include "util/text/CmdArgParser.h"
 
+#include <algorithm>
 #include <exception>
 #include <iostream>
+#include <memory>
+#include <unistd.h>
 
 namespace Quil {
 namespace {
@@ -139,12 +146,35 @@ bool WantsUsage(const CCmdArgParser& parser, const Run& run) {
 void SettleFlags(const CCmdArgParser& parser, Run& run) {
     run.useExpand = !HasSwitch(parser, "noexp");
     run.withSubDirs = HasSwitch(parser, "s");
-    run.stdioMode = run.isFilter || HasSwitch(parser, "stdio") || parser.GetNoneSwitchCount() == 0;
+    run.stdioMode =
+        run.isFilter || HasSwitch(parser, "stdio") ||
+        (parser.GetNoneSwitchCount() == 0 && run.names.empty() && run.filesFrom.empty());
     run.toStdout = HasSwitch(parser, "stdout");
     run.showFileCount = HasSwitch(parser, "frc");
     run.showTotalCount = HasSwitch(parser, "trc");
     run.addSign = HasSwitch(parser, "unisign");
     run.errStop = HasSwitch(parser, "errstop");
+}
+
+/// Where nothing can get lost unseen the text itself decides, and nobody else is asked.
+bool PassGate(Run& run) {
+    const bool isAsked = !run.isStrict && !run.keepsBytes && !run.forces;
+    if (run.keepsBytes && !CanKeepBytes(run)) {
+        run.keepsBytes = false;
+        run.isStrict = true;
+    }
+    return !isAsked || PassCompatibilityGate(run.in.name, run.out.name);
+}
+
+/// False, after saying so, for options that have nothing to say to each other.
+bool CheckCombinations(const Run& run) {
+    if (run.show != SHOW::NOTHING && (run.stdioMode || run.toStdout)) {
+        std::cerr
+            << "[FATAL ERROR] a preview shows what would change in files, and this run changes "
+               "none\n";
+        return false;
+    }
+    return true;
 }
 
 /// Reports the total and answers the exit status. A run that changed nothing since it could not
@@ -161,10 +191,27 @@ int Report(const Run& run) {
     return run.foundAny ? EXIT_REPLACED : EXIT_NOTHING;
 }
 
+/// Where what the run changes is kept, if it is to be.
+std::unique_ptr<CJournal> OpenJournal(int argc, const char* const* argv, Run& run) {
+    if (!run.makesBackup && !run.wantsUndo) {
+        return nullptr;
+    }
+    stringEx command("tsub");
+    for (int i = 1; i < argc; ++i) {
+        command.append(" ").append(argv[i]);
+    }
+    auto journal =
+        std::make_unique<CJournal>(CBackupFolder(run.backupFolder), command, run.keepRuns);
+    run.journal = journal.get();
+    return journal;
+}
+
 int RunCommand(int argc, const char* const* argv) {
     Run run;
     CCmdArgParser parser("-", ":=", 1);
-    parser.Parse(argc, argv);
+    const int end = FindOptionsEnd(argc, argv);
+    parser.Parse(end, argv);
+    run.names.assign(argv + std::min(end + 1, argc), argv + argc);
     if (HasSwitch(parser, "listenc")) {
         PrintText(EncodingListing());
         return EXIT_LISTED;
@@ -173,7 +220,21 @@ int RunCommand(int argc, const char* const* argv) {
         PrintText(ConversionListing());
         return EXIT_LISTED;
     }
-    if (!SettleLongOptions(argc, argv, run) || !SettleArgumentEncoding(parser, run)) {
+    if (!SettleLongOptions(end, argv, run)) {
+        return EXIT_ERROR;
+    }
+    if (run.wantsHelp || run.wantsVersion) {
+        PrintText(run.wantsHelp ? HelpText() : VersionText());
+        return EXIT_LISTED;
+    }
+    run.isWatched = ::isatty(STDERR_FILENO) != 0;
+    run.forces = HasSwitch(parser, "force");
+    WarnOfUnknownSwitches(parser, static_cast<unsigned int>(end));
+    const std::unique_ptr<CJournal> journal = OpenJournal(argc, argv, run);
+    if (run.wantsUndo) {
+        return Undo(run);
+    }
+    if (!SettleArgumentEncoding(parser, run)) {
         return EXIT_ERROR;
     }
     SettleFind(parser, run);
@@ -184,7 +245,7 @@ int RunCommand(int argc, const char* const* argv) {
     }
     SettleFlags(parser, run);
     SettleTextEncodings(parser, run);
-    if (!HasSwitch(parser, "force") && !PassCompatibilityGate(run.in.name, run.out.name)) {
+    if (!PassGate(run) || !CheckCombinations(run)) {
         return EXIT_ERROR;
     }
     if (!run.stdioMode && !BuildFileList(parser, run)) {

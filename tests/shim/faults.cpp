@@ -88,3 +88,12 @@ extern "C" int fallocate64(int fd, int mode, off64_t offset, off64_t length) {
                ? -1
                : Next<int(int, int, off64_t, off64_t)>("fallocate64")(fd, mode, offset, length);
 }
+
+extern "C" ssize_t copy_file_range(int from, off64_t* fromPlace, int to, off64_t* toPlace,
+                                   size_t count, unsigned int flags) {
+    static int calls = 0;
+    return Fails(Due("copy_file_range", calls))
+               ? -1
+               : Next<ssize_t(int, off64_t*, int, off64_t*, size_t, unsigned int)>(
+                     "copy_file_range")(from, fromPlace, to, toPlace, count, flags);
+}

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
+#include <grp.h>
 #include <iterator>
 #include <pty.h>
 #include <sys/resource.h>
@@ -71,6 +72,10 @@ Outcome CommandTest::Tsub(const std::vector<std::string>& arguments, const std::
     if (errorsOnTerminal) {
         EXPECT_EQ(openpty(&terminal, &terminalEnd, nullptr, nullptr, nullptr), 0);
     }
+    if (asNobody) {
+        fs::permissions(folder.parent_path(), fs::perms(0755));
+        fs::permissions(folder, fs::perms(0755));
+    }
     const pid_t child = fork();
     if (child == 0) {
         Redirect(around / "stdin", O_RDONLY, STDIN_FILENO);
@@ -87,6 +92,10 @@ Outcome CommandTest::Tsub(const std::vector<std::string>& arguments, const std::
         SetVariable("LC_ALL", locale);
         for (const auto& [name, value] : environment) {
             SetVariable(name, value);
+        }
+        if (asNobody && geteuid() == 0) {
+            constexpr unsigned int NOBODY = 65534;
+            EXPECT_EQ(setgroups(0, nullptr) + setgid(NOBODY) + setuid(NOBODY), 0);
         }
         if (!fault.empty()) {
             SetVariable("TSUB_TEST_FAULT", fault.c_str());

@@ -1,79 +1,97 @@
-#include "tool/long_options.h"
+#include "tool/option/long_options.h"
 
-#include "tool/run.h"
-#include "util/base/PlatInfo.h"
+#include "tool/option/nearest.h"
+#include "tool/option/option_table.h"
+#include "util/text/CmdArgParser.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <iostream>
 #include <string_view>
+#include <unistd.h>
 
 namespace Quil {
 
 namespace {
 
-enum class VALUE { NONE, NUMBER_OR_NOTHING };
-
-struct OPTION {
-    const char* name;
-    VALUE value;
-    void (*settle)(Run& run, unsigned int number); ///< 0 where no number is given
-};
-
-constexpr OPTION OPTIONS[] = {
-    {"filter", VALUE::NONE, [](Run& run, unsigned int) { run.isFilter = true; }},
-    {"jobs", VALUE::NUMBER_OR_NOTHING,
-     [](Run& run, unsigned int number) {
-         run.jobs = number != 0 ? number : CPlatInfo::Get().GetOnlineCpuCount();
-     }},
-};
-
-constexpr unsigned int MOST_DIGITS = 4;
-
 bool IsLong(std::string_view argument) {
     return argument.size() > 2 && argument.starts_with("--") && stringEx::is_alpha(argument[2]);
 }
 
-bool Refuse(const stringEx& argument, const char* reason) {
+bool Refuse(const stringEx& argument, const stringEx& reason) {
     std::cerr << "[FATAL ERROR] " << argument << " " << reason << "\n";
     return false;
 }
 
-/// A number from 1 on; 0 if the text is none.
-unsigned int NumberOf(const stringEx& text) {
-    const bool isNumber = !text.empty() && text.length() <= MOST_DIGITS &&
-                          std::all_of(text.begin(), text.end(),
-                                      [](char digit) { return digit >= '0' && digit <= '9'; });
-    return isNumber ? static_cast<unsigned int>(std::atoi(text.c_str())) : 0;
+bool RefuseUnknown(const stringEx& argument, const stringEx& name) {
+    std::vector<stringEx> known;
+    for (const OPTION& option : GetOptions()) {
+        if (option.IsLong()) {
+            known.emplace_back(option.name);
+        }
+    }
+    stringEx reason("isn't an option");
+    if (const stringEx nearest = FindNearest(name, known); !nearest.empty()) {
+        reason.append("; --").append(nearest).append(" is one");
+    }
+    return Refuse(argument, reason);
 }
 
 bool Settle(const stringEx& argument, Run& run) {
     const unsigned int end = argument.find_first_of("=:", 2);
     const bool hasValue = end != stringEx::npos;
     const stringEx name = argument.substr(2, hasValue ? end - 2 : stringEx::npos);
-    const auto* const option =
-        std::find_if(std::begin(OPTIONS), std::end(OPTIONS),
-                     [&name](const OPTION& row) { return name == row.name; });
-    if (option == std::end(OPTIONS)) {
-        return Refuse(argument, "isn't an option");
+    const stringEx value = hasValue ? argument.substr(end + 1, stringEx::npos) : stEMPTY;
+    const auto options = GetOptions();
+    const auto option = std::find_if(options.begin(), options.end(), [&name](const OPTION& row) {
+        return row.IsLong() && name == row.name;
+    });
+    if (option == options.end()) {
+        return RefuseUnknown(argument, name);
     }
     if (hasValue && option->value == VALUE::NONE) {
         return Refuse(argument, "takes no value");
     }
-    const unsigned int number = hasValue ? NumberOf(argument.substr(end + 1, stringEx::npos)) : 0;
-    if (hasValue && number == 0) {
-        return Refuse(argument, "wants a number from 1 to 9999");
+    if (value.empty() && (hasValue || option->value == VALUE::NEEDED)) {
+        return Refuse(argument, stringEx("wants a value: --")
+                                    .append(option->name)
+                                    .append("=")
+                                    .append(option->valueName));
     }
-    option->settle(run, number);
+    if (const char* const wanted = option->settle(run, value)) {
+        return Refuse(argument, stringEx("wants ").append(wanted));
+    }
     return true;
+}
+
+bool IsKnownSwitch(const stringEx& name) {
+    return name == "?" || std::ranges::any_of(GetOptions(), [&name](const OPTION& row) {
+               return !row.IsLong() && name.equal_no_case(row.name);
+           });
 }
 
 } // namespace
 
-bool SettleLongOptions(int argc, const char* const* argv, Run& run) {
-    return std::all_of(argv + 1, argv + argc, [&run](const char* argument) {
+int FindOptionsEnd(int argc, const char* const* argv) {
+    return static_cast<int>(
+        std::find(argv + std::min(argc, 1), argv + argc, std::string_view("--")) - argv);
+}
+
+bool SettleLongOptions(int end, const char* const* argv, Run& run) {
+    return std::all_of(argv + std::min(end, 1), argv + end, [&run](const char* argument) {
         return !IsLong(argument) || Settle(stringEx(argument), run);
     });
+}
+
+void WarnOfUnknownSwitches(const CCmdArgParser& parser, unsigned int end) {
+    if (::isatty(STDERR_FILENO) == 0) {
+        return;
+    }
+    for (unsigned int i = 0; i < end; ++i) {
+        const stringEx name = parser.GetSwitchName(i);
+        if (!name.empty() && !IsLong((stringEx("-") + name).c_str()) && !IsKnownSwitch(name)) {
+            std::cerr << "[WARNING] switch -" << name << " isn't known and has no effect\n";
+        }
+    }
 }
 
 } // namespace Quil

@@ -1,15 +1,23 @@
 // The long options: arguments that begin with "--" and a letter.
 //
-// All are rows of one table. A wrong one ends the run before any input is read: it is newer than
-// the scripts that rely on unknown switches being passed over.
+// A wrong one ends the run before any input is read: it is newer than the scripts that rely on
+// unknown switches being passed over. Those with one hyphen are told of where somebody looks on.
 #pragma once
 
 namespace Quil {
 
+class CCmdArgParser;
 struct Run;
 
-/// Reads the options of the command line into the run. False, after saying so, for one that isn't
-/// known or has a wrong value.
-bool SettleLongOptions(int argc, const char* const* argv, Run& run);
+/// The place of the argument "--", behind which all are names; else `argc`.
+int FindOptionsEnd(int argc, const char* const* argv);
+
+/// Reads the options among the first `end` arguments into the run. False, after saying so, for one
+/// that isn't known or has a wrong value.
+bool SettleLongOptions(int end, const char* const* argv, Run& run);
+
+/// Tells of switches among the first `end` arguments that aren't known, if standard error is a
+/// terminal.
+void WarnOfUnknownSwitches(const CCmdArgParser& parser, unsigned int end);
 
 } // namespace Quil

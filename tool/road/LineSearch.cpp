@@ -1,5 +1,6 @@
 #include "tool/road/LineSearch.h"
 
+#include "util/conv/loss.h"
 #include "util/conv/utf8_codec.h"
 #include "util/conv/utf8_validation.h"
 
@@ -54,12 +55,45 @@ unsigned int EndOfLines(text_ref<T> text, bool isLast) {
     return at != nullptr ? static_cast<unsigned int>(at - text.data) + 1 : isLast ? text.length : 0;
 }
 
+/// Decodes UTF-8 and keeps what isn't any, byte by byte. Answers the number of characters, for all
+/// of which there must be room.
+unsigned int DecodeKeeping(wchar_t* to, std::string_view bytes) {
+    std::size_t written = 0;
+    for (std::size_t read = 0; read < bytes.size(); ++read) {
+        const IMPL::CODEC_STEP step = IMPL::DecodeUtf8(to + written, bytes.size() - written,
+                                                       bytes.data() + read, bytes.size() - read);
+        written += step.written;
+        read += step.read;
+        if (read < bytes.size()) {
+            to[written++] = KeptByte(bytes[read]);
+        }
+    }
+    return static_cast<unsigned int>(written);
+}
+
+/// The same the other way round.
+unsigned int EncodeKept(char* to, std::uint64_t room, const wstringEx& text) {
+    std::size_t written = 0;
+    for (unsigned int read = 0; read < text.length(); ++read) {
+        const IMPL::CODEC_STEP step = IMPL::EncodeUtf8(to + written, room - written,
+                                                       text.data() + read, text.length() - read);
+        written += step.written;
+        read += static_cast<unsigned int>(step.read);
+        if (read < text.length()) {
+            to[written++] = IsKeptByte(text[read]) ? ByteOfKept(text[read]) : '?';
+        }
+    }
+    return static_cast<unsigned int>(written);
+}
+
 } // namespace
 
 template <class T>
 CLineSearch<T>::CLineSearch(const wstringEx::regex_handle& expression, const wstringEx& replacement,
-                            const stringEx& replacementBytes, CRegexReplacer::FORM form)
+                            const stringEx& replacementBytes, CRegexReplacer::FORM form,
+                            PIECES told)
     : __replacer(expression, replacement, replacementBytes, form),
+      __isLocal(__replacer.IsLocalToLines()), __told(told),
       __mostForOne(sizeof(T) == 1 ? replacementBytes.length() : replacement.length()) {
     for (unsigned int i = 0; i < replacement.length(); ++i) {
         __mostForOne += replacement[i] == L'\\' ? 1 : 0;
@@ -79,14 +113,21 @@ template <class T>
 std::size_t CLineSearch<T>::Take(text_ref<T> text, bool isLast, IPieces<T>& pieces) {
     unsigned int begin = 0;
     while (begin < text.length) {
-        const unsigned int length = EndOfLines<T>({text.data + begin, text.length - begin}, isLast);
+        const unsigned int length =
+            __isLocal ? EndOfLines<T>({text.data + begin, text.length - begin}, isLast)
+            : isLast  ? text.length
+                      : 0;
         if (length == 0) {
             break;
         }
         const text_ref<T> block(text.data + begin, length);
         if (const unsigned int matches = __Find(block); matches != 0) {
             this->_count += matches;
-            pieces.Replace(block, __GetResult());
+            if (__told == PIECES::MATCHES) {
+                __Tell(block, pieces);
+            } else {
+                pieces.Replace(block, __GetResult());
+            }
         } else {
             pieces.Keep(block);
         }
@@ -94,6 +135,23 @@ std::size_t CLineSearch<T>::Take(text_ref<T> text, bool isLast, IPieces<T>& piec
         __place += length;
     }
     return begin;
+}
+
+template <class T>
+void CLineSearch<T>::__Tell(text_ref<T> block, IPieces<T>& pieces) {
+    const text_ref<T> result = __GetResult();
+    unsigned int told = 0;
+    for (const REPLACED_MATCH& match : __matches) {
+        if (match.begin != told) {
+            pieces.Keep({block.data + told, match.begin - told});
+        }
+        pieces.Replace({block.data + match.begin, match.length},
+                       {result.data + match.newBegin, match.newLength});
+        told = match.begin + match.length;
+    }
+    if (told != block.length) {
+        pieces.Keep({block.data + told, block.length - told});
+    }
 }
 
 /// The last block of a first pass is the first one with a match, and often the text's only one.
@@ -107,7 +165,7 @@ unsigned int CLineSearch<T>::__Find(text_ref<T> block) {
 
 template <>
 unsigned int CLineSearch<wchar_t>::__Replace(text_ref<wchar_t> block) {
-    return __replacer.Replace(__result, block);
+    return __replacer.Replace(__result, block, __told == PIECES::MATCHES ? &__matches : nullptr);
 }
 
 template <>
@@ -123,9 +181,7 @@ unsigned int CLineSearch<unsigned char>::__Replace(text_ref<unsigned char> block
         return __replacer.Replace(__result, block);
     }
     __wide._alloc_if_need(std::uint64_t{block.length} + 1);
-    const IMPL::CODEC_STEP step =
-        IMPL::DecodeUtf8(__wide.ref(), block.length, characters, block.length);
-    __wide._eofonly(static_cast<unsigned int>(step.written));
+    __wide._eofonly(DecodeKeeping(__wide.ref(), {characters, block.length}));
     return __replacer.Replace(__wideResult, __wide);
 }
 
@@ -136,10 +192,8 @@ text_ref<unsigned char> CLineSearch<unsigned char>::__GetResult() {
     }
     const std::uint64_t room = (std::uint64_t{__wideResult.length()} + 1) * IMPL::UTF8_MAX_SEQUENCE;
     __encoded._alloc_if_need(room);
-    const IMPL::CODEC_STEP step =
-        IMPL::EncodeUtf8(__encoded.ref(), room, __wideResult.data(), __wideResult.length());
     return {reinterpret_cast<const unsigned char*>(__encoded.data()),
-            static_cast<unsigned int>(step.written)};
+            EncodeKept(__encoded.ref(), room, __wideResult)};
 }
 
 template class CLineSearch<unsigned char>;

@@ -1,5 +1,6 @@
 // An expression whose matches lie within lines, searched by blocks of whole lines: so neither the
-// text nor its result is ever there as a whole, nor, in UTF-8, its wide characters.
+// text nor its result is ever there as a whole, nor, in UTF-8, its wide characters. Any other takes
+// the text as one block.
 #pragma once
 
 #include "tool/road/search.h"
@@ -7,16 +8,18 @@
 
 namespace Quil {
 
-/// Searches wide texts, or texts in strictly valid UTF-8, whose blocks in ASCII are searched as
-/// they stand. For one thread.
+/// Searches wide texts, or texts in UTF-8, whose blocks in ASCII are searched as they stand; bytes
+/// there that are part of no character are kept, a character each. For one thread.
 template <class T>
 class CLineSearch final : public ISearch<T> {
 public:
     CLineSearch(const wstringEx::regex_handle& expression, const wstringEx& replacement,
-                const stringEx& replacementBytes, CRegexReplacer::FORM form);
+                const stringEx& replacementBytes, CRegexReplacer::FORM form,
+                PIECES told = PIECES::BLOCKS);
 
-    /// Whether the expression is local to lines. Else this object serves nothing.
-    bool IsLocal() const { return __replacer.IsLocalToLines(); }
+    /// Whether the expression is local to lines. Else the object takes nothing before the last
+    /// block.
+    bool IsLocal() const { return __isLocal; }
 
     void Start(std::uint64_t size, std::uint64_t place, bool isAgain) override;
     std::size_t Take(text_ref<T> text, bool isLast, IPieces<T>& pieces) override;
@@ -33,8 +36,12 @@ private:
     unsigned int __Find(text_ref<T> block);
     unsigned int __Replace(text_ref<T> block);
     text_ref<T> __GetResult();
+    void __Tell(text_ref<T> block, IPieces<T>& pieces);
 
     CRegexReplacer __replacer;
+    bool __isLocal;
+    PIECES __told; ///< match by match only on wide characters
+    REPLACED_MATCHES __matches;
     std::uint64_t __mostForOne; ///< elements in place of one that is matched
     std::uint64_t __place = 0;  ///< of what isn't taken
     FOUND __last;               ///< whose result is there

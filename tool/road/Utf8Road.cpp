@@ -75,6 +75,8 @@ void CUtf8Road::Start(const TASK& task) {
     __hasChanged = __isAtLoss = false;
     __checked = 0;
     __mended.clear();
+    __place = 0;
+    __lost = {};
 }
 
 std::size_t CUtf8Road::Take(const BLOCK& block, ISink& sink) {
@@ -90,15 +92,15 @@ std::size_t CUtf8Road::Take(const BLOCK& block, ISink& sink) {
     __block = block.data;
     __told = 0;
     __checked = std::max(__checked, begin);
+    const GIVE_BACK atEnd{*this};
     const bool isValid = __Check(block);
     const auto* const text = reinterpret_cast<const unsigned char*>(block.data);
     const std::size_t taken =
         begin + __search->Take({text + begin, static_cast<unsigned int>(__checked - begin)},
                                block.isLast && isValid, *this);
-    __Forget(taken);
-    if (!isValid || __task.result == TASK::RESULT::NONE) {
-        __Unmend();
-    }
+    __NoteLosses(taken);
+    __Unmend(taken);
+    __place += taken;
     if (isValid) {
         return taken;
     }
@@ -130,7 +132,8 @@ bool CUtf8Road::__TakesMark(const BLOCK& block, std::size_t& begin) {
     if (front.empty()) {
         return true;
     }
-    const bool givesSign = __task.result != TASK::RESULT::OUTPUT && __run.MarksUtf8();
+    const bool givesSign = (hasSign && __run.keepsBytes) ||
+                           (__task.result != TASK::RESULT::OUTPUT && __run.MarksUtf8());
     __isAtStart = false;
     begin = hasSign ? sign.size() : 0;
     __hasChanged = hasSign != givesSign;
@@ -145,6 +148,9 @@ bool CUtf8Road::__TakesMark(const BLOCK& block, std::size_t& begin) {
 bool CUtf8Road::__Check(const BLOCK& block) {
     const std::size_t before = __checked;
     bool isValid = true;
+    if (__run.keepsBytes) {
+        __checked = block.length;
+    }
     while (__checked < block.length && isValid) {
         __checked += IMPL::ValidUtf8Length(block.data + __checked, block.length - __checked);
         if (__checked == block.length || __IsCutAt(block, __checked)) {
@@ -199,22 +205,25 @@ bool CUtf8Road::__IsForeign(std::string_view text) const {
     });
 }
 
-/// Gives the block back as it came: somebody else will read it.
-void CUtf8Road::__Unmend() {
+/// Gives the block back as it came, of which so much is taken: it may be read again, by this road
+/// or another one. What is left is counted from its own begin, and needs no second look as far as
+/// nothing was mended.
+void CUtf8Road::__Unmend(std::size_t taken) {
     for (const MENDED& mended : __mended) {
         __block[mended.pos] = mended.old;
+        if (mended.pos >= taken) {
+            __checked = std::min(__checked, mended.pos);
+        }
     }
     __mended.clear();
-    __checked = 0;
+    __checked -= std::min(taken, __checked);
 }
 
-/// What is left is counted from its own begin.
-void CUtf8Road::__Forget(std::size_t taken) {
-    __block += taken;
-    __checked -= taken;
-    std::erase_if(__mended, [taken](const MENDED& mended) { return mended.pos < taken; });
-    for (MENDED& mended : __mended) {
-        mended.pos -= taken;
+void CUtf8Road::__NoteLosses(std::size_t taken) {
+    for (const MENDED& mended : __mended) {
+        if (mended.pos < taken) {
+            __lost.Add(__place + mended.pos, static_cast<unsigned char>(mended.old));
+        }
     }
 }
 
@@ -237,9 +246,32 @@ void CUtf8Road::Keep(text_ref<unsigned char> text) {
     }
 }
 
+/// The sink is told the bytes as they came.
 void CUtf8Road::Replace(text_ref<unsigned char> old, text_ref<unsigned char> text) {
-    __sink->Replace({reinterpret_cast<const char*>(old.data), old.length},
-                    {reinterpret_cast<const char*>(text.data), text.length});
+    std::string_view came(reinterpret_cast<const char*>(old.data), old.length);
+    const auto pos = static_cast<std::size_t>(came.data() - __block);
+    const auto isBefore = [](const MENDED& mended, std::size_t place) {
+        return mended.pos < place;
+    };
+    const auto first = std::lower_bound(__mended.begin(), __mended.end(), pos, isBefore);
+    const auto last = std::lower_bound(first, __mended.end(), pos + old.length, isBefore);
+    if (first != last) {
+        __came = came;
+        std::for_each(first, last,
+                      [&](const MENDED& mended) { __came[mended.pos - pos] = mended.old; });
+        came = __came;
+    }
+    __sink->Replace(came, {reinterpret_cast<const char*>(text.data), text.length});
+}
+
+LOSSES CUtf8Road::GetLosses() const {
+    LOSSES losses{__lost, {}, 0};
+    if (__isAtLoss) {
+        const LOSSES behind = __other->GetLosses();
+        losses.undecoded.Append(behind.undecoded, __place);
+        losses.unencoded = behind.unencoded;
+    }
+    return losses;
 }
 
 std::uint64_t CUtf8Road::GetMostBytes(std::uint64_t size) const {

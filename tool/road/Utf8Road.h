@@ -35,6 +35,7 @@ public:
     bool CanResume() const override { return true; }
     std::uint64_t GetMostBytes(std::uint64_t size) const override;
     bool KeepsPlaces() const override { return __search->KeepsPlaces(); }
+    LOSSES GetLosses() const override;
 
 private:
     /// A byte of the present block that isn't that of the input.
@@ -43,14 +44,20 @@ private:
         char old;
     };
 
+    /// Also a block that the sink ended the work on comes back as it was.
+    struct GIVE_BACK {
+        CUtf8Road& road;
+        ~GIVE_BACK() { road.__Unmend(0); }
+    };
+
     bool __TakesMark(const BLOCK& block, std::size_t& begin);
     bool __Check(const BLOCK& block);
     static bool __IsCutAt(const BLOCK& block, std::size_t pos);
     static std::size_t __CountBad(const BLOCK& block, std::size_t pos);
     bool __Mend(const BLOCK& block, std::size_t pos, std::size_t count);
     bool __IsForeign(std::string_view text) const;
-    void __Forget(std::size_t taken);
-    void __Unmend();
+    void __Unmend(std::size_t taken);
+    void __NoteLosses(std::size_t taken);
     void __GiveUp();
     void Keep(text_ref<unsigned char> text) override;
     void Replace(text_ref<unsigned char> old, text_ref<unsigned char> text) override;
@@ -64,11 +71,14 @@ private:
     bool __isAtStart = true;
     bool __hasText = false;
     bool __hasChanged = false;
-    bool __isAtLoss = false; ///< all that comes is the other road's
+    bool __isAtLoss = false;   ///< all that comes is the other road's
+    std::uint64_t __place = 0; ///< bytes that were taken
+    LOSS __lost;               ///< of them
 
     // Of the block, from the first byte that isn't taken.
     std::size_t __checked = 0;    ///< up to here it is valid
     std::vector<MENDED> __mended; ///< by their places
+    std::string __came;           ///< bytes before they were mended
     std::size_t __told = 0;       ///< of those: the sink knows them
     char* __block = nullptr;
     ISink* __sink = nullptr;

@@ -1,6 +1,7 @@
 #include "tool/road/WholeRoad.h"
 
 #include "tool/standard_output.h"
+#include "util/conv/block_conversion.h"
 #include "util/conv/utf8_validation.h"
 
 namespace Quil {
@@ -23,6 +24,11 @@ bool IsUtf8(const CHARSET& charset) {
     return !charset.isWide && charset.converter->IsUtf8();
 }
 
+/// Null where text passes no converter.
+std::unique_ptr<const TTextConv> CloneOf(const CHARSET& charset) {
+    return std::unique_ptr<const TTextConv>(charset.isWide ? nullptr : charset.converter->Clone());
+}
+
 CRegexReplacer MakeReplacer(const Run& run) {
     const stringEx bytes = run.out.isWide ? stringEx() : run.out.converter->WCtoMB(run.replaceText);
     return {run.regexComp, run.replaceText, bytes,
@@ -31,13 +37,16 @@ CRegexReplacer MakeReplacer(const Run& run) {
 
 } // namespace
 
-CWholeRoad::CWholeRoad(const Run& run) : __run(run), __replacer(MakeReplacer(run)) {}
+CWholeRoad::CWholeRoad(const Run& run)
+    : __run(run), __replacer(MakeReplacer(run)), __decoder(CloneOf(run.in)),
+      __encoder(CloneOf(run.out)) {}
 
 void CWholeRoad::Start(const TASK& task) {
     __isDone = __isDone && task.isAgain;
     __task = task;
     if (!__isDone) {
         __count = 0;
+        __losses = {};
         __hasText = task.place != 0;
     }
 }
@@ -92,8 +101,10 @@ void CWholeRoad::__Decode(std::string_view bytes) {
             FlipWord(__text);
         }
     } else {
-        __run.in.converter->MBtoWC(__text, stringEx(bytes.data(), length, stringEx::NOT_OWNER()));
+        __losses.undecoded =
+            DecodeWhole(*__decoder, __text, stringEx(bytes.data(), length, stringEx::NOT_OWNER()));
     }
+    __losses.characters = __text.length();
     const bool isStart = !__hasText;
     __hasText = __hasText || !__text.empty();
     if (isStart && __text.begin_with(__run.constants.wsUniSign)) {
@@ -137,7 +148,9 @@ void CWholeRoad::__FindAndReplace() {
 void CWholeRoad::__Encode() {
     const bool isOutput = __task.result == TASK::RESULT::OUTPUT;
     if (!__run.out.isWide) {
-        __bytes = static_cast<byteEx>(__run.out.converter->WCtoMB(__text));
+        stringEx bytes;
+        __losses.unencoded = EncodeWhole(*__encoder, bytes, __text);
+        __bytes = static_cast<byteEx>(bytes);
         __Mark();
         return;
     }

@@ -23,6 +23,7 @@ public:
     std::uint64_t GetMostBytes(std::uint64_t size) const override {
         return __isDone ? __bytes.length() : size;
     }
+    LOSSES GetLosses() const override { return __losses; }
 
 private:
     bool __TakeAscii(const BLOCK& block);
@@ -37,6 +38,10 @@ private:
     wstringEx __text;          ///< the current input, then its result
     wstringEx __scratch;       ///< where the expanding form builds a result
     byteEx __bytes;            ///< the result of a file
+    LOSSES __losses;
+    /// Converters of its own: those of the run are for all threads.
+    std::unique_ptr<const TTextConv> __decoder;
+    std::unique_ptr<const TTextConv> __encoder;
     unsigned long __count = 0;
     bool __hasText = false;
     bool __isDone = false; ///< the result is there already

@@ -23,7 +23,8 @@ bool CWideRoad::CanServe(const Run& run) {
 
 CWideRoad::CWideRoad(const Run& run, std::unique_ptr<ISearch<wchar_t>> search)
     : __run(run), __search(std::move(search)), __decoder(*run.in.converter),
-      __encoder(*run.out.converter), __window(WindowSizeFor(run)) {}
+      __encoder(*run.out.converter, run.isStrict ? UNFIT::TELL_LINE : UNFIT::REPLACE),
+      __window(WindowSizeFor(run)) {}
 
 void CWideRoad::Start(const TASK& task) {
     __task = task;

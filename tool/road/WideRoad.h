@@ -26,6 +26,9 @@ public:
     bool HasChanged() const override { return true; }
     bool CanResume() const override { return false; }
     std::uint64_t GetMostBytes(std::uint64_t size) const override;
+    LOSSES GetLosses() const override {
+        return {__decoder.GetLoss(), __encoder.GetLoss(), __decoder.GetCharacters()};
+    }
 
 private:
     void Keep(text_ref<wchar_t> text) override;

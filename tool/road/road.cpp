@@ -1,5 +1,6 @@
 #include "tool/road/road.h"
 
+#include "tool/road/ExactRoad.h"
 #include "tool/road/LineSearch.h"
 #include "tool/road/Utf8Road.h"
 #include "tool/road/WholeRoad.h"
@@ -44,19 +45,21 @@ bool IsAscii(const wstringEx& text) {
     return true;
 }
 
-/// The search on wide characters; null where the text must be there as a whole.
-std::unique_ptr<ISearch<wchar_t>> SearchWide(const Run& run, CRegexReplacer::FORM form) {
+/// The search on wide characters; null where it goes by blocks and the text must be there as a
+/// whole.
+std::unique_ptr<ISearch<wchar_t>> SearchWide(const Run& run, CRegexReplacer::FORM form,
+                                             PIECES told) {
     switch (run.findFunc) {
     case FIND::LITERAL:
         return std::make_unique<CLiteralSearch<wchar_t, IMPL::plain_fold>>(run.findText,
-                                                                           run.replaceText);
+                                                                           run.replaceText, told);
     case FIND::LITERAL_NO_CASE:
         return std::make_unique<CLiteralSearch<wchar_t, IMPL::lower_fold<wstringEx>>>(
-            run.findText, run.replaceText);
+            run.findText, run.replaceText, told);
     case FIND::REGEX: {
         auto search = std::make_unique<CLineSearch<wchar_t>>(run.regexComp, run.replaceText,
-                                                             stringEx(), form);
-        return search->IsLocal() ? std::move(search) : nullptr;
+                                                             stringEx(), form, told);
+        return told == PIECES::MATCHES || search->IsLocal() ? std::move(search) : nullptr;
     }
     default:
         break;
@@ -102,8 +105,11 @@ CRegexReplacer::FORM FormOf(const Run& run) {
 
 /// The road for texts in any charset.
 std::unique_ptr<IRoad> ChooseGeneralRoad(const Run& run) {
+    if (run.keepsBytes || run.choice != nullptr) {
+        return std::make_unique<CExactRoad>(run, SearchWide(run, FormOf(run), PIECES::MATCHES));
+    }
     if (CWideRoad::CanServe(run)) {
-        if (auto search = SearchWide(run, FormOf(run))) {
+        if (auto search = SearchWide(run, FormOf(run), PIECES::BLOCKS)) {
             return std::make_unique<CWideRoad>(run, std::move(search));
         }
     }
@@ -112,8 +118,12 @@ std::unique_ptr<IRoad> ChooseGeneralRoad(const Run& run) {
 
 } // namespace
 
+bool CanKeepBytes(const Run& run) {
+    return CUtf8Road::CanServe(run) || CExactRoad::CanServe(run);
+}
+
 std::unique_ptr<IRoad> ChooseRoad(const Run& run) {
-    if (CUtf8Road::CanServe(run)) {
+    if (CUtf8Road::CanServe(run) && run.choice == nullptr) {
         if (auto search = SearchUtf8(run, FormOf(run))) {
             return std::make_unique<CUtf8Road>(run, std::move(search), ChooseGeneralRoad);
         }

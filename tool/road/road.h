@@ -6,6 +6,7 @@
 #pragma once
 
 #include "tool/run.h"
+#include "util/conv/loss.h"
 
 #include <memory>
 #include <string_view>
@@ -44,6 +45,14 @@ struct TASK {
     bool isAgain = false;
 };
 
+/// What a way couldn't take over. As far as it can tell: libraries that drop what they can't
+/// convert don't.
+struct LOSSES {
+    LOSS undecoded;               ///< bytes of the input
+    LOSS unencoded;               ///< characters of the result
+    std::uint64_t characters = 0; ///< of the input
+};
+
 /// A way from an input to its result, one input after the other. For one thread.
 class IRoad {
 public:
@@ -70,7 +79,12 @@ public:
     virtual std::uint64_t GetMostBytes(std::uint64_t size) const = 0;
     /// Whether no replacement is longer or shorter than what it replaces.
     virtual bool KeepsPlaces() const { return false; }
+    /// What was lost since the start.
+    virtual LOSSES GetLosses() const = 0;
 };
+
+/// Whether only what is matched can change in the run's files, whatever bytes they hold.
+bool CanKeepBytes(const Run& run);
 
 /// The best road that serves every input of this run. It refers to the run. One thread has it.
 std::unique_ptr<IRoad> ChooseRoad(const Run& run);

@@ -23,6 +23,9 @@ public:
     virtual void Replace(text_ref<T> old, text_ref<T> text) = 0;
 };
 
+/// How closely the pieces are told: matches near each other together, or each by itself.
+enum class PIECES { BLOCKS, MATCHES };
+
 /// A search in texts of elements `T`, one after the other. For one thread.
 template <class T>
 class ISearch {
@@ -85,8 +88,8 @@ private:
 template <class T, class Fold>
 class CLiteralSearch final : public ISearch<T> {
 public:
-    CLiteralSearch(basic_buffer<T> find, basic_buffer<T> replacement)
-        : __find(std::move(find)), __replacement(std::move(replacement)) {}
+    CLiteralSearch(basic_buffer<T> find, basic_buffer<T> replacement, PIECES told = PIECES::BLOCKS)
+        : __find(std::move(find)), __replacement(std::move(replacement)), __told(told) {}
 
     void Start(std::uint64_t size, std::uint64_t place, bool isAgain) override;
     std::size_t Take(text_ref<T> text, bool isLast, IPieces<T>& pieces) override;
@@ -106,6 +109,7 @@ private:
 
     basic_buffer<T> __find;
     basic_buffer<T> __replacement;
+    PIECES __told;
     std::optional<IMPL::text_search<T, Fold>> __search;
     bool __isForLong = false;
     basic_buffer<T> __together;
@@ -138,7 +142,7 @@ std::size_t CLiteralSearch<T, Fold>::Take(text_ref<T> text, bool isLast, IPieces
     };
     __search->each(text.data, text.length, 0, [&](unsigned int match) {
         ++this->_count;
-        if (match - done > sm_near || done - told > sm_together) {
+        if (__told == PIECES::MATCHES || match - done > sm_near || done - told > sm_together) {
             tell();
         }
         if (done == told) {

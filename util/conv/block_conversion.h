@@ -8,6 +8,7 @@
 #pragma once
 
 #include "util/conv/TextConv.h"
+#include "util/conv/loss.h"
 
 #include <cstddef>
 #include <memory>
@@ -63,6 +64,18 @@ private:
 /// they can.
 bool CanGoByBlocks(const TTextConv& converter);
 
+/// Whether a converter, which CanGoByBlocks, is known to keep nothing from character to character.
+bool IsStateless(const TTextConv& converter);
+
+/// What becomes of what can't be taken over: "?"; the same, and the line of the first is told; or
+/// it is kept.
+enum class UNFIT { REPLACE, TELL_LINE, KEEP };
+
+/// Convert a whole text at once and answer what was lost, as far as that can be told: not by
+/// converters which don't go by blocks.
+LOSS DecodeWhole(const TTextConv& converter, wstringEx& dst, const stringEx& src);
+LOSS EncodeWhole(const TTextConv& converter, stringEx& dst, const wstringEx& src);
+
 /// Decodes texts by blocks, by a converter of its own. For one thread.
 class CBlockDecoder {
 public:
@@ -70,7 +83,7 @@ public:
     static constexpr std::size_t sm_unknownLength = 0;
 
     /// A decoder for the charset of `converter`, which CanGoByBlocks and stays as long as this.
-    explicit CBlockDecoder(const TTextConv& converter);
+    explicit CBlockDecoder(const TTextConv& converter, UNFIT unfit = UNFIT::REPLACE);
     CBlockDecoder(const CBlockDecoder&) = delete;
     CBlockDecoder& operator=(const CBlockDecoder&) = delete;
     ~CBlockDecoder();
@@ -83,6 +96,11 @@ public:
     /// are left come again, with more behind them. Unless `isLast`, a sequence that their end cuts
     /// is left too.
     std::size_t Fill(const char* bytes, std::size_t length, bool isLast);
+
+    /// What was lost of the text so far, in bytes.
+    LOSS GetLoss() const;
+    /// Characters that the text has given so far.
+    std::uint64_t GetCharacters() const;
 
 private:
     struct STATE;
@@ -97,7 +115,7 @@ public:
     static constexpr std::size_t sm_unknownLength = CBlockDecoder::sm_unknownLength;
 
     /// An encoder for the charset of `converter`, which CanGoByBlocks and stays as long as this.
-    explicit CBlockEncoder(const TTextConv& converter);
+    explicit CBlockEncoder(const TTextConv& converter, UNFIT unfit = UNFIT::REPLACE);
     CBlockEncoder(const CBlockEncoder&) = delete;
     CBlockEncoder& operator=(const CBlockEncoder&) = delete;
     ~CBlockEncoder();
@@ -108,6 +126,9 @@ public:
     /// The bytes of the window's characters, good until the next call. The characters are taken
     /// away; unless `isLast` some may stay for the next time.
     const stringEx& Encode(CWideWindow& window, bool isLast);
+
+    /// What was lost of the text so far, in characters.
+    LOSS GetLoss() const;
 
     /// Bytes that a character becomes at most, escapes of the charset counted in.
     std::size_t GetMostBytes() const;

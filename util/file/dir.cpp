@@ -95,6 +95,11 @@ bool CDir::IsDirExist(const stringEx& path) {
     return Exists(path, true);
 }
 
+bool CDir::IsFifo(const stringEx& path) {
+    struct stat status = {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
 bool CDir::IsFileExecutable(const stringEx& path) {
     return IsFileExist(path) && ::access(path.c_str(), X_OK) == 0;
 }

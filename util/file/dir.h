@@ -9,13 +9,13 @@
 #pragma once
 
 #include "util/base/handle.h"
+#include "util/file/SearchWatch.h"
 #include "util/file/longlong.h"
 #include "util/file/sysfile.h"
 #include "util/text/byteEx.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
-#include <set>
 #include <vector>
 
 namespace Quil {
@@ -102,13 +102,12 @@ public:
     unsigned int GetAllFiles(std::vector<stringEx>& out, stringEx pattern, bool recursive = false,
                              bool hidden = false, bool reserved = false) const;
     /// The same for many patterns, one after the other; those that search one directory share its
-    /// listing. `counts`, unless null, is appended how many files each pattern found. `fifos`,
-    /// unless null, is given the paths at which FIFOs were seen: to open one disturbs its other
-    /// end.
+    /// listing. `counts`, unless null, is appended how many files each pattern found. `watch`,
+    /// unless null, has its say.
     unsigned int GetAllFiles(std::vector<stringEx>& out, const std::vector<stringEx>& patterns,
                              bool recursive, bool hidden,
                              std::vector<unsigned int>* counts = nullptr,
-                             std::set<stringEx>* fifos = nullptr) const;
+                             CSearchWatch* watch = nullptr) const;
     /// The same for directories. `dots` also offers "." and "..", which are never gone into.
     unsigned int GetAllSubDirs(std::vector<stringEx>& out, stringEx pattern, bool recursive = false,
                                bool hidden = false, bool dots = false, bool reserved = false) const;
@@ -173,6 +172,7 @@ public:
     /// True for anything that is not a directory; false when it can't be asked.
     static bool IsFileExist(const stringEx& path);
     static bool IsDirExist(const stringEx& path);
+    static bool IsFifo(const stringEx& path);
     static bool IsFileExecutable(const stringEx& path);
     bool IsSubFileExist(const stringEx& sub) const { return IsFileExist(__path + sub); }
     bool IsSubDirExist(const stringEx& sub) const { return IsDirExist(__path + sub); }

@@ -183,6 +183,24 @@ unsigned int CSysFile::Read(void* buffer, unsigned int size) const {
     return static_cast<unsigned int>(count);
 }
 
+void CSysFile::CopyRest(const CSysFile& from) {
+    constexpr std::size_t MOST = std::size_t{1} << 30;
+    ssize_t copied = 0;
+    do {
+        copied = RetryInterrupted([&] {
+            return ::copy_file_range(from.__descriptor, nullptr, __descriptor, nullptr, MOST, 0);
+        });
+    } while (copied > 0);
+    // A failure there, or nothing at once, may only mean that this pair of files has to go by hand.
+    constexpr unsigned int BLOCK = 1 << 18;
+    const auto block = std::make_unique_for_overwrite<char[]>(BLOCK);
+    while (const unsigned int count = from.Read(block.get(), BLOCK)) {
+        for (unsigned int done = 0; done < count;) {
+            done += Write(block.get() + done, count - done);
+        }
+    }
+}
+
 unsigned int CSysFile::Write(const void* buffer, unsigned int size) {
     const ssize_t count = RetryInterrupted([&] { return ::write(__descriptor, buffer, size); });
     if (count == -1) {

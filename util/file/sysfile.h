@@ -83,6 +83,9 @@ public:
     unsigned int Read(void* buffer, unsigned int size) const;
     /// One write of at most `size` bytes; answers the count, which may be less than asked for.
     unsigned int Write(const void* buffer, unsigned int size);
+    /// Writes what another file has from its position on, without its passing through the process
+    /// where the system can do that: some file systems then share it.
+    void CopyRest(const CSysFile& from);
     /// Waits until the file's content has reached the device.
     void Flush();
 

@@ -19,10 +19,12 @@ struct CRegexReplacer::WAY {
           searches(compiled.re, basic_buffer<T>(), false),
           sensitive(compiled.is_newline_sensitive()) {}
 
-    unsigned int Replace(basic_buffer<T>& to, text_ref<T> text, FORM form) {
+    unsigned int Replace(basic_buffer<T>& to, text_ref<T> text, FORM form,
+                         REPLACED_MATCHES* matches) {
         searches.set_text(text);
         const auto by = [&](auto decide) {
-            return IMPL::regex_replace_all<T>(to, text, searches, sensitive, filler, false, decide);
+            return IMPL::regex_replace_all<T>(to, text, searches, sensitive, filler, false, decide,
+                                              matches);
         };
         return form == FORM::COPY_OUT ? by(IMPL::copy_out_beginning())
                                       : by(IMPL::in_place_beginning{false});
@@ -61,15 +63,24 @@ bool CRegexReplacer::IsLocalToLines() const {
     return islinelocal(&compiled.re, compiled.is_newline_sensitive());
 }
 
-unsigned int CRegexReplacer::Replace(basic_buffer<wchar_t>& to, text_ref<wchar_t> text) {
-    to.clear();
-    return __ways ? __ways->wide.Replace(to, text, __form) : 0;
+unsigned int CRegexReplacer::Replace(basic_buffer<wchar_t>& to, text_ref<wchar_t> text,
+                                     REPLACED_MATCHES* matches) {
+    return __Replace(&WAYS::wide, to, text, matches);
 }
 
-unsigned int CRegexReplacer::Replace(basic_buffer<unsigned char>& to,
-                                     text_ref<unsigned char> text) {
+unsigned int CRegexReplacer::Replace(basic_buffer<unsigned char>& to, text_ref<unsigned char> text,
+                                     REPLACED_MATCHES* matches) {
+    return __Replace(&WAYS::bytes, to, text, matches);
+}
+
+template <class T>
+unsigned int CRegexReplacer::__Replace(WAY<T> WAYS::*way, basic_buffer<T>& to, text_ref<T> text,
+                                       REPLACED_MATCHES* matches) {
     to.clear();
-    return __ways ? __ways->bytes.Replace(to, text, __form) : 0;
+    if (matches != nullptr) {
+        matches->clear();
+    }
+    return __ways ? ((*__ways).*way).Replace(to, text, __form, matches) : 0;
 }
 
 } // namespace Quil

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "util/text/byteEx.h"
+#include "util/text/replaced_match.h"
 #include "util/text/wstringEx.h"
 
 #include <memory>
@@ -32,15 +33,22 @@ public:
     bool IsLocalToLines() const;
 
     /// Puts the result in `to`, which is emptied first and may not share a block with the text.
-    /// Answers the number of matches; with none `to` stays empty.
-    unsigned int Replace(basic_buffer<wchar_t>& to, text_ref<wchar_t> text);
+    /// Answers the number of matches; with none `to` stays empty. `matches`, unless null, is given
+    /// each of them.
+    unsigned int Replace(basic_buffer<wchar_t>& to, text_ref<wchar_t> text,
+                         REPLACED_MATCHES* matches = nullptr);
     /// The same in a text of ASCII or Latin 1.
-    unsigned int Replace(basic_buffer<unsigned char>& to, text_ref<unsigned char> text);
+    unsigned int Replace(basic_buffer<unsigned char>& to, text_ref<unsigned char> text,
+                         REPLACED_MATCHES* matches = nullptr);
 
 private:
     template <class T>
     struct WAY;
     struct WAYS;
+
+    template <class T>
+    unsigned int __Replace(WAY<T> WAYS::*way, basic_buffer<T>& to, text_ref<T> text,
+                           REPLACED_MATCHES* matches);
 
     wstringEx::regex_handle __expression;
     FORM __form;

@@ -3,10 +3,12 @@
 #pragma once
 
 #include "util/conv/backend/ConvOutput.h"
+#include "util/conv/loss.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <type_traits>
 
 namespace Quil::IMPL {
 
@@ -40,6 +42,7 @@ public:
     /// Goes on with the same text where it lies now: what was not read so far, and maybe more.
     /// Unless `isLast`, still more is to come behind it.
     void Rebase(const Source* src, std::size_t length, bool isLast) {
+        __base += __pos;
         __src = src;
         __length = length;
         __pos = 0;
@@ -55,6 +58,12 @@ public:
     const Source* GetRest() const { return __src + __pos; }
     std::size_t GetRestLength() const { return __length - __pos; }
 
+    /// Keeps what isn't in the charset, by wide characters that stand for bytes, instead of putting
+    /// "?" for it.
+    void KeepBytes() { __keepsBytes = true; }
+    /// What was lost of the text so far.
+    const LOSS& GetLoss() const { return __loss; }
+
     /// Moves on by source elements that were converted without the library.
     void Skip(std::size_t count) { __pos += count; }
 
@@ -62,7 +71,12 @@ public:
     /// stands for the source element at hand. An error after some output comes again at once.
     void Step(const ICONV_PIECES& pieces) {
         const std::size_t rest = GetRestLength();
-        const std::size_t piece = std::min(rest, std::max(pieces.source, __leastPiece));
+        const std::size_t piece =
+            __BeforeKept(std::min(rest, std::max(pieces.source, __leastPiece)));
+        if (piece == 0) {
+            __Replace();
+            return;
+        }
         const std::size_t room = __ReserveRoom(pieces.target, piece);
 
         // The library doesn't write to its input; its interface merely lacks the const.
@@ -111,11 +125,41 @@ private:
         return std::min(most, __output.GetRoom());
     }
 
-    /// Puts "?" for the source element at hand.
+    /// Puts "?" for the source element at hand, or keeps it.
     void __Replace() {
         __output.Reserve(1, __pos, __length);
-        __output.Append(static_cast<ELEMENT>('?'));
+        ELEMENT element = static_cast<ELEMENT>('?');
+        if (!__keepsBytes || IsAtEnd() || !__Keep(*GetRest(), element)) {
+            __loss.Add(__base + __pos, IsAtEnd() ? 0 : __CodeOf(*GetRest()));
+        }
+        __output.Append(element);
         __pos += std::min<std::size_t>(1, GetRestLength());
+    }
+
+    /// So many elements, or those in front of the first one that stands for a byte: libraries may
+    /// have their own idea of characters outside Unicode.
+    std::size_t __BeforeKept(std::size_t count) const {
+        if constexpr (std::is_same_v<Source, wchar_t>) {
+            if (__keepsBytes) {
+                return static_cast<std::size_t>(
+                    std::find_if(GetRest(), GetRest() + count, IsKeptByte) - GetRest());
+            }
+        }
+        return count;
+    }
+
+    static std::uint32_t __CodeOf(char source) { return static_cast<unsigned char>(source); }
+    static std::uint32_t __CodeOf(wchar_t source) { return static_cast<std::uint32_t>(source); }
+
+    static bool __Keep(Source source, ELEMENT& element) {
+        if constexpr (std::is_same_v<Source, char>) {
+            element = KeptByte(source);
+            return true;
+        } else if (IsKeptByte(source)) {
+            element = ByteOfKept(source);
+            return true;
+        }
+        return false;
     }
 
     ICONV_CONVERT __convert;
@@ -126,6 +170,9 @@ private:
     std::size_t __leastPiece = 0;
     bool __isLast = true;
     bool __isCut = false;
+    bool __keepsBytes = false;
+    std::uint64_t __base = 0; ///< elements in front of what lies at hand
+    LOSS __loss;
     Output& __output;
 };
 

@@ -63,18 +63,19 @@ void RunWay(const ICONV_WAY<Source, Target>& way, CIconvStepper<Source, Output>&
     }
 }
 
-/// Converts a whole text into a string.
+/// Converts a whole text into a string. Answers what was lost of it.
 template <class String, class Source, class Target>
-void ConvertWhole(const ICONV_WAY<Source, Target>& way, String& dst, const Source* src,
+LOSS ConvertWhole(const ICONV_WAY<Source, Target>& way, String& dst, const Source* src,
                   std::size_t length) {
     CConvOutput<String> output(dst);
     if (length == 0) {
-        return;
+        return {};
     }
     CIconvStepper<Source, CConvOutput<String>> stepper(way.convert, way.descriptor, src, length,
                                                        output);
     RunWay(way, stepper, output, 1);
     output.Finish();
+    return stepper.GetLoss();
 }
 
 } // namespace Quil::IMPL

@@ -6,7 +6,9 @@
 #include "util/file/system/error_text.h"
 #include "util/sys/errhdl.h"
 
+#include <cerrno>
 #include <climits>
+#include <cstring>
 #include <fcntl.h>
 #include <memory>
 
@@ -21,6 +23,7 @@ constexpr unsigned int SEARCH_FAILED = 19;
 } // namespace
 
 void CTreeSearch::Run(const stringEx& base) {
+    __base = base;
     __Guard(base, [&] {
         if (!__query.directories) {
             CDir().Open(base);
@@ -30,6 +33,7 @@ void CTreeSearch::Run(const stringEx& base) {
 }
 
 void CTreeSearch::LookUp(const stringEx& base, const stringEx& name) {
+    __base = base;
     __Guard(base, [&] {
         __way.push_back({base, {}, {}});
         __Ask(base, name);
@@ -58,8 +62,9 @@ void CTreeSearch::__Ask(const stringEx& base, const stringEx& name) {
     const int code = StatEntry(AT_FDCWD, path.c_str(), &status);
     if (code == 0) {
         const DIR_ENTRY entry{name.c_str(), S_ISDIR(status.st_mode), {}, S_ISFIFO(status.st_mode)};
-        if (__query.directories ? IsWantedDir(entry, __query.hidden, __query.dots)
-                                : IsWantedFile(entry, __query.hidden, false)) {
+        if (__query.directories
+                ? IsWantedDir(entry, __query.hidden, __query.dots)
+                : IsWantedFile(entry, __query.hidden, false) && __watch.Takes(base, base, name)) {
             __offer(base, name, entry.isFifo);
         }
     } else if (code == NO_ENTRY) {
@@ -102,10 +107,26 @@ void CTreeSearch::__Walk(const stringEx& base) {
     }
 }
 
+template <class Step>
+bool CTreeSearch::__Try(const stringEx& path, Step step) {
+    const std::size_t depth = __way.size();
+    try {
+        step();
+        return true;
+    } catch (const dirExp& cause) {
+        if (!__watch.PassesOver(path, cause.GetErrString())) {
+            throw;
+        }
+        __way.resize(depth);
+        return false;
+    }
+}
+
 /// A directory that can't be opened has no entries.
 void CTreeSearch::__Enter(const stringEx& path) {
     const std::unique_ptr<DIR, DirCloser> directory(::opendir(path.c_str()));
     if (!directory) {
+        __watch.PassesOver(path, std::strerror(errno));
         return;
     }
     LEVEL level;
@@ -123,11 +144,28 @@ void CTreeSearch::__Enter(const stringEx& path) {
 void CTreeSearch::__ReadLevel(DIR* directory, LEVEL& level) {
     const bool wantsDirs = __query.directories || __query.recursive;
     DIR_ENTRY entry;
-    while (ReadEntry(directory, level.path, entry)) {
+    while (__ReadEntry(directory, level.path, entry)) {
+        const stringEx name(entry.name, stringEx::NOT_OWNER());
         if (wantsDirs && IsWantedDir(entry, __query.hidden, __query.dots)) {
-            level.subDirs.push_back({stringEx(entry.name), entry.id});
-        } else if (!__query.directories && IsWantedFile(entry, __query.hidden, false)) {
-            __offer(level.path, stringEx(entry.name, stringEx::NOT_OWNER()), entry.isFifo);
+            if (__watch.Enters(__base, level.path, name)) {
+                level.subDirs.push_back({stringEx(entry.name), entry.id});
+            }
+        } else if (!__query.directories && IsWantedFile(entry, __query.hidden, false) &&
+                   __watch.Takes(__base, level.path, name)) {
+            __offer(level.path, name, entry.isFifo);
+        }
+    }
+}
+
+/// The next entry that can be asked. A directory that can't be read any further has come to its
+/// end.
+bool CTreeSearch::__ReadEntry(DIR* directory, const stringEx& path, DIR_ENTRY& entry) {
+    for (;;) {
+        bool isThere = false;
+        entry.name = nullptr;
+        if (__Try(path, [&] { isThere = ReadEntry(directory, path, entry); }) ||
+            entry.name == nullptr) {
+            return isThere;
         }
     }
 }
@@ -140,8 +178,10 @@ void CTreeSearch::__Visit(const SUB_DIR& subDir) {
     if (!__query.recursive || IsDotOrDotDot(subDir.name.c_str())) {
         return;
     }
-    __RefuseLoop(path, subDir.id);
-    __Enter(path + "/");
+    __Try(path, [&] {
+        __RefuseLoop(path, subDir.id);
+        __Enter(path + "/");
+    });
 }
 
 /// Following a symbolic link to a directory above would go on until the system refuses the path;
@@ -164,11 +204,15 @@ CDir::REGEX CompileNamePattern(const stringEx& pattern, CDir::CASE_SET caseSet) 
 
 unsigned int SearchByExpression(const CDir& base, std::vector<stringEx>& out,
                                 const CDir::REGEX& pattern, const IMPL::TREE_QUERY& query) {
-    IMPL::CTreeSearch search(query, [&](const stringEx& folder, const stringEx& name, bool) {
-        if (name.regex_match_with_comp(pattern, false, false)) {
-            out.push_back(folder + name);
-        }
-    });
+    CSearchWatch watch;
+    IMPL::CTreeSearch search(
+        query,
+        [&](const stringEx& folder, const stringEx& name, bool) {
+            if (name.regex_match_with_comp(pattern, false, false)) {
+                out.push_back(folder + name);
+            }
+        },
+        watch);
     search.Run(base.GetPath());
     return static_cast<unsigned int>(out.size());
 }

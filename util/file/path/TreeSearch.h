@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include "util/file/SearchWatch.h"
 #include "util/file/path/posix_dir.h"
 #include "util/text/stringEx.h"
 
@@ -30,7 +31,8 @@ public:
     /// are good for the call.
     using OFFER = std::function<void(const stringEx& folder, const stringEx& name, bool isFifo)>;
 
-    CTreeSearch(const TREE_QUERY& query, OFFER offer) : __query(query), __offer(std::move(offer)) {}
+    CTreeSearch(const TREE_QUERY& query, OFFER offer, CSearchWatch& watch)
+        : __query(query), __offer(std::move(offer)), __watch(watch) {}
 
     /// Walks the directory at `base`, which ends in "/". Failures throw `dirExp` with code 19, the
     /// cause below a head for each directory on the way to it.
@@ -55,16 +57,22 @@ private:
 
     template <class Search>
     void __Guard(const stringEx& base, Search search);
+    /// Does a step that may fail at `path`; false if it did and the search goes on all the same.
+    template <class Step>
+    bool __Try(const stringEx& path, Step step);
     void __Walk(const stringEx& base);
     void __Ask(const stringEx& base, const stringEx& name);
     void __Enter(const stringEx& path);
     void __ReadLevel(DIR* directory, LEVEL& level);
+    bool __ReadEntry(DIR* directory, const stringEx& path, DIR_ENTRY& entry);
     void __Visit(const SUB_DIR& subDir);
     void __RefuseLoop(const stringEx& path, const FILE_ID& id) const;
     stringEx __WrapCause(const stringEx& cause) const;
 
     TREE_QUERY __query;
     OFFER __offer;
+    CSearchWatch& __watch;
+    stringEx __base;
     std::vector<LEVEL> __way;
 };
 

@@ -7,10 +7,10 @@
 
 #include "util/file/dir.h"
 #include "util/file/path/TreeSearch.h"
+#include "util/sys/errhdl.h"
 
 #include <fcntl.h>
 #include <map>
-#include <set>
 
 namespace Quil {
 
@@ -51,13 +51,14 @@ public:
         __all.push_back(&pattern);
     }
 
-    /// Lists the directory, or the tree below it. Matching FIFOs are put in `fifos` too.
-    void Search(const stringEx& folder, const TREE_QUERY& query, std::set<stringEx>& fifos) {
-        CTreeSearch(query, [&](const stringEx& path, const stringEx& name, bool isFifo) {
+    /// Lists the directory, or the tree below it.
+    void Search(const stringEx& folder, const TREE_QUERY& query, CSearchWatch& watch) {
+        const auto offer = [&](const stringEx& path, const stringEx& name, bool isFifo) {
             if (__Offer(path, name) && isFifo) {
-                fifos.insert(path + name);
+                watch.NoteFifo(path + name);
             }
-        }).Run(folder);
+        };
+        CTreeSearch(query, offer, watch).Run(folder);
         for (PATTERN* const pattern : __all) {
             pattern->isDone = true;
         }
@@ -88,9 +89,8 @@ private:
 /// One call with all its patterns. The base must outlive it.
 class CPatternSearch {
 public:
-    /// @param fifos is given what is found and is a FIFO
-    CPatternSearch(const CDir& base, const TREE_QUERY& query, std::set<stringEx>& fifos)
-        : __base(base), __query(query), __fifos(fifos) {}
+    CPatternSearch(const CDir& base, const TREE_QUERY& query, CSearchWatch& watch)
+        : __base(base), __query(query), __watch(watch) {}
 
     /// Appends to `out`, and to `counts`, unless null, how many each pattern found.
     void Run(const std::vector<stringEx>& texts, std::vector<stringEx>& out,
@@ -101,7 +101,7 @@ public:
         }
         for (PATTERN& pattern : __patterns) {
             if (!pattern.isDone) {
-                __Search(pattern);
+                __SearchUnlessBroken(pattern);
             }
             if (counts != nullptr) {
                 counts->push_back(static_cast<unsigned int>(pattern.found.size()));
@@ -142,16 +142,18 @@ private:
             folder == "./" || HasWildcards(name) || !CanBeName(name)) {
             return false;
         }
-        const stringEx full = __FolderOf(folder) + name;
+        const stringEx from = __FolderOf(folder);
+        const stringEx full = from + name;
         struct stat status = {};
         if (IMPL::StatEntry(AT_FDCWD, full.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) {
             return false;
         }
         pattern.isDone = true;
-        if (IMPL::IsWantedFile({name.c_str(), false, {}}, __query.hidden, false)) {
+        if (IMPL::IsWantedFile({name.c_str(), false, {}}, __query.hidden, false) &&
+            __watch.Takes(from, from, name)) {
             pattern.found.push_back(full);
             if (S_ISFIFO(status.st_mode)) {
-                __fifos.insert(full);
+                __watch.NoteFifo(full);
             }
         }
         return true;
@@ -185,27 +187,37 @@ private:
         return folder;
     }
 
+    void __SearchUnlessBroken(PATTERN& pattern) {
+        try {
+            __Search(pattern);
+        } catch (const dirExp& cause) {
+            if (!__watch.PassesOver(pattern.folder, cause.GetErrString())) {
+                throw;
+            }
+        }
+    }
+
     void __Search(PATTERN& pattern) {
         if (pattern.hasFolder) {
             CDir().Open(pattern.folder);
         }
         if (!__IsLookedUp(pattern)) {
-            __groups[pattern.folder].Search(pattern.folder, __query, __fifos);
+            __groups[pattern.folder].Search(pattern.folder, __query, __watch);
         } else if (CanBeName(pattern.name)) {
-            CTreeSearch search(__query,
-                               [&](const stringEx& folder, const stringEx& name, bool isFifo) {
-                                   pattern.found.push_back(folder + name);
-                                   if (isFifo) {
-                                       __fifos.insert(folder + name);
-                                   }
-                               });
+            const auto offer = [&](const stringEx& folder, const stringEx& name, bool isFifo) {
+                pattern.found.push_back(folder + name);
+                if (isFifo) {
+                    __watch.NoteFifo(folder + name);
+                }
+            };
+            CTreeSearch search(__query, offer, __watch);
             search.LookUp(pattern.folder, pattern.name);
         }
     }
 
     const CDir& __base;
     TREE_QUERY __query;
-    std::set<stringEx>& __fifos;
+    CSearchWatch& __watch;
     std::vector<PATTERN> __patterns; ///< never grows past what was reserved: groups point into it
     std::map<stringEx, CPatternGroup> __groups;
 };
@@ -219,17 +231,17 @@ unsigned int CDir::GetAllFiles(std::vector<stringEx>& out, stringEx pattern, boo
 
 unsigned int CDir::GetAllFiles(std::vector<stringEx>& out, const std::vector<stringEx>& patterns,
                                bool recursive, bool hidden, std::vector<unsigned int>* counts,
-                               std::set<stringEx>* fifos) const {
-    std::set<stringEx> unwanted;
-    CPatternSearch(*this, {false, recursive, hidden, false}, fifos != nullptr ? *fifos : unwanted)
+                               CSearchWatch* watch) const {
+    CSearchWatch none;
+    CPatternSearch(*this, {false, recursive, hidden, false}, watch != nullptr ? *watch : none)
         .Run(patterns, out, counts);
     return static_cast<unsigned int>(out.size());
 }
 
 unsigned int CDir::GetAllSubDirs(std::vector<stringEx>& out, stringEx pattern, bool recursive,
                                  bool hidden, bool dots, bool /*reserved*/) const {
-    std::set<stringEx> fifos; // none is a directory
-    CPatternSearch(*this, {true, recursive, hidden, dots}, fifos)
+    CSearchWatch none;
+    CPatternSearch(*this, {true, recursive, hidden, dots}, none)
         .Run({std::move(pattern)}, out, nullptr);
     return static_cast<unsigned int>(out.size());
 }

@@ -81,6 +81,7 @@ int StatEntry(int directory, const char* path, struct stat* status, bool followL
 
 bool ReadEntry(DIR* directory, const stringEx& path, DIR_ENTRY& entry) {
     while (const dirent* const next = PosixReadDir(directory)) {
+        entry.name = next->d_name;
         // The call below goes from the open directory; the full path must be usable all the same.
         if (path.length() + std::strlen(next->d_name) >= PATH_MAX) {
             ThrowStatError(path + next->d_name, ENAMETOOLONG);

@@ -50,7 +50,8 @@ dirent* PosixReadDir(DIR* directory);
 
 /// The next entry of the directory opened at `path`, which ends in "/"; false at the end. A
 /// symbolic link, and an entry whose kind the directory doesn't tell, is asked for its status once,
-/// whose failure throws as `PosixStat` does. One that is gone by then is passed over.
+/// whose failure throws as `PosixStat` does, with the name in `entry`. One that is gone by then is
+/// passed over.
 bool ReadEntry(DIR* directory, const stringEx& path, DIR_ENTRY& entry);
 
 /// Whether an entry is a file, or a directory, that an enumeration with these flags answers.

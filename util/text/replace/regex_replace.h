@@ -6,6 +6,7 @@
 #include "regex/regcontext.h"
 #include "regex/regex.h"
 #include "util/text/replace/regex_template.h"
+#include "util/text/replaced_match.h"
 #include "util/text/text_build.h"
 
 #include <array>
@@ -143,7 +144,7 @@ struct copy_out_beginning {
 /// search for each would cost more than the rest.
 template <class T>
 unsigned int regex_replace_in_bulk(text_writer<T>& out, text_ref<T> text, regex_search<T>& searches,
-                                   const regex_template<T>& filler) {
+                                   const regex_template<T>& filler, REPLACED_MATCHES* matches) {
     constexpr std::size_t BULK = 128;
     std::array<regmatch_t, BULK> spans;
     std::size_t found = 0;
@@ -155,8 +156,12 @@ unsigned int regex_replace_in_bulk(text_writer<T>& out, text_ref<T> text, regex_
             const auto begin = static_cast<unsigned int>(spans[i].rm_so);
             const auto end = static_cast<unsigned int>(spans[i].rm_eo);
             out.put({text.data + copied, begin - copied});
+            const unsigned int before = out.length();
             filler.put(out,
                        [&](unsigned int) { return text_ref<T>(text.data + begin, end - begin); });
+            if (matches != nullptr) {
+                matches->push_back({begin, end - begin, before, out.length() - before});
+            }
             copied = end;
         }
         count += static_cast<unsigned int>(found);
@@ -169,10 +174,11 @@ unsigned int regex_replace_in_bulk(text_writer<T>& out, text_ref<T> text, regex_
 /// The one loop of all replace-all forms: appends the result to `to`, which is empty and apart from
 /// the text, and answers the number of matches; with none, nothing is appended. `decide` tells, for
 /// a search at a position, whether it does not begin a line. The text is that of `searches`.
+/// `matches`, unless null, is appended each match.
 template <class T, class Decide>
 unsigned int regex_replace_all(basic_buffer<T>& to, text_ref<T> text, regex_search<T>& searches,
                                bool sensitive, const regex_template<T>& filler, bool notBol,
-                               Decide decide) {
+                               Decide decide, REPLACED_MATCHES* matches = nullptr) {
     const T* const source = text.data;
     const unsigned int length = text.length;
     if (length == 0 || !searches.find(0, notBol, filler.groups_used())) {
@@ -188,7 +194,7 @@ unsigned int regex_replace_all(basic_buffer<T>& to, text_ref<T> text, regex_sear
     }
     text_writer<T> out(to);
     if (filler.groups_used() == 1 && searches.in_bulk()) {
-        return regex_replace_in_bulk(out, text, searches, filler);
+        return regex_replace_in_bulk(out, text, searches, filler, matches);
     }
     unsigned int copied = 0;
     unsigned int count = 0;
@@ -198,7 +204,11 @@ unsigned int regex_replace_all(basic_buffer<T>& to, text_ref<T> text, regex_sear
         const unsigned int offset = searches.offset(0);
         const unsigned int n = searches.length(0);
         out.put({source + copied, offset - copied});
+        const unsigned int before = out.length();
         filler.put(out, [&](unsigned int group) { return searches.text(group); });
+        if (matches != nullptr) {
+            matches->push_back({offset, n, before, out.length() - before});
+        }
         ++count;
         copied = offset + n;
         pos = copied + (n == 0 ? 1 : 0);

@@ -1,0 +1,82 @@
+#include "tool/option/help.h"
+
+#include "tool/option/option_table.h"
+#include "tool/usage.h"
+#include "util/conv/TextLibIConv.h"
+#include "util/conv/TextLibIcu.h"
+
+#include <gnu/libc-version.h>
+
+namespace Quil {
+
+namespace {
+
+constexpr std::size_t HELP_COLUMN = 24;
+
+struct TITLE {
+    TASK task;
+    const char* text;
+};
+
+constexpr TITLE TITLES[] = {{TASK::FIND, "What to find (the first that is given counts)"},
+                            {TASK::REPLACE, "What to put in its place"},
+                            {TASK::FILES, "Which files, and how"},
+                            {TASK::SHOW, "See it first"},
+                            {TASK::UNDO, "Take it back (--undo=list shows the runs)"},
+                            {TASK::CHARSETS, "Charsets"},
+                            {TASK::OUTPUT, "What is written where"},
+                            {TASK::OTHER, "Other"}};
+
+std::string Row(const OPTION& option) {
+    std::string row = option.IsLong() ? "  --" : "  -";
+    row += option.name;
+    const std::string value = std::string(option.IsLong() ? "=" : ":") + option.valueName;
+    if (option.value == VALUE::NEEDED) {
+        row += value;
+    } else if (option.value == VALUE::OPTIONAL) {
+        row += "[" + value + "]";
+    }
+    if (row.size() + 2 > HELP_COLUMN) {
+        row += "\n";
+        row.append(HELP_COLUMN, ' ');
+    } else {
+        row.resize(HELP_COLUMN, ' ');
+    }
+    return row + option.help + "\n";
+}
+
+} // namespace
+
+std::string HelpText() {
+    std::string text =
+        "Usage: tsub [PATTERN...] FIND REPLACE [OPTION...]\n"
+        "       ... | tsub FIND REPLACE [OPTION...]\n"
+        "\n"
+        "Finds a text or an expression in files, or in a pipe, and replaces it, in any\n"
+        "charset. Patterns (*, ?) are names or end in one; -- ends the options.\n";
+    for (const TITLE& title : TITLES) {
+        text += std::string("\n") + title.text + ":\n";
+        for (const OPTION& option : GetOptions()) {
+            if (option.task == title.task) {
+                text += Row(option);
+            }
+        }
+    }
+    return text + "\n"
+                  "Exit status: 0 something was replaced, 1 nothing was, 255 an error.\n";
+}
+
+std::string VersionText() {
+#ifdef __clang__
+    constexpr const char* COMPILER = "clang " __clang_version__;
+#else
+    constexpr const char* COMPILER = "g++ " __VERSION__;
+#endif
+    const auto found = [](bool isFound) { return isFound ? "found" : "not found"; };
+    return std::string("tsub " TSUB_VERSION "\n") + "built with " + COMPILER + "\n" + "C library " +
+           gnu_get_libc_version() + "\n" + "iconv " +
+           found(CTextLibIConv::IsExternalDependencyReady()) + "\n" + "ICU " +
+           found(CTextLibIcu::IsExternalDependencyReady()) + "\n";
+}
+
+} // namespace Quil
