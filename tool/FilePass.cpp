@@ -21,6 +21,8 @@ namespace {
 /// The end of a pipe reads as this byte.
 constexpr std::string_view END_OF_PIPE = "\xFF";
 
+constexpr std::size_t LONGEST_MARK = 4;
+
 bool IsSame(const timespec& a, const timespec& b) {
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
@@ -68,7 +70,9 @@ void RefuseOther(const struct stat& now, const struct stat& before, const string
 } // namespace
 
 CFilePass::CFilePass(const Run& run)
-    : __run(run), __road(ChooseRoad(run)),
+    : __run(run), __littleEndian(ChooseRoad(run)),
+      __bigEndian(run.bigEndian ? ChooseRoad(*run.bigEndian) : nullptr),
+      __road(__littleEndian.get()),
       __preview(run.show == SHOW::DIFFS ? std::make_unique<CPreview>(run) : nullptr) {}
 
 CFilePass::~CFilePass() = default;
@@ -156,6 +160,7 @@ void CFilePass::__PassRegular(const stringEx& path, CSysFile& file, const struct
     if (__run.excludeBinary && __IsBinary()) {
         return;
     }
+    __ChooseOrder();
     if (__run.isStrict && !__CheckLosses(size, result)) {
         return;
     }
@@ -172,6 +177,22 @@ void CFilePass::__PassRegular(const stringEx& path, CSysFile& file, const struct
     } else {
         __Change(path, state, place, result);
     }
+}
+
+/// Looks at the mark of the input that has just been opened, if it depends on that.
+void CFilePass::__ChooseOrder() {
+    if (__bigEndian == nullptr) {
+        return;
+    }
+    BLOCK block = __source.Next();
+    while (block.length < LONGEST_MARK && !block.isLast) {
+        block = __source.Next();
+    }
+    const std::string_view text(block.data, block.length);
+    const stringEx& mark = __run.bigEndian->in.mark;
+    __road = text.starts_with(std::string_view(mark.data(), mark.length())) ? __bigEndian.get()
+                                                                            : __littleEndian.get();
+    __source.Restart(0);
 }
 
 /// Whether the file that has just been opened holds what no text does that isn't wide.
@@ -225,6 +246,7 @@ void CFilePass::__PassDevice(const stringEx& path, FILE_RESULT& result) {
     const BLOCK block{reinterpret_cast<char*>(__all.ref()), __all.length(), true};
     COutputSink output;
     CBytesSink bytes;
+    __road = __littleEndian.get();
     __road->Start({__run.toStdout ? TASK::RESULT::OUTPUT : TASK::RESULT::FILE, block.length});
     __road->Take(block, __run.toStdout ? static_cast<ISink&>(output) : bytes);
     output.Flush(false);
@@ -253,8 +275,10 @@ FILE_RESULT CFilePass::PassPipe() {
         __road->Take({reinterpret_cast<char*>(__all.ref()), __all.length(), true}, output);
         output.Flush(false);
     } else {
-        const bool hasEnd = !__run.isFilter && !__run.isStrict && !__run.keepsBytes;
+        const bool hasEnd = !__run.isFilter && !__run.isStrict && !__run.keepsBytes &&
+                            __run.mark == MARK::BY_SWITCH;
         __source.StartPipe(hasEnd ? END_OF_PIPE : std::string_view());
+        __ChooseOrder();
         __Print(0, true, result);
     }
     result.count = __road->GetCount();

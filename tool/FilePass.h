@@ -41,6 +41,7 @@ private:
     static void __Note(FILE_RESULT& result, Pass pass);
     void __PassRegular(const stringEx& path, CSysFile& file, const struct stat& state,
                        FILE_RESULT& result);
+    void __ChooseOrder();
     bool __IsBinary();
     bool __CheckLosses(std::uint64_t size, FILE_RESULT& result);
     std::uint64_t __CountLines(std::uint64_t place);
@@ -58,7 +59,9 @@ private:
     BLOCK __Next(CInPlaceWriter* writer);
 
     const Run& __run;
-    std::unique_ptr<IRoad> __road;
+    std::unique_ptr<IRoad> __littleEndian; ///< or where there is but one order of bytes
+    std::unique_ptr<IRoad> __bigEndian;
+    IRoad* __road;                       ///< that of the present input
     std::unique_ptr<CPreview> __preview; ///< if diffs are wanted instead of changes
     CBlockSource __source;
     bool __holdsSignals = true; ///< by itself, while a file is changed

@@ -6,7 +6,9 @@
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
+#include <memory>
 #include <set>
+#include <string_view>
 #include <vector>
 
 namespace Quil {
@@ -31,7 +33,12 @@ struct CHARSET {
     CTextConvHandle converter;
     bool isWide = false;
     bool isBigEndian = false;
+    stringEx mark; ///< its byte-order mark, if the text is in a charset that --from-code named
 };
+
+/// When results begin with a byte-order mark: by -unisign; always; never; if the text did; or that,
+/// and where there is no other way to tell the order.
+enum class MARK { BY_SWITCH, YES, NO, KEEP, KEEP_OR_TELL };
 
 /// What is shown of files instead of changing them.
 enum class SHOW { NOTHING, DIFFS, NAMES, COUNTS };
@@ -82,6 +89,13 @@ struct Run {
     COLOR color = COLOR::AUTO; ///< of what is shown
     bool wantsHelp = false;
     bool wantsVersion = false;
+    bool wantsCharsets = false;
+
+    stringEx fromCode; ///< as the options name them
+    stringEx toCode;
+    MARK mark = MARK::BY_SWITCH;
+    /// The same run on texts whose mark says that they are big endian, if that is to be looked at.
+    std::shared_ptr<const Run> bigEndian;
 
     CHARSET arg;
     CHARSET in;
@@ -105,9 +119,11 @@ struct Run {
     bool failedToWrite = false; ///< a file should have been rewritten and was not
     bool hasPassedOver = false; ///< something couldn't be looked at
 
-    /// Whether a file that is written gets a byte-order mark in UTF-8: only under this one name of
-    /// it.
-    bool MarksUtf8() const { return addSign && !out.isWide && out.name.equal_no_case("utf-8"); }
+    /// Whether a result begins with a mark. By the switch only files do, and only in UTF-8 under
+    /// this one name of it.
+    bool WritesMark(bool hadMark, bool isFile) const;
+    /// The bytes of the mark.
+    std::string_view GetMark() const;
 };
 
 } // namespace Quil

@@ -3,6 +3,7 @@
 // part of the command's behaviour.
 #include "tool/backup/Journal.h"
 #include "tool/backup/undo.h"
+#include "tool/charset_names.h"
 #include "tool/expression.h"
 #include "tool/file_list.h"
 #include "tool/listings.h"
@@ -72,7 +73,7 @@ CHARSET SettleCharset(const CCmdArgParser& parser, const char* name, const CHARS
 
 /// The system's, which holds for all three unless a switch says otherwise.
 CHARSET SystemCharset() {
-    return {TTextConv::GetSysDefaultEnc(), GainBestSysDefConv()};
+    return {TTextConv::GetSysDefaultEnc(), GainBestSysDefConv(), false, false, stEMPTY};
 }
 
 /// `-encarg`. False, after saying so, for an encoding that can't stand on a command line.
@@ -85,9 +86,46 @@ bool SettleArgumentEncoding(const CCmdArgParser& parser, Run& run) {
     return !run.arg.isWide;
 }
 
-void SettleTextEncodings(const CCmdArgParser& parser, Run& run) {
-    run.in = SettleCharset(parser, "encin", SystemCharset(), run.constants);
-    run.out = SettleCharset(parser, "encout", run.in, run.constants);
+/// The charsets of the options that name them as the world does.
+bool SettleCodes(Run& run, bool isBigEndian) {
+    return FindCharset("from-code", run.fromCode, isBigEndian, run.in) &&
+           FindCharset("to-code", run.toCode, isBigEndian, run.out);
+}
+
+/// False, after saying so, for a name that isn't known.
+bool SettleTextEncodings(const CCmdArgParser& parser, Run& run) {
+    if (run.fromCode.empty() && run.toCode.empty() && run.mark == MARK::BY_SWITCH) {
+        run.in = SettleCharset(parser, "encin", SystemCharset(), run.constants);
+        run.out = SettleCharset(parser, "encout", run.in, run.constants);
+        return true;
+    }
+    run.isStrict = run.isStrict || (!run.forces && !run.keepsBytes);
+    if (run.fromCode.empty()) {
+        run.fromCode = HasSwitch(parser, "encin") ? TrimmedValue(parser, "encin")
+                                                  : TTextConv::GetSysDefaultEnc();
+    }
+    if (run.toCode.empty()) {
+        run.toCode = HasSwitch(parser, "encout") ? TrimmedValue(parser, "encout") : run.fromCode;
+    }
+    if (run.mark == MARK::BY_SWITCH) {
+        const bool mustTell = HasOrderByMark(run.toCode) && !HasOrderByMark(run.fromCode);
+        run.mark = mustTell ? MARK::KEEP_OR_TELL : MARK::KEEP;
+    }
+    return SettleCodes(run, false);
+}
+
+/// Where marks tell the order of bytes, what the run is on texts of the other one.
+bool SettleBigEndian(Run& run) {
+    if (!HasOrderByMark(run.fromCode)) {
+        return true;
+    }
+    auto bigEndian = std::make_shared<Run>(run);
+    bigEndian->fileList.clear();
+    if (!SettleCodes(*bigEndian, true)) {
+        return false;
+    }
+    run.bigEndian = std::move(bigEndian);
+    return true;
 }
 
 /// The find switches in the order in which they win; the first one present decides.
@@ -158,7 +196,8 @@ void SettleFlags(const CCmdArgParser& parser, Run& run) {
 
 /// Where nothing can get lost unseen the text itself decides, and nobody else is asked.
 bool PassGate(Run& run) {
-    const bool isAsked = !run.isStrict && !run.keepsBytes && !run.forces;
+    const bool isAsked =
+        !run.isStrict && !run.keepsBytes && !run.forces && run.mark == MARK::BY_SWITCH;
     if (run.keepsBytes && !CanKeepBytes(run)) {
         run.keepsBytes = false;
         run.isStrict = true;
@@ -227,6 +266,10 @@ int RunCommand(int argc, const char* const* argv) {
         PrintText(run.wantsHelp ? HelpText() : VersionText());
         return EXIT_LISTED;
     }
+    if (run.wantsCharsets) {
+        PrintText(CharsetListing());
+        return EXIT_LISTED;
+    }
     run.isWatched = ::isatty(STDERR_FILENO) != 0;
     run.forces = HasSwitch(parser, "force");
     WarnOfUnknownSwitches(parser, static_cast<unsigned int>(end));
@@ -244,14 +287,16 @@ int RunCommand(int argc, const char* const* argv) {
         return EXIT_NOTHING;
     }
     SettleFlags(parser, run);
-    SettleTextEncodings(parser, run);
-    if (!PassGate(run) || !CheckCombinations(run)) {
+    if (!SettleTextEncodings(parser, run) || !PassGate(run) || !CheckCombinations(run)) {
         return EXIT_ERROR;
     }
     if (!run.stdioMode && !BuildFileList(parser, run)) {
         return EXIT_ERROR;
     }
     CompileExpression(run);
+    if (!SettleBigEndian(run)) {
+        return EXIT_ERROR;
+    }
     return PassOverInputs(run) == PASS::STOP ? EXIT_ERROR : Report(run);
 }
 

@@ -84,6 +84,17 @@ const char* SettleKeepRuns(Run& run, const stringEx& value) {
     return run.keepRuns != 0 ? nullptr : "a number from 1 to 9999";
 }
 
+template <stringEx Run::*Member>
+const char* SettleCode(Run& run, const stringEx& value) {
+    run.*Member = value;
+    return nullptr;
+}
+
+const char* SettleBom(Run& run, const stringEx& value) {
+    run.mark = value == "yes" ? MARK::YES : value == "no" ? MARK::NO : MARK::KEEP;
+    return run.mark != MARK::KEEP || value == "keep" ? nullptr : "yes, no or keep";
+}
+
 const char* SettleExclude(Run& run, const stringEx& value) {
     run.isGuarded = true;
     run.excludes.push_back(value);
@@ -136,6 +147,14 @@ constexpr OPTION OPTIONS[] = {
     {TASK::UNDO, "forget", VALUE::NEEDED, "RUN", "drop what is kept of RUN, or of all",
      SettleForget},
 
+    {TASK::CHARSETS, "from-code", VALUE::NEEDED, "NAME", "charset of the input, by any usual name",
+     SettleCode<&Run::fromCode>},
+    {TASK::CHARSETS, "to-code", VALUE::NEEDED, "NAME", "charset of the output (the input's)",
+     SettleCode<&Run::toCode>},
+    {TASK::CHARSETS, "bom", VALUE::NEEDED, "WHEN", "byte-order mark with these: yes, no, keep",
+     SettleBom},
+    {TASK::CHARSETS, "list-charsets", VALUE::NONE, "", "list the names that these take",
+     Set<&Run::wantsCharsets>},
     {TASK::CHARSETS, "keep-bytes", VALUE::NONE, "", "bytes that belong to no character stay",
      Guard<&Run::keepsBytes>},
     {TASK::CHARSETS, "strict", VALUE::NONE, "", "leave files alone of which anything would be lost",

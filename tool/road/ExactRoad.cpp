@@ -79,9 +79,9 @@ void CExactRoad::__BeginText() {
     if (*__window.Data() == __run.constants.wsUniSign[0]) {
         Keep({__window.Data(), 1});
         __window.Drop(1);
-    } else if (__task.result == TASK::RESULT::FILE && __run.MarksUtf8()) {
-        const byteEx& sign = __run.constants.btUtf8Sign;
-        __sink->Replace({}, {reinterpret_cast<const char*>(sign.data()), sign.length()});
+    } else if (__task.result != TASK::RESULT::NONE &&
+               __run.WritesMark(false, __task.result == TASK::RESULT::FILE)) {
+        __sink->Replace({}, __run.GetMark());
     }
 }
 

@@ -133,7 +133,7 @@ bool CUtf8Road::__TakesMark(const BLOCK& block, std::size_t& begin) {
         return true;
     }
     const bool givesSign = (hasSign && __run.keepsBytes) ||
-                           (__task.result != TASK::RESULT::OUTPUT && __run.MarksUtf8());
+                           __run.WritesMark(hasSign, __task.result != TASK::RESULT::OUTPUT);
     __isAtStart = false;
     begin = hasSign ? sign.size() : 0;
     __hasChanged = hasSign != givesSign;
@@ -275,8 +275,7 @@ LOSSES CUtf8Road::GetLosses() const {
 }
 
 std::uint64_t CUtf8Road::GetMostBytes(std::uint64_t size) const {
-    const std::uint64_t mark = __run.MarksUtf8() ? __run.constants.btUtf8Sign.length() : 0;
-    return __search->GetMost(size) + mark;
+    return __search->GetMost(size) + __run.GetMark().size();
 }
 
 } // namespace Quil

@@ -84,6 +84,7 @@ bool CWholeRoad::__TakeAscii(const BLOCK& block) {
     const text_ref<unsigned char> text(reinterpret_cast<const unsigned char*>(block.data),
                                        static_cast<unsigned int>(block.length));
     __hasText = true;
+    __hasMark = false;
     __count = __replacer.Replace(__bytes, text);
     if (__count == 0) {
         __bytes = byteEx(text.data, text.length);
@@ -107,7 +108,8 @@ void CWholeRoad::__Decode(std::string_view bytes) {
     __losses.characters = __text.length();
     const bool isStart = !__hasText;
     __hasText = __hasText || !__text.empty();
-    if (isStart && __text.begin_with(__run.constants.wsUniSign)) {
+    __hasMark = isStart && __text.begin_with(__run.constants.wsUniSign);
+    if (__hasMark) {
         __text.erase(0, 1);
     }
 }
@@ -168,8 +170,10 @@ void CWholeRoad::__Encode() {
 }
 
 void CWholeRoad::__Mark() {
-    if (__task.result != TASK::RESULT::OUTPUT && __task.place == 0 && __run.MarksUtf8()) {
-        __bytes.insert(0, __run.constants.btUtf8Sign);
+    if (__task.place == 0 && __run.WritesMark(__hasMark, __task.result != TASK::RESULT::OUTPUT)) {
+        const std::string_view mark = __run.GetMark();
+        __bytes.insert(0, byteEx(reinterpret_cast<const unsigned char*>(mark.data()),
+                                 static_cast<unsigned int>(mark.size())));
     }
 }
 

@@ -44,7 +44,8 @@ private:
     std::unique_ptr<const TTextConv> __encoder;
     unsigned long __count = 0;
     bool __hasText = false;
-    bool __isDone = false; ///< the result is there already
+    bool __hasMark = false; ///< the text began with one
+    bool __isDone = false;  ///< the result is there already
 };
 
 } // namespace Quil

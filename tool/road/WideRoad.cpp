@@ -73,12 +73,11 @@ bool CWideRoad::__Search(bool isLast) {
 
 void CWideRoad::__BeginText() {
     __hasText = true;
-    if (*__window.Data() == __run.constants.wsUniSign[0]) {
-        __window.Drop(1);
-    }
-    if (__task.result == TASK::RESULT::FILE && __run.MarksUtf8()) {
-        const byteEx& sign = __run.constants.btUtf8Sign;
-        __sink->Replace({}, {reinterpret_cast<const char*>(sign.data()), sign.length()});
+    const bool hasMark = *__window.Data() == __run.constants.wsUniSign[0];
+    __window.Drop(hasMark ? 1 : 0);
+    if (__task.result != TASK::RESULT::NONE &&
+        __run.WritesMark(hasMark, __task.result == TASK::RESULT::FILE)) {
+        __sink->Replace({}, __run.GetMark());
     }
 }
 
