@@ -1,6 +1,7 @@
 #include "tool/FilePass.h"
 
 #include "tool/FileLocks.h"
+#include "tool/Progress.h"
 #include "tool/backup/Journal.h"
 #include "tool/losses.h"
 #include "tool/preview/Preview.h"
@@ -73,7 +74,7 @@ CFilePass::CFilePass(const Run& run)
     : __run(run), __littleEndian(ChooseRoad(run)),
       __bigEndian(run.bigEndian ? ChooseRoad(*run.bigEndian) : nullptr),
       __road(__littleEndian.get()),
-      __preview(run.show == SHOW::DIFFS ? std::make_unique<CPreview>(run) : nullptr) {}
+      __preview(run.show == SHOW::DIFFS || run.asks ? std::make_unique<CPreview>(run) : nullptr) {}
 
 CFilePass::~CFilePass() = default;
 
@@ -150,9 +151,10 @@ void CFilePass::__Note(FILE_RESULT& result, Pass pass) {
 void CFilePass::__PassRegular(const stringEx& path, CSysFile& file, const struct stat& state,
                               FILE_RESULT& result) {
     const auto size = static_cast<std::uint64_t>(state.st_size);
-    if (size == 0) {
+    if (size == 0 || __rest == ANSWER::REST_NOT) {
         return;
     }
+    __road = __littleEndian.get();
     if (__road->WantsAll() && size > byteEx::max_size()) {
         CDir::ReadFile(path, __all); // which says that it is too large
     }
@@ -172,9 +174,12 @@ void CFilePass::__PassRegular(const stringEx& path, CSysFile& file, const struct
     if (!__Look(size, place)) {
         return;
     }
+    if (__run.asks) {
+        place = 0; // of the road that is chosen then
+    }
     if (__run.show != SHOW::NOTHING) {
         __Show(path, size, result);
-    } else {
+    } else if (!__run.asks || __Ask(path, size)) {
         __Change(path, state, place, result);
     }
 }
@@ -291,7 +296,7 @@ void CFilePass::__Print(std::uint64_t size, bool isAwaited, FILE_RESULT& result)
     COutputSink output;
     __road->Start({TASK::RESULT::OUTPUT, size});
     for (bool isLast = false; !isLast;) {
-        const BLOCK block = __source.Next();
+        const BLOCK block = __NextBlock();
         isLast = block.isLast;
         __source.Take(__road->Take(block, output));
         if (__run.isStrict) {
@@ -321,7 +326,7 @@ bool CFilePass::__Look(std::uint64_t size, std::uint64_t& place) {
     CNoSink none;
     __road->Start({TASK::RESULT::NONE, size});
     for (bool isLast = false; !isLast && !__HasFound();) {
-        const BLOCK block = __source.Next();
+        const BLOCK block = __NextBlock();
         isLast = block.isLast;
         place = __road->CanResume() && !__road->HasChanged() ? __source.GetPlace() : place;
         __source.Take(__road->Take(block, none));
@@ -368,13 +373,8 @@ void CFilePass::__Change(const stringEx& path, const struct stat& state, std::ui
 /// What a change of the file would be, up to the failure that it would meet.
 void CFilePass::__Show(const stringEx& path, std::uint64_t size, FILE_RESULT& result) {
     CNoSink none;
-    const bool isConversion = __run.findFunc == FIND::ANY && !__run.hasReplace;
-    if (__preview != nullptr && isConversion) {
-        __ShowConversion(path, size);
-    } else if (__preview != nullptr) {
-        __preview->StartFile(path);
-        __RunRoad({TASK::RESULT::FILE, size, 0, true}, *__preview, nullptr);
-        __preview->FinishFile();
+    if (__run.show == SHOW::DIFFS) {
+        __ShowDiff(path, size);
     } else {
         __RunRoad({TASK::RESULT::FILE, size, 0, true}, none, nullptr);
     }
@@ -389,6 +389,67 @@ void CFilePass::__Show(const stringEx& path, std::uint64_t size, FILE_RESULT& re
     } catch (const qlExp& cause) {
         TellWriteFailure(result, cause);
     }
+}
+
+void CFilePass::__ShowDiff(const stringEx& path, std::uint64_t size) {
+    if (__run.findFunc == FIND::ANY && !__run.hasReplace) {
+        __ShowConversion(path, size);
+        return;
+    }
+    __preview->StartFile(path);
+    __RunRoad({TASK::RESULT::FILE, size, 0, true}, *__preview, nullptr);
+    __preview->FinishFile();
+}
+
+/// Whether somebody wants the file changed. The road is then one that makes those changes.
+bool CFilePass::__Ask(const stringEx& path, std::uint64_t size) {
+    if (__rest == ANSWER::ALL) {
+        return true;
+    }
+    __ShowDiff(path, size);
+    const unsigned long matches = __road->GetCount();
+    const bool canSplit = __run.byMatch && matches > 1 && __road == __littleEndian.get();
+    const ANSWER answer =
+        CDialog().Ask(std::string("Change ") + ShownPath(path).c_str() + "?", canSplit);
+    if (answer == ANSWER::SPLIT) {
+        return __AskEach(path, size, matches);
+    }
+    if (answer == ANSWER::ALL) {
+        __rest = ANSWER::ALL;
+    } else if (answer == ANSWER::REST_NOT || answer == ANSWER::QUIT) {
+        __rest = ANSWER::REST_NOT;
+    }
+    return answer == ANSWER::YES || answer == ANSWER::ALL;
+}
+
+/// The same match by match.
+bool CFilePass::__AskEach(const stringEx& path, std::uint64_t size, unsigned long matches) {
+    if (__byMatch == nullptr) {
+        __byMatch = ChooseRoad(*__run.byMatch);
+    }
+    __road = __byMatch.get();
+    std::vector<bool> wanted(matches, false);
+    for (std::size_t i = 0; i < matches; ++i) {
+        __run.matchChoice->ShowOnly(i);
+        __ShowDiff(path, size);
+        const std::string question =
+            "Replace match " + std::to_string(i + 1) + " of " + std::to_string(matches) + "?";
+        const ANSWER answer = CDialog().Ask(question, false);
+        if (answer == ANSWER::QUIT) {
+            __rest = ANSWER::REST_NOT;
+            return false;
+        }
+        if (answer == ANSWER::ALL) {
+            std::fill(wanted.begin() + static_cast<std::ptrdiff_t>(i), wanted.end(), true);
+        }
+        if (answer == ANSWER::ALL || answer == ANSWER::REST_NOT) {
+            break;
+        }
+        wanted[i] = answer == ANSWER::YES;
+    }
+    const bool isAnyWanted = std::find(wanted.begin(), wanted.end(), true) != wanted.end();
+    __run.matchChoice->Take(std::move(wanted));
+    return isAnyWanted;
 }
 
 /// A diff of all lines would say nothing.
@@ -438,9 +499,18 @@ void CFilePass::__RunRoad(const TASK& task, ISink& sink, CInPlaceWriter* writer)
     }
 }
 
+BLOCK CFilePass::__NextBlock() {
+    const BLOCK block = __source.Next();
+    __run.progress->Add(block.length);
+    if (__holdsSignals) {
+        __run.progress->Update();
+    }
+    return block;
+}
+
 BLOCK CFilePass::__Next(CInPlaceWriter* writer) {
     try {
-        return __source.Next();
+        return __NextBlock();
     } catch (const sysfileExp& cause) {
         if (writer != nullptr) {
             writer->Abandon(cause);

@@ -7,6 +7,7 @@
 
 #include "tool/BlockSource.h"
 #include "tool/file_result.h"
+#include "tool/preview/Dialog.h"
 #include "tool/road/road.h"
 #include "tool/sink.h"
 #include "util/text/byteEx.h"
@@ -53,15 +54,21 @@ private:
     void __Change(const stringEx& path, const struct stat& state, std::uint64_t place,
                   FILE_RESULT& result);
     void __Warn(std::uint64_t place, FILE_RESULT& result);
+    void __ShowDiff(const stringEx& path, std::uint64_t size);
+    bool __Ask(const stringEx& path, std::uint64_t size);
+    bool __AskEach(const stringEx& path, std::uint64_t size, unsigned long matches);
     void __Show(const stringEx& path, std::uint64_t size, FILE_RESULT& result);
     void __Rewrite(CSysFile& target, std::uint64_t size, std::uint64_t place);
     void __RunRoad(const TASK& task, ISink& sink, CInPlaceWriter* writer);
+    BLOCK __NextBlock();
     BLOCK __Next(CInPlaceWriter* writer);
 
     const Run& __run;
     std::unique_ptr<IRoad> __littleEndian; ///< or where there is but one order of bytes
     std::unique_ptr<IRoad> __bigEndian;
+    std::unique_ptr<IRoad> __byMatch;    ///< on which matches may be left out; null: not needed yet
     IRoad* __road;                       ///< that of the present input
+    ANSWER __rest = ANSWER::YES;         ///< what is to become of the files that come, unless YES
     std::unique_ptr<CPreview> __preview; ///< if diffs are wanted instead of changes
     CBlockSource __source;
     bool __holdsSignals = true; ///< by itself, while a file is changed

@@ -1,13 +1,17 @@
 #include "tool/ParallelPass.h"
 
 #include "tool/FilePass.h"
+#include "tool/Progress.h"
 #include "util/sys/errhdl.h"
 
 #include <algorithm>
+#include <chrono>
 
 namespace Quil {
 
 namespace {
+
+constexpr std::chrono::milliseconds INTERVAL(100);
 
 /// Files that are taken together: enough that taking them costs nothing, and so few that no worker
 /// is left with the last ones.
@@ -112,7 +116,10 @@ void CParallelPass::__TakeGroup() {
         return; // behind the last one, or one that wasn't done to its end
     }
     std::unique_lock lock(__mutex);
-    __isDone.wait(lock, [&] { return !__groups[__awaited].empty() || __working == 0; });
+    while (!__isDone.wait_for(lock, INTERVAL,
+                              [&] { return !__groups[__awaited].empty() || __working == 0; })) {
+        __run.progress->Update();
+    }
     __current.swap(__groups[__awaited++]);
 }
 

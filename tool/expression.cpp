@@ -3,7 +3,6 @@
 #include "tool/expression.h"
 
 #include <iostream>
-#include <unistd.h>
 
 namespace Quil {
 namespace {
@@ -25,8 +24,9 @@ unsigned int TypedLength(const wstringEx& typed, unsigned int at) {
     return 1;
 }
 
-void Tell(const REGEX_ERROR& error, const wstringEx& typed) {
-    std::cerr << "[ERROR] bad expression: " << error.text;
+void Tell(const REGEX_ERROR& error, const wstringEx& typed, bool isFatal) {
+    std::cerr << (isFatal ? "[FATAL ERROR] bad expression: " : "[ERROR] bad expression: ")
+              << error.text;
     if (error.position != REGEX_ERROR::NOWHERE) {
         unsigned int at = 0;
         for (unsigned int i = 0; i < error.position && at < typed.length(); ++i) {
@@ -49,18 +49,19 @@ void RegexExtendClassParser(wstringEx& str) {
     }
 }
 
-void CompileExpression(Run& run) {
+bool CompileExpression(Run& run) {
     if (run.findFunc != FIND::REGEX) {
-        return;
+        return true;
     }
     wstringEx expression = run.findText;
     RegexExtendClassParser(expression);
     REGEX_ERROR error;
     run.regexComp =
         wstringEx::regex_comp(expression, run.regexNoCase, !run.regexNoNewline, true, true, error);
-    if (error && isatty(STDERR_FILENO) != 0) {
-        Tell(error, run.findText);
+    if (error && (run.isWatched || run.isCareful)) {
+        Tell(error, run.findText, run.isCareful);
     }
+    return !error || !run.isCareful;
 }
 
 } // namespace Quil

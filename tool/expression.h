@@ -12,7 +12,7 @@ void RegexExtendClassParser(wstringEx& str);
 /// Compiles the run's expression, if it searches by one. An expression that doesn't compile leaves
 /// a null handle, and nothing matches: scripts rely on that. Only somebody who sits at a terminal
 /// is told, in a line on standard error, what is wrong with it and at which character, counted from
-/// 1 in what was typed.
-void CompileExpression(Run& run);
+/// 1 in what was typed; and a careful run ends by that, which false means.
+bool CompileExpression(Run& run);
 
 } // namespace Quil

@@ -68,6 +68,10 @@ stringEx FromHere(const stringEx& pattern) {
     return pattern.substr(start, stringEx::npos);
 }
 
+bool HasWildcards(const stringEx& pattern) {
+    return pattern.find('*') != stringEx::npos || pattern.find('?') != stringEx::npos;
+}
+
 /// Whether a pattern that found no file is a name that leads nowhere. A folder's name, or that of a
 /// file which the run leaves alone, does lead somewhere.
 bool IsMissingName(const stringEx& pattern) {
@@ -75,9 +79,8 @@ bool IsMissingName(const stringEx& pattern) {
     if (!pattern.empty()) {
         CDir::GetPathFilename(name);
     }
-    const bool isPlain =
-        !name.empty() && name.find('*') == stringEx::npos && name.find('?') == stringEx::npos;
-    return isPlain && !CDir::IsFileExist(pattern) && !CDir::IsDirExist(pattern);
+    return !name.empty() && !HasWildcards(name) && !CDir::IsFileExist(pattern) &&
+           !CDir::IsDirExist(pattern);
 }
 
 /// Appends what the patterns of the command line find. Answers which are names that lead nowhere.
@@ -91,7 +94,8 @@ std::vector<stringEx> AddPatterns(const std::vector<stringEx>& words, Run& run, 
     CDir(".").GetAllFiles(run.fileList, patterns, run.withSubDirs, !run.errStop, &counts, &watch);
     std::vector<stringEx> missing;
     for (unsigned int i = 0; i < counts.size(); ++i) {
-        if (counts[i] == 0 && IsMissingName(patterns[i])) {
+        if (counts[i] == 0 &&
+            (IsMissingName(patterns[i]) || (run.isCareful && HasWildcards(patterns[i])))) {
             missing.push_back(words[i]);
         }
     }
@@ -152,6 +156,10 @@ bool BuildFileList(const CCmdArgParser& parser, Run& run) {
     const std::vector<stringEx> missing = AddPatterns(words, run, watch);
     if (run.fileList.empty()) {
         std::cerr << "[FATAL ERROR] can't find the file(s)!\n";
+        return false;
+    }
+    if (run.isCareful && !missing.empty()) {
+        std::cerr << "[FATAL ERROR] nothing is found by: " << missing[0] << "\n";
         return false;
     }
     for (const stringEx& name : missing) {

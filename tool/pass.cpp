@@ -3,9 +3,11 @@
 
 #include "tool/FilePass.h"
 #include "tool/ParallelPass.h"
+#include "tool/Progress.h"
 #include "tool/standard_output.h"
 
 #include <iostream>
+#include <unistd.h>
 
 namespace Quil {
 
@@ -22,6 +24,10 @@ void ReportFile(const stringEx& path, unsigned long replCount) {
 PASS Add(Run& run, const stringEx& path, const FILE_RESULT& result) {
     if (result.failure) {
         std::rethrow_exception(result.failure);
+    }
+    if (result.trouble != nullptr || !result.warning.empty() ||
+        (result.hasChanged && run.showFileCount)) {
+        run.progress->Hide();
     }
     run.foundAny = run.foundAny || result.count != 0;
     run.failedToWrite = run.failedToWrite || result.hasFailedToWrite;
@@ -44,9 +50,17 @@ PASS Add(Run& run, const stringEx& path, const FILE_RESULT& result) {
     return PASS::DONE;
 }
 
+/// A line on the terminal must not come between other ones there.
+bool WantsProgress(const Run& run) {
+    const bool prints = run.stdioMode || run.toStdout || run.show != SHOW::NOTHING || run.asks;
+    return run.wantsProgress && run.isWatched && (!prints || ::isatty(STDOUT_FILENO) == 0) &&
+           !run.asks;
+}
+
 PASS PassInTurn(Run& run) {
     CFilePass pass(run);
     for (const stringEx& path : run.fileList) {
+        run.progress->Begin(path);
         if (Add(run, path, pass.PassFile(path)) == PASS::STOP) {
             return PASS::STOP;
         }
@@ -57,6 +71,7 @@ PASS PassInTurn(Run& run) {
 PASS PassAtOnce(Run& run) {
     CParallelPass pass(run);
     for (const stringEx& path : run.fileList) {
+        run.progress->Begin(path);
         const std::optional<FILE_RESULT> result = pass.Next();
         if (!result) {
             break;
@@ -69,12 +84,14 @@ PASS PassAtOnce(Run& run) {
 } // namespace
 
 PASS PassOverInputs(Run& run) {
+    CProgress progress(WantsProgress(run), run.fileList.size());
+    run.progress = &progress;
     if (run.stdioMode) {
         return Add(run, stEMPTY, CFilePass(run).PassPipe());
     }
     // Where the first error is to end the run, or all goes to one output, there is one order.
     const bool isInTurn = run.jobs == 1 || run.errStop || run.toStdout ||
-                          run.show != SHOW::NOTHING || run.fileList.size() == 1;
+                          run.show != SHOW::NOTHING || run.asks || run.fileList.size() == 1;
     return isInTurn ? PassInTurn(run) : PassAtOnce(run);
 }
 

@@ -14,6 +14,8 @@
 namespace Quil {
 
 class CJournal;
+class CMatchChoice;
+class CProgress;
 
 using ENC_SET = std::set<stringEx, less_no_case<stringEx>>;
 
@@ -86,7 +88,10 @@ struct Run {
     stringEx forget;                 ///< runs whose old contents go
     bool forces = false;             ///< -force
     SHOW show = SHOW::NOTHING;
-    COLOR color = COLOR::AUTO; ///< of what is shown
+    COLOR color = COLOR::AUTO;     ///< of what is shown
+    bool wantsProgress = true;     ///< where somebody looks on
+    CProgress* progress = nullptr; ///< of this run; null: none is shown
+    bool isCareful = false;        ///< what else is passed over is an error
     bool wantsHelp = false;
     bool wantsVersion = false;
     bool wantsCharsets = false;
@@ -96,6 +101,10 @@ struct Run {
     MARK mark = MARK::BY_SWITCH;
     /// The same run on texts whose mark says that they are big endian, if that is to be looked at.
     std::shared_ptr<const Run> bigEndian;
+    bool asks = false; ///< before each file is changed
+    /// The same run, by this choice of matches, if that is possible and may be wanted.
+    std::shared_ptr<const Run> byMatch;
+    std::shared_ptr<CMatchChoice> matchChoice;
 
     CHARSET arg;
     CHARSET in;

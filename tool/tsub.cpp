@@ -11,7 +11,8 @@
 #include "tool/option/help.h"
 #include "tool/option/long_options.h"
 #include "tool/pass.h"
-#include "tool/road/road.h"
+#include "tool/preview/Dialog.h"
+#include "tool/road/ExactRoad.h"
 #include "tool/standard_output.h"
 #include "tool/usage.h"
 #include "util/sys/errhdl.h"
@@ -205,6 +206,17 @@ bool PassGate(Run& run) {
     return !isAsked || PassCompatibilityGate(run.in.name, run.out.name);
 }
 
+/// What the run is by a choice of matches, if it asks.
+void SettleByMatch(Run& run) {
+    if (run.asks && CExactRoad::CanServe(run)) {
+        run.matchChoice = std::make_shared<CMatchChoice>();
+        auto byMatch = std::make_shared<Run>(run);
+        byMatch->fileList.clear();
+        byMatch->choice = byMatch->matchChoice.get();
+        run.byMatch = std::move(byMatch);
+    }
+}
+
 /// False, after saying so, for options that have nothing to say to each other.
 bool CheckCombinations(const Run& run) {
     if (run.show != SHOW::NOTHING && (run.stdioMode || run.toStdout)) {
@@ -213,7 +225,19 @@ bool CheckCombinations(const Run& run) {
                "none\n";
         return false;
     }
-    return true;
+    if (!run.asks) {
+        return true;
+    }
+    const char* const obstacle =
+        run.show != SHOW::NOTHING       ? "changes files, and a preview doesn't"
+        : run.stdioMode || run.toStdout ? "asks about files, and this run changes none"
+        : run.filesFrom == "-"          ? "asks on the terminal, and can't read a pipe as well"
+        : !CDialog::IsPossible()        ? "asks on a terminal, and there is none"
+                                        : nullptr;
+    if (obstacle != nullptr) {
+        std::cerr << "[FATAL ERROR] --interactive " << obstacle << "\n";
+    }
+    return obstacle == nullptr;
 }
 
 /// Reports the total and answers the exit status. A run that changed nothing since it could not
@@ -224,7 +248,8 @@ int Report(const Run& run) {
         line.append_ulong(run.totalCount, 10);
         PrintReport(line.append(" matchs\n"));
     }
-    if (run.failedToWrite && !run.changedFile) {
+    const bool isAmiss = run.isCareful && (run.failedToWrite || run.hasPassedOver);
+    if (isAmiss || (run.failedToWrite && !run.changedFile)) {
         return EXIT_ERROR;
     }
     return run.foundAny ? EXIT_REPLACED : EXIT_NOTHING;
@@ -272,7 +297,9 @@ int RunCommand(int argc, const char* const* argv) {
     }
     run.isWatched = ::isatty(STDERR_FILENO) != 0;
     run.forces = HasSwitch(parser, "force");
-    WarnOfUnknownSwitches(parser, static_cast<unsigned int>(end));
+    if (!CheckSwitches(parser, static_cast<unsigned int>(end), run)) {
+        return EXIT_ERROR;
+    }
     const std::unique_ptr<CJournal> journal = OpenJournal(argc, argv, run);
     if (run.wantsUndo) {
         return Undo(run);
@@ -293,10 +320,10 @@ int RunCommand(int argc, const char* const* argv) {
     if (!run.stdioMode && !BuildFileList(parser, run)) {
         return EXIT_ERROR;
     }
-    CompileExpression(run);
-    if (!SettleBigEndian(run)) {
+    if (!CompileExpression(run) || !SettleBigEndian(run)) {
         return EXIT_ERROR;
     }
+    SettleByMatch(run);
     return PassOverInputs(run) == PASS::STOP ? EXIT_ERROR : Report(run);
 }
 

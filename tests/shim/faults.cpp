@@ -3,8 +3,8 @@
 //
 // TSUB_TEST_FAULT is a list of "CALL N WHAT" with commas between: in the N-th call of that name
 // (from 1) WHAT happens: the number of an error that it fails with, minus the number of a signal
-// that comes before it is done, or 0 for half of what was asked. Of `read` and
-// `write` only calls to regular files count.
+// that comes before it is done, 0 for half of what was asked, or 1000 plus the tenths of a second
+// that it takes. Of `read` and `write` only calls to regular files count.
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -18,6 +18,7 @@ namespace {
 
 constexpr int NONE = 1 << 20;
 constexpr int HALF = 0;
+constexpr int SLOW = 1000;
 
 /// Counts a call and answers the fault that is due in it.
 int Due(const char* call, int& count) {
@@ -41,6 +42,8 @@ int Due(const char* call, int& count) {
 bool Fails(int what) {
     if (what < 0) {
         kill(getpid(), -what);
+    } else if (what >= SLOW && what != NONE) {
+        usleep(static_cast<useconds_t>(what - SLOW) * 100'000);
     } else if (what != HALF && what != NONE) {
         errno = what;
         return true;

@@ -18,14 +18,15 @@ struct TITLE {
     const char* text;
 };
 
-constexpr TITLE TITLES[] = {{TASK::FIND, "What to find (the first that is given counts)"},
-                            {TASK::REPLACE, "What to put in its place"},
-                            {TASK::FILES, "Which files, and how"},
-                            {TASK::SHOW, "See it first"},
-                            {TASK::UNDO, "Take it back (--undo=list shows the runs)"},
-                            {TASK::CHARSETS, "Charsets"},
-                            {TASK::OUTPUT, "What is written where"},
-                            {TASK::OTHER, "Other"}};
+constexpr TITLE TITLES[] = {
+    {TASK::FIND, "What to find (the first that is given counts)"},
+    {TASK::REPLACE, "What to put in its place"},
+    {TASK::FILES, "Which files, and how"},
+    {TASK::SHOW, "See it first"},
+    {TASK::UNDO, "With care (--undo=list shows the runs that can be undone)"},
+    {TASK::CHARSETS, "Charsets"},
+    {TASK::OUTPUT, "What is written where"},
+    {TASK::OTHER, "Other"}};
 
 std::string Row(const OPTION& option) {
     std::string row = option.IsLong() ? "  --" : "  -";

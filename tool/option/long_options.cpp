@@ -2,12 +2,12 @@
 
 #include "tool/option/nearest.h"
 #include "tool/option/option_table.h"
+#include "tool/run.h"
 #include "util/text/CmdArgParser.h"
 
 #include <algorithm>
 #include <iostream>
 #include <string_view>
-#include <unistd.h>
 
 namespace Quil {
 
@@ -82,16 +82,21 @@ bool SettleLongOptions(int end, const char* const* argv, Run& run) {
     });
 }
 
-void WarnOfUnknownSwitches(const CCmdArgParser& parser, unsigned int end) {
-    if (::isatty(STDERR_FILENO) == 0) {
-        return;
-    }
+bool CheckSwitches(const CCmdArgParser& parser, unsigned int end, const Run& run) {
     for (unsigned int i = 0; i < end; ++i) {
         const stringEx name = parser.GetSwitchName(i);
-        if (!name.empty() && !IsLong((stringEx("-") + name).c_str()) && !IsKnownSwitch(name)) {
+        if (name.empty() || IsLong((stringEx("-") + name).c_str()) || IsKnownSwitch(name)) {
+            continue;
+        }
+        if (run.isCareful) {
+            std::cerr << "[FATAL ERROR] switch -" << name << " isn't known\n";
+            return false;
+        }
+        if (run.isWatched) {
             std::cerr << "[WARNING] switch -" << name << " isn't known and has no effect\n";
         }
     }
+    return true;
 }
 
 } // namespace Quil

@@ -16,8 +16,8 @@ int FindOptionsEnd(int argc, const char* const* argv);
 /// that isn't known or has a wrong value.
 bool SettleLongOptions(int end, const char* const* argv, Run& run);
 
-/// Tells of switches among the first `end` arguments that aren't known, if standard error is a
-/// terminal.
-void WarnOfUnknownSwitches(const CCmdArgParser& parser, unsigned int end);
+/// Tells of switches among the first `end` arguments that aren't known: in a careful run as an
+/// error, which ends it, else if somebody looks on. False if the run ends.
+bool CheckSwitches(const CCmdArgParser& parser, unsigned int end, const Run& run);
 
 } // namespace Quil

@@ -95,6 +95,19 @@ const char* SettleBom(Run& run, const stringEx& value) {
     return run.mark != MARK::KEEP || value == "keep" ? nullptr : "yes, no or keep";
 }
 
+const char* SettleCareful(Run& run, const stringEx& /*value*/) {
+    run.isGuarded = run.isCareful = true;
+    run.keepsBytes = true;
+    run.excludeBinary = run.excludeVcs = run.skipBroken = true;
+    run.makesBackup = true;
+    return nullptr;
+}
+
+const char* UnsetProgress(Run& run, const stringEx& /*value*/) {
+    run.wantsProgress = false;
+    return nullptr;
+}
+
 const char* SettleExclude(Run& run, const stringEx& value) {
     run.isGuarded = true;
     run.excludes.push_back(value);
@@ -139,6 +152,10 @@ constexpr OPTION OPTIONS[] = {
      Guard<&Run::skipBroken>},
     {TASK::FILES, "jobs", VALUE::OPTIONAL, "N", "work on N files at once; one a core", SettleJobs},
 
+    {TASK::SHOW, "interactive", VALUE::NONE, "", "show each file's diff and ask", Set<&Run::asks>},
+
+    {TASK::UNDO, "careful", VALUE::NONE, "", "harm nothing, and take nothing amiss lightly",
+     SettleCareful},
     {TASK::UNDO, "backup", VALUE::OPTIONAL, "DIR", "keep what is changed, for --undo",
      SettleBackup},
     {TASK::UNDO, "undo", VALUE::OPTIONAL, "RUN", "give back what the newest run, or RUN, changed",
@@ -187,6 +204,8 @@ constexpr OPTION OPTIONS[] = {
     {TASK::OUTPUT, "frc", VALUE::NONE, "", "tell each file's number of replacements", nullptr},
     {TASK::OUTPUT, "trc", VALUE::NONE, "", "tell the total number of replacements", nullptr},
 
+    {TASK::OTHER, "no-progress", VALUE::NONE, "", "no line that tells how far a long run is",
+     UnsetProgress},
     {TASK::OTHER, "exp", VALUE::NONE, "", "build results beside the text (as ever)", nullptr},
     {TASK::OTHER, "noexp", VALUE::NONE, "", "build results within the text", nullptr},
     {TASK::OTHER, "h", VALUE::NONE, "", "the long usage text, also by -?", nullptr},
