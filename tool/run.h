@@ -59,78 +59,93 @@ enum class FIND { NONE, LITERAL, LITERAL_NO_CASE, REGEX, ANY };
 struct Run {
     const CONSTANTS constants{};
 
+    // What is looked for, and what becomes of it.
+
     wstringEx findText;
     wstringEx replaceText;
+    wstringEx::regex_handle regexComp;
     FIND findFunc = FIND::NONE;
     bool regexNoCase = false;
     bool regexNoNewline = false;
     bool useExpand = true;
     bool hasReplace = false;
+
+    // Which files.
+
+    std::vector<stringEx> names;    ///< the arguments behind "--"
+    std::vector<stringEx> excludes; ///< patterns of files and folders to leave alone
+    stringEx filesFrom;             ///< where the names of files are listed; "-": standard input
+    std::vector<stringEx> fileList;
+    std::set<stringEx> fifos; ///< those of the list that must not be opened
+    unsigned int jobs = 1;    ///< files at once
     bool withSubDirs = false;
+    bool errStop = false;
+    bool endsByNull = false;    ///< names end in NUL instead of a line feed
+    bool excludeVcs = false;    ///< leave version control's folders alone
+    bool excludeBinary = false; ///< and files that hold NUL near their begin
+    bool skipBroken = false;    ///< what can't be looked at doesn't end the run
+
+    // Where text comes from and goes to.
+
     bool stdioMode = false;
     bool isFilter = false; ///< a pipe without the character that its end reads as
     bool toStdout = false;
     bool showFileCount = false;
     bool showTotalCount = false;
-    bool addSign = false;
-    bool errStop = false;
-    unsigned int jobs = 1;           ///< files at once
-    bool keepsBytes = false;         ///< those that belong to no character stay as they are
-    bool isStrict = false;           ///< files of which anything would be lost are left alone
-    bool isWatched = false;          ///< standard error is a terminal
-    const IChoice* choice = nullptr; ///< null: all
-    bool makesBackup = false;        ///< what is changed is kept, to be given back by --undo
-    stringEx backupFolder;           ///< where; empty: the user's own folder
-    unsigned int keepRuns = 10;      ///< that are kept there
-    CJournal* journal = nullptr;     ///< of this run; null: nothing is kept
-    bool wantsUndo = false;          ///< the run gives back what another one has changed
-    stringEx undo;                   ///< its name, or what else is asked for; empty: the newest
-    stringEx forget;                 ///< runs whose old contents go
-    bool forces = false;             ///< -force
-    SHOW show = SHOW::NOTHING;
-    COLOR color = COLOR::AUTO;     ///< of what is shown
-    bool wantsProgress = true;     ///< where somebody looks on
-    CProgress* progress = nullptr; ///< of this run; null: none is shown
-    bool isCareful = false;        ///< what else is passed over is an error
-    bool wantsHelp = false;
-    bool wantsVersion = false;
-    bool wantsCharsets = false;
 
-    stringEx fromCode; ///< as the options name them
-    stringEx toCode;
-    MARK mark = MARK::BY_SWITCH;
-    /// The same run on texts whose mark says that they are big endian, if that is to be looked at.
-    std::shared_ptr<const Run> bigEndian;
-    bool asks = false; ///< before each file is changed
-    /// The same run, by this choice of matches, if that is possible and may be wanted.
-    std::shared_ptr<const Run> byMatch;
-    std::shared_ptr<CMatchChoice> matchChoice;
+    // Charsets.
 
     CHARSET arg;
     CHARSET in;
     CHARSET out;
+    stringEx fromCode; ///< as the options name them
+    stringEx toCode;
+    /// The same run on texts whose mark says that they are big endian, if that is to be looked at.
+    std::shared_ptr<const Run> bigEndian;
+    MARK mark = MARK::BY_SWITCH;
+    bool addSign = false;
+    bool forces = false;     ///< -force
+    bool keepsBytes = false; ///< those that belong to no character stay as they are
+    bool isStrict = false;   ///< files of which anything would be lost are left alone
 
-    std::vector<stringEx> names;    ///< the arguments behind "--"
-    stringEx filesFrom;             ///< where the names of files are listed; "-": standard input
-    bool endsByNull = false;        ///< names end in NUL instead of a line feed
-    std::vector<stringEx> excludes; ///< patterns of files and folders to leave alone
-    bool excludeVcs = false;        ///< leave version control's folders alone
-    bool excludeBinary = false;     ///< and files that hold NUL near their begin
-    bool skipBroken = false;        ///< what can't be looked at doesn't end the run
-    bool isGuarded = false;         ///< an option asks for care
-    std::vector<stringEx> fileList;
-    std::set<stringEx> fifos; ///< those of the list that must not be opened
-    wstringEx::regex_handle regexComp;
+    // What is shown, asked and kept.
 
-    unsigned long totalCount = 0;
+    /// The same run, by this choice of matches, if that is possible and may be wanted.
+    std::shared_ptr<const Run> byMatch;
+    std::shared_ptr<CMatchChoice> matchChoice;
+    const IChoice* choice = nullptr; ///< null: all
+    CJournal* journal = nullptr;     ///< of this run; null: nothing is kept
+    CProgress* progress = nullptr;   ///< of this run
+    stringEx backupFolder;           ///< where old contents are kept; empty: the user's own folder
+    stringEx undo;                   ///< a run, or what else is asked for; empty: the newest run
+    stringEx forget;                 ///< runs whose old contents go
+    unsigned int keepRuns = 10;      ///< that are kept there
+    SHOW show = SHOW::NOTHING;
+    COLOR color = COLOR::AUTO; ///< of what is shown
+    bool asks = false;         ///< before each file is changed
+    bool makesBackup = false;  ///< what is changed is kept, to be given back by --undo
+    bool wantsUndo = false;    ///< the run gives back what another one has changed
+    bool wantsProgress = true; ///< where somebody looks on
+    bool isWatched = false;    ///< standard error is a terminal
+    bool isGuarded = false;    ///< an option asks for care
+    bool isCareful = false;    ///< what else is passed over is an error
+    bool wantsHelp = false;
+    bool wantsVersion = false;
+    bool wantsCharsets = false;
+
+    // What the passes add up.
+
     bool foundAny = false;
     bool changedFile = false;   ///< a file was rewritten
     bool failedToWrite = false; ///< a file should have been rewritten and was not
     bool hasPassedOver = false; ///< something couldn't be looked at
+    unsigned long totalCount = 0;
 
     /// Whether a result begins with a mark. By the switch only files do, and only in UTF-8 under
     /// this one name of it.
     bool WritesMark(bool hadMark, bool isFile) const;
+    /// Whether a mark that is there is one of the bytes to be kept.
+    bool KeepsMark() const { return keepsBytes && mark != MARK::NO; }
     /// The bytes of the mark.
     std::string_view GetMark() const;
 };

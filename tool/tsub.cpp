@@ -255,6 +255,20 @@ int Report(const Run& run) {
     return run.foundAny ? EXIT_REPLACED : EXIT_NOTHING;
 }
 
+/// False, after saying so, where something is to be undone and something else to be done.
+bool StandsAlone(const CCmdArgParser& parser, const Run& run) {
+    bool isAlone = parser.GetNoneSwitchCount() == 0 && run.names.empty() && run.filesFrom.empty();
+    for (const char* const name : {"f", "fic", "r", "ric", "rnnl", "rnnlic", "any"}) {
+        isAlone = isAlone && !HasSwitch(parser, name);
+    }
+    if (!isAlone) {
+        std::cerr
+            << "[FATAL ERROR] --undo and --forget are about whole runs, and take no files and "
+               "nothing to find\n";
+    }
+    return isAlone;
+}
+
 /// Where what the run changes is kept, if it is to be.
 std::unique_ptr<CJournal> OpenJournal(int argc, const char* const* argv, Run& run) {
     if (!run.makesBackup && !run.wantsUndo) {
@@ -302,7 +316,7 @@ int RunCommand(int argc, const char* const* argv) {
     }
     const std::unique_ptr<CJournal> journal = OpenJournal(argc, argv, run);
     if (run.wantsUndo) {
-        return Undo(run);
+        return StandsAlone(parser, run) ? Undo(run) : EXIT_ERROR;
     }
     if (!SettleArgumentEncoding(parser, run)) {
         return EXIT_ERROR;

@@ -75,6 +75,9 @@ TEST_F(BackupTest, WhatSomebodyElseHasChangedIsLeftAlone) {
     EXPECT_EQ(Read("b.txt"), "one");
     EXPECT_EQ(Tsub({"--undo=" + run}).status, 1) << "nothing to do";
     EXPECT_EQ(Tsub({"--undo=never"}).status, 255);
+    EXPECT_EQ(Tsub({"--undo", "--preview", "-force"}).out, "b.txt\n");
+    EXPECT_EQ(Tsub({"--undo", "b.txt"}).status, 255) << "runs come back as a whole";
+    EXPECT_EQ(Read("b.txt"), "one");
 }
 
 TEST_F(BackupTest, AFileChangedTwiceComesBackAsItWasAtFirst) {

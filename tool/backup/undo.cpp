@@ -2,7 +2,7 @@
 
 #include "tool/HeldSignals.h"
 #include "tool/backup/Journal.h"
-#include "tool/option/nearest.h"
+#include "tool/preview/DiffPrinter.h"
 #include "tool/run.h"
 #include "tool/standard_output.h"
 #include "util/file/dir.h"
@@ -107,6 +107,11 @@ private:
                           << entry.path << "\n";
                 return;
             }
+            if (__run.show != SHOW::NOTHING) {
+                PrintText(ShownPath(entry.path).append("\n"));
+                ++__count;
+                return;
+            }
             const CHeldSignals untilDone;
             const std::uint64_t number = __run.journal->Keep(entry.path, state);
             __Write(entry, target);
@@ -171,7 +176,8 @@ int Undo(Run& run) {
     const int status = undo.Run();
     if (run.isWatched) {
         std::cerr << undo.GetCount() << (undo.GetCount() == 1 ? " file" : " files")
-                  << " given back as before run " << name << "\n";
+                  << (run.show == SHOW::NOTHING ? " given back" : " would be given back")
+                  << " as before run " << name << "\n";
     }
     return status;
 }

@@ -17,8 +17,8 @@ enum class VALUE { NONE, OPTIONAL, NEEDED };
 
 struct OPTION {
     TASK task;
-    const char* name; ///< without the hyphens
     VALUE value;
+    const char* name;      ///< without the hyphens
     const char* valueName; ///< what --help calls its value
     const char* help;
     /// Takes the option, with an empty value where it has none. Answers what a value should have

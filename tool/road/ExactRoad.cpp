@@ -73,11 +73,15 @@ bool CExactRoad::__Search(bool isLast) {
     return taken != 0 || __window.HasRoom();
 }
 
-/// A mark stays, and isn't part of the text.
+/// A mark stays unless it is unwanted, and isn't part of the text.
 void CExactRoad::__BeginText() {
     __hasText = true;
     if (*__window.Data() == __run.constants.wsUniSign[0]) {
-        Keep({__window.Data(), 1});
+        if (__run.mark != MARK::NO) {
+            Keep({__window.Data(), 1});
+        } else if (__task.result != TASK::RESULT::NONE) {
+            __sink->Replace(__TakeSource(__Measure({__window.Data(), 1})), {});
+        }
         __window.Drop(1);
     } else if (__task.result != TASK::RESULT::NONE &&
                __run.WritesMark(false, __task.result == TASK::RESULT::FILE)) {

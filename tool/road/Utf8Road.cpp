@@ -132,7 +132,7 @@ bool CUtf8Road::__TakesMark(const BLOCK& block, std::size_t& begin) {
     if (front.empty()) {
         return true;
     }
-    const bool givesSign = (hasSign && __run.keepsBytes) ||
+    const bool givesSign = (hasSign && __run.KeepsMark()) ||
                            __run.WritesMark(hasSign, __task.result != TASK::RESULT::OUTPUT);
     __isAtStart = false;
     begin = hasSign ? sign.size() : 0;

@@ -59,7 +59,10 @@ std::unique_ptr<ISearch<wchar_t>> SearchWide(const Run& run, CRegexReplacer::FOR
     case FIND::REGEX: {
         auto search = std::make_unique<CLineSearch<wchar_t>>(run.regexComp, run.replaceText,
                                                              stringEx(), form, told);
-        return told == PIECES::MATCHES || search->IsLocal() ? std::move(search) : nullptr;
+        if (told == PIECES::BLOCKS && !search->IsLocal()) {
+            return nullptr;
+        }
+        return search;
     }
     default:
         break;
@@ -88,7 +91,10 @@ std::unique_ptr<ISearch<unsigned char>> SearchUtf8(const Run& run, CRegexReplace
     case FIND::REGEX: {
         auto search = std::make_unique<CLineSearch<unsigned char>>(
             run.regexComp, run.replaceText, static_cast<stringEx>(*replacement), form);
-        return search->IsLocal() ? std::move(search) : nullptr;
+        if (!search->IsLocal()) {
+            return nullptr;
+        }
+        return search;
     }
     default:
         break;
