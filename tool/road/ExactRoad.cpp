@@ -9,10 +9,6 @@ namespace {
 /// Characters that are encoded at a time to be measured.
 constexpr std::size_t PART = 4096;
 
-bool GoesByBlocks(const CHARSET& charset) {
-    return !charset.isWide && CanGoByBlocks(*charset.converter);
-}
-
 } // namespace
 
 bool CExactRoad::CanServe(const Run& run) {
@@ -21,15 +17,11 @@ bool CExactRoad::CanServe(const Run& run) {
 }
 
 CExactRoad::CExactRoad(const Run& run, std::unique_ptr<ISearch<wchar_t>> search)
-    : __run(run), __search(std::move(search)), __decoder(*run.in.converter, UNFIT::KEEP),
-      __reader(*run.in.converter, UNFIT::KEEP), __encoder(*run.in.converter, UNFIT::KEEP),
-      __window(std::max(CWideWindow::sm_usualSize, std::size_t{4} * run.findText.length())) {}
+    : TCharacterRoad(run, std::move(search), UNFIT::KEEP), __reader(*run.in.converter, UNFIT::KEEP),
+      __encoder(*run.in.converter, UNFIT::KEEP) {}
 
 void CExactRoad::Start(const TASK& task) {
-    __task = task;
-    __hasText = task.place != 0;
-    __search->Start(task.size, task.place, task.isAgain);
-    __decoder.Start(__window, static_cast<std::size_t>(task.size));
+    TCharacterRoad::Start(task);
     __encoder.Start(static_cast<std::size_t>(task.size));
     __part.Clear();
     __source.clear();
@@ -37,74 +29,43 @@ void CExactRoad::Start(const TASK& task) {
     __declined = __place = 0;
 }
 
-std::size_t CExactRoad::Take(const BLOCK& block, ISink& sink) {
-    __sink = &sink;
-    std::size_t taken = 0;
-    for (;;) {
-        const std::size_t read =
-            __decoder.Fill(block.data + taken, block.length - taken, block.isLast);
-        __source.erase(0, __sourceBegin);
-        __sourceBegin = 0;
-        __source.append(block.data + taken, read);
-        taken += read;
-        const bool isSearched = __Search(taken == block.length && block.isLast);
-        if (taken == block.length) {
-            return taken;
-        }
-        if (!isSearched) {
-            __window.Grow();
-        } else if (read == 0 && __window.HasRoom()) {
-            return taken; // the end cuts a sequence
-        }
+void CExactRoad::_Read(std::string_view bytes) {
+    if (!_IsWanted()) {
+        return; // nothing of it will be told
     }
+    __source.erase(0, __sourceBegin);
+    __sourceBegin = 0;
+    __source.append(bytes);
 }
 
-/// False if the search wants more in the window before it decides on anything.
-bool CExactRoad::__Search(bool isLast) {
-    if (__window.Length() == 0) {
-        return true;
-    }
-    if (!__hasText) {
-        __BeginText();
-    }
-    const auto length = static_cast<unsigned int>(__window.Length());
-    const std::size_t taken = __search->Take({__window.Data(), length}, isLast, *this);
-    __window.Drop(taken);
-    return taken != 0 || __window.HasRoom();
-}
-
-/// A mark stays unless it is unwanted, and isn't part of the text.
-void CExactRoad::__BeginText() {
-    __hasText = true;
-    if (*__window.Data() == __run.constants.wsUniSign[0]) {
-        if (__run.mark != MARK::NO) {
-            Keep({__window.Data(), 1});
-        } else if (__task.result != TASK::RESULT::NONE) {
-            __sink->Replace(__TakeSource(__Measure({__window.Data(), 1})), {});
-        }
-        __window.Drop(1);
-    } else if (__task.result != TASK::RESULT::NONE &&
-               __run.WritesMark(false, __task.result == TASK::RESULT::FILE)) {
-        __sink->Replace({}, __run.GetMark());
+/// A mark stays unless it is unwanted.
+void CExactRoad::_BeginText(bool hasMark) {
+    const text_ref<wchar_t> mark = _run.constants.wsUniSign;
+    if (hasMark && _run.mark != MARK::NO) {
+        Keep(mark);
+    } else if (hasMark && _IsWanted()) {
+        _sink->Replace(__TakeSource(__Measure(mark)), {});
+    } else if (!hasMark && _GivesMark(false)) {
+        _sink->Replace({}, _run.GetMark());
     }
 }
 
 void CExactRoad::Keep(text_ref<wchar_t> text) {
-    if (__task.result != TASK::RESULT::NONE) {
-        __sink->Keep(__TakeSource(__Measure(text)));
+    if (_IsWanted()) {
+        _sink->Keep(__TakeSource(__Measure(text)));
     }
 }
 
 void CExactRoad::Replace(text_ref<wchar_t> old, text_ref<wchar_t> text) {
-    if (__run.choice != nullptr && !__run.choice->Wants(__place++)) {
+    if (_run.choice != nullptr && !_run.choice->Wants(__place++)) {
         ++__declined;
         Keep(old);
         return;
     }
-    if (__task.result != TASK::RESULT::NONE) {
+    if (_IsWanted()) {
         const std::size_t length = __Measure(old);
         const stringEx& bytes = __Encode(text);
-        __sink->Replace(__TakeSource(length), {bytes.data(), bytes.length()});
+        _sink->Replace(__TakeSource(length), {bytes.data(), bytes.length()});
     }
 }
 
@@ -168,11 +129,7 @@ const stringEx& CExactRoad::__Encode(text_ref<wchar_t> text) {
 
 std::uint64_t CExactRoad::GetMostBytes(std::uint64_t size) const {
     constexpr std::uint64_t MARK = 4;
-    return __search->GetMost(size) * __encoder.GetMostBytes() + MARK;
-}
-
-LOSSES CExactRoad::GetLosses() const {
-    return {{}, __encoder.GetLoss(), __decoder.GetCharacters()};
+    return _GetMost(size) * __encoder.GetMostBytes() + MARK;
 }
 
 } // namespace Quil

@@ -7,9 +7,7 @@
 // nearly always gives just the bytes that stand there; else it is read character by character.
 #pragma once
 
-#include "tool/road/road.h"
-#include "tool/road/search.h"
-#include "util/conv/block_conversion.h"
+#include "tool/road/CharacterRoad.h"
 
 #include <string>
 
@@ -17,47 +15,40 @@ namespace Quil {
 
 /// Serves runs that write the charset that they read, if it has no states to shift between, by a
 /// search that tells match by match.
-class CExactRoad final : public IRoad, private IPieces<wchar_t> {
+class CExactRoad final : public TCharacterRoad {
 public:
     static bool CanServe(const Run& run);
 
     CExactRoad(const Run& run, std::unique_ptr<ISearch<wchar_t>> search);
 
     void Start(const TASK& task) override;
-    std::size_t Take(const BLOCK& block, ISink& sink) override;
-    unsigned long GetCount() const override { return __search->GetCount() - __declined; }
-    bool HasText() const override { return __hasText; }
+    unsigned long GetCount() const override { return TCharacterRoad::GetCount() - __declined; }
     bool HasChanged() const override { return GetCount() != 0; }
-    bool CanResume() const override { return false; }
     std::uint64_t GetMostBytes(std::uint64_t size) const override;
-    LOSSES GetLosses() const override;
+    LOSSES GetLosses() const override {
+        return {{}, __encoder.GetLoss(), _GetDecoder().GetCharacters()};
+    }
 
 private:
     void Keep(text_ref<wchar_t> text) override;
     void Replace(text_ref<wchar_t> old, text_ref<wchar_t> text) override;
-    bool __Search(bool isLast);
-    void __BeginText();
+    void _Read(std::string_view bytes) override;
+    void _BeginText(bool hasMark) override;
+    void _FinishRound(bool /*isEnd*/) override {}
     std::size_t __Measure(text_ref<wchar_t> text);
     std::size_t __MeasureByReading(std::size_t begin);
     const stringEx& __Encode(text_ref<wchar_t> text);
     std::string_view __TakeSource(std::size_t count);
 
-    const Run& __run;
-    std::unique_ptr<ISearch<wchar_t>> __search;
-    CBlockDecoder __decoder;
     CBlockDecoder __reader; ///< of single characters
     CBlockEncoder __encoder;
-    CWideWindow __window; ///< what is decoded and not yet decided on
-    CWideWindow __part;   ///< what is being encoded
-    CWideWindow __read;   ///< what the reader gives
+    CWideWindow __part; ///< what is being encoded
+    CWideWindow __read; ///< what the reader gives
     stringEx __encoded;
-    TASK __task;
-    std::string __source; ///< the bytes of what is in the window
+    std::string __source; ///< the bytes of what isn't told yet
     std::size_t __sourceBegin = 0;
     unsigned long __declined = 0; ///< matches that the run doesn't want replaced
     unsigned long __place = 0;    ///< the number of the match at hand
-    bool __hasText = false;
-    ISink* __sink = nullptr;
 };
 
 } // namespace Quil
