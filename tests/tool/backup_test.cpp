@@ -88,6 +88,19 @@ TEST_F(BackupTest, AFileChangedTwiceComesBackAsItWasAtFirst) {
     EXPECT_EQ(Read("a.txt"), "a");
 }
 
+TEST_F(BackupTest, ARunThatEndedBeforeItTouchedAnythingIsNoneToUndo) {
+    Write("a.txt", "a");
+    EXPECT_EQ(Tsub({"a.txt", "-f:a", "-t:b", "--backup"}).status, 0);
+    for (const char* const call : {"write 1", "write 2", "copy_file_range 1"}) {
+        fault = std::string(call) + " " + std::to_string(-SIGKILL);
+        EXPECT_EQ(Tsub({"a.txt", "-f:b", "-t:c", "--backup"}).status, 256 + SIGKILL) << call;
+        fault.clear();
+    }
+    EXPECT_EQ(Tsub({"--undo=list"}).status, 0);
+    EXPECT_EQ(Tsub({"--undo"}).status, 0);
+    EXPECT_EQ(Read("a.txt"), "a");
+}
+
 TEST_F(BackupTest, OldRunsGo) {
     Write("a.txt", "a");
     for (int i = 0; i < 5; ++i) {

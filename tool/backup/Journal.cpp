@@ -147,16 +147,12 @@ BACKUP_RUN CBackupFolder::Read(const stringEx& run) const {
     told.name = run;
     try {
         if (reader.GetVersion() != JOURNAL_VERSION) {
-            throw isxfExp(0, stringEx("the journal is of another version: ") + PathOf(run));
+            throw ioExp(0, stringEx("the journal is of another version: ") + PathOf(run));
         }
         told.time = static_cast<std::int64_t>(reader.GetQWord().Value());
         reader.GetString(told.folder);
         reader.GetString(told.command);
         reader.GetEofSeg();
-    } catch (const isxfExp& cause) {
-        throw isxfExp(cause.GetErrCode(), stringEx("the journal can't be read: ") + PathOf(run));
-    }
-    try {
         while (!reader.IsEOF()) {
             ReadRecord(reader, told);
         }

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <ctime>
 #include <iostream>
+#include <optional>
 #include <set>
 #include <sys/stat.h>
 
@@ -46,6 +47,20 @@ int List(const CBackupFolder& folder) {
         PrintText(line.append(run.folder).append("  ").append(run.command).append("\n"));
     }
     return runs.empty() ? NOTHING : GIVEN_BACK;
+}
+
+/// A run by its name; without one the newest that has touched anything.
+std::optional<BACKUP_RUN> Find(const CBackupFolder& folder, const stringEx& wanted) {
+    const std::vector<stringEx> runs = folder.GetRuns();
+    for (auto name = runs.rbegin(); name != runs.rend(); ++name) {
+        if (wanted.empty() || *name == wanted) {
+            BACKUP_RUN run = folder.Read(*name);
+            if (!wanted.empty() || !run.entries.empty()) {
+                return run;
+            }
+        }
+    }
+    return std::nullopt;
 }
 
 int RefuseUnknown(const CBackupFolder& folder, const stringEx& name) {
@@ -162,22 +177,20 @@ int Undo(Run& run) {
     if (run.undo == LIST) {
         return List(folder);
     }
-    const std::vector<stringEx> runs = folder.GetRuns();
-    const stringEx name = run.undo.empty() && !runs.empty() ? runs.back() : run.undo;
-    if (std::ranges::find(runs, name) == runs.end()) {
-        if (run.undo.empty()) {
-            std::cerr << "[FATAL ERROR] no run with --backup is known in " << folder.GetPath()
-                      << "\n";
-            return FAILED;
-        }
-        return RefuseUnknown(folder, name);
+    const std::optional<BACKUP_RUN> told = Find(folder, run.undo);
+    if (!told && run.undo.empty()) {
+        std::cerr << "[FATAL ERROR] no run with --backup is known in " << folder.GetPath() << "\n";
+        return FAILED;
     }
-    CUndo undo(run, folder, folder.Read(name));
+    if (!told) {
+        return RefuseUnknown(folder, run.undo);
+    }
+    CUndo undo(run, folder, *told);
     const int status = undo.Run();
     if (run.isWatched) {
         std::cerr << undo.GetCount() << (undo.GetCount() == 1 ? " file" : " files")
                   << (run.show == SHOW::NOTHING ? " given back" : " would be given back")
-                  << " as before run " << name << "\n";
+                  << " as before run " << told->name << "\n";
     }
     return status;
 }
