@@ -244,6 +244,9 @@ std::uint64_t CFilePass::__CountLines(std::uint64_t place) {
 
 /// What isn't a regular file has no size to go by, and no content to be changed in place.
 void CFilePass::__PassDevice(const stringEx& path, FILE_RESULT& result) {
+    if (__run.show != SHOW::NOTHING || __run.asks) {
+        return; // what is read of it, nobody gets again
+    }
     CDir::ReadFile(path, __all);
     if (__all.empty()) {
         return;

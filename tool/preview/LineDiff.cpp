@@ -54,8 +54,16 @@ std::vector<std::string_view> SplitLines(std::string_view text, bool isLast, std
 
 } // namespace
 
+void CLineDiff::CPending::Append(std::string_view bytes) {
+    if (__begin >= __text.size() - __begin) {
+        __text.erase(0, __begin); // moves no more than was dropped
+        __begin = 0;
+    }
+    __text.append(bytes);
+}
+
 void CLineDiff::Same(std::string_view bytes) {
-    if (__old.empty() && __new.empty()) {
+    if (__old.IsEmpty() && __new.IsEmpty()) {
         const std::size_t whole = BehindLines(bytes);
         __Equal(bytes.substr(0, whole));
         bytes.remove_prefix(whole);
@@ -64,8 +72,8 @@ void CLineDiff::Same(std::string_view bytes) {
 }
 
 void CLineDiff::Differ(std::string_view old, std::string_view bytes) {
-    __old.append(old);
-    __new.append(bytes);
+    __old.Append(old);
+    __new.Append(bytes);
     __Advance(false);
 }
 
@@ -80,17 +88,18 @@ void CLineDiff::Finish() {
 
 void CLineDiff::__Advance(bool isLast) {
     for (;;) {
-        const std::size_t same = CommonPrefix(__old, __new);
-        const bool areSame = isLast && same == __old.size() && same == __new.size();
-        const std::size_t whole =
-            areSame ? same : BehindLines(std::string_view(__old).substr(0, same));
+        const std::string_view old = __old.Get();
+        const std::string_view changed = __new.Get();
+        const std::size_t same = CommonPrefix(old, changed);
+        const bool areSame = isLast && same == old.size() && same == changed.size();
+        const std::size_t whole = areSame ? same : BehindLines(old.substr(0, same));
         if (whole != 0) {
-            __Equal(std::string_view(__old).substr(0, whole));
-            __old.erase(0, whole);
-            __new.erase(0, whole);
+            __Equal(old.substr(0, whole));
+            __old.Drop(whole);
+            __new.Drop(whole);
             __tried = 0;
         }
-        if ((__old.empty() && __new.empty()) ||
+        if ((__old.IsEmpty() && __new.IsEmpty()) ||
             !(__keepsLines ? __TakePair(isLast) : __TakeScript(isLast))) {
             return;
         }
@@ -99,25 +108,25 @@ void CLineDiff::__Advance(bool isLast) {
 
 /// Takes a line of each text as a change. False if they must wait.
 bool CLineDiff::__TakePair(bool isLast) {
-    const std::size_t old = FirstLine(__old, isLast);
-    const std::size_t changed = FirstLine(__new, isLast);
+    const std::size_t old = FirstLine(__old.Get(), isLast);
+    const std::size_t changed = FirstLine(__new.Get(), isLast);
     if (!isLast && (old == 0 || changed == 0)) {
         return false;
     }
-    __Change(std::string_view(__old).substr(0, old), std::string_view(__new).substr(0, changed));
-    __old.erase(0, old);
-    __new.erase(0, changed);
+    __Change(__old.Get().substr(0, old), __new.Get().substr(0, changed));
+    __old.Drop(old);
+    __new.Drop(changed);
     return true;
 }
 
 /// Takes what a script says up to where the texts meet again. False if that isn't in sight yet.
 bool CLineDiff::__TakeScript(bool isLast) {
-    const std::size_t size = std::min(__old.size(), __new.size());
+    const std::size_t size = std::min(__old.Get().size(), __new.Get().size());
     if (!isLast && size < std::max(WINDOW_BYTES, 2 * __tried)) {
         return false;
     }
-    const std::vector<std::string_view> old = SplitLines(__old, isLast, WINDOW_LINES);
-    const std::vector<std::string_view> changed = SplitLines(__new, isLast, WINDOW_LINES);
+    const std::vector<std::string_view> old = SplitLines(__old.Get(), isLast, WINDOW_LINES);
+    const std::vector<std::string_view> changed = SplitLines(__new.Get(), isLast, WINDOW_LINES);
     const bool isFull = old.size() == WINDOW_LINES || changed.size() == WINDOW_LINES;
     const bool isAll = isLast && !isFull;
     const std::vector<EDIT> edits = FindEditScript(old, changed, isAll);
@@ -153,10 +162,8 @@ bool CLineDiff::__TakeScript(bool isLast) {
         }
         return sum;
     };
-    const std::size_t oldLength = length(old, o);
-    const std::size_t newLength = length(changed, n);
-    __old.erase(0, oldLength);
-    __new.erase(0, newLength);
+    __old.Drop(length(old, o));
+    __new.Drop(length(changed, n));
     __tried = 0;
     return true;
 }

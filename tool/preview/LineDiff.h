@@ -49,6 +49,19 @@ public:
 private:
     static constexpr std::size_t sm_context = 3; ///< lines around a change
 
+    /// What waits of a text: from the begin of a line on.
+    class CPending {
+    public:
+        std::string_view Get() const { return std::string_view(__text).substr(__begin); }
+        bool IsEmpty() const { return __begin == __text.size(); }
+        void Append(std::string_view bytes);
+        void Drop(std::size_t count) { __begin += count; }
+
+    private:
+        std::string __text;
+        std::size_t __begin = 0; ///< of what wasn't dropped
+    };
+
     void __Advance(bool isLast);
     bool __TakePair(bool isLast);
     bool __TakeScript(bool isLast);
@@ -61,8 +74,8 @@ private:
 
     bool __keepsLines;
     TAKE __take;
-    std::string __old; ///< what waits: from the begin of a line on, as the next
-    std::string __new;
+    CPending __old;
+    CPending __new;
     std::size_t __tried = 0;     ///< bytes that were too few for a script
     std::uint64_t __oldLine = 0; ///< lines that are decided on
     std::uint64_t __newLine = 0;
