@@ -10,10 +10,9 @@ namespace {
 /// Whether each line of a text becomes one line.
 bool KeepsLines(const Run& run) {
     if (run.findFunc == FIND::REGEX) {
-        const CRegexReplacer replacer(run.regexComp, run.replaceText, stringEx(),
-                                      CRegexReplacer::FORM::COPY_OUT);
         // A line feed may come by an escape.
-        return replacer.IsLocalToLines() && run.replaceText.find(L'\n') == wstringEx::npos &&
+        return CRegexReplacer::IsLocalToLines(run.regexComp) &&
+               run.replaceText.find(L'\n') == wstringEx::npos &&
                run.replaceText.find(L"\\n") == wstringEx::npos;
     }
     return run.findText.find(L'\n') == wstringEx::npos &&

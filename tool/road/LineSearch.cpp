@@ -93,7 +93,7 @@ CLineSearch<T>::CLineSearch(const wstringEx::regex_handle& expression, const wst
                             const stringEx& replacementBytes, CRegexReplacer::FORM form,
                             PIECES told)
     : __replacer(expression, replacement, replacementBytes, form),
-      __isLocal(__replacer.IsLocalToLines()), __told(told),
+      __isLocal(CRegexReplacer::IsLocalToLines(expression)), __told(told),
       __mostForOne(sizeof(T) == 1 ? replacementBytes.length() : replacement.length()) {
     for (unsigned int i = 0; i < replacement.length(); ++i) {
         __mostForOne += replacement[i] == L'\\' ? 1 : 0;

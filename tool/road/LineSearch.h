@@ -17,10 +17,6 @@ public:
                 const stringEx& replacementBytes, CRegexReplacer::FORM form,
                 PIECES told = PIECES::BLOCKS);
 
-    /// Whether the expression is local to lines. Else the object takes nothing before the last
-    /// block.
-    bool IsLocal() const { return __isLocal; }
-
     void Start(std::uint64_t size, std::uint64_t place, bool isAgain) override;
     std::size_t Take(text_ref<T> text, bool isLast, IPieces<T>& pieces) override;
     std::uint64_t GetMost(std::uint64_t size) const override { return size * (1 + __mostForOne); }

@@ -56,21 +56,19 @@ std::unique_ptr<ISearch<wchar_t>> SearchWide(const Run& run, CRegexReplacer::FOR
     case FIND::LITERAL_NO_CASE:
         return std::make_unique<CLiteralSearch<wchar_t, IMPL::lower_fold<wstringEx>>>(
             run.findText, run.replaceText, told);
-    case FIND::REGEX: {
-        auto search = std::make_unique<CLineSearch<wchar_t>>(run.regexComp, run.replaceText,
-                                                             stringEx(), form, told);
-        if (told == PIECES::BLOCKS && !search->IsLocal()) {
+    case FIND::REGEX:
+        if (told == PIECES::BLOCKS && !CRegexReplacer::IsLocalToLines(run.regexComp)) {
             return nullptr;
         }
-        return search;
-    }
+        return std::make_unique<CLineSearch<wchar_t>>(run.regexComp, run.replaceText, stringEx(),
+                                                      form, told);
     default:
         break;
     }
-    return run.hasReplace
-               ? std::unique_ptr<ISearch<wchar_t>>(
-                     std::make_unique<CWholeSearch<wchar_t>>(run.replaceText))
-               : std::unique_ptr<ISearch<wchar_t>>(std::make_unique<CNoSearch<wchar_t>>());
+    if (run.hasReplace) {
+        return std::make_unique<CWholeSearch<wchar_t>>(run.replaceText);
+    }
+    return std::make_unique<CNoSearch<wchar_t>>();
 }
 
 /// The search on the bytes of UTF-8; null where they don't do.
@@ -88,21 +86,19 @@ std::unique_ptr<ISearch<unsigned char>> SearchUtf8(const Run& run, CRegexReplace
         return !IsAscii(run.findText) ? nullptr
                                       : std::make_unique<CLiteralSearch<unsigned char, ascii_fold>>(
                                             *find, *replacement);
-    case FIND::REGEX: {
-        auto search = std::make_unique<CLineSearch<unsigned char>>(
-            run.regexComp, run.replaceText, static_cast<stringEx>(*replacement), form);
-        if (!search->IsLocal()) {
+    case FIND::REGEX:
+        if (!CRegexReplacer::IsLocalToLines(run.regexComp)) {
             return nullptr;
         }
-        return search;
-    }
+        return std::make_unique<CLineSearch<unsigned char>>(
+            run.regexComp, run.replaceText, static_cast<stringEx>(*replacement), form);
     default:
         break;
     }
-    return run.hasReplace ? std::unique_ptr<ISearch<unsigned char>>(
-                                std::make_unique<CWholeSearch<unsigned char>>(*replacement))
-                          : std::unique_ptr<ISearch<unsigned char>>(
-                                std::make_unique<CNoSearch<unsigned char>>());
+    if (run.hasReplace) {
+        return std::make_unique<CWholeSearch<unsigned char>>(*replacement);
+    }
+    return std::make_unique<CNoSearch<unsigned char>>();
 }
 
 CRegexReplacer::FORM FormOf(const Run& run) {

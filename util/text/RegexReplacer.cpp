@@ -55,11 +55,11 @@ CRegexReplacer::CRegexReplacer(const wstringEx::regex_handle& expression, wstrin
 
 CRegexReplacer::~CRegexReplacer() = default;
 
-bool CRegexReplacer::IsLocalToLines() const {
-    if (!__expression) {
+bool CRegexReplacer::IsLocalToLines(const wstringEx::regex_handle& expression) {
+    if (!expression) {
         return true;
     }
-    const auto& compiled = IMPL::REGEX_RECORD::Of(__expression.get());
+    const auto& compiled = IMPL::REGEX_RECORD::Of(expression.get());
     return islinelocal(&compiled.re, compiled.is_newline_sensitive());
 }
 

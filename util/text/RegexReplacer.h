@@ -30,7 +30,7 @@ public:
 
     /// True if a text may be cut behind any line feed, and the pieces' results put together are
     /// that of the whole.
-    bool IsLocalToLines() const;
+    static bool IsLocalToLines(const wstringEx::regex_handle& expression);
 
     /// Puts the result in `to`, which is emptied first and may not share a block with the text.
     /// Answers the number of matches; with none `to` stays empty. `matches`, unless null, is given
