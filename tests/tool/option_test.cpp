@@ -76,7 +76,7 @@ TEST_F(CommandTest, OptionsChooseTheFiles) {
     } rows[] = {
         {{"*", "-s"}, "", "abcdgilnv"},
         {{"*", "-s", "--exclude=*.o"}, "", "abcdgilv"},
-        {{"*", "-s", "--exclude=lib", "--exclude=d*"}, "", "abcginv"},
+        {{"*", "-s", "--exclude=./lib/", "--exclude=d*"}, "", "abcginv"},
         {{"*", "-s", "--exclude=sub/*"}, "", "abgilv"}, // also what lies deeper
         {{"sub/*", "-s", "--exclude=sub/*", "--exclude=deep/d.txt"}, "", "cn"},
         {{"*", "-s", "--exclude-vcs"}, "", "abcdln"},

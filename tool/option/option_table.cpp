@@ -111,7 +111,15 @@ const char* UnsetProgress(Run& run, const stringEx& /*value*/) {
 
 const char* SettleExclude(Run& run, const stringEx& value) {
     run.isGuarded = true;
-    run.excludes.push_back(value);
+    // A folder's name may come with a slash behind it, and a path with the folder here in front.
+    stringEx glob(value);
+    while (glob.length() > 1 && glob.end_with("/")) {
+        glob.erase(glob.length() - 1, 1);
+    }
+    while (glob.begin_with("./")) {
+        glob.erase(0, 2);
+    }
+    run.excludes.push_back(glob);
     return nullptr;
 }
 

@@ -1,0 +1,119 @@
+#include "tool/charset_choice.h"
+
+#include "tool/charset_names.h"
+#include "tool/listings.h"
+#include "tool/road/road.h"
+#include "tool/run.h"
+#include "util/text/CmdArgParser.h"
+
+#include <iostream>
+
+namespace Quil {
+
+namespace {
+
+bool HasSwitch(const CCmdArgParser& parser, const char* name) {
+    return parser.IsSwitchExistNoCase(name);
+}
+
+stringEx TrimmedValue(const CCmdArgParser& parser, const char* name) {
+    stringEx value = parser.GetSwitchNoCase(name, 0);
+    value.trim_right();
+    value.trim_left();
+    return value;
+}
+
+/// The converter for an encoding that the user named. Throws the conversion library's own exception
+/// for a name that none of them knows, rather than to pass the text through unconverted.
+CTextConvHandle ConverterFor(const stringEx& name) {
+    CTextConvHandle converter = GainBestConvFor(0, name);
+    EnsureConvFound(converter, name);
+    return converter;
+}
+
+/// What a switch for an encoding makes of `unless`, which holds without it. A name of raw wide text
+/// needs no converter; any other leaves the text as wide as it is there, so that a raw wide input
+/// stays raw whatever narrow encoding is asked for at the output.
+CHARSET SettleCharset(const CCmdArgParser& parser, const char* name, const CHARSET& unless,
+                      const CONSTANTS& constants) {
+    CHARSET charset = unless;
+    if (!HasSwitch(parser, name)) {
+        return charset;
+    }
+    charset.name = TrimmedValue(parser, name);
+    if (constants.UnicodeEncs.count(charset.name) != 0) {
+        charset.isWide = true;
+        charset.isBigEndian = constants.BigEndianEncs.count(charset.name) != 0;
+    } else {
+        charset.converter = ConverterFor(charset.name);
+    }
+    return charset;
+}
+
+/// The system's, which holds for all three unless a switch says otherwise.
+CHARSET SystemCharset() {
+    return {TTextConv::GetSysDefaultEnc(), GainBestSysDefConv(), false, false, stEMPTY};
+}
+
+/// The charsets of the options that name them as the world does.
+bool SettleCodes(Run& run, bool isBigEndian) {
+    return FindCharset("from-code", run.fromCode, isBigEndian, run.in) &&
+           FindCharset("to-code", run.toCode, isBigEndian, run.out);
+}
+
+} // namespace
+
+bool SettleArgumentEncoding(const CCmdArgParser& parser, Run& run) {
+    run.arg = SettleCharset(parser, "encarg", SystemCharset(), run.constants);
+    if (run.arg.isWide) {
+        std::cout << "[FATAL ERROR] due to system's limite, wide char is not support for the "
+                     "argument.\n";
+    }
+    return !run.arg.isWide;
+}
+
+bool SettleTextEncodings(const CCmdArgParser& parser, Run& run) {
+    if (run.fromCode.empty() && run.toCode.empty() && run.mark == MARK::BY_SWITCH) {
+        run.in = SettleCharset(parser, "encin", SystemCharset(), run.constants);
+        run.out = SettleCharset(parser, "encout", run.in, run.constants);
+        return true;
+    }
+    run.isStrict = run.isStrict || (!run.forces && !run.keepsBytes);
+    if (run.fromCode.empty()) {
+        run.fromCode = HasSwitch(parser, "encin") ? TrimmedValue(parser, "encin")
+                                                  : TTextConv::GetSysDefaultEnc();
+    }
+    if (run.toCode.empty()) {
+        run.toCode = HasSwitch(parser, "encout") ? TrimmedValue(parser, "encout") : run.fromCode;
+    }
+    if (run.mark == MARK::BY_SWITCH) {
+        const bool mustTell = HasOrderByMark(run.toCode) && !HasOrderByMark(run.fromCode);
+        run.mark = mustTell ? MARK::KEEP_OR_TELL : MARK::KEEP;
+    }
+    return SettleCodes(run, false);
+}
+
+bool SettleBigEndian(Run& run) {
+    if (!HasOrderByMark(run.fromCode)) {
+        return true;
+    }
+    auto bigEndian = std::make_shared<Run>(run);
+    bigEndian->fileList.clear();
+    if (!SettleCodes(*bigEndian, true)) {
+        return false;
+    }
+    run.bigEndian = std::move(bigEndian);
+    return true;
+}
+
+bool PassGate(Run& run) {
+    const bool isAsked =
+        !run.isStrict && !run.keepsBytes && !run.forces && run.mark == MARK::BY_SWITCH;
+    if (run.keepsBytes && !CanKeepBytes(run)) {
+        run.keepsBytes = false;
+        run.isStrict = true;
+    }
+    return !isAsked || PassCompatibilityGate(run.in.name, run.out.name);
+}
+
+} // namespace Quil
