@@ -104,29 +104,11 @@ TRIAL AnyTrial(std::mt19937& random) {
     const char* const names[] = {"UTF-8",     "UTF-8",   "UTF-8",       "GBK",
                                  "GB18030",   "utf16le", "ISO-2022-JP", "ISO-IR-193",
                                  "SHIFT_JIS", "TCVN",    "ISO-8859-1"};
-    const char* const patterns[] = {"a*",
-                                    "(a|b)+",
-                                    "^a",
-                                    "b$",
-                                    "a+\n",
-                                    "(ab)\\1",
-                                    "a",
-                                    "[^a]",
-                                    "(^|b)a",
-                                    "b{1,2}",
-                                    "***:\\yab",
-                                    "Ab",
-                                    "aab",
-                                    "ba",
-                                    "***:(a.*?)b",
-                                    "\\w+",
-                                    "(a)(b)?",
-                                    "?",
-                                    "aaaa",
-                                    "a\xE4\xB8\xAD",
-                                    "\xE4\xB8\xAD",
-                                    "\xC3\xA9"
-                                    "b"};
+    const char* const patterns[] = {"a*",           "(a|b)+",   "^a",   "b$",     "a+\n",
+                                    "(ab)\\1",      "a",        "[^a]", "(^|b)a", "b{1,2}",
+                                    "***:\\yab",    "Ab",       "aab",  "ba",     "***:(a.*?)b",
+                                    "\\w+",         "(a)(b)?",  "?",    "aaaa",   "a\xE4\xB8\xAD",
+                                    "\xE4\xB8\xAD", "\303\251b"};
     const char* const replacements[] = {"",        "x", "yy", "<\\0>", "\\1-", "\xE4\xB8\xAD-",
                                         "\xC3\xA9"};
     const char* const finds[] = {"-r:", "-ric:", "-rnnl:", "-rnnlic:", "-f:", "-fic:", "-f:"};

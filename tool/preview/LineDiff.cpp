@@ -212,6 +212,11 @@ void CLineDiff::__EqualInHunk(std::string_view line) {
 /// A line of the old text, or none, becomes one of the new text, or none.
 void CLineDiff::__Change(std::string_view old, std::string_view bytes) {
     __OpenHunk();
+    if (__hunkSize > MOST_OF_HUNK) {
+        __CloseHunk(); // without lines behind it: more changes follow at once
+        __OpenHunk();
+    }
+    __hunkSize += old.size() + bytes.size();
     if (!old.empty()) {
         if (!__newLines.empty() && bytes.empty()) {
             __PutNew();
@@ -231,6 +236,7 @@ void CLineDiff::__OpenHunk() {
     if (!__isOpen) {
         __isOpen = true;
         __hunk = {};
+        __hunkSize = 0;
         __hunk.oldBegin = __oldLine + 1 - __equal.size();
         __hunk.newBegin = __newLine + 1 - __equal.size();
     }

@@ -81,6 +81,7 @@ private:
     std::uint64_t __newLine = 0;
     bool __isOpen = false;
     DIFF_HUNK __hunk;
+    std::size_t __hunkSize = 0;          ///< bytes of its changes
     std::vector<std::string> __newLines; ///< of the change at the hunk's end
     std::deque<std::string> __equal;     ///< equal lines in front, or at the open hunk's end
 };
