@@ -13,6 +13,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <iostream>
+#include <optional>
 #include <sys/stat.h>
 
 namespace Quil {
@@ -354,21 +355,24 @@ void CFilePass::__Change(const stringEx& path, const struct stat& state, std::ui
     if (__holdsSignals) {
         result.untilTold = std::make_unique<CHeldSignals>();
     }
+    std::optional<std::uint64_t> kept;
     try {
         CSysFile target;
         target.Open(path, CSysFile::ACCESS_WRITE, 0, 0, 0, 0);
         struct stat now = {};
         target.GetStatus(now);
         RefuseOther(now, state, path);
-        const std::uint64_t kept = __run.journal != nullptr ? __run.journal->Keep(path, state) : 0;
+        if (__run.journal != nullptr) {
+            kept = __run.journal->Keep(path, state);
+        }
         __Rewrite(target, static_cast<std::uint64_t>(state.st_size), place);
         result.hasChanged = true;
-        if (__run.journal != nullptr) {
-            __run.journal->Complete(kept, path);
-        }
         __Warn(place, result);
     } catch (const qlExp& cause) {
         TellWriteFailure(result, cause);
+    }
+    if (kept) {
+        __run.journal->Complete(*kept, path);
     }
     result.count = __road->GetCount();
 }

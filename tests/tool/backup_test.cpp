@@ -131,6 +131,18 @@ TEST_F(BackupTest, AFileThatCantBeKeptIsNotChanged) {
     EXPECT_EQ(Read("b.txt"), "a");
 }
 
+TEST_F(BackupTest, AFileThatCouldntBeWrittenIsSomebodysToChange) {
+    Write("a.txt", "a");
+    Write("b.txt", "a");
+    fault = "fallocate 1 28"; // no room
+    EXPECT_EQ(Tsub({"a.txt", "b.txt", "-f:a", "-t:bbb", "--backup"}).status, 0);
+    fault.clear();
+    const std::string first = Read("a.txt") == "a" ? "a.txt" : "b.txt";
+    Write(first, "mine");
+    EXPECT_EQ(Tsub({"--undo"}).status, 255) << "left alone";
+    EXPECT_EQ(Read(first), "mine");
+}
+
 TEST_F(BackupTest, ARunThatIsKilledAnywhereCanBeUndone) {
     constexpr int FILES = 12;
     const auto content = [](int i) {

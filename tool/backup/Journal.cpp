@@ -232,16 +232,22 @@ std::uint64_t CJournal::Keep(const stringEx& path, const struct stat& state) {
     return number;
 }
 
-void CJournal::Complete(std::uint64_t number, const stringEx& path) {
-    const CONTENT_HASH hash = HashFile(path);
-    const std::lock_guard lock(__mutex);
-    __Append(Record([&](Writer& writer) {
-        writer.AppendCtrlCode(COMPLETE);
-        writer.AppendBigID(number);
-        writer.AppendQWord(hash.low);
-        writer.AppendQWord(hash.high);
-        writer.AppendEofSeg();
-    }));
+void CJournal::Complete(std::uint64_t number, const stringEx& path) noexcept {
+    try {
+        const CONTENT_HASH hash = HashFile(path);
+        const std::lock_guard lock(__mutex);
+        __Append(Record([&](Writer& writer) {
+            writer.AppendCtrlCode(COMPLETE);
+            writer.AppendBigID(number);
+            writer.AppendQWord(hash.low);
+            writer.AppendQWord(hash.high);
+            writer.AppendEofSeg();
+        }));
+    } catch (const qlExp&) {
+        return;
+    } catch (const std::bad_alloc&) {
+        return;
+    }
 }
 
 } // namespace Quil

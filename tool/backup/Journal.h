@@ -1,9 +1,10 @@
 // What a run with --backup has changed: a folder with the old contents, and a journal beside them.
 //
 // An entry goes into the journal, and to the device with its content, before its file is touched;
-// that the file is complete is noted behind it. So whenever the run ends, each file of which there
-// is an entry can be given back, and for each that is complete it can be told whether somebody else
-// has changed it since. A record that the end of a run cut counts as never written.
+// what the run has left of the file is noted behind it. So whenever the run ends, each file of
+// which there is an entry can be given back, and for each but those that it was amid of it can be
+// told whether somebody else has changed it since. A record that the end of a run cut counts as
+// never written.
 #pragma once
 
 #include "util/file/sysfile.h"
@@ -75,8 +76,9 @@ public:
 
     /// Keeps a file's content, before it is changed. Answers its number.
     std::uint64_t Keep(const stringEx& path, const struct stat& state);
-    /// The file is changed and complete.
-    void Complete(std::uint64_t number, const stringEx& path);
+    /// The file won't be changed any more, whether all went well or not. Where that can't be noted,
+    /// what is in it counts as the run's whatever it is.
+    void Complete(std::uint64_t number, const stringEx& path) noexcept;
 
 private:
     void __Begin();
