@@ -119,12 +119,15 @@ std::vector<stringEx> NamesOf(const ROW& row) {
 
 const ROW* FindRow(const stringEx& name) {
     const stringEx bare = Bare(name);
+    if (bare.empty()) {
+        return nullptr;
+    }
     const auto* const found = std::ranges::find_if(ROWS, [&bare](const ROW& row) {
         return Bare(stringEx(row.name)) == bare ||
                std::ranges::any_of(NamesOf(row),
                                    [&bare](const stringEx& known) { return Bare(known) == bare; });
     });
-    return found != std::end(ROWS) && !bare.empty() ? found : nullptr;
+    return found != std::end(ROWS) ? found : nullptr;
 }
 
 stringEx MarkOf(const ROW& row) {

@@ -1,6 +1,8 @@
 // Words to boxes to tables, and the plain form of the search.
 #include "regex/filter/fingerprint.h"
 
+#include "util/base/cpu.h"
+
 #include <algorithm>
 #include <bit>
 #include <limits>
@@ -161,14 +163,8 @@ auto TCellSet<Chr>::boxes(std::size_t most) const -> std::vector<box> {
 
 template <class Chr>
 auto TFingerprint<Chr>::best() -> way {
-#if defined(__x86_64__)
-    static const way known = __builtin_cpu_supports("avx2")     ? way::VECTOR32
-                             : __builtin_cpu_supports("sse4.1") ? way::VECTOR16
-                                                                : way::PLAIN;
+    static const way known = HasAvx2() ? way::VECTOR32 : HasSse41() ? way::VECTOR16 : way::PLAIN;
     return known;
-#else
-    return way::PLAIN;
-#endif
 }
 
 template <class Chr>

@@ -1,5 +1,6 @@
 #include "util/conv/codec/utf8_runs.h"
 
+#include "util/base/cpu.h"
 #include "util/base/unicode_units.h"
 
 #include <bit>
@@ -19,11 +20,6 @@ constexpr std::size_t TRIPLE_SIZE = 3;
 /// Two halves of sixteen bytes, the second one twelve behind the first, hold eight triples.
 constexpr std::size_t HALF_STEP = 12;
 constexpr std::size_t BYTES_TOUCHED = HALF_STEP + 16;
-
-bool HasAvx2() {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx2") != 0;
-}
 
 bool mayUseVectors = HasAvx2();
 
