@@ -28,6 +28,24 @@ std::size_t CommonPrefix(std::string_view a, std::string_view b) {
                                     a.begin());
 }
 
+/// Eight bytes at a time: nearly all of a text is only counted.
+std::uint64_t CountLineEnds(std::string_view text) {
+    constexpr std::uint64_t ENDS = 0x0A0A0A0A0A0A0A0A;
+    constexpr std::uint64_t LOW_BITS = 0x7F7F7F7F7F7F7F7F;
+    constexpr std::uint64_t ONES = 0x0101010101010101;
+    constexpr unsigned int HIGH_BIT = 7;
+    constexpr unsigned int TOP_BYTE = 56;
+    std::uint64_t count = 0;
+    for (; text.size() >= sizeof(std::uint64_t); text.remove_prefix(sizeof(std::uint64_t))) {
+        std::uint64_t bytes = 0;
+        std::memcpy(&bytes, text.data(), sizeof bytes);
+        bytes ^= ENDS;
+        const std::uint64_t isOther = ((bytes & LOW_BITS) + LOW_BITS) | bytes | LOW_BITS;
+        count += (~isOther >> HIGH_BIT) * ONES >> TOP_BYTE; // the sum of the bytes
+    }
+    return count + static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
 /// Behind the last line end; 0 if there is none.
 std::size_t BehindLines(std::string_view text) {
     return text.rfind('\n') + 1;
@@ -62,7 +80,13 @@ void CLineDiff::CPending::Append(std::string_view bytes) {
     __text.append(bytes);
 }
 
+/// What waits is mostly the begin of a line, whose end settles it: the rest needs no waiting.
 void CLineDiff::Same(std::string_view bytes) {
+    if (!__old.IsEmpty() || !__new.IsEmpty()) {
+        const std::size_t length = FirstLine(bytes, true);
+        Differ(bytes.substr(0, length), bytes.substr(0, length));
+        bytes.remove_prefix(length);
+    }
     if (__old.IsEmpty() && __new.IsEmpty()) {
         const std::size_t whole = BehindLines(bytes);
         __Equal(bytes.substr(0, whole));
@@ -178,8 +202,7 @@ void CLineDiff::__Equal(std::string_view lines) {
     if (lines.empty()) {
         return;
     }
-    const auto count = static_cast<std::uint64_t>(std::count(lines.begin(), lines.end(), '\n')) +
-                       (lines.back() == '\n' ? 0 : 1);
+    const std::uint64_t count = CountLineEnds(lines) + (lines.back() == '\n' ? 0 : 1);
     __oldLine += count;
     __newLine += count;
     // The last of them are kept, from the back.
