@@ -116,6 +116,30 @@ TEST_F(BackupTest, OldRunsGo) {
     EXPECT_TRUE(Runs().empty());
 }
 
+TEST_F(BackupTest, ARunDoesntGoWhileItIsGivenBack) {
+    Write("a.txt", "a");
+    Write("b.txt", "b");
+    EXPECT_EQ(Tsub({"a.txt", "-f:a", "-t:x", "--backup"}).status, 0);
+    const std::string oldest = Runs().at(0);
+    EXPECT_EQ(Tsub({"b.txt", "-f:b", "-t:x", "--backup"}).status, 0);
+    EXPECT_EQ(Tsub({"--undo=" + oldest, "--keep-runs=1"}).status, 0);
+    EXPECT_EQ(Read("a.txt") + Read("b.txt"), "ax");
+    EXPECT_EQ(Runs().size(), 2U) << "the undo, and what it gave back";
+}
+
+TEST_F(BackupTest, ARecordThatCantBeWrittenDoesntHideThoseBehindIt) {
+    for (const char* const name : {"a.txt", "b.txt", "c.txt"}) {
+        Write(name, "a");
+    }
+    fault = "write 2 0,write 3 28"; // half of the first entry, and then no room
+    const Outcome outcome = Tsub({"a.txt", "b.txt", "c.txt", "-f:a", "-t:b", "--backup"});
+    fault.clear();
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '['), 1) << outcome.err;
+    EXPECT_EQ(Read("a.txt") + Read("b.txt") + Read("c.txt"), "abb");
+    EXPECT_EQ(Tsub({"--undo"}).status, 0);
+    EXPECT_EQ(Read("a.txt") + Read("b.txt") + Read("c.txt"), "aaa");
+}
+
 TEST_F(BackupTest, AFileThatCantBeKeptIsNotChanged) {
     Write("a.txt", std::string(200000, 'a'));
     Write("b.txt", "a");

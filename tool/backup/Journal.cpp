@@ -8,10 +8,12 @@
 
 #define XXH_INLINE_ALL
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
 #include <memory>
+#include <new>
 #include <sys/stat.h>
 #include <xxhash.h>
 
@@ -104,6 +106,9 @@ CONTENT_HASH HashFile(const stringEx& path) {
     file.Open(path, CSysFile::ACCESS_READ, 0, 0, 0, 0);
     const std::unique_ptr<XXH3_state_t, decltype(&XXH3_freeState)> state(XXH3_createState(),
                                                                          &XXH3_freeState);
+    if (state == nullptr) {
+        throw std::bad_alloc();
+    }
     XXH3_128bits_reset(state.get());
     const auto block = std::make_unique_for_overwrite<char[]>(BLOCK);
     while (const unsigned int count = file.Read(block.get(), BLOCK)) {
@@ -184,7 +189,7 @@ void CJournal::__Begin() {
     __journal.Open(path + "journal", CSysFile::ACCESS_WRITE, CSysFile::CREATE + O_EXCL, 0, PRIVATE,
                    0);
     __journal.Lock(0, 0, CSysFile::LOCK_EXCLUSIVE);
-    __path = path;
+    __length = 0;
     __Append(Record([&](Writer& writer) {
         writer.AppendVersion(JOURNAL_VERSION);
         writer.AppendQWord(static_cast<std::uint64_t>(std::time(nullptr)));
@@ -193,16 +198,32 @@ void CJournal::__Begin() {
         writer.AppendEofSeg();
     }));
     FlushFolder(__folder.GetPath());
-    std::vector<stringEx> runs = __folder.GetRuns();
+    __path = path;
+    const std::vector<stringEx> runs = __folder.GetRuns();
     for (std::size_t i = 0; i + __keepRuns < runs.size(); ++i) {
-        __folder.Forget(runs[i]);
+        if (runs[i] != __spared) {
+            __folder.Forget(runs[i]);
+        }
     }
 }
 
+/// Appends a record, or nothing of it: behind a part of one nothing could be read any more.
 void CJournal::__Append(const byteEx& record) {
-    for (unsigned int done = 0; done < record.length();) {
-        done += __journal.Write(record.data() + done, record.length() - done);
+    if (__isBroken) {
+        throw ioExp(EIO, "the journal of old contents can't be written any more");
     }
+    try {
+        for (unsigned int done = 0; done < record.length();) {
+            done += __journal.Write(record.data() + done, record.length() - done);
+        }
+    } catch (const qlExp&) {
+        __isBroken = true;
+        __journal.SeekBegin(CLongLongNative(CULongLongNative(__length)));
+        __journal.ResizeToCurrentPos();
+        __isBroken = false;
+        throw;
+    }
+    __length += record.length();
 }
 
 std::uint64_t CJournal::Keep(const stringEx& path, const struct stat& state) {

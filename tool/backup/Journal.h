@@ -74,6 +74,8 @@ public:
     /// @param keepRuns  runs that are kept in the folder, this one included
     CJournal(CBackupFolder folder, stringEx command, unsigned int keepRuns);
 
+    /// A run that must not go to make room for this one, since it is being given back.
+    void Spare(const stringEx& run) { __spared = run; }
     /// Keeps a file's content, before it is changed. Answers its number.
     std::uint64_t Keep(const stringEx& path, const struct stat& state);
     /// The file won't be changed any more, whether all went well or not. Where that can't be noted,
@@ -87,9 +89,12 @@ private:
     CBackupFolder __folder;
     stringEx __command;
     unsigned int __keepRuns;
-    std::mutex __mutex; ///< over the rest
-    stringEx __path;    ///< of the run's folder; empty until a file is kept
-    CSysFile __journal; ///< locked as long as the run goes on
+    stringEx __spared;
+    std::mutex __mutex;         ///< over the rest
+    stringEx __path;            ///< of the run's folder; empty until a file is kept
+    CSysFile __journal;         ///< locked as long as the run goes on
+    std::uint64_t __length = 0; ///< of its whole records, in bytes
+    bool __isBroken = false;    ///< it ends in the middle of one
     std::uint64_t __count = 0;
 };
 

@@ -185,6 +185,7 @@ int Undo(Run& run) {
     if (!told) {
         return RefuseUnknown(folder, run.undo);
     }
+    run.journal->Spare(told->name);
     CUndo undo(run, folder, *told);
     const int status = undo.Run();
     if (run.isWatched) {
