@@ -223,7 +223,8 @@ bool CFilePass::__CheckLosses(std::uint64_t size, FILE_RESULT& result) {
         losses.undecoded.line = 1 + __CountLines(losses.undecoded.place);
     }
     result.cause = DescribeLosses(__run, losses);
-    result.trouble = result.cause.empty() ? nullptr : "can't convert without loss: ";
+    result.hasLoss = !result.cause.empty();
+    result.trouble = result.hasLoss ? "can't convert without loss: " : nullptr;
     __source.Restart(0);
     return result.cause.empty();
 }
@@ -308,7 +309,7 @@ void CFilePass::__Print(std::uint64_t size, bool isAwaited, FILE_RESULT& result)
         }
         if (!result.cause.empty()) {
             result.trouble = "can't convert without loss: ";
-            result.endsRun = true;
+            result.hasLoss = result.endsRun = true;
             return;
         }
         if (isAwaited) {

@@ -1,9 +1,12 @@
 #include "tool/charset_choice.h"
 
+#include "tool/advice.h"
 #include "tool/charset_names.h"
 #include "tool/listings.h"
+#include "tool/option/nearest.h"
 #include "tool/road/road.h"
 #include "tool/run.h"
+#include "util/sys/errhdl.h"
 #include "util/text/CmdArgParser.h"
 
 #include <iostream>
@@ -23,11 +26,32 @@ stringEx TrimmedValue(const CCmdArgParser& parser, const char* name) {
     return value;
 }
 
+/// What may have been meant by a name that isn't known.
+stringEx AdviceFor(const stringEx& name) {
+    std::vector<stringEx> known;
+    TTextConv::ENC_COOKIE cookie;
+    stringEx encoding;
+    TTextConv::ENCINFO info;
+    while (TTextConv::EnumEncoding(cookie, encoding, info)) {
+        known.push_back(encoding);
+    }
+    stringEx advice(name);
+    advice.append(" isn't a charset that is known");
+    if (const stringEx nearest = FindNearest(name, known); !nearest.empty()) {
+        advice.append("; ").append(nearest).append(" is one");
+    }
+    return advice.append(", -listenc shows all");
+}
+
 /// The converter for an encoding that the user named. Throws the conversion library's own exception
 /// for a name that none of them knows, rather than to pass the text through unconverted.
-CTextConvHandle ConverterFor(const stringEx& name) {
+CTextConvHandle ConverterFor(const stringEx& name, const Run& run) {
     CTextConvHandle converter = GainBestConvFor(0, name);
-    EnsureConvFound(converter, name);
+    try {
+        EnsureConvFound(converter, name);
+    } catch (const qlExp& unknown) {
+        ThrowAdvised(run, unknown, AdviceFor(name));
+    }
     return converter;
 }
 
@@ -35,17 +59,17 @@ CTextConvHandle ConverterFor(const stringEx& name) {
 /// needs no converter; any other leaves the text as wide as it is there, so that a raw wide input
 /// stays raw whatever narrow encoding is asked for at the output.
 CHARSET SettleCharset(const CCmdArgParser& parser, const char* name, const CHARSET& unless,
-                      const CONSTANTS& constants) {
+                      const Run& run) {
     CHARSET charset = unless;
     if (!HasSwitch(parser, name)) {
         return charset;
     }
     charset.name = TrimmedValue(parser, name);
-    if (constants.UnicodeEncs.count(charset.name) != 0) {
+    if (run.constants.UnicodeEncs.count(charset.name) != 0) {
         charset.isWide = true;
-        charset.isBigEndian = constants.BigEndianEncs.count(charset.name) != 0;
+        charset.isBigEndian = run.constants.BigEndianEncs.count(charset.name) != 0;
     } else {
-        charset.converter = ConverterFor(charset.name);
+        charset.converter = ConverterFor(charset.name, run);
     }
     return charset;
 }
@@ -64,18 +88,20 @@ bool SettleCodes(Run& run, bool isBigEndian) {
 } // namespace
 
 bool SettleArgumentEncoding(const CCmdArgParser& parser, Run& run) {
-    run.arg = SettleCharset(parser, "encarg", SystemCharset(), run.constants);
+    run.arg = SettleCharset(parser, "encarg", SystemCharset(), run);
     if (run.arg.isWide) {
         std::cout << "[FATAL ERROR] due to system's limite, wide char is not support for the "
                      "argument.\n";
+        Advise(run, "the find and replace texts can't hold NUL: give them in utf-8, which "
+                    "-encarg:utf-8 says");
     }
     return !run.arg.isWide;
 }
 
 bool SettleTextEncodings(const CCmdArgParser& parser, Run& run) {
     if (run.fromCode.empty() && run.toCode.empty() && run.mark == MARK::BY_SWITCH) {
-        run.in = SettleCharset(parser, "encin", SystemCharset(), run.constants);
-        run.out = SettleCharset(parser, "encout", run.in, run.constants);
+        run.in = SettleCharset(parser, "encin", SystemCharset(), run);
+        run.out = SettleCharset(parser, "encout", run.in, run);
         return true;
     }
     run.isStrict = run.isStrict || (!run.forces && !run.keepsBytes);

@@ -11,8 +11,8 @@ void RegexExtendClassParser(wstringEx& str);
 
 /// Compiles the run's expression, if it searches by one. An expression that doesn't compile leaves
 /// a null handle, and nothing matches: scripts rely on that. Only somebody who sits at a terminal
-/// is told, in a line on standard error, what is wrong with it and at which character, counted from
-/// 1 in what was typed; and a careful run ends by that, which false means.
+/// is told, on standard error, what is wrong with it and at which character, counted from 1 in what
+/// was typed, and sees the place; and a careful run ends by that, which false means.
 bool CompileExpression(Run& run);
 
 } // namespace Quil

@@ -3,6 +3,7 @@
 // taken as it stands.
 #include "tool/file_list.h"
 
+#include "tool/advice.h"
 #include "tool/run.h"
 #include "util/file/SearchWatch.h"
 #include "util/file/dir.h"
@@ -91,7 +92,12 @@ std::vector<stringEx> AddPatterns(const std::vector<stringEx>& words, Run& run, 
         patterns.push_back(FromHere(word));
     }
     std::vector<unsigned int> counts;
-    CDir(".").GetAllFiles(run.fileList, patterns, run.withSubDirs, !run.errStop, &counts, &watch);
+    try {
+        CDir(".").GetAllFiles(run.fileList, patterns, run.withSubDirs, !run.errStop, &counts,
+                              &watch);
+    } catch (const dirExp& obstacle) {
+        ThrowAdvised(run, obstacle, "--skip-broken passes over what can't be looked into");
+    }
     std::vector<stringEx> missing;
     for (unsigned int i = 0; i < counts.size(); ++i) {
         if (counts[i] == 0 &&
@@ -156,6 +162,8 @@ bool BuildFileList(const CCmdArgParser& parser, Run& run) {
     const std::vector<stringEx> missing = AddPatterns(words, run, watch);
     if (run.fileList.empty()) {
         std::cerr << "[FATAL ERROR] can't find the file(s)!\n";
+        Advise(run, run.withSubDirs ? "no file here or below has such a name"
+                                    : "no file has such a name here; -s looks into folders, too");
         return false;
     }
     if (run.isCareful && !missing.empty()) {

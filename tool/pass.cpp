@@ -4,6 +4,7 @@
 #include "tool/FilePass.h"
 #include "tool/ParallelPass.h"
 #include "tool/Progress.h"
+#include "tool/advice.h"
 #include "tool/standard_output.h"
 
 #include <iostream>
@@ -31,6 +32,7 @@ PASS Add(Run& run, const stringEx& path, const FILE_RESULT& result) {
     }
     run.foundAny = run.foundAny || result.count != 0;
     run.failedToWrite = run.failedToWrite || result.hasFailedToWrite;
+    run.hasLoss = run.hasLoss || result.hasLoss;
     if (result.trouble != nullptr) {
         std::cerr << "[ERROR] " << result.trouble << path << "\n@ " << result.cause << "\n";
         run.hasPassedOver = run.hasPassedOver || !result.hasFailedToWrite;
@@ -92,7 +94,12 @@ PASS PassOverInputs(Run& run) {
     // Where the first error is to end the run, or all goes to one output, there is one order.
     const bool isInTurn = run.jobs == 1 || run.errStop || run.toStdout ||
                           run.show != SHOW::NOTHING || run.asks || run.fileList.size() == 1;
-    return isInTurn ? PassInTurn(run) : PassAtOnce(run);
+    const PASS outcome = isInTurn ? PassInTurn(run) : PassAtOnce(run);
+    if (run.hasLoss) {
+        Advise(run, "--from-code says what a text is really in; -force converts all the same, with "
+                    "\"?\" for what is lost");
+    }
+    return outcome;
 }
 
 } // namespace Quil

@@ -139,6 +139,7 @@ struct Run {
     bool changedFile = false;   ///< a file was rewritten
     bool failedToWrite = false; ///< a file should have been rewritten and was not
     bool hasPassedOver = false; ///< something couldn't be looked at
+    bool hasLoss = false;       ///< files were left alone since something would be lost
     unsigned long totalCount = 0;
 
     /// Whether a result begins with a mark. By the switch only files do, and only in UTF-8 under

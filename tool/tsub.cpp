@@ -121,18 +121,21 @@ bool CheckCombinations(const Run& run) {
     if (run.show != SHOW::NOTHING && (run.stdioMode || run.toStdout)) {
         std::cerr
             << "[FATAL ERROR] a preview shows what would change in files, and this run changes "
-               "none\n";
+               "none: name files, or leave the preview out\n";
         return false;
     }
     if (!run.asks) {
         return true;
     }
     const char* const obstacle =
-        run.show != SHOW::NOTHING       ? "changes files, and a preview doesn't"
-        : run.stdioMode || run.toStdout ? "asks about files, and this run changes none"
-        : run.filesFrom == "-"          ? "asks on the terminal, and can't read a pipe as well"
-        : !CDialog::IsPossible()        ? "asks on a terminal, and there is none"
-                                        : nullptr;
+        run.show != SHOW::NOTHING       ? "changes files, and a preview doesn't: leave one out"
+        : run.stdioMode || run.toStdout ? "asks about files, and this run changes none: name files"
+        : run.filesFrom == "-"
+            ? "asks on the terminal, and can't read a pipe as well: put the names "
+              "into a file"
+        : !CDialog::IsPossible() ? "asks on a terminal, and there is none: --preview shows the "
+                                   "same, and asks nothing"
+                                 : nullptr;
     if (obstacle != nullptr) {
         std::cerr << "[FATAL ERROR] --interactive " << obstacle << "\n";
     }
@@ -163,7 +166,7 @@ bool StandsAlone(const CCmdArgParser& parser, const Run& run) {
     if (!isAlone) {
         std::cerr
             << "[FATAL ERROR] --undo and --forget are about whole runs, and take no files and "
-               "nothing to find\n";
+               "nothing to find: leave these out\n";
     }
     return isAlone;
 }

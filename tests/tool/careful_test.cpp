@@ -53,7 +53,7 @@ TEST_F(CommandTest, ACarefulRunTakesNothingAmissLightly) {
         {{"a.txt", "n*", "-f:foo", "-t:x"}, "nothing is found by: n*"},
         {{"a.txt", "gone", "-f:foo", "-t:x"}, "nothing is found by: gone"},
         {{"a.txt", "-r:(", "-t:x"}, "bad expression: parentheses not balanced, at character 1"},
-        {{"a.txt", "-f:foo", "-t:x", "-frcc"}, "switch -frcc isn't known"},
+        {{"a.txt", "-f:foo", "-t:x", "-frcc"}, "switch -frcc isn't known; -frc is one"},
         {{"a.txt", "", "-f:foo", "-t:x"},
          "an empty pattern means all files of the folder; write "
          "\"*\" if that is meant"},

@@ -71,13 +71,22 @@ TEST_F(CommandTest, BadExpressions) {
     const struct {
         std::string find;
         const char* told;
+        const char* place = ""; ///< the typed text and the mark below it
     } rows[] = {
-        {"-r:ab(c", "parentheses not balanced, at character 3"},
-        {"-rnnlic:\xC3\xA9\\d+[:tb:]\xC3\xA9[z-a]", "bad range, at character 13"},
+        {"-r:ab(c", "parentheses not balanced, at character 3", "    ab(c\n      ^\n@ write \\( "},
+        {"-rnnlic:\xC3\xA9\\d+[:tb:]\xC3\xA9[z-a]", "bad range, at character 13",
+         "    \xC3\xA9\\d+[:tb:]\xC3\xA9[z-a]\n                ^\n@ the first of "},
+        {"-r:\xE4\xBD\xA0\xE4\xBB\xAC(", "parentheses not balanced, at character 3",
+         "    \xE4\xBD\xA0\xE4\xBB\xAC(\n        ^\n@ "}, // two columns each
+        {"-r:" + std::string(500, 'a') + "\t[" + std::string(500, 'b'),
+         "bracket not closed, at character 502",
+         " ...aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa [bbbbbbbbbbbbbbbbbbbbbbb...\n"
+         "                                                    ^\n@ "},
         {"-r:[[:dq:]]a{256}", "bad repeat count (up to 255, the lower first), at character 10"},
-        {"-ric:***:(?i", "unknown or unfinished option in (?...), at its end"},
+        {"-ric:***:(?i", "unknown or unfinished option in (?...), at its end",
+         "    ***:(?i\n           ^\n@ "},
         {"-r:(((a{255}){255}){255}){255}", "too large, at character 17"},
-        {"-r:" + allTogether, "too large"}, // no group alone is
+        {"-r:" + allTogether, "too large", "@ "}, // no group alone is
         {"-r:a", nullptr},
         {"-f:a(", nullptr},
     };
@@ -88,10 +97,15 @@ TEST_F(CommandTest, BadExpressions) {
             const Outcome outcome = Tsub({"x.txt", row.find, "-t:x"});
             EXPECT_EQ(outcome.status, 1) << row.find;
             EXPECT_EQ(Read("x.txt") + outcome.out, "-") << row.find;
-            EXPECT_EQ(outcome.err, onTerminal && row.told != nullptr
-                                       ? std::string("[ERROR] bad expression: ") + row.told + "\n"
-                                       : "")
-                << row.find;
+            const bool isTold = onTerminal && row.told != nullptr;
+            EXPECT_EQ(outcome.err.rfind(isTold ? std::string("[ERROR] bad expression: ") +
+                                                     row.told + "\n" + row.place
+                                               : "",
+                                        0),
+                      0U)
+                << row.find << "\n"
+                << outcome.err;
+            EXPECT_EQ(outcome.err.empty(), !isTold) << row.find;
         }
     }
     // A pipe's text goes through as it would without a match.

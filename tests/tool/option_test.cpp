@@ -15,9 +15,9 @@ TEST_F(CommandTest, WrongLongOptionsEndTheRunBeforeAnythingIsRead) {
         const char* option;
         const char* told;
     } rows[] = {
-        {"--prewiev", "isn't an option; --preview is one"},
-        {"--Jobs", "isn't an option; --jobs is one"},
-        {"--unlike-any", "isn't an option"},
+        {"--prewiev", "isn't an option; --preview is one, --help lists all"},
+        {"--Jobs", "isn't an option; --jobs is one, --help lists all"},
+        {"--unlike-any", "isn't an option, --help lists all"},
         {"--jobs=0", "wants a number from 1 to 9999"},
         {"--jobs:x", "wants a number from 1 to 9999"},
         {"--preview=1", "takes no value"},
@@ -47,8 +47,36 @@ TEST_F(CommandTest, UnknownSwitchesAreToldOfOnATerminal) {
         Write("x.txt", "a");
         const Outcome outcome = Tsub({"x.txt", "-F:a", "-T:b", "-frcc:1", "-exp", "-", "--jobs"});
         EXPECT_EQ(outcome.err,
-                  onTerminal ? "[WARNING] switch -frcc isn't known and has no effect\n" : "");
+                  onTerminal ? "[WARNING] switch -frcc isn't known and has no effect; -frc is one\n"
+                             : "");
         EXPECT_EQ(Read("x.txt"), "b");
+    }
+}
+
+TEST_F(CommandTest, ARefusalSaysOnATerminalWhatToDoNext) {
+    const struct {
+        Arguments arguments;
+        const char* advice;
+    } rows[] = {
+        {{"nothing.txt", "-f:a", "-t:b"},
+         "no file has such a name here; -s looks into folders, too"},
+        {{"x.txt", "-any", "-encin:gb2321", "-encout:utf-8"},
+         "gb2321 isn't a charset that is known; GB2312 is one, -listenc shows all"},
+        {{"*", "-s", "-f:a", "-t:b"}, "--skip-broken passes over what can't be looked into"},
+        {{"x.txt", "-any", "--from-code=ascii"},
+         "--from-code says what a text is really in; -force converts all the same, with \"?\" for "
+         "what is lost"},
+    };
+    Write("x.txt", "\xFF");
+    fs::create_symlink("nowhere", folder / "broken");
+    for (const auto& row : rows) {
+        for (const bool onTerminal : {false, true}) {
+            errorsOnTerminal = onTerminal;
+            const Outcome outcome = Tsub(row.arguments);
+            EXPECT_NE(outcome.err, "") << row.advice;
+            EXPECT_EQ(outcome.err.ends_with(std::string("\n@ ") + row.advice + "\n"), onTerminal)
+                << outcome.err;
+        }
     }
 }
 
@@ -64,7 +92,7 @@ TEST_F(CommandTest, HelpNamesEverySwitchOfTheUsage) {
         width = std::max(width, std::min(end, help.out.size()) - begin);
     }
     EXPECT_LE(width, 80U);
-    EXPECT_EQ(Tsub({"--version"}).out.rfind("tsub 2.3.6.1213\n", 0), 0U);
+    EXPECT_EQ(Tsub({"--version"}).out.rfind("tsub " TSUB_VERSION "\n", 0), 0U);
 }
 
 TEST_F(CommandTest, OptionsChooseTheFiles) {

@@ -1,6 +1,7 @@
 #include "tool/backup/undo.h"
 
 #include "tool/HeldSignals.h"
+#include "tool/advice.h"
 #include "tool/backup/Journal.h"
 #include "tool/preview/DiffPrinter.h"
 #include "tool/run.h"
@@ -103,6 +104,8 @@ public:
     }
 
     unsigned long GetCount() const { return __count; }
+    /// Whether files were left alone that somebody has changed.
+    bool IsWaiting() const { return __isWaiting; }
 
 private:
     void __GiveBack(const BACKUP_ENTRY& entry) {
@@ -120,6 +123,7 @@ private:
                 __hasFailed = true;
                 std::cerr << "[ERROR] left alone, somebody has changed it since the run: "
                           << entry.path << "\n";
+                __isWaiting = true;
                 return;
             }
             if (__run.show != SHOW::NOTHING) {
@@ -165,6 +169,7 @@ private:
     const BACKUP_RUN __told;
     unsigned long __count = 0;
     bool __hasFailed = false;
+    bool __isWaiting = false;
 };
 
 } // namespace
@@ -179,7 +184,8 @@ int Undo(Run& run) {
     }
     const std::optional<BACKUP_RUN> told = Find(folder, run.undo);
     if (!told && run.undo.empty()) {
-        std::cerr << "[FATAL ERROR] no run with --backup is known in " << folder.GetPath() << "\n";
+        std::cerr << "[FATAL ERROR] no run with --backup is known in " << folder.GetPath()
+                  << "; if it kept its files elsewhere, say --backup=DIR as well\n";
         return FAILED;
     }
     if (!told) {
@@ -188,6 +194,10 @@ int Undo(Run& run) {
     run.journal->Spare(told->name);
     CUndo undo(run, folder, *told);
     const int status = undo.Run();
+    if (undo.IsWaiting()) {
+        Advise(run,
+               "with -force they are given back all the same, and their present contents kept");
+    }
     if (run.isWatched) {
         std::cerr << undo.GetCount() << (undo.GetCount() == 1 ? " file" : " files")
                   << (run.show == SHOW::NOTHING ? " given back" : " would be given back")

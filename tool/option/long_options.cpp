@@ -22,18 +22,19 @@ bool Refuse(const stringEx& argument, const stringEx& reason) {
     return false;
 }
 
-bool RefuseUnknown(const stringEx& argument, const stringEx& name) {
+/// "; --this is one" if a long option, or a switch, has nearly that name; else empty.
+stringEx KnownInstead(const stringEx& name, bool isLong) {
     std::vector<stringEx> known;
     for (const OPTION& option : GetOptions()) {
-        if (option.IsLong()) {
+        if (option.IsLong() == isLong) {
             known.emplace_back(option.name);
         }
     }
-    stringEx reason("isn't an option");
+    stringEx instead;
     if (const stringEx nearest = FindNearest(name, known); !nearest.empty()) {
-        reason.append("; --").append(nearest).append(" is one");
+        instead.append(isLong ? "; --" : "; -").append(nearest).append(" is one");
     }
-    return Refuse(argument, reason);
+    return instead;
 }
 
 bool Settle(const stringEx& argument, Run& run) {
@@ -46,7 +47,9 @@ bool Settle(const stringEx& argument, Run& run) {
         return row.IsLong() && name == row.name;
     });
     if (option == options.end()) {
-        return RefuseUnknown(argument, name);
+        return Refuse(argument, stringEx("isn't an option")
+                                    .append(KnownInstead(name, true))
+                                    .append(", --help lists all"));
     }
     if (hasValue && option->value == VALUE::NONE) {
         return Refuse(argument, "takes no value");
@@ -88,12 +91,14 @@ bool CheckSwitches(const CCmdArgParser& parser, unsigned int end, const Run& run
         if (name.empty() || IsLong((stringEx("-") + name).c_str()) || IsKnownSwitch(name)) {
             continue;
         }
+        const stringEx known = KnownInstead(name, false);
         if (run.isCareful) {
-            std::cerr << "[FATAL ERROR] switch -" << name << " isn't known\n";
+            std::cerr << "[FATAL ERROR] switch -" << name << " isn't known" << known << "\n";
             return false;
         }
         if (run.isWatched) {
-            std::cerr << "[WARNING] switch -" << name << " isn't known and has no effect\n";
+            std::cerr << "[WARNING] switch -" << name << " isn't known and has no effect" << known
+                      << "\n";
         }
     }
     return true;
