@@ -7,10 +7,12 @@
 // makes macros of several of these names.
 #pragma once
 
+#include "util/base/visibility.h"
+
 #include <cstddef>
 #include <cstdint>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// \name Compile flags
 /// @{

@@ -7,10 +7,12 @@
 
 #pragma once
 
+#include "util/base/visibility.h"
+
 #include <cctype>
 #include <cstdint>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// General categories, in the numbering of the tables.
 // clang-format off

@@ -30,6 +30,10 @@ project(small LANGUAGES CXX)
 add_executable(tsub tool/main.cpp)
 add_custom_command(TARGET tsub POST_BUILD VERBATIM
                    COMMAND sh -c "exec 3>>\"$<TARGET_FILE:tsub>\"; sleep 0.3")
+add_custom_target(quil)
+add_custom_target(tsub_pages)
+install(TARGETS tsub)
+install(FILES CMakeLists.txt DESTINATION share/doc/tsub)
 END
 write_tool() {
     echo "#include <iostream>
@@ -61,6 +65,23 @@ expect "no build is an error, not a run without a match" [ $? -eq 255 ]
 expect "the compiler's words" says "main.cpp.*error"
 write_tool third
 run "$work/link"
+
+# Installing, beside what others installed.
+mkdir -p "$work/a prefix/share/doc/other"
+run "$project/scripts/install" --prefix "$work/a prefix"
+expect "it is installed" [ $? -eq 0 -a -x "$work/a prefix/bin/tsub" -a -e "$work/a prefix/share/doc/tsub/CMakeLists.txt" ]
+expect "it tells how it is found" says "^install: add $work/a prefix/bin to PATH"
+run "$project/scripts/uninstall" --prefix="$work/a prefix"
+find "$work/a prefix" -mindepth 1 -printf '%P\n' | sort >"$work/out"
+expect "what others installed stays, and nothing else" prints "bin
+share
+share/doc
+share/doc/other"
+run "$project/scripts/uninstall" --prefix "$work/a prefix"
+expect "nothing to uninstall is an error" [ $? -ne 0 ]
+expect "it says what is missing" says "nothing is noted in $work/a prefix/share/tsub/installed"
+run "$project/scripts/install" --perfix "$work/a prefix"
+expect "a mistyped word is refused" says "isn't known: --perfix"
 
 # Root may write anywhere.
 as_user=()

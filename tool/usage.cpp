@@ -8,7 +8,7 @@ namespace Quil {
 const char USAGE_TEXT[] =
     R"USAGE(
 ===============================================================================
-    Tsub Ver )USAGE" TSUB_VERSION R"USAGE(
+    Tsub Ver 2.3.6.1213
     https://tsub.invalid/
 ===============================================================================
 Find string in files or pipe, and replace it to another string With Multi-

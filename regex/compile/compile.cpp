@@ -121,6 +121,10 @@ void package(vars<chr>* v) {
     g->nlacons = v->nlacons;
 }
 
+/// For `re_fns`.
+template <class chr>
+constexpr regex_fns enginefns = {&rfree<chr>};
+
 } // namespace
 
 template <class chr>

@@ -111,10 +111,6 @@ guts<chr>* newguts();
 template <class chr>
 void rfree(regex_t* re);
 
-/// Functions of the engine for `chr`, for `re_fns`.
-template <class chr>
-inline constexpr regex_fns enginefns = {&rfree<chr>};
-
 /// What the parser remembers of a closed group: its stretch of the main automaton, null if it can't
 /// be referred to (not closed yet, or cancelled).
 struct capture {

@@ -1,7 +1,7 @@
 #include "tool/option/help.h"
 
 #include "tool/option/option_table.h"
-#include "tool/usage.h"
+#include "util/base/version.h"
 #include "util/conv/TextLibIConv.h"
 #include "util/conv/TextLibIcu.h"
 
@@ -74,7 +74,7 @@ std::string VersionText() {
     constexpr const char* COMPILER = "g++ " __VERSION__;
 #endif
     const auto found = [](bool isFound) { return isFound ? "found" : "not found"; };
-    return std::string("tsub " TSUB_VERSION "\n") + "built with " + COMPILER + "\n" + "C library " +
+    return std::string("tsub ") + Version() + "\nbuilt with " + COMPILER + "\n" + "C library " +
            gnu_get_libc_version() + "\n" + "iconv " +
            found(CTextLibIConv::IsExternalDependencyReady()) + "\n" + "ICU " +
            found(CTextLibIcu::IsExternalDependencyReady()) + "\n";

@@ -1,7 +1,9 @@
 // The machine that the program runs on, as far as the library asks.
 #pragma once
 
-namespace Quil {
+#include "util/base/visibility.h"
+
+namespace QUIL_PUBLIC Quil {
 
 /// A description of the machine, read once and constant from then on. Takes no lock of the library
 /// and never throws; safe from every thread.

@@ -11,6 +11,7 @@
 #pragma once
 
 #include "util/base/CancelHold.h"
+#include "util/base/visibility.h"
 
 #include <atomic>
 #include <cstddef>
@@ -20,7 +21,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A 32-bit counter that threads may change at once. Both changes answer the value before them.
 class CAtomicINT32 {

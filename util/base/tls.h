@@ -2,9 +2,11 @@
 // nothing of: they stand in util/sys/tls.cpp.
 #pragma once
 
+#include "util/base/visibility.h"
+
 #include <pthread.h>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A key of the system's thread-specific storage. Every thread has a value of its own, null at
 /// first; nothing is done with it when the thread ends.

@@ -8,11 +8,12 @@
 #pragma once
 
 #include "util/base/handle.h"
+#include "util/base/visibility.h"
 #include "util/text/ConvStr.h"
 
 #include <set>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 namespace IMPL {
 

@@ -2,11 +2,12 @@
 // own constructors, keep the name that they were opened with, and convert under a lock.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/conv/TextConv.h"
 #include "util/sys/advSync.h"
 #include "util/sys/mutex.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// The base of the converters of class `Conv`, which has a constructor for a code page and one for
 /// a name. What a library opens to convert has state: each conversion holds the object's lock, so

@@ -6,11 +6,12 @@
 // common charsets goes by codecs.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/conv/TextLib.h"
 
 #include <memory>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 namespace IMPL {
 class CIconvWays;

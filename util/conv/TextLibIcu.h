@@ -5,9 +5,10 @@
 // the other way round. Wide text from here is UTF-16 in 32-bit cells.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/conv/TextLib.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A converter by ICU. It owns ICU's converter object.
 ///

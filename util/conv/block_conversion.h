@@ -7,13 +7,14 @@
 // the library alone encodes it gets the same pieces of the text in both ways.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/conv/TextConv.h"
 #include "util/conv/loss.h"
 
 #include <cstddef>
 #include <memory>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// Wide characters that are taken from the front and put behind the end. A converter's output in
 /// the meaning of CIconvStepper.

@@ -1,9 +1,11 @@
 // What conversions can't take over, and what stands for it.
 #pragma once
 
+#include "util/base/visibility.h"
+
 #include <cstdint>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// Elements of a text that a conversion couldn't take over: bytes that belong to no character, or
 /// characters that the charset lacks.

@@ -2,10 +2,11 @@
 
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/file/longlong.h"
 #include "util/text/byteEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A position in a byte string that belongs to somebody else and must outlive this object. Copies
 /// look at the same string with positions of their own. One object belongs to one thread at a time.

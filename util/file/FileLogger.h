@@ -1,11 +1,12 @@
 // A logger that writes to a file of the system.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/log.h"
 #include "util/sys/time.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// Writes to a `File`, such as `CSysFile`, in the layout of the stream logger. It holds a copy,
 /// which shares the position. What the file throws, the log drops.

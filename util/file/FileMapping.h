@@ -3,12 +3,13 @@
 
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/file/longlong.h"
 #include "util/file/system/shared_descriptor.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A file from which views can be made. Copies share the descriptor. Failures throw `fmppExp`.
 /// One object belongs to one thread at a time; the memory of a view is as shared as any memory.

@@ -11,6 +11,7 @@
 // the failure says which part is where.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/file/sysfile.h"
 #include "util/file/system/SpillQueue.h"
 #include "util/sys/errhdl.h"
@@ -19,7 +20,7 @@
 #include <string>
 #include <string_view>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// One such change of a regular file that is open for writing. The file is the caller's, who reads
 /// it by another descriptor and tells in turn what becomes of its bytes, none of which is read

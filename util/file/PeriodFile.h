@@ -2,9 +2,10 @@
 
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/file/sysfile.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A file with the name that its series goes by. When a new one begins is up to its user, who opens
 /// it anew; as a file it is a CSysFile.

@@ -2,9 +2,10 @@
 // takes, and whether it goes on where something can't be looked at.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/stringEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// Has its say in a search by CDir. This one takes everything, passes over nothing and forgets what
 /// it is told. Folders end in "/"; the search began in the folder `base`.

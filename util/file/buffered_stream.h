@@ -5,12 +5,13 @@
 
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/file/PeriodFile.h"
 #include "util/file/data_object.h"
 #include "util/file/sysfile.h"
 #include "util/text/byteEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A source that reads the file a block at a time. Requests of a block and more bypass the block.
 template <class T>

@@ -5,10 +5,11 @@
 
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/file/longlong.h"
 #include "util/text/stringEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A configuration to build objects from. So far it holds nothing.
 class CFakeRegistry {};

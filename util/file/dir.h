@@ -9,6 +9,7 @@
 #pragma once
 
 #include "util/base/handle.h"
+#include "util/base/visibility.h"
 #include "util/file/SearchWatch.h"
 #include "util/file/longlong.h"
 #include "util/file/sysfile.h"
@@ -18,7 +19,7 @@
 
 #include <vector>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 namespace IMPL {
 

@@ -2,11 +2,12 @@
 
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/file/ByteIO.h"
 #include "util/file/data_object.h"
 #include "util/file/sysfile.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 namespace IMPL {
 

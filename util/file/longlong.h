@@ -8,6 +8,7 @@
 #pragma once
 
 #include "util/base/InitGuard.h"
+#include "util/base/visibility.h"
 
 #include <compare>
 #include <concepts>
@@ -16,7 +17,7 @@
 #include <limits>
 #include <type_traits>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 class stringEx;
 

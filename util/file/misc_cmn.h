@@ -2,11 +2,12 @@
 
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/file/data_object.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// The first line end in the next `limit` bytes of a text: "\n", "\r\n" or "\r", or nothing when no
 /// line ends there. The position is put back.

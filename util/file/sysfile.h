@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/file/FileMapping.h"
 #include "util/file/longlong.h"
 #include "util/file/system/shared_descriptor.h"
@@ -13,7 +14,7 @@
 
 struct stat;
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 class CTime;
 

@@ -11,12 +11,13 @@
 // are 32 bits and little-endian everywhere.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/file/longlong.h"
 
 #include <cstdint>
 #include <limits>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// The tags, and the bound: how many bytes of the stream a writer or reader may still use.
 class CISXFBasic {

@@ -6,6 +6,7 @@
 // made up of old memory.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/file/ByteIO.h"
 #include "util/file/data_object.h"
 #include "util/store/ISXFBasic.h"
@@ -13,7 +14,7 @@
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// Reads typed values from a source, `TDataSource`, or from memory, `CByteIO`.
 ///

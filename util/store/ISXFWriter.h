@@ -1,6 +1,7 @@
 // The ISXF writer: one `Append` for each type of value. `ISXFBasic.h` tells what a stream is.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/file/ByteIO.h"
 #include "util/file/data_object.h"
 #include "util/store/ISXFBasic.h"
@@ -8,7 +9,7 @@
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// Writes typed values to a sink, `TDataSink`, or to memory, `CByteIO`.
 ///

@@ -1,9 +1,10 @@
 // The ISXF reader of memory, which can hand out views instead of copies.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/store/ISXFReader.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A reader of a byte string that also gives texts and blobs as views on it. A view is valid as
 /// long as that byte string's block lives unmoved; a text has no terminator behind it.

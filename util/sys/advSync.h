@@ -5,6 +5,7 @@
 // writers; the names below are those with the locks filled in. A holder belongs to one thread.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/lock/ReaderWriterState.h"
 #include "util/sys/mutex.h"
@@ -13,7 +14,7 @@
 #include <sched.h>
 #include <utility>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 namespace IMPL {
 

@@ -2,10 +2,11 @@
 // needs a library only when it gets there, and starts on a machine that has none.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// Owns a handle of the system's loader. Const calls are safe from every thread.
 class CDllLoader {

@@ -11,9 +11,10 @@
 #pragma once
 
 #include "util/base/InitGuard.h"
+#include "util/base/visibility.h"
 #include "util/text/stringEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 class wstringEx;
 

@@ -8,9 +8,10 @@
 // raised.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/sys/mutex.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 namespace IMPL {
 

@@ -10,13 +10,14 @@
 #pragma once
 
 #include "util/base/handle.h"
+#include "util/base/visibility.h"
 #include "util/text/stringEx.h"
 
 #include <cstdarg>
 #include <iosfwd>
 #include <vector>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 class CTime;
 class ILogger;

@@ -2,10 +2,11 @@
 // line, the end of a line in text files.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// The value of an environment variable, empty when it is not set.
 stringEx GetEnvString(const stringEx& name);

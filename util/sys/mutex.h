@@ -8,6 +8,7 @@
 
 #include "util/base/preallocate.h"
 #include "util/base/timeout.h"
+#include "util/base/visibility.h"
 #include "util/sys/lock/LazySem.h"
 #include "util/sys/lock/SharedObject.h"
 #include "util/text/stringEx.h"
@@ -16,7 +17,7 @@
 #include <cstdint>
 #include <pthread.h>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A lock that costs one atomic instruction each way while threads don't collide, and makes a
 /// semaphore to sleep on when they first do. Constant-initialised, so objects that others need

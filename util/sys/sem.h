@@ -8,6 +8,7 @@
 
 #include "util/base/preallocate.h"
 #include "util/base/timeout.h"
+#include "util/base/visibility.h"
 #include "util/sys/lock/LazySem.h"
 #include "util/sys/lock/ShMem.h"
 #include "util/text/stringEx.h"
@@ -17,7 +18,7 @@
 #include <optional>
 #include <semaphore.h>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// The operations of both system semaphores. `Self` supplies `__Handle()` and the message texts'
 /// `__Name()`. Any thread may call them. Failures of the system are thrown as `semExp`.

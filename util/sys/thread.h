@@ -7,13 +7,14 @@
 #pragma once
 
 #include "util/base/handle.h"
+#include "util/base/visibility.h"
 #include "util/text/stringEx.h"
 
 #include <atomic>
 #include <bitset>
 #include <pthread.h>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 class CTime;
 class CTimeSpan;

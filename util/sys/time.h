@@ -8,6 +8,7 @@
 // to it or set in it.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/file/longlong.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
@@ -17,7 +18,7 @@
 #include <limits>
 #include <sys/time.h>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A distance in time, in microseconds; may be negative. A plain value.
 class CTimeSpan {

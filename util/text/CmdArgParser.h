@@ -3,12 +3,13 @@
 // use "-f:x" and another "/f=x".
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
 #include <vector>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A parsed command line. All of it is kept, also the arguments before the first index (the
 /// program's own name, in ordinary use), which count for no accessor. Lookups are linear: a command

@@ -6,10 +6,11 @@
 // (util/conv/ConvStr.cpp).
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 // The conversions go by converters that each thread keeps. The letters tell
 // source and target: W is wide text, U narrow text in UTF-8, M narrow text in the system's

@@ -2,7 +2,9 @@
 // means.
 #pragma once
 
-namespace Quil {
+#include "util/base/visibility.h"
+
+namespace QUIL_PUBLIC Quil {
 
 /// Answers what stands for an escape or a tagged field of a string class `S`. It is called on the
 /// thread of the operation, and owns nothing of it.

@@ -1,13 +1,14 @@
 // Replacing one expression in one text after another, in the form in which each of them comes.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/byteEx.h"
 #include "util/text/replaced_match.h"
 #include "util/text/wstringEx.h"
 
 #include <memory>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// Replaces all matches of a wide expression, in wide texts and in texts whose bytes are their
 /// characters. What is learned of the expression in one text serves the next. Shares the

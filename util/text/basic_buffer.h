@@ -7,6 +7,7 @@
 #pragma once
 
 #include "util/base/handle.h"
+#include "util/base/visibility.h"
 #include "util/text/buffer_iterator.h"
 
 #include <algorithm>
@@ -22,7 +23,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// The buffer of elements `T`: `char`, `wchar_t` (32 bits) or `unsigned char`, and no others.
 ///

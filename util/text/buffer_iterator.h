@@ -2,13 +2,15 @@
 // can't be mistaken for an iterator when an operation takes both.
 #pragma once
 
+#include "util/base/visibility.h"
+
 #include <compare>
 #include <concepts>
 #include <cstddef>
 #include <iterator>
 #include <type_traits>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A random-access iterator that is a thin wrapper over a `T*`. `T` is const for the constant form.
 /// Valid as long as the block it points into.

@@ -1,12 +1,13 @@
 // The byte string: raw bytes without terminator, case or character classes, plus hex dumps.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/byte_buffer.h"
 #include "util/text/string/string_escape.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// Raw bytes. A value type with no data beside its buffer; it re-types to and from the text strings
 /// without touching an element.

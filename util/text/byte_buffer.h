@@ -6,9 +6,10 @@
 // block.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/basic_buffer.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 using byte_buffer = basic_buffer<unsigned char>;
 

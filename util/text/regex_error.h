@@ -2,7 +2,9 @@
 // pattern as its writer knows it.
 #pragma once
 
-namespace Quil {
+#include "util/base/visibility.h"
+
+namespace QUIL_PUBLIC Quil {
 
 /// What `regex_comp` found wrong with a pattern. Value type.
 struct REGEX_ERROR {

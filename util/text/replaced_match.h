@@ -1,9 +1,11 @@
 // Where the matches of a text were, and what stands in their places.
 #pragma once
 
+#include "util/base/visibility.h"
+
 #include <vector>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A match and its replacement, in elements.
 struct REPLACED_MATCH {

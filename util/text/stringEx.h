@@ -1,9 +1,10 @@
 // The narrow string: 8-bit text, classed and folded as the C library does in its locale.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/replace/string_regex.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 class byteEx;
 class wstringEx;

@@ -1,10 +1,11 @@
 // The wide string: 32-bit characters with Unicode classes and case. All matching is done on these.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/replace/string_regex.h"
 #include "util/text/stringEx.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A wide text. A value type with no data beside its buffer; see `basic_buffer` for sharing, views
 /// and threads, and the layers below for what it can do.

@@ -3,10 +3,11 @@
 #pragma once
 
 #include "util/base/timeout.h"
+#include "util/base/visibility.h"
 
 #include <atomic>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 class CSem;
 

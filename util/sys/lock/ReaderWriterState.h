@@ -14,12 +14,13 @@
 // ever: read again while a writer waits, and write while it reads.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/sys/mutex.h"
 #include "util/sys/sem.h"
 
 #include <cstdint>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 namespace IMPL {
 

@@ -4,11 +4,12 @@
 // the next creator takes the name over when that process is gone.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/stringEx.h"
 
 #include <sys/types.h>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A mapped shared-memory block. Owns the mapping; the creator also takes the name away at the end
 /// (the process that made it: a copy of the object in a forked child leaves the name alone). The

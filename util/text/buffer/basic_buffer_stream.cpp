@@ -6,7 +6,7 @@
 #include <locale>
 #include <ostream>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil { // a template is as visible as its definition is
 
 namespace {
 

@@ -4,9 +4,10 @@
 // earlier one can't do better. So a match needs no memory, and at worst quadratic time.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/string/string_escape.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// The layer of wildcards. The receiver is the text. In a pattern `one` stands for any element and
 /// `many` for any run of elements, also an empty one; both are the caller's choice. The whole text

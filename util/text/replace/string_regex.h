@@ -6,10 +6,11 @@
 // that begins where the last match ended.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/regex_error.h"
 #include "util/text/replace/string_match.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 class stringEx;
 

@@ -7,9 +7,10 @@
 // build the result in a second string, for the price of its memory.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/string/string_core.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 namespace IMPL {
 

@@ -6,12 +6,13 @@
 // downwards, a signed char upwards. Bytes have none of these operations.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/char_class.h"
 #include "util/text/string/string_face.h"
 
 #include <cstdarg>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// The layer for text. Positions, counts and results are in elements. Forms named `_no_case`
 /// compare `to_lower` of both sides, element by element.

@@ -5,10 +5,11 @@
 // appends that to a new text; so the cost is linear, and a replacement is never looked at again.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/IStrMatchCmd.h"
 #include "util/text/string/string_field.h"
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// The layer of escapes. A table is an array of rows (value, key) that ends with a row of two empty
 /// strings; the key is what follows the escape element in the text.

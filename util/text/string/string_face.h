@@ -5,11 +5,12 @@
 // holds no data.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/basic_buffer.h"
 
 #include <concepts>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// A text that a function borrows for the time of a call: what a parameter is that may be given as
 /// a string, a buffer or a literal. Nothing is copied or counted.

@@ -5,12 +5,13 @@
 // a copy, a view or replacing it is then the same for all.
 #pragma once
 
+#include "util/base/visibility.h"
 #include "util/text/replace/string_replace.h"
 
 #include <utility>
 #include <vector>
 
-namespace Quil {
+namespace QUIL_PUBLIC Quil {
 
 /// The layer of fields. Indices count from 0; a negative one means the whole text. A text with k
 /// delimiters has k + 1 fields: adjacent delimiters enclose an empty one, and an empty text has

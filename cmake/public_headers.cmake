@@ -1,0 +1,77 @@
+# What of the library other programs may include. These files are installed, and what they declare
+# is all that a shared libquil shows. Whoever adds a header that is for others adds it here.
+set(QUIL_PUBLIC_HEADERS
+    regex/regex.h
+    util/base/PlatInfo.h
+    util/base/handle.h
+    util/base/tls.h
+    util/base/version.h
+    util/conv/TextConv.h
+    util/conv/TextLibIConv.h
+    util/conv/TextLibIcu.h
+    util/conv/block_conversion.h
+    util/conv/loss.h
+    util/file/ByteIO.h
+    util/file/FileLogger.h
+    util/file/FileMapping.h
+    util/file/InPlaceWriter.h
+    util/file/SearchWatch.h
+    util/file/buffered_stream.h
+    util/file/data_object.h
+    util/file/dir.h
+    util/file/generic_stream.h
+    util/file/longlong.h
+    util/file/misc_cmn.h
+    util/file/sysfile.h
+    util/store/ISXFBasic.h
+    util/store/ISXFReader.h
+    util/store/ISXFWriter.h
+    util/store/MemoryBasedISXFReader.h
+    util/sys/advSync.h
+    util/sys/dllloader.h
+    util/sys/errhdl.h
+    util/sys/event.h
+    util/sys/log.h
+    util/sys/misc.h
+    util/sys/mutex.h
+    util/sys/sem.h
+    util/sys/thread.h
+    util/sys/time.h
+    util/text/CmdArgParser.h
+    util/text/ConvStr.h
+    util/text/IStrMatchCmd.h
+    util/text/RegexReplacer.h
+    util/text/byteEx.h
+    util/text/byte_buffer.h
+    util/text/regex_error.h
+    util/text/stringEx.h
+    util/text/wstringEx.h)
+
+# What those can't do without: bases, members by value, bodies of templates. They are installed with
+# them, and nobody else's to include.
+set(QUIL_INNER_HEADERS
+    regex/uni_data.h
+    util/base/CancelHold.h
+    util/base/InitGuard.h
+    util/base/preallocate.h
+    util/base/timeout.h
+    util/base/visibility.h
+    util/conv/TextLib.h
+    util/file/PeriodFile.h
+    util/file/system/SpillQueue.h
+    util/file/system/shared_descriptor.h
+    util/sys/lock/LazySem.h
+    util/sys/lock/ReaderWriterState.h
+    util/sys/lock/ShMem.h
+    util/sys/lock/SharedObject.h
+    util/text/basic_buffer.h
+    util/text/buffer_iterator.h
+    util/text/char_class.h
+    util/text/replace/string_match.h
+    util/text/replace/string_regex.h
+    util/text/replace/string_replace.h
+    util/text/replaced_match.h
+    util/text/string/string_core.h
+    util/text/string/string_escape.h
+    util/text/string/string_face.h
+    util/text/string/string_field.h)
