@@ -6,7 +6,6 @@ include(CMakePackageConfigHelpers)
 
 if(TARGET tsub)
     install(TARGETS tsub RUNTIME COMPONENT tsub)
-    if(TARGET tsub_pages)
     install(FILES ${PROJECT_BINARY_DIR}/man/tsub.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tsub)
     set(completions ${PROJECT_BINARY_DIR}/completions)
     install(FILES ${completions}/tsub.bash RENAME tsub COMPONENT tsub
@@ -15,7 +14,6 @@ if(TARGET tsub)
             DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
     install(FILES ${completions}/tsub.fish COMPONENT tsub
             DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
-    endif()
     install(FILES README.md CHANGELOG.md COMPONENT tsub DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tsub)
     install(DIRECTORY docs COMPONENT tsub DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tsub
             FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")

@@ -13,25 +13,10 @@ namespace {
 
 constexpr std::size_t HELP_COLUMN = 24;
 
-struct TITLE {
-    TASK task;
-    const char* text;
-};
-
-constexpr TITLE TITLES[] = {
-    {TASK::FIND, "What to find (the first that is given counts)"},
-    {TASK::REPLACE, "What to put in its place"},
-    {TASK::FILES, "Which files, and how"},
-    {TASK::SHOW, "See it first"},
-    {TASK::UNDO, "With care (--undo=list shows the runs that can be undone)"},
-    {TASK::CHARSETS, "Charsets"},
-    {TASK::OUTPUT, "What is written where"},
-    {TASK::OTHER, "Other"}};
-
 std::string Row(const OPTION& option) {
     std::string row = option.IsLong() ? "  --" : "  -";
     row += option.name;
-    const std::string value = std::string(option.IsLong() ? "=" : ":") + option.valueName;
+    const std::string value = option.GetValueSign() + std::string(option.valueName);
     if (option.value == VALUE::NEEDED) {
         row += value;
     } else if (option.value == VALUE::OPTIONAL) {
@@ -55,7 +40,7 @@ std::string HelpText() {
         "\n"
         "Finds a text or an expression in files, or in a pipe, and replaces it, in any\n"
         "charset. Patterns (*, ?) are names or end in one; -- ends the options.\n";
-    for (const TITLE& title : TITLES) {
+    for (const TASK_TITLE& title : GetTasks()) {
         text += std::string("\n") + title.text + ":\n";
         for (const OPTION& option : GetOptions()) {
             if (option.task == title.task) {

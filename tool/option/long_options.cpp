@@ -37,6 +37,16 @@ stringEx KnownInstead(const stringEx& name, bool isLong) {
     return instead;
 }
 
+/// "this, that or those".
+stringEx Enumeration(const std::vector<std::string_view>& words) {
+    stringEx text;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        text.append(i == 0 ? "" : i + 1 == words.size() ? " or " : ", ");
+        text.append(words[i].data(), static_cast<unsigned int>(words[i].size()));
+    }
+    return text;
+}
+
 bool Settle(const stringEx& argument, Run& run) {
     const unsigned int end = argument.find_first_of("=:", 2);
     const bool hasValue = end != stringEx::npos;
@@ -59,6 +69,11 @@ bool Settle(const stringEx& argument, Run& run) {
                                     .append(option->name)
                                     .append("=")
                                     .append(option->valueName));
+    }
+    if (const std::vector<std::string_view> words = GetWords(*option);
+        !words.empty() &&
+        std::ranges::find(words, std::string_view(value.c_str())) == words.end()) {
+        return Refuse(argument, stringEx("wants ").append(Enumeration(words)));
     }
     if (const char* const wanted = option->settle(run, value)) {
         return Refuse(argument, stringEx("wants ").append(wanted));

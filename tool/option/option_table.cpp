@@ -47,16 +47,7 @@ const char* SetShow(Run& run, const stringEx& /*value*/) {
 }
 
 const char* SettleColor(Run& run, const stringEx& value) {
-    static constexpr struct {
-        const char* name;
-        COLOR color;
-    } ROWS[] = {{"auto", COLOR::AUTO}, {"always", COLOR::ALWAYS}, {"never", COLOR::NEVER}};
-    const auto* const row =
-        std::ranges::find_if(ROWS, [&value](const auto& known) { return value == known.name; });
-    if (row == std::end(ROWS)) {
-        return "auto, always or never";
-    }
-    run.color = row->color;
+    run.color = value == "always" ? COLOR::ALWAYS : value == "never" ? COLOR::NEVER : COLOR::AUTO;
     return nullptr;
 }
 
@@ -93,7 +84,7 @@ const char* SettleCode(Run& run, const stringEx& value) {
 
 const char* SettleBom(Run& run, const stringEx& value) {
     run.mark = value == "yes" ? MARK::YES : value == "no" ? MARK::NO : MARK::KEEP;
-    return run.mark != MARK::KEEP || value == "keep" ? nullptr : "yes, no or keep";
+    return nullptr;
 }
 
 const char* SettleCareful(Run& run, const stringEx& /*value*/) {
@@ -148,7 +139,7 @@ constexpr OPTION OPTIONS[] = {
     {TASK::FILES, VALUE::NONE, "errstop", "", "end at the first error; leave out hidden files",
      nullptr},
     {TASK::FILES, VALUE::NEEDED, "files-from", "FILE",
-     "the files that it names, a line each; - reads a pipe", SettleFilesFrom},
+     "the files that it names, a line each; - reads a pipe", SettleFilesFrom, KIND::FILE},
     {TASK::FILES, VALUE::NONE, "null", "", "names of files end in NUL, not in a line end",
      Set<&Run::endsByNull>},
     {TASK::FILES, VALUE::NEEDED, "exclude", "GLOB",
@@ -165,32 +156,32 @@ constexpr OPTION OPTIONS[] = {
 
     {TASK::UNDO, VALUE::NONE, "careful", "", "harm nothing, and take nothing amiss lightly",
      SettleCareful},
-    {TASK::UNDO, VALUE::OPTIONAL, "backup", "DIR", "keep what is changed, for --undo",
-     SettleBackup},
+    {TASK::UNDO, VALUE::OPTIONAL, "backup", "DIR", "keep what is changed, for --undo", SettleBackup,
+     KIND::FOLDER},
     {TASK::UNDO, VALUE::OPTIONAL, "undo", "RUN", "give back what the newest run, or RUN, changed",
-     SettleUndo},
+     SettleUndo, KIND::RUN},
     {TASK::UNDO, VALUE::NEEDED, "keep-runs", "N", "keep the last N runs (10)", SettleKeepRuns},
     {TASK::UNDO, VALUE::NEEDED, "forget", "RUN", "drop what is kept of RUN, or of all",
-     SettleForget},
+     SettleForget, KIND::RUN},
 
     {TASK::CHARSETS, VALUE::NEEDED, "from-code", "NAME", "charset of the input, by any usual name",
-     SettleCode<&Run::fromCode>},
+     SettleCode<&Run::fromCode>, KIND::CHARSET},
     {TASK::CHARSETS, VALUE::NEEDED, "to-code", "NAME", "charset of the output (the input's)",
-     SettleCode<&Run::toCode>},
+     SettleCode<&Run::toCode>, KIND::CHARSET},
     {TASK::CHARSETS, VALUE::NEEDED, "bom", "WHEN", "byte-order mark with these: yes, no, keep",
-     SettleBom},
+     SettleBom, KIND::WORD, "yes no keep"},
     {TASK::CHARSETS, VALUE::NONE, "list-charsets", "", "list the names that these take",
      Set<&Run::wantsCharsets>},
     {TASK::CHARSETS, VALUE::NONE, "keep-bytes", "", "bytes that belong to no character stay",
      Guard<&Run::keepsBytes>},
     {TASK::CHARSETS, VALUE::NONE, "strict", "", "leave files alone of which anything would be lost",
      Guard<&Run::isStrict>},
-    {TASK::CHARSETS, VALUE::NEEDED, "encin", "NAME", "charset of the input (the locale's)",
-     nullptr},
+    {TASK::CHARSETS, VALUE::NEEDED, "encin", "NAME", "charset of the input (the locale's)", nullptr,
+     KIND::ENCODING},
     {TASK::CHARSETS, VALUE::NEEDED, "encout", "NAME", "charset of the output (the input's)",
-     nullptr},
+     nullptr, KIND::ENCODING},
     {TASK::CHARSETS, VALUE::NEEDED, "encarg", "NAME", "charset of the arguments (the locale's)",
-     nullptr},
+     nullptr, KIND::ENCODING},
     {TASK::CHARSETS, VALUE::NONE, "unisign", "", "write a byte-order mark to files", nullptr},
     {TASK::CHARSETS, VALUE::NONE, "force", "", "convert though it may lose characters", nullptr},
     {TASK::CHARSETS, VALUE::NONE, "listenc", "", "list the charsets", nullptr},
@@ -204,7 +195,7 @@ constexpr OPTION OPTIONS[] = {
     {TASK::SHOW, VALUE::NONE, "count", "", "the same with the number of replacements",
      SetShow<SHOW::COUNTS>},
     {TASK::SHOW, VALUE::NEEDED, "color", "WHEN", "color diffs: auto (on a terminal), always, never",
-     SettleColor},
+     SettleColor, KIND::WORD, "auto always never"},
 
     {TASK::OUTPUT, VALUE::NONE, "stdio", "", "standard input to standard output", nullptr},
     {TASK::OUTPUT, VALUE::NONE, "stdout", "", "write to standard output, change no file", nullptr},
@@ -223,7 +214,31 @@ constexpr OPTION OPTIONS[] = {
      Set<&Run::wantsVersion>},
 };
 
+constexpr TASK_TITLE TITLES[] = {
+    {TASK::FIND, "What to find (the first that is given counts)"},
+    {TASK::REPLACE, "What to put in its place"},
+    {TASK::FILES, "Which files, and how"},
+    {TASK::SHOW, "See it first"},
+    {TASK::UNDO, "With care (--undo=list shows the runs that can be undone)"},
+    {TASK::CHARSETS, "Charsets"},
+    {TASK::OUTPUT, "What is written where"},
+    {TASK::OTHER, "Other"}};
+
 } // namespace
+
+std::span<const TASK_TITLE> GetTasks() {
+    return TITLES;
+}
+
+std::vector<std::string_view> GetWords(const OPTION& option) {
+    std::vector<std::string_view> words;
+    for (std::string_view rest = option.words; !rest.empty();) {
+        const std::size_t end = std::min(rest.find(' '), rest.size());
+        words.push_back(rest.substr(0, end));
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    return words;
+}
 
 std::span<const OPTION> GetOptions() {
     return OPTIONS;
