@@ -4,9 +4,12 @@
 #include "util/file/generic_stream.h"
 #include "util/store/ISXFWriter.h"
 #include "util/store/MemoryBasedISXFReader.h"
+#include "util/store/extended80.h"
 #include "util/sys/errhdl.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
 #include <random>
@@ -420,6 +423,52 @@ TEST(Isxf, WhatAShortWriteLeavesIsWritten) {
     const unsigned int full = FailureOf([&] { writer.AppendQWord(1); }).code;
     EXPECT_EQ(full, CISXFBasic::ERROR_OVERRUN) << "the sink is full";
     EXPECT_THROW(writer.AppendVoid(), isxfExp) << "nothing can follow";
+}
+
+/// What the processor makes of a stream's float, or takes for one.
+long double Native(const IMPL::EXTENDED80& extended) {
+    long double value = 0;
+    std::memcpy(&value, &extended.significand, sizeof extended.significand);
+    std::memcpy(reinterpret_cast<char*>(&value) + sizeof extended.significand, &extended.exponent,
+                sizeof extended.exponent);
+    return value;
+}
+
+template <class T>
+bool AreSame(T one, T other) {
+    return (std::isnan(one) && std::isnan(other)) ||
+           (one == other && std::signbit(one) == std::signbit(other));
+}
+
+// Where there is no such processor, values go round through the stream's form.
+TEST(Extended80, IsAsTheProcessorHasIt) {
+    std::mt19937_64 random(80);
+    const int edges[] = {0,     1,     2,     64,    15300, 15308, 15309, 15361, 16233, 16234,
+                         16257, 16383, 16446, 16510, 16511, 17406, 17407, 32765, 32766, 32767};
+    for (int i = 0; i < 200000; ++i) {
+        const int edge = edges[random() % std::size(edges)] + static_cast<int>(random() % 3) - 1;
+        IMPL::EXTENDED80 extended{random(),
+                                  static_cast<std::uint16_t>(i % 4 == 0 ? random() : edge)};
+        // Few bits, or many in a row, are what rounding has to do with.
+        extended.significand |= i % 3 == 0 ? ~0ULL >> random() % 64 : 0;
+        extended.significand &= i % 5 == 0 ? ~0ULL << random() % 64 : ~0ULL;
+        const bool isNormal = (extended.exponent & 0x7FFF) != 0;
+        extended.significand &= ~IMPL::EXTENDED_TOP;
+        extended.significand |= isNormal ? IMPL::EXTENDED_TOP : 0;
+        const auto value = IMPL::from_extended80<long double>(extended);
+        const auto shorter = IMPL::from_extended80<double>(extended);
+        const std::string message =
+            std::to_string(extended.exponent) + " " + std::to_string(extended.significand);
+        ASSERT_TRUE(AreSame(static_cast<double>(value), shorter)) << message;
+        const IMPL::EXTENDED80 back = IMPL::to_extended80(value);
+        ASSERT_TRUE(AreSame(IMPL::from_extended80<long double>(back), value)) << message;
+        if (IMPL::IS_EXTENDED80) {
+            ASSERT_TRUE(AreSame(value, Native(extended))) << message;
+            ASSERT_TRUE(AreSame(value, Native(back))) << message;
+            const IMPL::EXTENDED80 ofDouble = IMPL::to_extended80(shorter);
+            ASSERT_TRUE(AreSame(Native(ofDouble), static_cast<long double>(shorter))) << message;
+        }
+    }
 }
 
 } // namespace

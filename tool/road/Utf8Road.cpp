@@ -31,7 +31,7 @@ std::vector<std::string> ForeignPartners(const wstringEx& text, const TTextConv&
     IMPL::each_partner<fold>(
         FIRST_FOREIGN, LAST_WITH_CASE,
         [&isInText](wchar_t folded) {
-            return folded >= 0 && folded < FIRST_FOREIGN && isInText[folded];
+            return static_cast<std::uint32_t>(folded) < FIRST_FOREIGN && isInText[folded];
         },
         [&](wchar_t c) { partners.emplace_back(utf8.WCtoMB(wstringEx(1, c)).c_str()); });
     return partners;

@@ -38,7 +38,7 @@ std::optional<byteEx> EncodeStrictly(const wstringEx& text) {
 
 bool IsAscii(const wstringEx& text) {
     for (unsigned int i = 0; i < text.length(); ++i) {
-        if (text[i] < 0 || text[i] > 0x7F) {
+        if (static_cast<std::uint32_t>(text[i]) > 0x7F) { // whether or not it has a sign
             return false;
         }
     }

@@ -2,6 +2,7 @@
 // the end, and is charged to the bound before.
 #include "util/store/ISXFReader.h"
 
+#include "util/store/extended80.h"
 #include "util/sys/errhdl.h"
 
 #include <algorithm>
@@ -77,12 +78,19 @@ void CISXFReader<IO>::IgnoreNext() const {
 
 template <class IO>
 long double CISXFReader<IO>::GetFloat80() const {
-    constexpr unsigned int SIGNIFICANT = 10;
     long double value = 0;
     if (_GetAndVerifyType(TYPE_FLOAT80)) {
         unsigned char field[12];
         __ReadPayload(field, sizeof field);
-        std::memcpy(&value, field, SIGNIFICANT);
+        if constexpr (IMPL::IS_EXTENDED80) {
+            std::memcpy(&value, field, IMPL::EXTENDED80_SIZE);
+        } else {
+            IMPL::EXTENDED80 extended{};
+            std::memcpy(&extended.significand, field, sizeof extended.significand);
+            std::memcpy(&extended.exponent, field + sizeof extended.significand,
+                        sizeof extended.exponent);
+            value = IMPL::from_extended80<long double>(extended);
+        }
     }
     return value;
 }

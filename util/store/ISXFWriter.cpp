@@ -2,6 +2,7 @@
 // whole or not at all.
 #include "util/store/ISXFWriter.h"
 
+#include "util/store/extended80.h"
 #include "util/sys/errhdl.h"
 
 #include <algorithm>
@@ -22,14 +23,19 @@ namespace {
 
 template <class IO>
 void CISXFWriter<IO>::AppendFloat80(const long double& value) {
-    static_assert(std::numeric_limits<long double>::digits == 64, "long double must be x87's");
-    constexpr unsigned int SIGNIFICANT = 10; // the type's padding behind it has no meaning
     if (value == 0) {
         AppendVoid();
         return;
     }
     unsigned char field[12] = {};
-    std::memcpy(field, &value, SIGNIFICANT);
+    if constexpr (IMPL::IS_EXTENDED80) {
+        std::memcpy(field, &value, IMPL::EXTENDED80_SIZE); // the padding behind has no meaning
+    } else {
+        const IMPL::EXTENDED80 extended = IMPL::to_extended80(value);
+        std::memcpy(field, &extended.significand, sizeof extended.significand);
+        std::memcpy(field + sizeof extended.significand, &extended.exponent,
+                    sizeof extended.exponent);
+    }
     __AppendValue(TYPE_FLOAT80, field, sizeof field);
 }
 
