@@ -297,12 +297,14 @@ const cvec<chr>* eclass(vars<chr>* v, chr c, bool cases) {
 
 template <class chr>
 const cvec<chr>* range(vars<chr>* v, chr first, chr last, bool cases) {
-    if (first > last) {
+    const celt from = chrtraits<chr>::order(first);
+    const celt to = chrtraits<chr>::order(last);
+    if (from > to) {
         seterr(v, REG_ERANGE);
         return nullptr;
     }
     // A range as long as the map is the whole map, whatever the case of its members.
-    const bool whole = std::int64_t{last} - first >= std::int64_t{chrtraits<chr>::NCHRS} - 1;
+    const bool whole = std::int64_t{to} - from >= std::int64_t{chrtraits<chr>::NCHRS} - 1;
     if (cases && !whole) {
         return foldedrange(v, first, last);
     }

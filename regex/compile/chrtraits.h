@@ -26,6 +26,8 @@ struct chrtraits<char> {
 
     /// The cell of `c` in the color map.
     static std::size_t index(char c) { return static_cast<unsigned char>(c); }
+    /// Its place in ranges: the same on all machines, whether or not the type has a sign.
+    static celt order(char c) { return static_cast<signed char>(c); }
     static char tolower(char c) { return sUniCharToLower(c); }
     static char toupper(char c) { return sUniCharToUpper(c); }
     static char totitle(char c) { return sUniCharToTitle(c); }
@@ -40,6 +42,7 @@ struct chrtraits<wchar_t> {
 
     /// The cell of `c` in the color map: its low 16 bits, so U+1F600 is taken for U+F600.
     static std::size_t index(wchar_t c) { return static_cast<std::uint32_t>(c) & 0xFFFF; }
+    static celt order(wchar_t c) { return static_cast<celt>(c); }
     static wchar_t tolower(wchar_t c) { return UniCharToLower(c); }
     static wchar_t toupper(wchar_t c) { return UniCharToUpper(c); }
     static wchar_t totitle(wchar_t c) { return UniCharToTitle(c); }

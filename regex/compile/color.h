@@ -130,7 +130,8 @@ void subrangeat(varsbase* v, std::size_t from, std::size_t to, state* lp, state*
 template <class chr>
 inline void subrange(varsbase* v, chr from, chr to, state* lp, state* rp) {
     constexpr std::size_t NCHRS = chrtraits<chr>::NCHRS;
-    const std::int64_t span = std::int64_t{to} - std::int64_t{from};
+    const std::int64_t span =
+        std::int64_t{chrtraits<chr>::order(to)} - std::int64_t{chrtraits<chr>::order(from)};
     const bool whole = span >= static_cast<std::int64_t>(NCHRS) - 1;
     const std::size_t first = whole ? 0 : chrtraits<chr>::index(from);
     const std::size_t last = whole ? NCHRS - 1 : chrtraits<chr>::index(to);

@@ -134,6 +134,7 @@ const row WIDE[] = {
     {"AI", "<B5>", "<FF9C>", "0-1"},
     {"AI", "[\\x00-\\uFFFF]", "<78>", "0-1"},
     {"A", "[\\uFFF0-\\U00010010]+", "<20><F><FFF1>", "1-3"},
+    {"A", "[\\U80000000-a]", "<7A>", "0-1"}, // more values than the map has
     {"A", "[[:alpha:]]+", "<660><AA><4E00><FFFE>", "1-4"},
     // Loops of constraints end,
     {"A", "(?:^|$)+", "ab", "0-0"},

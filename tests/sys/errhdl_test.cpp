@@ -147,6 +147,7 @@ TEST_F(CrashSignals, AreLoggedOnceAndEndWithMinusOne) {
         std::string log; ///< its beginning
     } rows[] = {
         {Crash, told + memory + "  reason code     = Address not mapped to object (1)\n"},
+#ifdef __x86_64__ // elsewhere such a division has a result
         {[] {
              volatile int zero = 0;
              volatile int one = 1;
@@ -154,6 +155,7 @@ TEST_F(CrashSignals, AreLoggedOnceAndEndWithMinusOne) {
          },
          told + "arithmetic exception\n  signal number   = 0x8\n"
                 "  reason code     = Integer divide by zero (1)\n"},
+#endif
         {[] { FillStack(0); }, told + memory},
         {[] {
              CDeepThread thread;
