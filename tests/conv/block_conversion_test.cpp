@@ -152,7 +152,11 @@ TEST(BlockConversion, EndsBlocksAtEveryPosition) {
     }
 }
 
-// Each character, byte and pair, in texts so long that they go by tables.
+bool IsSame(const LOSS& loss, const LOSS& other) {
+    return loss.count == other.count && loss.place == other.place && loss.element == other.element;
+}
+
+// Each character, byte and pair, in texts so long that they go by tables; what is lost is told.
 TEST(BlockConversion, ConvertsAtOnceAsTheLibraryDoes) {
     std::mt19937 random(99);
     std::string pairs;
@@ -172,10 +176,15 @@ TEST(BlockConversion, ConvertsAtOnceAsTheLibraryDoes) {
         const CTextLibIConv conv{stringEx(name.c_str())};
         CTextLibIConv library{stringEx(name.c_str())};
         library.UseLibraryOnly();
-        const stringEx narrow = library.WCtoMB(wide);
-        EXPECT_TRUE(conv.WCtoMB(wide) == narrow) << "encoding " << name;
+        stringEx narrow, encoded;
+        wstringEx expected, decoded;
+        const LOSS unencoded = EncodeWhole(library, narrow, wide);
+        EXPECT_TRUE(IsSame(EncodeWhole(conv, encoded, wide), unencoded)) << "encoding " << name;
+        EXPECT_TRUE(encoded == narrow) << "encoding " << name;
         const stringEx bytes = Spoilt(narrow, random) + Bytes(pairs);
-        EXPECT_TRUE(conv.MBtoWC(bytes) == library.MBtoWC(bytes)) << "decoding " << name;
+        const LOSS undecoded = DecodeWhole(library, expected, bytes);
+        EXPECT_TRUE(IsSame(DecodeWhole(conv, decoded, bytes), undecoded)) << "decoding " << name;
+        EXPECT_TRUE(decoded == expected) << "decoding " << name;
     }
 }
 
@@ -221,6 +230,30 @@ TEST(BlockConversion, ConvertsLongTextsAsSmallBlocksDo) {
         EXPECT_TRUE(Str(conv.MBtoWC(Bytes(spoilt))) ==
                     BySmallBlocks<wchar_t>("WCHAR_T", name.c_str(), spoilt))
             << "decoding " << name;
+    }
+}
+
+// Marks and shifts, spoilt and whole, in front of a text that has none.
+TEST(BlockConversion, NoTextShowsInTheNext) {
+    const std::string befores[] = {{"\xFE\xFF\0a", 4},
+                                   {"\0\0\xFE\xFF\0\0\0a", 8},
+                                   {"\xFF\xFE\0\0", 4},
+                                   "\x1B$)C\x0E",
+                                   "\x1B$B\x30",
+                                   "+AG",
+                                   "~{",
+                                   "\x0E\xFF"};
+    const std::string text("a\0\0\0b\0\0\0", 8);
+    for (const std::string& name : KnownNames()) {
+        const CTextLibIConv conv{stringEx(name.c_str())};
+        const wstringEx expected = CTextLibIConv(stringEx(name.c_str())).MBtoWC(Bytes(text));
+        CBlockDecoder decoder(conv);
+        for (const std::string& before : befores) {
+            conv.MBtoWC(Bytes(before));
+            EXPECT_TRUE(conv.MBtoWC(Bytes(text)) == expected) << name;
+            DecodeByBlocks(decoder, Bytes(before), CWideWindow::sm_usualSize, 5);
+            EXPECT_TRUE(Wide(DecodeByBlocks(decoder, Bytes(text), 200, 3)) == expected) << name;
+        }
     }
 }
 

@@ -62,6 +62,11 @@ TEST_F(CommandTest, CharsetsGoByTheirUsualNames) {
         EXPECT_EQ(Read("x"), row.result) << testing::PrintToString(arguments) << outcome.err;
         EXPECT_EQ(outcome.status, 1);
     }
+    // A text so long that it goes by tables.
+    Write("x", std::string(40000, '\xFF'));
+    EXPECT_EQ(Tsub({"x", "-any", "--strict", "--from-code=iso-8859-7", "--to-code=utf-8"}).status,
+              1);
+    EXPECT_EQ(Read("x"), std::string(40000, '\xFF'));
     for (const char* const name : {"utf9", "shft_jis", "no such"}) {
         const Outcome outcome = Tsub({"x", "-any", std::string("--from-code=") + name});
         EXPECT_EQ(outcome.status, 255);

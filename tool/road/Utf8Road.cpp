@@ -9,8 +9,12 @@ namespace Quil {
 
 namespace {
 
-/// Bytes that a sequence has at most.
+/// Bytes that a valid sequence has at most.
 constexpr std::size_t LONGEST = 4;
+/// And those of a number beyond Unicode, which libraries may take and nobody else does; and the
+/// first byte that may begin one.
+constexpr std::size_t LONGEST_BEYOND = 6;
+constexpr unsigned char FIRST_BEYOND = 0xF4;
 
 bool IsUtf8(const CHARSET& charset) {
     return !charset.isWide && charset.converter->IsUtf8();
@@ -37,12 +41,21 @@ std::vector<std::string> ForeignPartners(const wstringEx& text, const TTextConv&
     return partners;
 }
 
-/// Whether what stands at a place begins a valid sequence that the end of the text cuts.
+/// Whether what stands at a place begins a sequence, valid or beyond Unicode, that the end of the
+/// text cuts.
 bool IsCut(std::string_view text) {
     const auto lead = static_cast<unsigned char>(text[0]);
-    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    if (lead < 0xC2 || lead > 0xF4 || text.size() >= length) {
+    const std::size_t length = lead >= 0xFC   ? LONGEST_BEYOND
+                               : lead >= 0xF8 ? 5
+                               : lead >= 0xF0 ? 4
+                               : lead >= 0xE0 ? 3
+                                              : 2;
+    if (lead < 0xC2 || lead > 0xFD || text.size() >= length) {
         return false;
+    }
+    if (lead >= FIRST_BEYOND) {
+        return std::all_of(text.begin() + 1, text.end(),
+                           [](char byte) { return (byte & 0xC0) == 0x80; });
     }
     // The second byte has the narrowest bounds; with any that fits, the rest can be made valid.
     const auto isValidWith = [&](char fill) {
@@ -171,13 +184,15 @@ bool CUtf8Road::__IsCutAt(const BLOCK& block, std::size_t pos) {
     return !block.isLast && IsCut({block.data + pos, block.length - pos});
 }
 
-/// Some of the bytes at a place that aren't valid.
+/// Some of the bytes at a place that aren't valid. None of the sequences among them is parted.
 std::size_t CUtf8Road::__CountBad(const BLOCK& block, std::size_t pos) {
     constexpr std::size_t ENOUGH = 16;
     std::size_t count = 1;
     for (std::size_t at = pos + 1; count < ENOUGH && at < block.length; ++at, ++count) {
         const std::size_t rest = std::min(block.length - at, LONGEST);
-        if (IMPL::ValidUtf8Length(block.data + at, rest) != 0 || __IsCutAt(block, at)) {
+        const bool isParted = count + LONGEST_BEYOND > ENOUGH &&
+                              static_cast<unsigned char>(block.data[at]) >= FIRST_BEYOND;
+        if (isParted || IMPL::ValidUtf8Length(block.data + at, rest) != 0 || __IsCutAt(block, at)) {
             break;
         }
     }

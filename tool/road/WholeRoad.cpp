@@ -137,8 +137,9 @@ void CWholeRoad::__FindAndReplace() {
         break;
     default:
         if (run.hasReplace && __hasText) {
-            __text = run.replaceText;
-            __count = 1;
+            const bool isReplaced = __task.place != 0; // by the road that began
+            __text = isReplaced ? wstringEx() : run.replaceText;
+            __count = isReplaced ? 0 : 1;
         }
         return;
     }

@@ -63,25 +63,27 @@ public:
     bool KeepsPlaces() const override { return true; }
 };
 
-/// Replaces a text as a whole.
+/// Replaces a text as a whole. What goes on in the middle finds it replaced.
 template <class T>
 class CWholeSearch final : public ISearch<T> {
 public:
     explicit CWholeSearch(basic_buffer<T> replacement) : __replacement(std::move(replacement)) {}
 
-    void Start(std::uint64_t /*size*/, std::uint64_t /*place*/, bool /*isAgain*/) override {
+    void Start(std::uint64_t /*size*/, std::uint64_t place, bool /*isAgain*/) override {
         this->_count = 0;
+        __isReplaced = place != 0;
     }
     std::size_t Take(text_ref<T> text, bool /*isLast*/, IPieces<T>& pieces) override {
-        const bool isFirst = this->_count == 0;
-        this->_count = 1;
-        pieces.Replace(text, {__replacement.data(), isFirst ? __replacement.length() : 0});
+        pieces.Replace(text, {__replacement.data(), __isReplaced ? 0 : __replacement.length()});
+        this->_count += __isReplaced ? 0 : 1;
+        __isReplaced = true;
         return text.length;
     }
     std::uint64_t GetMost(std::uint64_t /*size*/) const override { return __replacement.length(); }
 
 private:
     basic_buffer<T> __replacement;
+    bool __isReplaced = false;
 };
 
 /// Looks for a literal.

@@ -158,10 +158,13 @@ bool CTextLibIConv::__OpenToWide(const stringEx& name) {
     if (!NamesCharset(name)) {
         return false;
     }
-    const INTERFACE& library = Global::If();
-    __toWide =
-        OpenWithWide(library, [&](const stringEx& wide) { return Open(library, wide, _enc); });
+    __toWide = __OpenDecoder();
     return IsOpen(__toWide);
+}
+
+void* CTextLibIConv::__OpenDecoder() const {
+    const INTERFACE& library = Global::If();
+    return OpenWithWide(library, [&](const stringEx& wide) { return Open(library, wide, _enc); });
 }
 
 /// The same for a name of the catalogue, which a library may know under another. The name as given
@@ -195,8 +198,14 @@ bool CTextLibIConv::__OpenFromWide() {
 
 void CTextLibIConv::UseLibraryOnly(bool only) {
     const INTERFACE& library = Global::If();
-    __ways = std::make_unique<IMPL::CIconvWays>(_enc, library.convert, __toWide, __fromWide,
-                                                library.isLibiconv);
+    __ways = std::make_unique<IMPL::CIconvWays>(
+        _enc, library.convert, __toWide, __fromWide, library.isLibiconv, [this] {
+            if (void* const fresh = __OpenDecoder(); IsOpen(fresh)) {
+                Global::If().close(__toWide);
+                __toWide = fresh;
+            }
+            return __toWide;
+        });
     if (only) {
         __ways->DropCodecs();
     }

@@ -66,6 +66,7 @@ private:
     bool __OpenToWide(const stringEx& name);
     bool __OpenKnownAs(const stringEx& name);
     bool __OpenFromWide();
+    void* __OpenDecoder() const;
 
     void* __toWide;
     void* __fromWide;

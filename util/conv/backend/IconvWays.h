@@ -6,6 +6,7 @@
 #include "util/conv/codec/CharsetCodecs.h"
 
 #include <cstddef>
+#include <functional>
 
 namespace Quil::IMPL {
 
@@ -25,14 +26,22 @@ public:
     virtual bool IsStateless() = 0;
 };
 
+/// Whether a text in the charset tells its order of bytes by a mark. The C library's decoder goes
+/// by the last mark that it came by, whatever is done to have it forget the text before.
+bool RemembersOrder(const stringEx& name);
+
 /// The ways through an iconv library. For one thread at a time.
 class CIconvWays final : public IBlockWays {
 public:
+    /// Opens the descriptor that decodes anew.
+    using REOPEN = std::function<void*()>;
+
     /// @param name  the charset, by which its codecs are found
     /// @param toWide, fromWide  the descriptors, which the caller keeps open
     /// @param isLibiconv  the library drops what it can't convert by itself
+    /// @param reopen  for each text but the first, if the charset's order is remembered
     CIconvWays(const stringEx& name, ICONV_CONVERT convert, void* toWide, void* fromWide,
-               bool isLibiconv);
+               bool isLibiconv, REOPEN reopen);
 
     DECODING_WAY ToWide(std::size_t length) override;
     ENCODING_WAY FromWide(std::size_t length) override;
@@ -50,6 +59,8 @@ private:
     void* __toWide;
     void* __fromWide;
     bool __isLibiconv;
+    REOPEN __reopen; ///< Empty where no text shows in the next.
+    bool __isUsed = false;
     CCharsetCodecs __codecs;
 };
 

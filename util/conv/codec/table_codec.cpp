@@ -4,8 +4,10 @@
 
 #include "util/base/lanes.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
+#include <type_traits>
 
 namespace Quil::IMPL {
 
@@ -275,13 +277,14 @@ bool CByteDecoder::Ask(ICONV_CONVERT convert, void* descriptor, CHARACTERS& char
             (answer.status != 0 || answer.left != 0 || answer.written != sizeof(wchar_t))) {
             return false;
         }
-        characters[value] = isRefused ? L'?' : wide[0];
+        characters[value] = isRefused ? sm_refused : wide[0];
     }
     return true;
 }
 
 CByteDecoder::CByteDecoder(const CHARACTERS& characters)
-    : __characters(characters), __isAsciiPlain(true) {
+    : __characters(characters), __isAsciiPlain(true),
+      __hasRefused(std::ranges::count(characters, sm_refused) != 0) {
     for (unsigned int value = 0; value < ASCII_SIZE; ++value) {
         __isAsciiPlain = __isAsciiPlain && characters[value] == static_cast<wchar_t>(value);
     }
@@ -313,12 +316,15 @@ std::size_t ConvertSingles(Target* dst, const Source* src, std::size_t limit, bo
 
 CODEC_STEP CByteDecoder::Convert(wchar_t* dst, std::size_t room, const char* src,
                                  std::size_t length) const {
-    const std::size_t done =
-        ConvertSingles(dst, reinterpret_cast<const unsigned char*>(src), std::min(room, length),
-                       __isAsciiPlain, [this](wchar_t& character, unsigned char byte) {
-                           character = __characters[byte];
-                           return true;
-                       });
+    const auto convert = [&](auto mayRefuse) {
+        return ConvertSingles(dst, reinterpret_cast<const unsigned char*>(src),
+                              std::min(room, length), __isAsciiPlain,
+                              [this, mayRefuse](wchar_t& character, unsigned char byte) {
+                                  character = __characters[byte];
+                                  return !mayRefuse.value || character != sm_refused;
+                              });
+    };
+    const std::size_t done = __hasRefused ? convert(std::true_type()) : convert(std::false_type());
     return {done, done};
 }
 

@@ -57,9 +57,11 @@ class CByteDecoder final : public IDecoder {
 public:
     /// What each byte stands for.
     using CHARACTERS = std::array<wchar_t, 0x100>;
+    /// Of a byte that the library refuses: what stands for that, and counts it, is not a codec.
+    static constexpr auto sm_refused = static_cast<wchar_t>(0xFFFFFFFF);
 
-    /// Asks the library what each byte stands for, "?" for those that it refuses. False if some
-    /// byte means nothing, or not the same, by itself: the charset isn't of this kind.
+    /// Asks the library what each byte stands for. False if some byte means nothing, or not the
+    /// same, by itself: the charset isn't of this kind.
     static bool Ask(ICONV_CONVERT convert, void* descriptor, CHARACTERS& characters);
 
     explicit CByteDecoder(const CHARACTERS& characters);
@@ -70,6 +72,7 @@ public:
 private:
     CHARACTERS __characters;
     bool __isAsciiPlain;
+    bool __hasRefused; ///< There are bytes that end a run.
 };
 
 /// Encodes to such a charset the characters that its bytes stand for.
