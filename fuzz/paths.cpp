@@ -96,7 +96,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         folder.Put(in + name, "");
         const bool isSeen = hidden || (name[0] != '.' && in[0] != '.');
         if (isSeen && (in.empty() || isRecursive) && Fits(name, pattern.empty() ? "*" : pattern)) {
-            expected.insert(CDir::GetPwd().c_str() + in + name);
+            expected.insert(std::string(CDir::GetPwd().c_str()).append(in).append(name));
         }
     }
     std::vector<stringEx> found;

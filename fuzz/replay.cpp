@@ -18,26 +18,30 @@ void Replay(const std::filesystem::path& path) {
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+/// The files that are named, and those in folders that are; by whole paths, since a target may
+/// change the folder.
+std::vector<std::filesystem::path> Inputs(int argc, char** argv) {
     std::vector<std::filesystem::path> inputs;
     for (int i = 1; i < argc; ++i) {
-        if (!std::filesystem::is_directory(argv[i])) {
-            inputs.emplace_back(argv[i]);
+        const std::filesystem::path path = std::filesystem::absolute(argv[i]);
+        if (!std::filesystem::is_directory(path)) {
+            inputs.push_back(path);
             continue;
         }
-        for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
+        for (const auto& entry : std::filesystem::directory_iterator(path)) {
             inputs.push_back(entry.path());
         }
     }
     std::sort(inputs.begin(), inputs.end());
-    std::vector<std::filesystem::path> absolute;
-    for (const auto& path : inputs) {
-        absolute.push_back(std::filesystem::absolute(path)); // targets may change the folder
-    }
+    return inputs;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const std::vector<std::filesystem::path> inputs = Inputs(argc, argv);
     LLVMFuzzerTestOneInput(nullptr, 0);
-    for (const auto& path : absolute) {
+    for (const auto& path : inputs) {
         Replay(path);
     }
     std::cout << inputs.size() << " inputs" << std::endl;

@@ -10,7 +10,7 @@ its own, in which its blocks follow each other in one shell. Pages write:
     <!-- not run: why --> in front of a block, which then isn't looked at
 
 A line "..." stands for any lines. Folders are shown as /home/ann, and names of backup runs are all alike.
-Links inside the project lead to files and headings that are there. With --update what commands print is
+The page of switches tells of every option. Links inside the project lead to files and headings that are there. With --update what commands print is
 written into the pages, to be read before it is committed.
 """
 import difflib
@@ -146,6 +146,17 @@ def check_links(name, page):
     return failures
 
 
+def check_options(build, name):
+    """Whether a page tells of each option that --help lists."""
+    listed = subprocess.run([f"{build}/tsub", "--help"], check=True, capture_output=True, text=True).stdout
+    with open(os.path.join(ROOT, name), encoding="utf-8") as file:
+        told = set(re.findall(r"(?<![\w-])--?[a-z?][\w-]*", file.read()))
+    missing = set(re.findall(r"^  (--?[a-z][\w-]*)", listed, re.MULTILINE)) - told
+    for option in sorted(missing):
+        print(f"{name}: doesn't tell of {option}")
+    return len(missing)
+
+
 def check_page(name, build, update):
     with open(os.path.join(ROOT, name), encoding="utf-8") as file:
         page = file.read().split("\n")
@@ -176,7 +187,7 @@ def main():
     if not pages:
         pages = ["README.md", "CONTRIBUTING.md"] + sorted(
             "docs/" + page for page in os.listdir(os.path.join(ROOT, "docs")) if page.endswith(".md"))
-    failures = sum(check_page(page, build, update) for page in pages)
+    failures = sum(check_page(page, build, update) for page in pages) + check_options(build, "docs/switches.md")
     print(f"{len(pages)} pages, {failures} things wrong")
     sys.exit(failures != 0)
 
