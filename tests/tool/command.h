@@ -30,7 +30,7 @@ protected:
     unsigned long memoryLimit = 0; ///< bytes of addresses that the command may use; 0: no limit
     unsigned long fileLimit = 0;   ///< bytes that the command may write to one file; 0: no limit
     std::size_t blockSize = 0;     ///< bytes that the command reads at a time; 0: as many as ever
-    std::string fault;             ///< what goes wrong in the command (tests/shim/faults.cpp)
+    std::string fault;             ///< what goes wrong in the command (tests/faults/faults.cpp)
     int outDescriptor = -1;        ///< where its output goes instead of into the outcome
     /// Variables of the command's environment beside LC_ALL; those with a null value are unset.
     std::vector<std::pair<const char*, const char*>> environment;

@@ -46,6 +46,8 @@ void CInPlaceWriter::Start(std::uint64_t place, ROOM room, std::uint64_t size) {
     __room = room;
     __size = size;
     __isReserved = room == ROOM::SAME_SIZE;
+    __held.Clear(); // of a change that had to begin anew
+    __recent.clear();
 }
 
 /// The first byte is to be written.

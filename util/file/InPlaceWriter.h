@@ -40,7 +40,8 @@ public:
     /// Thrown, with the file as it was, by a change that must begin anew with ROOM::EXACT.
     struct SIZE_NEEDED {};
 
-    /// Begins at a byte, in front of which all stays. `size` is what the file may come to.
+    /// Begins, or begins anew, at a byte in front of which all stays. `size` is what the file may
+    /// come to.
     void Start(std::uint64_t place, ROOM room, std::uint64_t size);
 
     /// The next old bytes, which are these, stay.

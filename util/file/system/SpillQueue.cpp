@@ -170,4 +170,12 @@ CSpillQueue::SPILL CSpillQueue::__OpenSpill(const stringEx& folder) {
     return spill;
 }
 
+void CSpillQueue::Clear() {
+    __head.clear();
+    __tail.clear();
+    __spills.clear();
+    __length = 0;
+    __isInMemory = false;
+}
+
 } // namespace Quil::IMPL

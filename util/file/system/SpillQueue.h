@@ -38,6 +38,8 @@ public:
     /// Takes the oldest `count` bytes away, at most those of `Front`. Throws `sysfileExp` when the
     /// next ones can't be read back.
     void Pop(std::size_t count);
+    /// Drops all bytes, and the files.
+    void Clear();
 
 private:
     static constexpr std::size_t sm_block = std::size_t{128} << 10;
