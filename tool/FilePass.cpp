@@ -13,6 +13,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <iostream>
+#include <new>
 #include <optional>
 #include <sys/stat.h>
 
@@ -485,13 +486,17 @@ void CFilePass::__Rewrite(CSysFile& target, std::uint64_t size, std::uint64_t pl
     CInPlaceWriter writer(target, size);
     CFileSink sink(writer);
     try {
-        writer.Start(place, __road->KeepsPlaces() ? ROOM::SAME_SIZE : ROOM::AT_MOST, most);
-        __RunRoad(task, sink, &writer);
-    } catch (const CInPlaceWriter::SIZE_NEEDED&) {
-        CMeasureSink measure;
-        __RunRoad(task, measure, nullptr);
-        writer.Start(place, ROOM::EXACT, place + measure.GetSize());
-        __RunRoad(task, sink, &writer);
+        try {
+            writer.Start(place, __road->KeepsPlaces() ? ROOM::SAME_SIZE : ROOM::AT_MOST, most);
+            __RunRoad(task, sink, &writer);
+        } catch (const CInPlaceWriter::SIZE_NEEDED&) {
+            CMeasureSink measure;
+            __RunRoad(task, measure, nullptr);
+            writer.Start(place, ROOM::EXACT, place + measure.GetSize());
+            __RunRoad(task, sink, &writer);
+        }
+    } catch (const std::bad_alloc&) {
+        writer.Abandon();
     }
     writer.Finish();
 }

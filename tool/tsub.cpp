@@ -23,6 +23,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <unistd.h>
 
 namespace Quil {
@@ -247,6 +248,7 @@ int RunCommand(int argc, const char* const* argv) {
 } // namespace Quil
 
 int main(int argc, char** argv) {
+    std::set_new_handler(nullptr); // the library's ends the process at once, whatever is half done
     Quil::TakeLocale();
     try {
         const int status = Quil::RunCommand(argc, argv);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <fcntl.h>
+#include <new>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -22,6 +23,13 @@ CLongLongNative Offset(std::uint64_t bytes) {
 stringEx FolderOf(const stringEx& path) {
     const unsigned int slash = path.rfind('/');
     return slash == stringEx::npos ? stringEx("./") : path.substr(0, slash + 1);
+}
+
+sysfileExp NoMemory(const stringEx& path) {
+    return {ENOMEM, IMPL::ComposeError("CInPlaceWriter - failed keep what a file becomes\n",
+                                       {{"  file path  = ", path},
+                                        {"  error code = ", ENOMEM},
+                                        {"  error desc = ", "not enough memory"}})};
 }
 
 /// Where no room can be promised, zero bytes behind the end take it.
@@ -138,7 +146,7 @@ void CInPlaceWriter::__Put(std::string_view bytes) {
     const std::uint64_t place = __made;
     __made += bytes.size();
     if (bytes.size() < sm_direct || __made > __taken) {
-        __held.Append(bytes.data(), bytes.size());
+        __Hold(bytes);
         return;
     }
     try {
@@ -147,8 +155,20 @@ void CInPlaceWriter::__Put(std::string_view bytes) {
     } catch (const sysfileExp&) {
         const std::size_t done =
             __written > place ? static_cast<std::size_t>(__written - place) : 0;
-        __held.Append(bytes.data() + done, bytes.size() - done);
+        __Hold(bytes.substr(done));
         throw;
+    }
+}
+
+/// Keeps bytes in memory, but for the last `behind` of them. Without memory all that is left of
+/// them can still be written elsewhere.
+void CInPlaceWriter::__Hold(std::string_view bytes, std::size_t behind) {
+    const std::uint64_t before = __held.GetLength();
+    try {
+        __held.Append(bytes.data(), bytes.size() - behind);
+    } catch (const std::bad_alloc&) {
+        __unheld = bytes.substr(static_cast<std::size_t>(__held.GetLength() - before));
+        throw NoMemory(__file.GetFileName());
     }
 }
 
@@ -161,13 +181,13 @@ void CInPlaceWriter::__PutWhatDiffers(std::string_view old, std::string_view byt
             try {
                 __WriteUpTo(__made);
             } catch (const sysfileExp&) {
-                __held.Append(bytes.data() + at, bytes.size() - at);
                 __made += bytes.size() - at;
+                __Hold(bytes.substr(at));
                 throw;
             }
             __written = __made += unit;
         } else {
-            __held.Append(bytes.data() + at, unit);
+            __Hold(bytes.substr(at), bytes.size() - at - unit);
             __made += unit;
         }
         at += unit;
@@ -243,6 +263,8 @@ void CInPlaceWriter::Finish() {
         __WriteUpTo(__made);
     } catch (const sysfileExp& cause) {
         __Fail(cause);
+    } catch (const std::bad_alloc&) {
+        __Fail(NoMemory(__file.GetFileName()));
     }
     if (__made < __oldSize || (__isReserved && __room == ROOM::AT_MOST && __made < __size)) {
         __Cut();
@@ -252,6 +274,10 @@ void CInPlaceWriter::Finish() {
     } catch (const sysfileExp& cause) {
         __Throw(cause, "the new content, of which the device may lack a part");
     }
+}
+
+void CInPlaceWriter::Abandon() {
+    Abandon(NoMemory(__file.GetFileName()));
 }
 
 void CInPlaceWriter::Abandon(const sysfileExp& cause) {
@@ -285,7 +311,7 @@ void CInPlaceWriter::__Fail(const sysfileExp& cause) {
         if (__taken < __oldSize) {
             state << ", old from byte " << __taken << " to byte " << __oldSize;
         }
-        if (const std::uint64_t between = __held.GetLength(); between != 0) {
+        if (const std::uint64_t between = __held.GetLength() + __unheld.size(); between != 0) {
             state << "; the " << between << " bytes that belong behind the new ones are "
                   << __Rescue();
         }
@@ -329,6 +355,8 @@ stringEx CInPlaceWriter::__Rescue() {
                 IMPL::WriteAll(rest, front.data(), front.size(), count);
                 __held.Pop(front.size());
             }
+            std::uint64_t count = 0;
+            IMPL::WriteAll(rest, __unheld.data(), __unheld.size(), count);
             rest.Close();
             return "in " + name;
         } catch (const qlExp&) {

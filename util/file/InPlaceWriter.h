@@ -52,6 +52,8 @@ public:
     /// The old bytes can't be read any more, for this reason: writes what has its place, and
     /// throws.
     [[noreturn]] void Abandon(const sysfileExp& cause);
+    /// The same where memory has run out outside of this.
+    [[noreturn]] void Abandon();
 
     /// All old bytes have been told of. Writes what is held, cuts the file, and closes it: some
     /// devices tell of their errors only then.
@@ -75,6 +77,7 @@ private:
     void __Guard(Change change);
     void __Pass(std::size_t count);
     void __Put(std::string_view bytes);
+    void __Hold(std::string_view bytes, std::size_t behind = 0);
     void __Reserve();
     bool __IsPromised(std::uint64_t size);
     void __PutWhatDiffers(std::string_view old, std::string_view bytes);
@@ -99,8 +102,9 @@ private:
     std::uint64_t __size = 0; ///< for which room is reserved
     bool __isReserved = false;
     bool __isFinishing = false;
-    IMPL::CSpillQueue __held; ///< new bytes that wait for their place
-    std::string __recent;     ///< the old bytes from __made up to __taken, where it is known
+    IMPL::CSpillQueue __held;  ///< new bytes that wait for their place
+    std::string_view __unheld; ///< of a failure: those behind them for which there was no memory
+    std::string __recent;      ///< the old bytes from __made up to __taken, where it is known
 };
 
 } // namespace Quil

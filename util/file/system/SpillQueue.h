@@ -25,6 +25,7 @@ public:
     explicit CSpillQueue(const stringEx& folder, std::uint64_t limit = sm_limit)
         : __folder(folder), __limit(limit) {
         __folder.detach_if_static();
+        __spares.reserve(sm_spares); // so that what takes bytes away needs no memory
     }
 
     bool IsEmpty() const { return __length == 0; }

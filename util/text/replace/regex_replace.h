@@ -59,7 +59,17 @@ public:
     bool find(unsigned int pos, bool notBol, unsigned int groups) {
         __base = pos;
         const int eflags = __eflags | (notBol ? REG_NOTBOL : 0);
-        return __context.exec(pos, groups, __matches.data(), eflags) == REG_OKAY;
+        __code = __context.exec(pos, groups, __matches.data(), eflags);
+        return __code == REG_OKAY;
+    }
+    /// The same for who makes a result of all matches, which without some would look whole: throws
+    /// std::bad_alloc where the engine finds no memory.
+    bool find_or_throw(unsigned int pos, bool notBol, unsigned int groups) {
+        const bool found = find(pos, notBol, groups);
+        if (__code == REG_ESPACE) {
+            throw std::bad_alloc();
+        }
+        return found;
     }
     /// The same for the match number `index`. `newlineSensitive` is asked when the first search
     /// begins behind the text's start.
@@ -120,6 +130,7 @@ private:
     text_ref<T> __text;
     int __eflags;
     unsigned int __base = 0;
+    int __code = REG_OKAY; ///< of the last search
     std::array<regmatch_t, REGEX_GROUPS_TOLD> __matches{};
 };
 
@@ -181,7 +192,7 @@ unsigned int regex_replace_all(basic_buffer<T>& to, text_ref<T> text, regex_sear
                                Decide decide, REPLACED_MATCHES* matches = nullptr) {
     const T* const source = text.data;
     const unsigned int length = text.length;
-    if (length == 0 || !searches.find(0, notBol, filler.groups_used())) {
+    if (length == 0 || !searches.find_or_throw(0, notBol, filler.groups_used())) {
         return 0;
     }
 
@@ -221,7 +232,8 @@ unsigned int regex_replace_all(basic_buffer<T>& to, text_ref<T> text, regex_sear
         const bool isLineStart = sensitive && (isStepped   ? source[pos - 1]
                                                : isAtStart ? T('\n')
                                                            : out.last()) == T('\n');
-        more = searches.find(pos, decide(isAtStart, isStepped, isLineStart), filler.groups_used());
+        more = searches.find_or_throw(pos, decide(isAtStart, isStepped, isLineStart),
+                                      filler.groups_used());
     }
     out.put({source + copied, length - copied});
     out.finish();

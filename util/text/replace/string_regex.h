@@ -28,16 +28,16 @@ struct RegexDeletor {
 ///
 /// A pattern that doesn't compile gives a null handle, and with it, or when the engine fails, there
 /// is no match. Only the second form of `regex_comp` tells the reason. Texts of 2^31 elements and
-/// more have none either. Memory for strings raises std::bad_alloc.
+/// more have none either. Memory for strings raises std::bad_alloc, and for the engine too where
+/// all matches are replaced: without some of them the result would look whole.
 ///
 /// What the arguments mean everywhere:
 /// - `ignoreCase`, `newline` (`.` and `[^...]` stop at line feeds, `^` and `$` match at them),
 ///   `extended`: the syntax. A pattern that begins with `***` settles its syntax itself: `***:(?n)`
 ///   and kin set `newline` (by n, m or w) or clear it (by p or s), other ones clear it.
 /// - `translate`: of a pattern, rewrites `\d` and kin to classes and `\n` and kin to the elements
-/// they
-///   name, wherever they stand, also in brackets (not for a pattern that begins with `***`); of a
-///   replacement, `\n` and kin alone.
+///   they name, wherever they stand, also in brackets (not for a pattern that begins with `***`);
+///   of a replacement, `\n` and kin alone.
 /// - `notBol`, `notEol`: the text's begin (end) is not one of a line.
 /// - `index`: which match is wanted, 0 being the first. `start`: where to begin; not below the
 ///   length, nothing is found, so an empty text has no match here.
