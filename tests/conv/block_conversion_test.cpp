@@ -233,6 +233,26 @@ TEST(BlockConversion, ConvertsLongTextsAsSmallBlocksDo) {
     }
 }
 
+// Each half of a pair beside each other one, and at the end.
+TEST(BlockConversion, TakesHalvesOfPairsAsTheLibraryDoes) {
+    constexpr std::uint32_t UNITS[] = {0xD7FF, 0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xE000, 'a'};
+    for (const bool isBig : {false, true}) {
+        const stringEx name(isBig ? "UTF-16BE" : "UTF-16LE");
+        const CTextLibIConv conv{name};
+        CTextLibIConv library{name};
+        library.UseLibraryOnly();
+        for (std::size_t i = 0; i < 7 * 7 * 7; ++i) {
+            std::string bytes;
+            for (const std::uint32_t unit : {UNITS[i % 7], UNITS[i / 7 % 7], UNITS[i / 49]}) {
+                const char halves[] = {static_cast<char>(unit >> 8), static_cast<char>(unit)};
+                bytes += {halves[isBig ? 0 : 1], halves[isBig ? 1 : 0]};
+            }
+            EXPECT_TRUE(conv.MBtoWC(Bytes(bytes)) == library.MBtoWC(Bytes(bytes)))
+                << testing::PrintToString(bytes);
+        }
+    }
+}
+
 // Marks and shifts, spoilt and whole, in front of a text that has none.
 TEST(BlockConversion, NoTextShowsInTheNext) {
     const std::string befores[] = {{"\xFE\xFF\0a", 4},

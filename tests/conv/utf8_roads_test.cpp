@@ -166,6 +166,17 @@ TEST(Utf8Roads, ValidateAsAPlainDecoder) {
     }
 }
 
+// In front of a run of ASCII that the next vector begins.
+TEST(Utf8Roads, ValidateWhatABlocksEndCuts) {
+    for (const std::string cut :
+         {"\xF0\x90\x80", "\xF4\x8F", "\xE4\xB8", "\xC3", "\xED\x9F", "\xF0"}) {
+        for (std::size_t before = 0; before < 140; ++before) {
+            const std::string text = std::string(before, 'a') + cut + std::string(130, 'a');
+            ASSERT_EQ(ValidLength(text), before);
+        }
+    }
+}
+
 TEST(Utf8Roads, ConvertAlikeWithVectorsAndWithout) {
     const CRoads roads;
     RANDOM random(9);

@@ -65,6 +65,7 @@ TEST(LongLong, ReadsUnsignedNumbers) {
     } rows[] = {{"18446744073709551615", UMAX, false},
                 {"18446744073709551616", UMAX, true},
                 {"-1", UMAX, false},
+                {"184467440737095516160", UMAX, true}, // ten times that is 0 in 64 bits
                 {"-18446744073709551616", UMAX, true}};
     for (const auto& row : rows) {
         errno = 0;

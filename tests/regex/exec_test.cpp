@@ -55,6 +55,7 @@ const row WIDE[] = {
     {"A", "(a){2,3}", "aaa", "0-3 2-3"},
     {"A", "(a*)(a|aa)", "aaaa", "0-4 0-3 3-4"},
     {"A", "(a|b)\\1", "abba", "1-3 1-2"},
+    {"A", "(a|b)\\1?", "ab", "0-1 0-1"},
     {"A", "(a*)b\\1", "aabaaa", "0-5 0-2"},
     {"A", "(ab*)\\1+", "abbabbabb", "0-9 0-3"},
     {"A", "(.)(.)\\2\\1", "xabbay", "1-5 1-2 2-3"},
@@ -464,6 +465,21 @@ TEST(Exec, ContextReuse) {
                 }
             }
         }
+    }
+}
+
+// The flags are those of a call: none is remembered with the text.
+TEST(Exec, FlagsChangeOnOneText) {
+    expression<wchar_t> e(L"^a$", REG_ADVANCED);
+    TRegexContext<wchar_t> context(e.handle());
+    const std::wstring text = L"a";
+    context.settext(text.data(), text.size());
+    for (const int flags :
+         {REG_NOTEOL, 0, REG_NOTBOL, 0, REG_NOTEOL | REG_SMALL, REG_SMALL, REG_NOTEOL}) {
+        regmatch_t match{};
+        EXPECT_EQ(context.exec(0, 1, &match, flags),
+                  (flags & ~REG_SMALL) == 0 ? REG_OKAY : REG_NOMATCH)
+            << flags;
     }
 }
 

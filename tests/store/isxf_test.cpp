@@ -246,6 +246,15 @@ TYPED_TEST(Isxf, NothingPassesTheBound) {
     EXPECT_EQ(reader.GetDWord(), 1U);
     EXPECT_EQ(FailureOf([&] { (void)reader.GetString(); }).text, Overrun(3, -1));
     EXPECT_TRUE(reader.IsEOF());
+    for (int bound = 0; bound <= 6; ++bound) { // a tag and four bytes
+        const IO number(Bytes("0301000000"));
+        const Reader bounded(number.source, bound);
+        EXPECT_EQ(FailureOf([&] { (void)bounded.GetDWord(); }).code, bound < 5 ? 2U : 0U) << bound;
+        IO written;
+        Writer limited(written.sink, bound);
+        EXPECT_EQ(FailureOf([&] { limited.AppendDWord(1); }).code, bound < 5 ? 2U : 0U) << bound;
+        EXPECT_EQ(written.data.length(), bound < 5 ? 0U : 5U);
+    }
     const Reader none(given.source, 0);
     EXPECT_TRUE(none.IsEOF());
     EXPECT_EQ(FailureOf([&] { (void)none.NextIsVoid(); }).code, 2U);
@@ -301,6 +310,8 @@ TYPED_TEST(Isxf, BuffersOfTheCaller) {
     EXPECT_EQ(failure.code, 2U);
     EXPECT_EQ(failure.text, "CISXFReader::GetWString - overflow: buffer too small\n"
                             "  expected size = 8\n  buffer size = 1");
+    const IO odd(Bytes("0B050000004100000042")); // a character and a quarter
+    EXPECT_EQ(FailureOf([&] { Reader(odd.source).GetWString(room, 1); }).code, 2U);
     const IO skipped(stream);
     const Reader reader(skipped.source);
     EXPECT_EQ(reader.GetWString(static_cast<wchar_t*>(nullptr), 0), 0U);
@@ -385,6 +396,12 @@ TEST(MemoryBasedIsxfReader, GivesViewsWithinTheBuffer) {
     EXPECT_EQ(text, "");
     EXPECT_TRUE(reader.IsEOF());
     EXPECT_EQ(FailureOf([&] { (void)reader.GetStaticBlob(); }).text, Overrun(1, -1));
+
+    byteEx longer = Bytes("0C03000000AABB"); // by one
+    const CByteIO longerIo(&longer);
+    EXPECT_EQ(
+        FailureOf([&] { (void)CMemoryBasedISXFReader<CByteIO>(longerIo).GetStaticBlob(); }).text,
+        Overrun(3, -1));
 
     byteEx cut = Bytes("0C05000000AABB");
     for (const CLongLongNative& bound : {CISXFBasic::NO_BOUND, CLongLongNative(1000)}) {

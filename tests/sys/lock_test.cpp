@@ -180,24 +180,30 @@ TEST(Event, StaysRaisedUntilReset) {
     EXPECT_FALSE(event.TryWait());
 }
 
-TEST(Event, PulseReachesWhoWaits) {
+TEST(Event, ARaiseAndAResetLetGoWhoWaitsAndNobodyElse) {
     CEvent event;
-    std::atomic<int> released{0};
-    std::thread waiter([&] {
-        while (released < 100) {
-            if (event.Wait(2000)) {
-                ++released;
+    CFastMutex mutex;
+    int waiting = 0;
+    int released = 0;
+    OnThreads(4, [&](unsigned int thread) {
+        mutex.Lock();
+        if (thread != 0) {
+            ++waiting;
+            released += event.Wait(mutex, 20000) ? 1 : 0;
+        } else {
+            // A waiter gives the lock up when its wait has begun.
+            while (waiting != 3) {
+                mutex.UnLock();
+                std::this_thread::yield();
+                mutex.Lock();
             }
+            event.Raise();
+            event.Reset();
         }
+        mutex.UnLock();
     });
-    // Each round is a Raise followed at once by a Reset.
-    for (int seen = 0; seen < 100; seen = released) {
-        event.Raise();
-        event.Reset();
-        std::this_thread::yield();
-    }
-    waiter.join();
-    EXPECT_EQ(released, 100);
+    EXPECT_EQ(released, 3);
+    EXPECT_FALSE(event.Wait(1));
 }
 
 template <class Mutex>
@@ -247,6 +253,12 @@ TEST(ReaderWriter, ReadersShareAndAWriterExcludes) {
     EXPECT_TRUE(CFastReaderLock(state).IsLocked());
     EXPECT_FALSE(Elsewhere([&] { return CFastReaderLock(state, 15).IsLocked(); }));
     EXPECT_FALSE(Elsewhere([&] { return CFastWriterLock(state, 15).IsLocked(); }));
+    {
+        const CFastReaderLock within(state);
+        const CFastWriterLock again(state);
+        EXPECT_TRUE(within.IsLocked() && again.IsLocked());
+    }
+    EXPECT_FALSE(Elsewhere([&] { return CFastReaderLock(state, 15).IsLocked(); }));
     writer.Reset();
     EXPECT_TRUE(Elsewhere([&] { return CFastWriterLock(state, 0).IsLocked(); }));
 }

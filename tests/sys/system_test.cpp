@@ -1,5 +1,6 @@
 // The small wrappers of the system: loaded libraries, files under /proc.
 #include "tests/sys/message_of.h"
+#include "util/base/timeout.h"
 #include "util/sys/dllloader.h"
 #include "util/sys/errhdl.h"
 #include "util/sys/misc.h"
@@ -77,6 +78,31 @@ TEST(DllLoader, TellsWhatItDidNotFind) {
             0U)
             << message;
     }
+}
+
+TEST(TimeOut, SumsKeepTheNormalForm) {
+    constexpr time_t LAST = std::numeric_limits<time_t>::max();
+    constexpr struct {
+        timespec time, offset, sum;
+    } rows[] = {
+        {{10, 999999999}, {0, 1}, {11, 0}},
+        {{10, 0}, {0, -1}, {9, 999999999}},
+        {{10, 600000000}, {1, 1500000000}, {13, 100000000}},
+        {{10, 400000000}, {0, -2500000000}, {7, 900000000}},
+        {{10, 5}, {-20, 0}, {0, 5}},
+        {{10, 5}, {LAST, 0}, {LAST, 5}},
+    };
+    for (const auto& row : rows) {
+        const timespec sum = IMPL::After(row.time, row.offset);
+        EXPECT_EQ(sum.tv_sec, row.sum.tv_sec) << row.offset.tv_sec << ' ' << row.offset.tv_nsec;
+        EXPECT_EQ(sum.tv_nsec, row.sum.tv_nsec) << row.offset.tv_sec << ' ' << row.offset.tv_nsec;
+    }
+    timespec start = IMPL::Now(CLOCK_MONOTONIC);
+    start.tv_sec -= 10;
+    EXPECT_LE(IMPL::Remaining(start, 60000), 50000U) << "a limit counts from the start";
+    EXPECT_GT(IMPL::Remaining(start, 60000), 30000U);
+    EXPECT_EQ(IMPL::Remaining(start, 9000), 0U);
+    EXPECT_EQ(IMPL::Remaining(start, IMPL::NO_LIMIT), IMPL::NO_LIMIT);
 }
 
 TEST(ProcFile, IsReadUpToTheLimit) {

@@ -140,6 +140,17 @@ TEST(Thread, AStopBeforeTheStartSkipsTheEntry) {
     EXPECT_EQ(thread.GetState(), TThread::ENDED);
 }
 
+TEST(Thread, AKillBeforeTheStartSkipsTheEntry) {
+    std::atomic<bool> ran{false};
+    CTestThread thread([&](CTestThread&) { return ran = true, 0; });
+    thread.Create();
+    thread.Kill(5);
+    EXPECT_TRUE(thread.Wait());
+    EXPECT_FALSE(ran);
+    EXPECT_EQ(thread.GetState(), TThread::KILLED);
+    EXPECT_EQ(thread.GetExitCode(), 5);
+}
+
 TEST(Thread, StopIsARequest) {
     CTestThread thread(UntilStopped);
     thread.Start();

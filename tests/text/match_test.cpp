@@ -118,13 +118,17 @@ public:
         if (text.begin_with(make<S>("stop"))) {
             return 2;
         }
+        __length = text.begin_with(make<S>("far")) ? S::npos : 1; // more than there is
         if (text.begin_with(make<S>("no"))) {
             return 0;
         }
         out = make<S>("[") + text.substr(0, 1) + make<S>("]");
         return 1;
     }
-    unsigned int TellReplaceLength() const override { return 1; }
+    unsigned int TellReplaceLength() const override { return __length; }
+
+private:
+    unsigned int __length = 1;
 };
 
 template <class S>
@@ -137,7 +141,7 @@ void escape_commands() {
     } rows[] = {
         {"a%b%cd", false, true, "a[b][c]d"}, {"%a%stop%b", false, true, "[a]%stop%b"},
         {"%no%a", false, true, "%no[a]"},    {"%%a%", false, true, "%%a%"},
-        {"%%a%", true, false, "%a"},
+        {"%%a%", true, false, "%a"},         {"a%b%far%c", false, true, "a[b][f]"},
     };
     for (const auto& row : rows) {
         S text = make<S>(row.text);

@@ -144,18 +144,26 @@ TYPED_TEST(BothWidths, ReadsNumbers) {
     };
     constexpr long MAX = 2147483647;
     constexpr long MIN = -MAX - 1;
-    for (const CASE& c :
-         {CASE{" \t42x", 10, 42, 42, 4, 0}, CASE{"-5", 10, -5, 4294967291, 2, 0},
-          CASE{"+7", 10, 7, 7, 2, 0}, CASE{"0x1F", -1, 31, 31, 4, 0},
-          CASE{"0x1F", 16, 0, 0, 1, 0}, // the prefix is not for a given base
-          CASE{"x10", -1, 16, 16, 3, 0}, CASE{"b11", -1, 3, 3, 3, 0}, CASE{"0B102", -1, 2, 2, 4, 0},
-          CASE{"017", -1, 15, 15, 3, 0}, CASE{"0", -1, 0, 0, 0, 0},
-          CASE{"zZ", 36, 1295, 1295, 2, 0}, CASE{"12", 1, 0, 0, 0, 0}, CASE{"12", 37, 0, 0, 0, 0},
-          CASE{"- 1", 10, 0, 0, 0, 0}, CASE{"   ", 10, 0, 0, 0, 0},
-          CASE{"2147483648", 10, MAX, 2147483648, 10, ERANGE},
-          CASE{"-2147483648", 10, MIN, 2147483648, 11, 0},
-          CASE{"4294967296", 10, MAX, 4294967295, 10, ERANGE},
-          CASE{"-99999999999", 10, MIN, 1, 12, ERANGE}}) {
+    for (const CASE& c : {CASE{" \t42x", 10, 42, 42, 4, 0},
+                          CASE{"-5", 10, -5, 4294967291, 2, 0},
+                          CASE{"+7", 10, 7, 7, 2, 0},
+                          CASE{"0x1F", -1, 31, 31, 4, 0},
+                          CASE{"0x1F", 16, 0, 0, 1, 0}, // the prefix is not for a given base
+                          CASE{"x10", -1, 16, 16, 3, 0},
+                          CASE{"b11", -1, 3, 3, 3, 0},
+                          CASE{"0B102", -1, 2, 2, 4, 0},
+                          CASE{"017", -1, 15, 15, 3, 0},
+                          CASE{"0", -1, 0, 0, 0, 0},
+                          CASE{"zZ", 36, 1295, 1295, 2, 0},
+                          CASE{"12", 1, 0, 0, 0, 0},
+                          CASE{"12", 37, 0, 0, 0, 0},
+                          CASE{"- 1", 10, 0, 0, 0, 0},
+                          CASE{"   ", 10, 0, 0, 0, 0},
+                          CASE{"2147483648", 10, MAX, 2147483648, 10, ERANGE},
+                          CASE{"-2147483648", 10, MIN, 2147483648, 11, 0},
+                          CASE{"4294967296", 10, MAX, 4294967295, 10, ERANGE},
+                          CASE{"42949672960", 10, MAX, 4294967295, 11, ERANGE},
+                          CASE{"-99999999999", 10, MIN, 1, 12, ERANGE}}) {
         const TypeParam s = this->Make("ab") + this->Make(c.text);
         unsigned int end = 99;
         errno = 0;
@@ -227,6 +235,7 @@ TEST(Format, WideFitsOrAddsNothing) {
         L"-1 00042 +7 FF 1099511627776 10 z%   9");
     EXPECT_EQ(s.format(L"%.3f %e %g %-*d|", 1.5, 0.0, 0.25, -3, 1),
               L"1.500 0.000000e+00 0.25 1  |");
+    EXPECT_EQ(s.format(L"%*.*f|%.*s|", -9, -1, 1.5, -1, L"ab"), L"1.500000 |ab|");
     EXPECT_EQ(s.format(L"%p", reinterpret_cast<void*>(0xABC)), L"00000ABC");
     EXPECT_EQ(s.format(400, L"%300d", 1).length(), 300U);
     EXPECT_EQ(s.format(L"%.400f", 1.0).length(), 0U); // more than the usual 256

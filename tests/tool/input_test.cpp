@@ -92,6 +92,8 @@ TEST_F(CommandTest, PatternsAreTakenInTurnAndAFileFoundTwiceIsDoneTwice) {
         Tsub({"b.txt", "a.txt", "-f:a", "-t:x", "-stdout", "-frc", "-trc", "-unisign"});
     EXPECT_EQ(outcome.out, "xxxxx\n## total replaced 5 matchs\n");
     EXPECT_EQ(Read("b.txt"), "a") << "-stdout leaves the files alone";
+    EXPECT_EQ(Tsub({"b.txt", "a.txt", "-f:aaaa", "-t:c"}).status, 0);
+    EXPECT_EQ(Tsub({"a.txt", "b.txt", "-f:c", "-t:d"}).status, 0) << "a match in any file counts";
 }
 
 TEST_F(CommandTest, AByteOrderMarkIsDroppedAndGivenOnlyOnRequest) {

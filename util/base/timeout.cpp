@@ -26,10 +26,9 @@ timespec Now(clockid_t clock) {
     return now;
 }
 
-timespec AfterNow(clockid_t clock, const timespec& offset) {
-    const timespec now = Now(clock);
+timespec After(const timespec& time, const timespec& offset) {
     // Both parts of the fraction are below a second in size, so neither sum can overflow.
-    long fraction = now.tv_nsec + offset.tv_nsec % NANOSECONDS;
+    long fraction = time.tv_nsec + offset.tv_nsec % NANOSECONDS;
     time_t carry = offset.tv_nsec / NANOSECONDS;
     if (fraction >= NANOSECONDS) {
         fraction -= NANOSECONDS;
@@ -39,7 +38,7 @@ timespec AfterNow(clockid_t clock, const timespec& offset) {
         --carry;
     }
     time_t seconds = 0;
-    if (__builtin_add_overflow(now.tv_sec + carry, offset.tv_sec, &seconds)) {
+    if (__builtin_add_overflow(time.tv_sec + carry, offset.tv_sec, &seconds)) {
         seconds = offset.tv_sec > 0 ? std::numeric_limits<time_t>::max() : 0;
     }
     return {seconds < 0 ? 0 : seconds, fraction};

@@ -16,15 +16,19 @@ constexpr bool IsUnlimited(unsigned long milliseconds) {
 }
 
 timespec ToTimespec(unsigned long milliseconds);
+timespec Now(clockid_t clock);
 
-/// The reading of `clock` in `offset` from now, in the normal form that the system's waits take. An
-/// offset may be negative, and one beyond the clock's range ends at its last second.
-timespec AfterNow(clockid_t clock, const timespec& offset);
+/// The time `offset` after another, in the normal form that the system's waits take. An offset may
+/// be negative and in any form; a sum beyond the clock's range ends at its last or first second.
+timespec After(const timespec& time, const timespec& offset);
+/// The same after the present reading of `clock`.
+inline timespec AfterNow(clockid_t clock, const timespec& offset) {
+    return After(Now(clock), offset);
+}
 
 /// What is left of a wait of `milliseconds` that began at `start` on the monotonic clock; an
 /// unlimited wait stays unlimited.
 unsigned long Remaining(const timespec& start, unsigned long milliseconds);
-timespec Now(clockid_t clock);
 
 /// Sleeps in full whatever signals arrive.
 void SleepFor(unsigned long milliseconds);

@@ -53,6 +53,7 @@ public:
             if (used == INVALID_SEQUENCE || used == INCOMPLETE_SEQUENCE) {
                 dst.push_back(L'?');
                 ++pos;
+                state = std::mbstate_t(); // which may hold bytes that come again
             } else {
                 dst.push_back(c);
                 pos += static_cast<unsigned int>(used);

@@ -17,8 +17,7 @@ public:
     ///        between the tags; valid during the call
     /// @param out the replacement; the same object in every call, so it must be written wholly
     /// @return 0: no match, the text stays; 1: a match, replaced by `out`; any other value stops
-    /// the
-    ///         whole operation, and what was done before stays
+    ///         the whole operation, and what was done before stays
     virtual int operator()(const S& text, S& out) = 0;
 
     /// How many elements of `text` the last match used. Not asked for tagged fields.
