@@ -354,9 +354,6 @@ void CFilePass::__Warn(std::uint64_t place, FILE_RESULT& result) {
 
 void CFilePass::__Change(const stringEx& path, const struct stat& state, std::uint64_t place,
                          FILE_RESULT& result) {
-    if (__holdsSignals) {
-        result.untilTold = std::make_unique<CHeldSignals>();
-    }
     std::optional<std::uint64_t> kept;
     try {
         CSysFile target;
@@ -367,7 +364,7 @@ void CFilePass::__Change(const stringEx& path, const struct stat& state, std::ui
         if (__run.journal != nullptr) {
             kept = __run.journal->Keep(path, state);
         }
-        __Rewrite(target, static_cast<std::uint64_t>(state.st_size), place);
+        __Rewrite(target, static_cast<std::uint64_t>(state.st_size), place, result);
         result.hasChanged = true;
         __Warn(place, result);
     } catch (const qlExp& cause) {
@@ -479,12 +476,17 @@ void CFilePass::__ShowConversion(const stringEx& path, std::uint64_t size) {
     PrintText(line.append(lost.empty() ? stringEx("nothing lost") : lost).append("\n"));
 }
 
-void CFilePass::__Rewrite(CSysFile& target, std::uint64_t size, std::uint64_t place) {
+void CFilePass::__Rewrite(CSysFile& target, std::uint64_t size, std::uint64_t place,
+                          FILE_RESULT& result) {
     using ROOM = CInPlaceWriter::ROOM;
     const TASK task{TASK::RESULT::FILE, size, place, true};
     const std::uint64_t most = place + __road->GetMostBytes(size - place);
     CInPlaceWriter writer(target, size);
-    CFileSink sink(writer);
+    CFileSink sink(writer, [&] {
+        if (__holdsSignals) {
+            result.untilTold = std::make_unique<CHeldSignals>();
+        }
+    });
     try {
         try {
             writer.Start(place, __road->KeepsPlaces() ? ROOM::SAME_SIZE : ROOM::AT_MOST, most);

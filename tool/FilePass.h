@@ -58,7 +58,7 @@ private:
     bool __Ask(const stringEx& path, std::uint64_t size);
     bool __AskEach(const stringEx& path, std::uint64_t size, unsigned long matches);
     void __Show(const stringEx& path, std::uint64_t size, FILE_RESULT& result);
-    void __Rewrite(CSysFile& target, std::uint64_t size, std::uint64_t place);
+    void __Rewrite(CSysFile& target, std::uint64_t size, std::uint64_t place, FILE_RESULT& result);
     void __RunRoad(const TASK& task, ISink& sink, CInPlaceWriter* writer);
     BLOCK __NextBlock();
     BLOCK __Next(CInPlaceWriter* writer);

@@ -5,7 +5,9 @@
 #include "tool/road/road.h"
 #include "util/file/InPlaceWriter.h"
 
+#include <functional>
 #include <string>
+#include <utility>
 
 namespace Quil {
 
@@ -71,18 +73,31 @@ private:
     std::string __held;
 };
 
-/// Changes a file.
+/// Changes a file. `prepare` is called once, before the first byte can change: up to there a search
+/// may have taken any time.
 class CFileSink final : public ISink {
 public:
-    explicit CFileSink(CInPlaceWriter& writer) : __writer(writer) {}
+    CFileSink(CInPlaceWriter& writer, std::function<void()> prepare)
+        : __writer(writer), __prepare(std::move(prepare)) {}
 
-    void Keep(std::string_view bytes) override { __writer.Keep(bytes); }
+    void Keep(std::string_view bytes) override {
+        __Prepare();
+        __writer.Keep(bytes);
+    }
     void Replace(std::string_view old, std::string_view bytes) override {
+        __Prepare();
         __writer.Replace(old, bytes);
     }
 
 private:
+    void __Prepare() {
+        if (__prepare) {
+            std::exchange(__prepare, nullptr)();
+        }
+    }
+
     CInPlaceWriter& __writer;
+    std::function<void()> __prepare;
 };
 
 } // namespace Quil

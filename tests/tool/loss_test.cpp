@@ -31,6 +31,10 @@ TEST_F(CommandTest, ASignalEndsTheRunAtOnceWhileAFileIsOnlySearched) {
     fault = "read 2 " + std::to_string(-SIGTERM);
     EXPECT_EQ(Tsub({"1.txt", "2.txt", "-f:b", "-t:cc"}).status, 256 + SIGTERM);
     EXPECT_TRUE(Read("1.txt") == old && Read("2.txt") == old);
+    // Also once it is found what is to be changed: a whole text takes its time from there on.
+    fault = "openat 2 " + std::to_string(-SIGTERM); // of a second descriptor, to write by
+    EXPECT_EQ(Tsub({"2.txt", "-f:b", "-t:cc"}).status, 256 + SIGTERM);
+    EXPECT_TRUE(Read("1.txt") == old && Read("2.txt") == old);
 }
 
 TEST_F(CommandTest, AWriteThatFailsLeavesTheOldContentOrSaysWhatThereIs) {
