@@ -25,13 +25,13 @@ bool CFileLocks::Lock(const FILE_ID& id, std::uint64_t changes) {
 void CFileLocks::Unlock(const FILE_ID& id, FILE_RESULT result) {
     const std::lock_guard lock(__mutex);
     std::erase(__locked, id);
+    if (__waiting != 0) {
+        __isFree.notify_all(); // whatever becomes of the rest
+    }
     if (!IsNothing(result)) {
         __results[id].push_back(std::move(result));
         ++__changes;
         ++__pending;
-    }
-    if (__waiting != 0) {
-        __isFree.notify_all();
     }
 }
 

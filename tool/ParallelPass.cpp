@@ -26,7 +26,10 @@ std::size_t GroupSize(std::size_t files, unsigned int jobs) {
 class CParallelPass::CWorker final : public TThread {
 public:
     explicit CWorker(CParallelPass& pass) : __pass(pass) {}
-    ~CWorker() override { Wait(); }
+    ~CWorker() override {
+        TryStop(); // if it hasn't begun
+        Wait();
+    }
 
 private:
     int _Entry() override {
@@ -41,7 +44,13 @@ CParallelPass::CParallelPass(const Run& run)
     : __run(run), __groupSize(GroupSize(run.fileList.size(), run.jobs)),
       __groups((run.fileList.size() + __groupSize - 1) / __groupSize), __working(0) {
     const std::size_t wanted = std::min<std::size_t>(run.jobs, __groups.size());
-    while (__workers.size() < wanted && __AddWorker()) {
+    __workers.reserve(wanted);
+    try {
+        while (__workers.size() < wanted && __AddWorker()) {
+        }
+    } catch (...) {
+        __isStopped = true;
+        throw;
     }
 }
 
@@ -70,7 +79,22 @@ CParallelPass::~CParallelPass() {
     __workers.clear();
 }
 
+/// A failure ends the run, as it would with one thread.
 void CParallelPass::__Work() {
+    std::exception_ptr failure;
+    try {
+        __PassGroups();
+    } catch (...) {
+        failure = std::current_exception();
+        __isStopped = true;
+    }
+    const std::lock_guard lock(__mutex);
+    __failure = __failure ? __failure : failure;
+    --__working;
+    __isDone.notify_one();
+}
+
+void CParallelPass::__PassGroups() {
     CFilePass pass(__run);
     CSignalWatch watch;
     for (;;) {
@@ -91,9 +115,6 @@ void CParallelPass::__Work() {
             __isDone.notify_one();
         }
     }
-    const std::lock_guard lock(__mutex);
-    --__working;
-    __isDone.notify_one();
 }
 
 std::optional<FILE_RESULT> CParallelPass::Next() {
@@ -108,7 +129,7 @@ std::optional<FILE_RESULT> CParallelPass::Next() {
     return result.file ? __locks.TakeResult(*result.file) : std::move(result);
 }
 
-/// Waits for the next group, which is empty if there is none any more.
+/// Waits for the next group, which is empty if there is none any more. Throws what ended a worker.
 void CParallelPass::__TakeGroup() {
     __place = 0;
     __current.clear();
@@ -119,8 +140,20 @@ void CParallelPass::__TakeGroup() {
     while (!__isDone.wait_for(lock, INTERVAL,
                               [&] { return !__groups[__awaited].empty() || __working == 0; })) {
         __run.progress->Update();
+        if (std::ranges::all_of(__workers, [](const auto& worker) { return worker->TryWait(); })) {
+            break; // one may have ended before it came to its work
+        }
     }
     __current.swap(__groups[__awaited++]);
+    if (!__current.empty()) {
+        return;
+    }
+    if (__failure) {
+        std::rethrow_exception(__failure);
+    }
+    if (!__isStopped) {
+        throw threadExp(0, stringEx("CParallelPass - the threads have ended before their work"));
+    }
 }
 
 } // namespace Quil

@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -35,6 +36,7 @@ private:
 
     bool __AddWorker();
     void __Work();
+    void __PassGroups();
     void __TakeGroup();
 
     const Run& __run;
@@ -49,7 +51,8 @@ private:
     std::size_t __place = 0;            ///< the next result of it
     std::size_t __awaited = 0;          ///< the group behind it
     unsigned int __working;             ///< workers that aren't at their end
-    std::mutex __mutex;                 ///< over the groups and the two lines above
+    std::exception_ptr __failure;       ///< that ended a worker
+    std::mutex __mutex;                 ///< over the groups and the three lines above
     std::condition_variable __isDone;
     std::vector<std::unique_ptr<CWorker>> __workers;
 };

@@ -156,7 +156,12 @@ def sweep(name, sandbox, full, tally):
             step = 1 if full or call != "malloc" else 37
             for n in range(1, 1_000_000, step):
                 sandbox.fill(kind.files)
-                outcome = sandbox.run(kind.arguments, kind.stdin, f"{call} {n} {value}")
+                try:
+                    outcome = sandbox.run(kind.arguments, kind.stdin, f"{call} {n} {value}")
+                except subprocess.TimeoutExpired:
+                    tally[call]["hung"] += 1
+                    print(f"{name}: {call} {n} {what}: hung")
+                    continue
                 if not sandbox.was_hit():
                     break
                 verdict = judge(kind, sandbox, expected, outcome, call)
