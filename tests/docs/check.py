@@ -10,7 +10,8 @@ its own, in which its blocks follow each other in one shell. Pages write:
     <!-- not run: why --> in front of a block, which then isn't looked at
 
 A line "..." stands for any lines. Folders are shown as /home/ann, and names of backup runs are all alike.
-The page of switches tells of every option. Links inside the project lead to files and headings that are there. With --update what commands print is
+The page of switches tells of every option, and
+that of promises names tests that there are. Links inside the project lead to files and headings that are there. With --update what commands print is
 written into the pages, to be read before it is committed.
 """
 import difflib
@@ -157,6 +158,21 @@ def check_options(build, name):
     return len(missing)
 
 
+def check_tests(name):
+    """Whether the tests that a page names are there."""
+    sources = ""
+    for folder, _, files in os.walk(os.path.join(ROOT, "tests")):
+        for file in (file for file in files if file.endswith(".cpp")):
+            with open(os.path.join(folder, file), encoding="utf-8") as source:
+                sources += source.read()
+    with open(os.path.join(ROOT, name), encoding="utf-8") as file:
+        named = set(re.findall(r"\b[A-Z]+[a-z]+(?:[A-Z]+[a-z]+){2,}\b", file.read()))
+    missing = sorted(test for test in named if test not in sources)
+    for test in missing:
+        print(f"{name}: there is no test {test}")
+    return len(missing)
+
+
 def check_page(name, build, update):
     with open(os.path.join(ROOT, name), encoding="utf-8") as file:
         page = file.read().split("\n")
@@ -188,6 +204,7 @@ def main():
         pages = ["README.md", "CONTRIBUTING.md"] + sorted(
             "docs/" + page for page in os.listdir(os.path.join(ROOT, "docs")) if page.endswith(".md"))
     failures = sum(check_page(page, build, update) for page in pages) + check_options(build, "docs/switches.md")
+    failures += check_tests("docs/trust.md")
     print(f"{len(pages)} pages, {failures} things wrong")
     sys.exit(failures != 0)
 

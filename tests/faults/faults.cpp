@@ -200,7 +200,7 @@ void* iconv_open(const char* to, const char* from) {
     return Call("iconv_open", calls, "iconv_open", reinterpret_cast<void*>(-1), to, from);
 }
 
-#ifndef __SANITIZE_ADDRESS__
+#ifndef WITHOUT_MALLOC
 void* __libc_malloc(size_t size);
 
 void* malloc(size_t size) {

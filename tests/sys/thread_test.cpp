@@ -141,6 +141,9 @@ TEST(Thread, AStopBeforeTheStartSkipsTheEntry) {
 }
 
 TEST(Thread, AKillBeforeTheStartSkipsTheEntry) {
+    if (QUIL_SANITIZED) {
+        GTEST_SKIP() << "they don't see that a wait is left when its thread is cancelled";
+    }
     std::atomic<bool> ran{false};
     CTestThread thread([&](CTestThread&) { return ran = true, 0; });
     thread.Create();
