@@ -10,9 +10,9 @@ its own, in which its blocks follow each other in one shell. Pages write:
     <!-- not run: why --> in front of a block, which then isn't looked at
 
 A line "..." stands for any lines. Folders are shown as /home/ann, and names of backup runs are all alike.
-The page of switches tells of every option, and
-that of promises names tests that there are. Links inside the project lead to files and headings that are there. With --update what commands print is
-written into the pages, to be read before it is committed.
+The page of switches tells of every option, and that of promises names tests that there are. Links inside
+the project lead to files and headings that are there. With --update what commands print is written into
+the pages, to be read before it is committed.
 """
 import difflib
 import os
