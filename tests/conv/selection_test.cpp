@@ -98,6 +98,8 @@ bool WorksWithoutLibraries() {
            Str(GainBestUTF8Conv()->WCtoMB(wstringEx(L"\u00E9"))) == "\xC3\xA9" &&
            Str(GainBestUTF8Conv()->MBtoWC(stringEx("\xC3\xA9"))) == L"\u00E9" &&
            GainBestSysDefConv()->MBtoWC(stringEx("a\xE4\xB8")).length() == 3 &&
+           Str(GainBestSysDefConv()->MBtoWC(stringEx("a\xE4\xB8"))).find(L'\u4E38') ==
+               std::wstring::npos &&
            Str(GainBestSysDefConv()->MBtoWC(stringEx("abc"))) == L"abc" &&
            Str(ConvStrSToU(wstringEx(L"abc"))) == "abc";
 }

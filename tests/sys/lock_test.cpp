@@ -183,26 +183,28 @@ TEST(Event, StaysRaisedUntilReset) {
 TEST(Event, ARaiseAndAResetLetGoWhoWaitsAndNobodyElse) {
     CEvent event;
     CFastMutex mutex;
-    int waiting = 0;
-    int released = 0;
-    OnThreads(4, [&](unsigned int thread) {
-        mutex.Lock();
-        if (thread != 0) {
-            ++waiting;
-            released += event.Wait(mutex, 20000) ? 1 : 0;
-        } else {
-            // A waiter gives the lock up when its wait has begun.
-            while (waiting != 3) {
-                mutex.UnLock();
-                std::this_thread::yield();
-                mutex.Lock();
+    for (int round = 0; round < 50; ++round) {
+        int waiting = 0;
+        int released = 0;
+        OnThreads(4, [&](unsigned int thread) {
+            mutex.Lock();
+            if (thread != 0) {
+                ++waiting;
+                released += event.Wait(mutex) ? 1 : 0; // in vain it would wait for ever
+            } else {
+                // A waiter gives the lock up when its wait has begun.
+                while (waiting != 3) {
+                    mutex.UnLock();
+                    std::this_thread::yield();
+                    mutex.Lock();
+                }
+                event.Raise();
+                event.Reset();
             }
-            event.Raise();
-            event.Reset();
-        }
-        mutex.UnLock();
-    });
-    EXPECT_EQ(released, 3);
+            mutex.UnLock();
+        });
+        ASSERT_EQ(released, 3);
+    }
     EXPECT_FALSE(event.Wait(1));
 }
 

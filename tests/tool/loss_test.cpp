@@ -32,7 +32,7 @@ TEST_F(CommandTest, ASignalEndsTheRunAtOnceWhileAFileIsOnlySearched) {
     EXPECT_EQ(Tsub({"1.txt", "2.txt", "-f:b", "-t:cc"}).status, 256 + SIGTERM);
     EXPECT_TRUE(Read("1.txt") == old && Read("2.txt") == old);
     // Also once it is found what is to be changed: a whole text takes its time from there on.
-    fault = "openat 2 " + std::to_string(-SIGTERM); // of a second descriptor, to write by
+    fault = "fstat 2 " + std::to_string(-SIGTERM); // of the descriptor to write by
     EXPECT_EQ(Tsub({"2.txt", "-f:b", "-t:cc"}).status, 256 + SIGTERM);
     EXPECT_TRUE(Read("1.txt") == old && Read("2.txt") == old);
 }
