@@ -33,7 +33,7 @@ def show(tool, command, folder):
     environment = {"PATH": os.path.dirname(tool) + ":" + os.environ["PATH"], "HOME": folder + "/home",
                    "LC_ALL": "C.UTF-8", "TERM": "xterm"}
     terminal, end = pty.openpty()
-    with subprocess.Popen(["sh", "-c", command], cwd=folder + "/work", env=environment, stdin=end,
+    with subprocess.Popen(["sh", "-c", command], cwd=folder + "/texts", env=environment, stdin=end,
                           stdout=end, stderr=end) as process:
         os.close(end)
         shown = b""
@@ -78,8 +78,8 @@ def draw(tool):
     lines = []
     with tempfile.TemporaryDirectory() as folder:
         for name, text in FILES.items():
-            os.makedirs(os.path.dirname(f"{folder}/work/{name}"), exist_ok=True)
-            with open(f"{folder}/work/{name}", "wb") as file:
+            os.makedirs(os.path.dirname(f"{folder}/texts/{name}"), exist_ok=True)
+            with open(f"{folder}/texts/{name}", "wb") as file:
                 file.write(text.encode(CHARSET))
         for command in COMMANDS:
             lines.append((PROMPT, f"$ \x1b[1m{command}\x1b[m"))
