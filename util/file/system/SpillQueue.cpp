@@ -20,7 +20,7 @@ CLongLongNative Offset(std::uint64_t bytes) {
 
 CSpillQueue::BLOCK CSpillQueue::__NewBlock() {
     if (__spares.empty()) {
-        return {std::make_unique_for_overwrite<char[]>(sm_block)};
+        __spares.emplace_back().bytes = std::make_unique_for_overwrite<char[]>(sm_block);
     }
     BLOCK block = std::move(__spares.back());
     __spares.pop_back();
