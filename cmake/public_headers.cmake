@@ -7,6 +7,7 @@ set(QUIL_PUBLIC_HEADERS
     util/base/tls.h
     util/base/version.h
     util/conv/TextConv.h
+    util/conv/TextDetect.h
     util/conv/TextLibIConv.h
     util/conv/TextLibIcu.h
     util/conv/block_conversion.h

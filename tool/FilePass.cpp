@@ -24,8 +24,6 @@ namespace {
 /// The end of a pipe reads as this byte.
 constexpr std::string_view END_OF_PIPE = "\xFF";
 
-constexpr std::size_t LONGEST_MARK = 4;
-
 bool IsSame(const timespec& a, const timespec& b) {
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
@@ -73,10 +71,7 @@ void RefuseOther(const struct stat& now, const struct stat& before, const string
 } // namespace
 
 CFilePass::CFilePass(const Run& run)
-    : __run(run), __littleEndian(ChooseRoad(run)),
-      __bigEndian(run.bigEndian ? ChooseRoad(*run.bigEndian) : nullptr),
-      __road(__littleEndian.get()),
-      __preview(run.show == SHOW::DIFFS || run.asks ? std::make_unique<CPreview>(run) : nullptr) {}
+    : __run(run), __ways(run), __way(&__ways.GetUsual()), __road(__way->road.get()) {}
 
 CFilePass::~CFilePass() = default;
 
@@ -156,16 +151,17 @@ void CFilePass::__PassRegular(const stringEx& path, CSysFile& file, const struct
     if (size == 0 || __rest == ANSWER::REST_NOT) {
         return;
     }
-    __road = __littleEndian.get();
+    __source.StartFile(file, size);
+    if (__run.excludeBinary && !__run.detects && __IsBinary()) {
+        return;
+    }
+    if (!__Take(__ways.Choose(__source, true, result))) {
+        return;
+    }
     if (__road->WantsAll() && size > byteEx::max_size()) {
         CDir::ReadFile(path, __all); // which says that it is too large
     }
-    __source.StartFile(file, size);
-    if (__run.excludeBinary && __IsBinary()) {
-        return;
-    }
-    __ChooseOrder();
-    if (__run.isStrict && !__CheckLosses(size, result)) {
+    if (__TextRun().isStrict && !__CheckLosses(size, result)) {
         return;
     }
     if (__run.toStdout) {
@@ -186,20 +182,13 @@ void CFilePass::__PassRegular(const stringEx& path, CSysFile& file, const struct
     }
 }
 
-/// Looks at the mark of the input that has just been opened, if it depends on that.
-void CFilePass::__ChooseOrder() {
-    if (__bigEndian == nullptr) {
-        return;
+/// Makes the way that of the present input; false if there is none.
+bool CFilePass::__Take(WAY* way) {
+    if (way != nullptr) {
+        __way = way;
+        __road = way->road.get();
     }
-    BLOCK block = __source.Next();
-    while (block.length < LONGEST_MARK && !block.isLast) {
-        block = __source.Next();
-    }
-    const std::string_view text(block.data, block.length);
-    const stringEx& mark = __run.bigEndian->in.mark;
-    __road = text.starts_with(std::string_view(mark.data(), mark.length())) ? __bigEndian.get()
-                                                                            : __littleEndian.get();
-    __source.Restart(0);
+    return way != nullptr;
 }
 
 /// Whether the file that has just been opened holds what no text does that isn't wide.
@@ -223,7 +212,7 @@ bool CFilePass::__CheckLosses(std::uint64_t size, FILE_RESULT& result) {
     if (losses.undecoded.count != 0) {
         losses.undecoded.line = 1 + __CountLines(losses.undecoded.place);
     }
-    result.cause = DescribeLosses(__run, losses);
+    result.cause = DescribeLosses(__TextRun(), losses);
     result.hasLoss = !result.cause.empty();
     result.trouble = result.hasLoss ? "can't convert without loss: " : nullptr;
     __source.Restart(0);
@@ -257,7 +246,9 @@ void CFilePass::__PassDevice(const stringEx& path, FILE_RESULT& result) {
     const BLOCK block{reinterpret_cast<char*>(__all.ref()), __all.length(), true};
     COutputSink output;
     CBytesSink bytes;
-    __road = __littleEndian.get();
+    if (!__Take(__ways.Choose({block.data, block.length}, result))) {
+        return;
+    }
     __road->Start({__run.toStdout ? TASK::RESULT::OUTPUT : TASK::RESULT::FILE, block.length});
     __road->Take(block, __run.toStdout ? static_cast<ISink&>(output) : bytes);
     output.Flush(false);
@@ -289,7 +280,10 @@ FILE_RESULT CFilePass::PassPipe() {
         const bool hasEnd = !__run.isFilter && !__run.isStrict && !__run.keepsBytes &&
                             __run.mark == MARK::BY_SWITCH;
         __source.StartPipe(hasEnd ? END_OF_PIPE : std::string_view());
-        __ChooseOrder();
+        if (!__Take(__ways.Choose(__source, false, result))) {
+            result.endsRun = result.trouble != nullptr;
+            return result;
+        }
         __Print(0, true, result);
     }
     result.count = __road->GetCount();
@@ -305,8 +299,8 @@ void CFilePass::__Print(std::uint64_t size, bool isAwaited, FILE_RESULT& result)
         const BLOCK block = __NextBlock();
         isLast = block.isLast;
         __source.Take(__road->Take(block, output));
-        if (__run.isStrict) {
-            result.cause = DescribeLosses(__run, __road->GetLosses());
+        if (__TextRun().isStrict) {
+            result.cause = DescribeLosses(__TextRun(), __road->GetLosses());
         }
         if (!result.cause.empty()) {
             result.trouble = "can't convert without loss: ";
@@ -344,9 +338,9 @@ bool CFilePass::__Look(std::uint64_t size, std::uint64_t& place) {
 void CFilePass::__Warn(std::uint64_t place, FILE_RESULT& result) {
     LOSSES losses = __run.isWatched ? __road->GetLosses() : LOSSES();
     losses.undecoded.place += place;
-    result.warning = DescribeLosses(__run, losses);
+    result.warning = DescribeLosses(__TextRun(), losses);
     if (!result.warning.empty()) {
-        result.warning.append(losses.undecoded.count != 0 && CanKeepBytes(__run)
+        result.warning.append(losses.undecoded.count != 0 && CanKeepBytes(__TextRun())
                                   ? "; --keep-bytes keeps them"
                                   : "; --strict leaves such files alone");
     }
@@ -402,9 +396,9 @@ void CFilePass::__ShowDiff(const stringEx& path, std::uint64_t size) {
         __ShowConversion(path, size);
         return;
     }
-    __preview->StartFile(path);
-    __RunRoad({TASK::RESULT::FILE, size, 0, true}, *__preview, nullptr);
-    __preview->FinishFile();
+    __way->preview->StartFile(path);
+    __RunRoad({TASK::RESULT::FILE, size, 0, true}, *__way->preview, nullptr);
+    __way->preview->FinishFile();
 }
 
 /// Whether somebody wants the file changed. The road is then one that makes those changes.
@@ -414,7 +408,7 @@ bool CFilePass::__Ask(const stringEx& path, std::uint64_t size) {
     }
     __ShowDiff(path, size);
     const unsigned long matches = __road->GetCount();
-    const bool canSplit = __run.byMatch && matches > 1 && __road == __littleEndian.get();
+    const bool canSplit = __run.byMatch && matches > 1 && __way == &__ways.GetUsual();
     const ANSWER answer =
         CDialog().Ask(std::string("Change ") + ShownPath(path).c_str() + "?", canSplit);
     if (answer == ANSWER::SPLIT) {
@@ -469,10 +463,14 @@ void CFilePass::__ShowConversion(const stringEx& path, std::uint64_t size) {
     const std::uint64_t characters =
         losses.characters != 0 ? losses.characters : count.GetCharacters();
     stringEx line = ShownPath(path);
-    line.append(": ").append(__run.in.name).append(" to ").append(__run.out.name).append(", ");
+    line.append(": ")
+        .append(__TextRun().in.name)
+        .append(" to ")
+        .append(__TextRun().out.name)
+        .append(", ");
     line.append_ulong(characters, 10);
     line.append(characters == 1 ? " character, " : " characters, ");
-    const stringEx lost = DescribeLosses(__run, losses);
+    const stringEx lost = DescribeLosses(__TextRun(), losses);
     PrintText(line.append(lost.empty() ? stringEx("nothing lost") : lost).append("\n"));
 }
 

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "tool/BlockSource.h"
+#include "tool/WayChoice.h"
 #include "tool/file_result.h"
 #include "tool/preview/Dialog.h"
 #include "tool/road/road.h"
@@ -19,7 +20,6 @@ struct stat;
 namespace Quil {
 
 class CFileLocks;
-class CPreview;
 
 /// Passes over inputs, one after the other, in memory of its own. The run must stay as it is
 /// meanwhile. For one thread.
@@ -42,10 +42,11 @@ private:
     static void __Note(FILE_RESULT& result, Pass pass);
     void __PassRegular(const stringEx& path, CSysFile& file, const struct stat& state,
                        FILE_RESULT& result);
-    void __ChooseOrder();
+    bool __Take(WAY* way);
     bool __IsBinary();
     bool __CheckLosses(std::uint64_t size, FILE_RESULT& result);
     std::uint64_t __CountLines(std::uint64_t place);
+    const Run& __TextRun() const { return __way->run; }
     void __ShowConversion(const stringEx& path, std::uint64_t size);
     void __PassDevice(const stringEx& path, FILE_RESULT& result);
     void __Print(std::uint64_t size, bool isAwaited, FILE_RESULT& result);
@@ -64,12 +65,11 @@ private:
     BLOCK __Next(CInPlaceWriter* writer);
 
     const Run& __run;
-    std::unique_ptr<IRoad> __littleEndian; ///< or where there is but one order of bytes
-    std::unique_ptr<IRoad> __bigEndian;
-    std::unique_ptr<IRoad> __byMatch;    ///< on which matches may be left out; null: not needed yet
-    IRoad* __road;                       ///< that of the present input
-    ANSWER __rest = ANSWER::YES;         ///< what is to become of the files that come, unless YES
-    std::unique_ptr<CPreview> __preview; ///< if diffs are wanted instead of changes
+    CWayChoice __ways;
+    WAY* __way;                       ///< that of the present input
+    IRoad* __road;                    ///< its road, or the next one
+    std::unique_ptr<IRoad> __byMatch; ///< on which matches may be left out; null: not needed yet
+    ANSWER __rest = ANSWER::YES;      ///< what is to become of the files that come, unless YES
     CBlockSource __source;
     bool __holdsSignals = true; ///< by itself, while a file is changed
     stringEx __folderPath;      ///< of the last file

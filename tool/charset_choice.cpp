@@ -9,6 +9,7 @@
 #include "util/sys/errhdl.h"
 #include "util/text/CmdArgParser.h"
 
+#include <algorithm>
 #include <iostream>
 
 namespace Quil {
@@ -79,10 +80,41 @@ CHARSET SystemCharset() {
     return {TTextConv::GetSysDefaultEnc(), GainBestSysDefConv(), false, false, stEMPTY};
 }
 
+/// Takes "auto:NAMES" apart. False, after saying so, for a name that isn't known.
+bool SettleCandidates(Run& run) {
+    const stringEx head("auto");
+    if (!run.fromCode.begin_with_no_case(head) ||
+        (run.fromCode.length() > head.length() && run.fromCode[head.length()] != ':')) {
+        return true;
+    }
+    run.detects = true;
+    for (unsigned int begin = head.length() + 1; begin < run.fromCode.length();) {
+        const unsigned int end = std::min(run.fromCode.find(',', begin), run.fromCode.length());
+        const stringEx name = run.fromCode.substr(begin, end - begin);
+        const stringEx known = KnownCharset(name);
+        if (known.empty()) {
+            CHARSET none;
+            return FindCharset("from-code", name, false, none);
+        }
+        run.candidates.push_back(known);
+        begin = end + 1;
+    }
+    run.fromCode = "utf-8"; // until an input shows its own
+    return true;
+}
+
 /// The charsets of the options that name them as the world does.
 bool SettleCodes(Run& run, bool isBigEndian) {
     return FindCharset("from-code", run.fromCode, isBigEndian, run.in) &&
            FindCharset("to-code", run.toCode, isBigEndian, run.out);
+}
+
+/// Where bytes can't be kept, files of which some would be lost are left alone.
+void SettleKeptBytes(Run& run) {
+    if (run.keepsBytes && !CanKeepBytes(run)) {
+        run.keepsBytes = false;
+        run.isStrict = true;
+    }
 }
 
 } // namespace
@@ -99,6 +131,9 @@ bool SettleArgumentEncoding(const CCmdArgParser& parser, Run& run) {
 }
 
 bool SettleTextEncodings(const CCmdArgParser& parser, Run& run) {
+    if (!SettleCandidates(run)) {
+        return false;
+    }
     if (run.fromCode.empty() && run.toCode.empty() && run.mark == MARK::BY_SWITCH) {
         run.in = SettleCharset(parser, "encin", SystemCharset(), run);
         run.out = SettleCharset(parser, "encout", run.in, run);
@@ -109,6 +144,7 @@ bool SettleTextEncodings(const CCmdArgParser& parser, Run& run) {
         run.fromCode = HasSwitch(parser, "encin") ? TrimmedValue(parser, "encin")
                                                   : TTextConv::GetSysDefaultEnc();
     }
+    run.keepsCharset = run.toCode.empty() && !HasSwitch(parser, "encout");
     if (run.toCode.empty()) {
         run.toCode = HasSwitch(parser, "encout") ? TrimmedValue(parser, "encout") : run.fromCode;
     }
@@ -119,8 +155,22 @@ bool SettleTextEncodings(const CCmdArgParser& parser, Run& run) {
     return SettleCodes(run, false);
 }
 
+std::shared_ptr<const Run> MakeRunFor(const Run& run, const stringEx& charset) {
+    auto made = std::make_shared<Run>(run);
+    made->fileList.clear();
+    made->detects = false;
+    made->isFound = true;
+    made->fromCode = charset == "ASCII" ? stringEx("utf-8") : ShownCharset(charset);
+    made->toCode = run.keepsCharset ? made->fromCode : run.toCode;
+    if (!SettleCodes(*made, charset.end_with("BE"))) {
+        throw tconvExp(0, stringEx("a charset that was found has no converter any more"));
+    }
+    SettleKeptBytes(*made);
+    return made;
+}
+
 bool SettleBigEndian(Run& run) {
-    if (!HasOrderByMark(run.fromCode)) {
+    if (run.detects || !HasOrderByMark(run.fromCode)) {
         return true;
     }
     auto bigEndian = std::make_shared<Run>(run);
@@ -135,10 +185,7 @@ bool SettleBigEndian(Run& run) {
 bool PassGate(Run& run) {
     const bool isAsked =
         !run.isStrict && !run.keepsBytes && !run.forces && run.mark == MARK::BY_SWITCH;
-    if (run.keepsBytes && !CanKeepBytes(run)) {
-        run.keepsBytes = false;
-        run.isStrict = true;
-    }
+    SettleKeptBytes(run);
     return !isAsked || PassCompatibilityGate(run.in.name, run.out.name);
 }
 

@@ -59,12 +59,15 @@ constexpr ROW ROWS[] = {
     {"KOI8-R", "koi8-r", ""},
     {"KOI8-U", "koi8-u", ""},
     {"CP437", "cp437", "ibm437"},
+    {"CP737", "cp737", "ibm737"},
     {"CP850", "cp850", "ibm850"},
     {"CP852", "cp852", "ibm852"},
     {"CP855", "cp855", "ibm855"},
     {"CP857", "cp857", "ibm857"},
     {"CP858", "cp858", "ibm858"},
+    {"CP862", "cp862", "ibm862"},
     {"CP866", "cp866", "ibm866"},
+    {"CP869", "cp869", "ibm869"},
     {"MACINTOSH", "macintosh", "mac macroman mac-roman"},
     {"MAC-CYRILLIC", "x-mac-cyrillic", "maccyrillic mac-cyrillic"},
     {"MAC-CENTRALEUROPE", "mac-centraleurope", "maccentraleurope"},
@@ -179,6 +182,21 @@ bool FindCharset(const char* option, const stringEx& name, bool isBigEndian, CHA
     charset.mark = row != nullptr ? MarkOf(*row) : stEMPTY;
     charset.converter = ConverterFor(row != nullptr ? stringEx(row->name) : name);
     return charset.converter || RefuseUnknown(option, name);
+}
+
+stringEx ShownCharset(const stringEx& name) {
+    const ROW* const row = FindRow(name);
+    return row != nullptr ? stringEx(row->shown) : name;
+}
+
+stringEx KnownCharset(const stringEx& name) {
+    const ROW* const row = FindRow(name);
+    const stringEx known = row != nullptr ? stringEx(row->name) : name;
+    return ConverterFor(known) ? known : stEMPTY;
+}
+
+bool IsSameCharset(const CHARSET& a, const CHARSET& b) {
+    return a.mark == b.mark && Bare(ShownCharset(a.name)) == Bare(ShownCharset(b.name));
 }
 
 stringEx CharsetListing() {

@@ -15,6 +15,15 @@ bool FindCharset(const char* option, const stringEx& name, bool isBigEndian, CHA
 /// Whether the name tells no order of bytes, and a text's mark has to.
 bool HasOrderByMark(const stringEx& name);
 
+/// The name by which people know a charset that the converters know by this one.
+stringEx ShownCharset(const stringEx& name);
+
+/// The name by which the converters know it; empty if they don't.
+stringEx KnownCharset(const stringEx& name);
+
+/// Whether two are one charset.
+bool IsSameCharset(const CHARSET& a, const CHARSET& b);
+
 /// All names that are known here, a charset a line.
 stringEx CharsetListing();
 

@@ -21,6 +21,7 @@ struct FILE_RESULT {
     const char* trouble = nullptr; ///< what couldn't be done with the file, and why
     stringEx cause;
     bool hasLoss = false;       ///< the trouble is that something would be lost
+    bool isInDoubt = false;     ///< the trouble is that nobody knows its charset
     stringEx warning;           ///< a line for who looks on
     bool endsRun = false;       ///< the trouble does, with an error
     std::exception_ptr failure; ///< what ends the run

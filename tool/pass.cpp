@@ -33,6 +33,7 @@ PASS Add(Run& run, const stringEx& path, const FILE_RESULT& result) {
     run.foundAny = run.foundAny || result.count != 0;
     run.failedToWrite = run.failedToWrite || result.hasFailedToWrite;
     run.hasLoss = run.hasLoss || result.hasLoss;
+    run.isInDoubt = run.isInDoubt || result.isInDoubt;
     if (result.trouble != nullptr) {
         std::cerr << "[ERROR] " << result.trouble << path << "\n@ " << result.cause << "\n";
         run.hasPassedOver = run.hasPassedOver || !result.hasFailedToWrite;
@@ -95,6 +96,10 @@ PASS PassOverInputs(Run& run) {
     const bool isInTurn = run.jobs == 1 || run.errStop || run.toStdout ||
                           run.show != SHOW::NOTHING || run.asks || run.fileList.size() == 1;
     const PASS outcome = isInTurn ? PassInTurn(run) : PassAtOnce(run);
+    if (run.isInDoubt) {
+        Advise(run, "--report shows what each file may be in; --from-code=NAME says it, "
+                    "--confidence=N takes less");
+    }
     if (run.hasLoss) {
         Advise(run, "--from-code says what a text is really in; -force converts all the same, with "
                     "\"?\" for what is lost");

@@ -102,6 +102,11 @@ struct Run {
     stringEx toCode;
     /// The same run on texts whose mark says that they are big endian, if that is to be looked at.
     std::shared_ptr<const Run> bigEndian;
+    std::vector<stringEx> candidates; ///< that inputs may be in; none: what is usual here
+    unsigned int confidence = 70;     ///< of 100, that a charset is the right one
+    bool keepsCharset = false;        ///< what is written is in the input's charset
+    bool isFound = false;             ///< the input's charset was found out
+    bool detects = false;             ///< each input's charset is to be found out
     MARK mark = MARK::BY_SWITCH;
     bool addSign = false;
     bool forces = false;     ///< -force
@@ -132,6 +137,9 @@ struct Run {
     bool wantsHelp = false;
     bool wantsVersion = false;
     bool wantsCharsets = false;
+    bool wantsReport = false; ///< of the inputs' charsets
+    bool readsAll = false;    ///< of inputs for that
+    bool asJson = false;
 
     // What the passes add up.
 
@@ -140,6 +148,7 @@ struct Run {
     bool failedToWrite = false; ///< a file should have been rewritten and was not
     bool hasPassedOver = false; ///< something couldn't be looked at
     bool hasLoss = false;       ///< files were left alone since something would be lost
+    bool isInDoubt = false;     ///< or since nobody knows their charset
     unsigned long totalCount = 0;
 
     /// Whether a result begins with a mark. By the switch only files do, and only in UTF-8 under

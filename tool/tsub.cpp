@@ -13,6 +13,7 @@
 #include "tool/option/long_options.h"
 #include "tool/pass.h"
 #include "tool/preview/Dialog.h"
+#include "tool/report/CharsetReport.h"
 #include "tool/road/ExactRoad.h"
 #include "tool/standard_output.h"
 #include "tool/usage.h"
@@ -108,7 +109,7 @@ void SettleFlags(const CCmdArgParser& parser, Run& run) {
 
 /// What the run is by a choice of matches, if it asks.
 void SettleByMatch(Run& run) {
-    if (run.asks && CExactRoad::CanServe(run)) {
+    if (run.asks && !run.detects && CExactRoad::CanServe(run)) {
         run.matchChoice = std::make_shared<CMatchChoice>();
         auto byMatch = std::make_shared<Run>(run);
         byMatch->fileList.clear();
@@ -158,12 +159,16 @@ int Report(const Run& run) {
     return run.foundAny ? EXIT_REPLACED : EXIT_NOTHING;
 }
 
+bool FindsNothing(const CCmdArgParser& parser) {
+    return std::ranges::none_of(
+        std::initializer_list<const char*>{"f", "fic", "r", "ric", "rnnl", "rnnlic", "any"},
+        [&](const char* name) { return HasSwitch(parser, name); });
+}
+
 /// False, after saying so, where something is to be undone and something else to be done.
 bool StandsAlone(const CCmdArgParser& parser, const Run& run) {
-    bool isAlone = parser.GetNoneSwitchCount() == 0 && run.names.empty() && run.filesFrom.empty();
-    for (const char* const name : {"f", "fic", "r", "ric", "rnnl", "rnnlic", "any"}) {
-        isAlone = isAlone && !HasSwitch(parser, name);
-    }
+    const bool isAlone = FindsNothing(parser) && parser.GetNoneSwitchCount() == 0 &&
+                         run.names.empty() && run.filesFrom.empty();
     if (!isAlone) {
         std::cerr
             << "[FATAL ERROR] --undo and --forget are about whole runs, and take no files and "
@@ -185,6 +190,26 @@ std::unique_ptr<CJournal> OpenJournal(int argc, const char* const* argv, Run& ru
         std::make_unique<CJournal>(CBackupFolder(run.backupFolder), command, run.keepRuns);
     run.journal = journal.get();
     return journal;
+}
+
+/// What charsets the files are in, instead of a run over them.
+int ReportCharsets(const CCmdArgParser& parser, Run& run) {
+    if (FindsNothing(parser)) {
+        SettleFlags(parser, run);
+        run.fromCode = run.fromCode.empty() ? stringEx("auto") : run.fromCode;
+        if (!SettleTextEncodings(parser, run)) {
+            return EXIT_ERROR;
+        }
+        if (run.detects) {
+            if (!run.stdioMode && !BuildFileList(parser, run)) {
+                return EXIT_ERROR;
+            }
+            return CCharsetReport(run).PrintAll() ? EXIT_LISTED : EXIT_ERROR;
+        }
+    }
+    std::cerr << "[FATAL ERROR] --report finds out charsets and changes nothing: leave out what to "
+                 "find, and what charset the input is in but for --from-code=auto:NAMES\n";
+    return EXIT_ERROR;
 }
 
 int RunCommand(int argc, const char* const* argv) {
@@ -223,6 +248,9 @@ int RunCommand(int argc, const char* const* argv) {
     }
     if (!SettleArgumentEncoding(parser, run)) {
         return EXIT_ERROR;
+    }
+    if (run.wantsReport) {
+        return ReportCharsets(parser, run);
     }
     SettleFind(parser, run);
     SettleReplacement(parser, run);

@@ -1,7 +1,9 @@
 #include "tool/option/help.h"
 
+#include "tool/charset_names.h"
 #include "tool/option/option_table.h"
 #include "util/base/version.h"
+#include "util/conv/TextDetect.h"
 #include "util/conv/TextLibIConv.h"
 #include "util/conv/TextLibIcu.h"
 
@@ -31,6 +33,28 @@ std::string Row(const OPTION& option) {
     return row + option.help + "\n";
 }
 
+/// What charsets are looked for where a language is spoken, a row for each of the languages.
+std::string CandidateRows() {
+    constexpr std::size_t COLUMN = 8;
+    constexpr std::size_t WIDTH = 80;
+    std::string rows;
+    for (const char* const language :
+         {"zh", "ja", "ko", "ru", "el", "he", "ar", "th", "vi", "tr", "pl", "ro", "lt", "de"}) {
+        std::string row = std::string("  ") + language;
+        row.resize(COLUMN, ' ');
+        row += "utf-8";
+        for (const stringEx& candidate : TTextDetect::GetCandidates(stringEx(language))) {
+            const std::string name = std::string(" ") + ShownCharset(candidate).c_str();
+            if (row.size() - (row.rfind('\n') + 1) + name.size() >= WIDTH) {
+                row += "\n" + std::string(COLUMN - 1, ' ');
+            }
+            row += name;
+        }
+        rows += row + "\n";
+    }
+    return rows;
+}
+
 } // namespace
 
 std::string HelpText() {
@@ -48,8 +72,12 @@ std::string HelpText() {
             }
         }
     }
-    return text + "\n"
-                  "Exit status: 0 something was replaced, 1 nothing was, 255 an error.\n";
+    return text +
+           "\nWhat --from-code=auto decides between, by the locale's language (ru, pl, lt and\n"
+           "de: also their neighbours'); by another language, between all charsets:\n" +
+           CandidateRows() +
+           "\n"
+           "Exit status: 0 something was replaced, 1 nothing was, 255 an error.\n";
 }
 
 std::string VersionText() {

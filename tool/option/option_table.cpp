@@ -82,6 +82,17 @@ const char* SettleCode(Run& run, const stringEx& value) {
     return nullptr;
 }
 
+const char* SettleConfidence(Run& run, const stringEx& value) {
+    constexpr unsigned int CERTAIN = 100;
+    run.confidence = NumberOf(value);
+    return run.confidence != 0 && run.confidence <= CERTAIN ? nullptr : "a number from 1 to 100";
+}
+
+const char* SettleReport(Run& run, const stringEx& /*value*/) {
+    run.isGuarded = run.wantsReport = true;
+    return nullptr;
+}
+
 const char* SettleBom(Run& run, const stringEx& value) {
     run.mark = value == "yes" ? MARK::YES : value == "no" ? MARK::NO : MARK::KEEP;
     return nullptr;
@@ -164,10 +175,17 @@ constexpr OPTION OPTIONS[] = {
     {TASK::UNDO, VALUE::NEEDED, "forget", "RUN", "drop what is kept of RUN, or of all",
      SettleForget, KIND::RUN},
 
-    {TASK::CHARSETS, VALUE::NEEDED, "from-code", "NAME", "charset of the input, by any usual name",
-     SettleCode<&Run::fromCode>, KIND::CHARSET},
+    {TASK::CHARSETS, VALUE::NEEDED, "from-code", "NAME",
+     "charset of the input; auto[:NAMES] finds each's", SettleCode<&Run::fromCode>, KIND::CHARSET},
     {TASK::CHARSETS, VALUE::NEEDED, "to-code", "NAME", "charset of the output (the input's)",
      SettleCode<&Run::toCode>, KIND::CHARSET},
+    {TASK::CHARSETS, VALUE::NEEDED, "confidence", "N",
+     "leave files alone whose charset is found by less (70)", SettleConfidence},
+    {TASK::CHARSETS, VALUE::NONE, "report", "",
+     "show what charset each file is in; nothing to find", SettleReport},
+    {TASK::CHARSETS, VALUE::NONE, "whole", "", "read files for that to their ends, not 1 MiB",
+     Set<&Run::readsAll>},
+    {TASK::CHARSETS, VALUE::NONE, "json", "", "print that as JSON, a line each", Set<&Run::asJson>},
     {TASK::CHARSETS, VALUE::NEEDED, "bom", "WHEN", "byte-order mark with these: yes, no, keep",
      SettleBom, KIND::WORD, "yes no keep"},
     {TASK::CHARSETS, VALUE::NONE, "list-charsets", "", "list the names that these take",

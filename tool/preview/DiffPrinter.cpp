@@ -111,7 +111,10 @@ void CDiffPrinter::StartFile(const stringEx& path) {
 }
 
 void CDiffPrinter::__PrintHeader() {
-    const std::string path = HeaderPath(View(ShownPath(__path)));
+    std::string path = HeaderPath(View(ShownPath(__path)));
+    if (__run.isFound) { // behind a tab is what programs that apply diffs leave out
+        path.append(path.ends_with('\t') ? "(" : "\t(").append(View(__run.in.name)).append(")");
+    }
     const std::string_view on = __hasColor ? BOLD : "";
     const std::string_view off = __hasColor ? PLAIN : "";
     std::string header;
