@@ -4,6 +4,8 @@
 #include "tool/charset_names.h"
 #include "tool/preview/Preview.h"
 
+#include <algorithm>
+
 namespace Quil {
 
 namespace {
@@ -86,16 +88,18 @@ TEXT_FINDING FindCharset(TTextDetect& detect, CBlockSource& source, bool isFile)
         while (block.length < LOOKED_AT && !block.isLast) {
             block = source.Next();
         }
-        TEXT_FINDING found = detect.Detect({block.data, block.length}, block.isLast);
-        if (!isFile || block.isLast || found.charset != "ASCII") {
+        const std::size_t length = std::min(block.length, LOOKED_AT);
+        const bool isWhole = block.isLast && length == block.length;
+        TEXT_FINDING found = detect.Detect({block.data, length}, isWhole);
+        if (!isFile || isWhole || found.charset != "ASCII") {
             if (found.undecoded) {
                 *found.undecoded += place;
             }
             source.Restart(0);
             return found;
         }
-        place += block.length;
-        source.Take(block.length);
+        place += length;
+        source.Take(length);
     }
 }
 

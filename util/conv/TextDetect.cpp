@@ -12,6 +12,7 @@
 #include "util/conv/utf8_validation.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 #include <string>
@@ -31,31 +32,65 @@ bool IsBorder(char byte) {
     return static_cast<unsigned char>(byte) < '0';
 }
 
-/// The lines of a text that have a byte beyond ASCII, as long as there is room.
-std::string SampleOf(std::string_view text) {
-    std::string sample;
-    while (!text.empty() && sample.size() < SAMPLE) {
-        const std::size_t ascii = IMPL::AsciiLength(text.data(), text.size());
-        const std::size_t behind = text.rfind('\n', ascii);
-        const std::size_t begin = std::max(behind == std::string_view::npos ? 0 : behind + 1,
-                                           ascii - std::min(ascii, SAMPLE / 8));
-        const std::size_t room = std::min(SAMPLE - sample.size(), text.size() - begin);
-        const std::size_t end = std::min(text.find('\n', ascii), text.size() - 1) + 1;
-        if (begin >= text.size() || ascii == text.size()) {
-            break;
+/// The lines of a text that have a byte beyond ASCII, as long as there is room. Answers where they
+/// end.
+std::size_t SampleLines(std::string_view text, std::string& sample) {
+    std::size_t place = 0;
+    while (sample.size() < SAMPLE) {
+        const std::string_view rest = text.substr(place);
+        const std::size_t ascii = IMPL::AsciiLength(rest.data(), rest.size());
+        if (ascii == rest.size()) {
+            return text.size();
         }
-        std::string_view line = text.substr(begin, std::min(end - begin, room));
-        if (line.size() < end - begin) { // as much of it as has whole characters
+        const std::size_t before = rest.rfind('\n', ascii);
+        const std::size_t begin = std::max(before == std::string_view::npos ? 0 : before + 1,
+                                           ascii - std::min(ascii, SAMPLE / 8));
+        const std::size_t end = std::min(rest.find('\n', ascii), rest.size() - 1) + 1;
+        std::string_view line = rest.substr(begin, std::min(end - begin, SAMPLE - sample.size()));
+        const bool isWhole = line.size() == end - begin;
+        if (!isWhole) { // as much of it as has whole characters
             const auto border = std::find_if(line.rbegin(), line.rend(), IsBorder);
             line.remove_suffix(
                 border != line.rend() ? static_cast<std::size_t>(border - line.rbegin()) : 0);
         }
         sample.append(line);
-        if (line.size() < end - begin) {
-            break;
+        if (!isWhole) {
+            return place + begin + line.size();
         }
-        text.remove_prefix(end);
+        place += end;
     }
+    return place;
+}
+
+/// The words behind those lines that have a byte which isn't in the sample: by one letter a charset
+/// may differ from another.
+void SampleRareWords(std::string_view text, std::string& sample) {
+    constexpr std::size_t LONGEST = 64;
+    std::array<bool, 0x100> isSeen{};
+    for (const char byte : sample) {
+        isSeen[static_cast<unsigned char>(byte)] = true;
+    }
+    for (std::size_t pos = 0; pos < text.size(); ++pos) {
+        const auto byte = static_cast<unsigned char>(text[pos]);
+        if (byte < 0x80 || isSeen[byte]) {
+            continue;
+        }
+        isSeen[byte] = true;
+        const std::string_view before =
+            text.substr(pos - std::min(pos, LONGEST), std::min(pos, LONGEST));
+        const std::string_view behind = text.substr(pos, LONGEST);
+        const auto begin = std::find_if(before.rbegin(), before.rend(), IsBorder);
+        const auto end = std::find_if(behind.begin(), behind.end(), IsBorder);
+        if (begin != before.rend() && end != behind.end()) {
+            sample.append(begin.base() - 1, before.end());
+            sample.append(behind.begin(), end + 1);
+        }
+    }
+}
+
+std::string SampleOf(std::string_view text) {
+    std::string sample;
+    SampleRareWords(text.substr(SampleLines(text, sample)), sample);
     return sample;
 }
 
@@ -160,7 +195,7 @@ bool TTextDetect::STATE::TryWide(std::string_view all, bool isWhole, TEXT_FINDIN
     constexpr double CLEAR = 0.1;
     constexpr std::size_t FEWEST = 4;
     const bool hasZeros = all.find('\0') != std::string_view::npos;
-    const std::string_view sample = all.substr(0, WIDE_SAMPLE);
+    const std::string_view sample = all.substr(0, hasZeros ? WIDE_SAMPLE : WIDE_SAMPLE / 4);
     std::uint64_t least = DEAREST;
     for (const auto& row : ROWS) {
         if ((isWhole && all.size() % row.width != 0) || all.size() < FEWEST * row.width ||
@@ -176,7 +211,9 @@ bool TTextDetect::STATE::TryWide(std::string_view all, bool isWhole, TEXT_FINDIN
         if (HasStrange(text)) {
             continue;
         }
-        static const std::vector<std::string_view> DENSE{"zh_CN", "zh_TW", "ja", "ko"};
+        // Of these a text may have no zeros for some words.
+        static const std::vector<std::string_view> DENSE{"zh_CN", "zh_TW", "ja", "ko", "th", "ru",
+                                                         "uk",    "bg",    "el", "he", "ar"};
         std::uint64_t cost =
             IMPL::CostOfText(text, hasZeros ? std::vector<std::string_view>() : DENSE) /
             text.length();
@@ -280,6 +317,7 @@ TEXT_FINDING TTextDetect::Detect(std::string_view text, bool isWhole) {
     if (const IMPL::MARK_FOUND mark = IMPL::FindMark(text); mark.charset != nullptr) {
         Settle(found, mark.charset, CERTAIN);
         found.markLength = mark.length;
+        found.lineEnds = IMPL::FindLineEnds(text, mark.width, found.charset.end_with("BE"));
         found.undecoded =
             __state->FindUndecoded(__state->ConverterFor(found.charset), text, isWhole);
         return found;

@@ -7,7 +7,7 @@ namespace Quil::IMPL {
 namespace {
 
 constexpr const char* WEST = "fr de es pt it sv da nl fi nb";
-constexpr const char* CENTER = "pl cs hu ro sk sl hr de";
+constexpr const char* CENTER = "pl cs hu ro sk sl hr";
 constexpr const char* CYRILLIC = "ru uk bg";
 
 // In the order in which they are met: windows' sets are larger than the standard ones.

@@ -45,15 +45,16 @@ MARK_FOUND FindMark(std::string_view text) {
     static constexpr struct {
         const char* charset;
         std::string_view mark;
-    } MARKS[] = {{"UTF-8", "\xEF\xBB\xBF"sv},    {"UTF-32LE", "\xFF\xFE\0\0"sv},
-                 {"UTF-32BE", "\0\0\xFE\xFF"sv}, {"UTF-16LE", "\xFF\xFE"sv},
-                 {"UTF-16BE", "\xFE\xFF"sv},     {"GB18030", "\x84\x31\x95\x33"sv}};
+        std::size_t width;
+    } MARKS[] = {{"UTF-8", "\xEF\xBB\xBF"sv, 1},    {"UTF-32LE", "\xFF\xFE\0\0"sv, 4},
+                 {"UTF-32BE", "\0\0\xFE\xFF"sv, 4}, {"UTF-16LE", "\xFF\xFE"sv, 2},
+                 {"UTF-16BE", "\xFE\xFF"sv, 2},     {"GB18030", "\x84\x31\x95\x33"sv, 1}};
     for (const auto& row : MARKS) {
         if (text.starts_with(row.mark)) {
-            return {row.charset, row.mark.size()};
+            return {row.charset, row.mark.size(), row.width};
         }
     }
-    return {nullptr, 0};
+    return {nullptr, 0, 1};
 }
 
 const char* FindEscapes(std::string_view text) {

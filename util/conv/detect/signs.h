@@ -12,6 +12,7 @@ namespace Quil::IMPL {
 struct MARK_FOUND {
     const char* charset;
     std::size_t length;
+    std::size_t width; ///< bytes of a character, or of a part of one
 };
 MARK_FOUND FindMark(std::string_view text);
 
