@@ -20,7 +20,7 @@ class Workload:
     size: int = 100 * MB
     charset: str = "utf-8"  # of the file; the makers give UTF-8
     mode: str = "file"  # file, stdout, pipe, tree, many (small files, only read), start or huge
-    must: float = 1.0  # tsub's rate over the best peer's
+    must: float = 1.0  # tsub's rate over the best peer's; 0: they don't do the same, and no mean counts it
     goal: float = 1.0
     rare: bool = False  # a file is rewritten for a few matches
     names: int = 0  # files of the tree that are named one by one
@@ -69,6 +69,7 @@ def convert(source, target):
             "uconv": f"uconv -f {source} -t {target} {{f}} > {{o}}", **recode}
 
 
+UCHARDET = {"uchardet": "uchardet {f} > /dev/null"}
 TEN = "wheelbarrow|needle|banana|quagmire|zenith|oubliette|tesseract|vivid|dithering|poxy"
 TREE = "find . -name '*.c' -print0 | xargs -0"
 NAMES = "find . -name '*.c' | sort | head -3000 | xargs"
@@ -160,6 +161,11 @@ WORKLOADS = [
     Workload("one 20 MB line, literal", texts.one_line, ["-f:wheelbarrow", "-t:pushcart"], literal("wheelbarrow", "pushcart"), size=20 * MB, must=1.0, goal=1.3),
     Workload("one 20 MB line, expression", texts.one_line, ["-r:[0-9]+", "-t:#"], expression("[0-9]+", "#"), size=20 * MB, must=0.7, goal=1.0),
     Workload("5 GiB, a match at its end", texts.english, ["-f:wheelbarrow", "-t:pushcart"], {}, size=10 * MB, mode="huge"),
+    # uchardet stops reading when it has made up its mind, and tsub looks whether the text decodes.
+    Workload("charset of 1 MB in Shift_JIS", texts.japanese, ["--report"], UCHARDET, size=MB, charset="shift_jis", must=0),
+    Workload("charset of 1 MB in GBK", texts.chinese, ["--report"], UCHARDET, size=MB, charset="gbk", must=0),
+    Workload("charset of 100 MB in UTF-8", texts.mixed, ["--report", "--whole"], UCHARDET, must=0),
+    Workload("charset of 100 MB in ASCII", texts.english, ["--report", "--whole"], UCHARDET, must=0),
     Workload("start on 1 KB", texts.english, ["-f:Quetzalcoatl", "-t:x"],
              {"sed": "sed s/Quetzalcoatl/x/ text", "mawk": "mawk {gsub(/Quetzalcoatl/,\"x\");print} text"}, size=1000, mode="start", must=0.87),
 ]

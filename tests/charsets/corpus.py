@@ -5,7 +5,7 @@ The texts are thirty passages in each of twelve languages, written for this. Eac
 it in its file, is encoded into the charsets in which the language is written, and cut to some lengths, at the
 end of a character and so that there is something beyond ASCII. An answer is right if the text decodes to what
 it was, whatever the name. It fails unless enough of the answers are right. With --peers it prints the tables
-of docs/charsets.md instead, with other programs beside it.
+of README.md instead, with other programs beside it.
 """
 import collections
 import ctypes
@@ -216,9 +216,8 @@ def compare(tsub, cases):
 
     table("bytes", [(length, lambda case, length=length: case.length == length) for length in LENGTHS] +
           [("all", lambda case: True)])
-    table("charset", [(f"{language} {charset}", lambda case, l=language, c=charset:
-                       (case.language, case.charset) == (l, c))
-                      for language in CHARSETS for charset in WIDE + CHARSETS[language]])
+    table("charset", [(charset, lambda case, charset=charset: case.charset == charset)
+                      for charset in dict.fromkeys(case.charset for case in cases)])
     for name in list(scores)[:2]:
         score = scores[name]
         print(f"{name}: wrong above 90: {score.wrong_though_sure():.2f} % of {len(score.sure)}")

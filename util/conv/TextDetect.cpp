@@ -122,6 +122,7 @@ void Settle(TEXT_FINDING& found, const char* charset, unsigned int confidence) {
 
 std::vector<stringEx> Copy(const std::vector<std::string_view>& names) {
     std::vector<stringEx> copies;
+    copies.reserve(names.size());
     for (const std::string_view name : names) {
         copies.emplace_back(name.data(), static_cast<unsigned int>(name.size()));
     }

@@ -15,8 +15,9 @@ constexpr unsigned int LETTERS = 52; // of ASCII
 // The symbols that stand for ASCII come behind the language's own, in this order.
 enum ASCII : unsigned int { SPACE, DIGIT, SIGN, LETTER };
 
-constexpr unsigned int Nats(double count) {
-    return static_cast<unsigned int>(count * COSTS_A_NAT + 0.5);
+/// So many tenths of a nat in the tables' units.
+constexpr unsigned int Tenths(unsigned int count) {
+    return (count * COSTS_A_NAT + 5) / 10;
 }
 
 /// A figure of a table is one printable character: those from '#' on but the two that a literal
@@ -54,18 +55,18 @@ bool IsLayout(wchar_t character) {
 unsigned int CostOfAscii(wchar_t character) {
     switch (KindOf(character)) {
     case LETTER:
-        return IsUpper(character) ? Nats(5.5) : Nats(3.3);
+        return IsUpper(character) ? Tenths(55) : Tenths(33);
     case SPACE:
-        return IsLayout(character) ? Nats(2) : Nats(12);
+        return IsLayout(character) ? Tenths(20) : Tenths(120);
     default:
-        return Nats(4.6);
+        return Tenths(46);
     }
 }
 
 /// Of one of its kind.
 unsigned int CostWithinKind(wchar_t character) {
-    static constexpr unsigned int COSTS[] = {Nats(0.3), Nats(2.3), Nats(2.8), Nats(3.4)};
-    return character < L' ' && !IsLayout(character) ? Nats(10) : COSTS[KindOf(character)];
+    static constexpr unsigned int COSTS[] = {Tenths(3), Tenths(23), Tenths(28), Tenths(34)};
+    return character < L' ' && !IsLayout(character) ? Tenths(100) : COSTS[KindOf(character)];
 }
 
 /// Of a character that a language's table lacks, which says nothing of how strange it is.
@@ -74,31 +75,31 @@ unsigned int CostOfStranger(wchar_t character) {
         std::uint32_t last;
         unsigned int cost;
     } RANGES[] = {
-        {0x9F, Nats(11)},     // controls
-        {0xBF, Nats(5)},      // signs of Latin 1
-        {0x24F, Nats(7)},     // Latin letters
-        {0x36F, Nats(8)},     // phonetic ones, accents
-        {0x1FFF, Nats(8)},    // other alphabets
-        {0x203F, Nats(4.5)},  // punctuation
-        {0x24FF, Nats(6)},    // signs
-        {0x259F, Nats(8)},    // boxes and blocks
-        {0x27BF, Nats(7)},    // signs
-        {0x2FFF, Nats(9)},    //
-        {0x303F, Nats(6)},    // punctuation of East Asia
-        {0x30FF, Nats(7)},    // kana
-        {0x4DFF, Nats(9)},    //
-        {0xD7FF, Nats(9)},    // ideographs and syllables
-        {0xF8FF, Nats(13)},   // for private use
-        {0xFEFE, Nats(10)},   // forms of letters
-        {0xFFEF, Nats(9)},    //
-        {0x10FFFF, Nats(12)}, //
+        {0x9F, Tenths(110)},     // controls
+        {0xBF, Tenths(50)},      // signs of Latin 1
+        {0x24F, Tenths(70)},     // Latin letters
+        {0x36F, Tenths(80)},     // phonetic ones, accents
+        {0x1FFF, Tenths(80)},    // other alphabets
+        {0x203F, Tenths(45)},    // punctuation
+        {0x24FF, Tenths(60)},    // signs
+        {0x259F, Tenths(80)},    // boxes and blocks
+        {0x27BF, Tenths(70)},    // signs
+        {0x2FFF, Tenths(90)},    //
+        {0x303F, Tenths(60)},    // punctuation of East Asia
+        {0x30FF, Tenths(70)},    // kana
+        {0x4DFF, Tenths(90)},    //
+        {0xD7FF, Tenths(90)},    // ideographs and syllables
+        {0xF8FF, Tenths(130)},   // for private use
+        {0xFEFE, Tenths(100)},   // forms of letters
+        {0xFFEF, Tenths(90)},    //
+        {0x10FFFF, Tenths(120)}, //
     };
     for (const auto& range : RANGES) {
         if (static_cast<std::uint32_t>(character) <= range.last) {
             return range.cost;
         }
     }
-    return Nats(14);
+    return Tenths(140);
 }
 
 /// Signs that texts in any language have, also those without any other character beyond ASCII.
@@ -110,11 +111,11 @@ bool IsCommonSign(wchar_t character) {
     return code < PLANE && SIGNS.find(static_cast<char16_t>(code)) != std::u16string_view::npos;
 }
 
-constexpr unsigned int COST_OF_SIGN = Nats(5);     // at most
-constexpr unsigned int COST_BEHIND_IT = Nats(0.5); // more than that of ASCII, at most
-constexpr unsigned int COST_OF_RARE = Nats(7); // where tables know thousands, added to the above
-constexpr unsigned int COST_OF_STAYING = Nats(0.1);
-constexpr unsigned int COST_OF_GOING = Nats(2.3); // to ASCII
+constexpr unsigned int COST_OF_SIGN = Tenths(50);  // at most
+constexpr unsigned int COST_BEHIND_IT = Tenths(5); // more than that of ASCII, at most
+constexpr unsigned int COST_OF_RARE = Tenths(70); // where tables know thousands, added to the above
+constexpr unsigned int COST_OF_STAYING = Tenths(1);
+constexpr unsigned int COST_OF_GOING = Tenths(23); // to ASCII
 
 } // namespace
 
@@ -174,7 +175,7 @@ unsigned int CLanguageModel::__CostAlone(wchar_t character) const {
 /// Of coming to other characters from ASCII. Scripts that have letters of their own seldom do
 /// behind one of ASCII's, and their tables say how seldom.
 unsigned int CLanguageModel::__CostOfLeaving(wchar_t ascii) const {
-    return !IsLetter(ascii) ? Nats(2) : __hasAlphabet && !__table.isLatin ? 0 : Nats(3);
+    return !IsLetter(ascii) ? Tenths(20) : __hasAlphabet && !__table.isLatin ? 0 : Tenths(30);
 }
 
 unsigned int CLanguageModel::__CostOfStep(wchar_t last, unsigned int before, wchar_t character,
@@ -210,8 +211,8 @@ std::uint64_t CLanguageModel::GetCost(const wchar_t* characters, std::size_t cou
 }
 
 std::uint64_t CLanguageModel::GetCostOfNoise(std::string_view bytes) {
-    constexpr unsigned int COST_OF_BYTE = Nats(4.85); // one of 128
-    constexpr unsigned int COST_OF_RETURN = Nats(0.7);
+    constexpr unsigned int COST_OF_BYTE = Tenths(48); // one of 128
+    constexpr unsigned int COST_OF_RETURN = Tenths(7);
     std::uint64_t cost = 0;
     wchar_t last = L'\n';
     for (const char byte : bytes) {
@@ -219,7 +220,7 @@ std::uint64_t CLanguageModel::GetCostOfNoise(std::string_view bytes) {
         if (IsAscii(character)) {
             cost += CostOfAscii(character) + (IsAscii(last) ? 0 : COST_OF_RETURN);
         } else {
-            cost += COST_OF_BYTE + (!IsAscii(last) ? 0 : IsLetter(last) ? Nats(3) : Nats(2));
+            cost += COST_OF_BYTE + (!IsAscii(last) ? 0 : IsLetter(last) ? Tenths(30) : Tenths(20));
         }
         last = character;
     }
