@@ -216,7 +216,8 @@ bool TTextDetect::STATE::TryWide(std::string_view all, bool isWhole, TEXT_FINDIN
         static const std::vector<std::string_view> DENSE{"zh_CN", "zh_TW", "ja", "ko", "th", "ru",
                                                          "uk",    "bg",    "el", "he", "ar"};
         std::uint64_t cost =
-            IMPL::CostOfText(text, hasZeros ? std::vector<std::string_view>() : DENSE) /
+            IMPL::CostOfText(text, hasZeros ? std::vector<std::string_view>() : DENSE,
+                             DEAREST * text.length()) /
             text.length();
         if (row.width == 2 && ShareOfZeros(sample, row.isBigEndian) > CLEAR) {
             cost = std::min(cost, DEAREST - 1);

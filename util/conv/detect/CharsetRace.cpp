@@ -66,11 +66,12 @@ bool IsCalled(const READING& reading, const stringEx& name) {
 
 } // namespace
 
-std::uint64_t CostOfText(const wstringEx& text, const std::vector<std::string_view>& languages) {
+std::uint64_t CostOfText(const wstringEx& text, const std::vector<std::string_view>& languages,
+                         std::uint64_t most) {
     std::uint64_t least = std::numeric_limits<std::uint64_t>::max();
     const auto ask = [&](std::string_view language) {
-        least =
-            std::min(least, CLanguageModel::Find(language)->GetCost(text.data(), text.length()));
+        const CLanguageModel& model = *CLanguageModel::Find(language);
+        least = std::min(least, model.GetCost(text.data(), text.length(), std::min(least, most)));
     };
     std::ranges::for_each(languages, ask);
     if (languages.empty()) {
@@ -123,10 +124,12 @@ std::vector<READING*> CCharsetRace::__Read(const std::vector<READING*>& readings
                                            std::string_view sample, bool isCut) {
     const stringEx bytes(sample.data(), static_cast<unsigned int>(sample.size()));
     std::vector<READING*> ranks;
+    std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
     for (READING* const reading : readings) {
         reading->loss = DecodeWhole(*reading->converter, reading->text, bytes);
         if (IsDecoded(*reading, sample.size(), isCut)) {
-            reading->cost = CostOfText(reading->text, reading->languages);
+            reading->cost = CostOfText(reading->text, reading->languages, most);
+            most = std::min(most, reading->cost + FAR);
             ranks.push_back(reading);
         }
     }

@@ -24,9 +24,10 @@ struct READING {
     std::uint64_t cost = 0;
 };
 
-/// Reads a text in a charset and says what it costs, in the cheapest of the languages (of all, if
-/// none is named). The characters are Unicode's.
-std::uint64_t CostOfText(const wstringEx& text, const std::vector<std::string_view>& languages);
+/// What a text costs in the cheapest of the languages (of all, if none is named), or if that is
+/// more than `most` something more than that. The characters are Unicode's.
+std::uint64_t CostOfText(const wstringEx& text, const std::vector<std::string_view>& languages,
+                         std::uint64_t most);
 
 /// The charsets of a race, with their converters. For one thread.
 class CCharsetRace {

@@ -31,15 +31,15 @@ bool IsAscii(wchar_t character) {
     return static_cast<std::uint32_t>(character) < 0x80;
 }
 
-bool IsUpper(wchar_t character) {
+constexpr bool IsUpper(wchar_t character) {
     return character >= L'A' && character <= L'Z';
 }
 
-bool IsLetter(wchar_t character) {
+constexpr bool IsLetter(wchar_t character) {
     return IsUpper(character) || (character >= L'a' && character <= L'z');
 }
 
-ASCII KindOf(wchar_t character) {
+constexpr ASCII KindOf(wchar_t character) {
     return IsLetter(character)                      ? LETTER
            : character >= L'0' && character <= L'9' ? DIGIT
            : character <= L' ' || character == 0x7F ? SPACE
@@ -47,12 +47,12 @@ ASCII KindOf(wchar_t character) {
 }
 
 /// Control characters that texts have.
-bool IsLayout(wchar_t character) {
+constexpr bool IsLayout(wchar_t character) {
     return (character >= L'\t' && character <= L'\r') || character == L' ';
 }
 
 /// Among ASCII, whatever the language.
-unsigned int CostOfAscii(wchar_t character) {
+constexpr unsigned int MakeCostOfAscii(wchar_t character) {
     switch (KindOf(character)) {
     case LETTER:
         return IsUpper(character) ? Tenths(55) : Tenths(33);
@@ -61,6 +61,18 @@ unsigned int CostOfAscii(wchar_t character) {
     default:
         return Tenths(46);
     }
+}
+
+constexpr auto COSTS_OF_ASCII = [] {
+    std::array<std::uint8_t, 0x80> costs{};
+    for (std::size_t c = 0; c < costs.size(); ++c) {
+        costs[c] = static_cast<std::uint8_t>(MakeCostOfAscii(static_cast<wchar_t>(c)));
+    }
+    return costs;
+}();
+
+unsigned int CostOfAscii(wchar_t character) {
+    return COSTS_OF_ASCII[static_cast<std::size_t>(character)];
 }
 
 /// Of one of its kind.
@@ -104,11 +116,18 @@ unsigned int CostOfStranger(wchar_t character) {
 
 /// Signs that texts in any language have, also those without any other character beyond ASCII.
 bool IsCommonSign(wchar_t character) {
-    static constexpr std::u16string_view SIGNS =
-        u"\u00A0\u00A9\u00AB\u00AE\u00B0\u00B7\u00BB\u2013\u2014\u2018\u2019\u201C\u201D\u2022"
-        u"\u2026\u20AC\u2122";
+    static constexpr auto IS_SIGN = [] {
+        std::array<bool, 0x2123> is{};
+        for (const char16_t sign :
+             {u'\u00A0', u'\u00A9', u'\u00AB', u'\u00AE', u'\u00B0', u'\u00B7', u'\u00BB',
+              u'\u2013', u'\u2014', u'\u2018', u'\u2019', u'\u201C', u'\u201D', u'\u2022',
+              u'\u2026', u'\u20AC', u'\u2122'}) {
+            is[sign] = true;
+        }
+        return is;
+    }();
     const auto code = static_cast<std::uint32_t>(character);
-    return code < PLANE && SIGNS.find(static_cast<char16_t>(code)) != std::u16string_view::npos;
+    return code < IS_SIGN.size() && IS_SIGN[code];
 }
 
 constexpr unsigned int COST_OF_SIGN = Tenths(50);  // at most
@@ -178,13 +197,11 @@ unsigned int CLanguageModel::__CostOfLeaving(wchar_t ascii) const {
     return !IsLetter(ascii) ? Tenths(20) : __hasAlphabet && !__table.isLatin ? 0 : Tenths(30);
 }
 
+/// Of a step that begins or ends beyond ASCII.
 unsigned int CLanguageModel::__CostOfStep(wchar_t last, unsigned int before, wchar_t character,
                                           unsigned int symbol) const {
     if (IsAscii(character)) {
         const unsigned int cost = CostOfAscii(character);
-        if (IsAscii(last)) {
-            return cost;
-        }
         const unsigned int here =
             __hasAlphabet ? __CostOfPair(before, character, symbol) : COST_OF_GOING + cost;
         return IsCommonSign(last) ? std::min(here, cost + COST_BEHIND_IT) : here;
@@ -196,14 +213,16 @@ unsigned int CLanguageModel::__CostOfStep(wchar_t last, unsigned int before, wch
     return way + (IsCommonSign(character) ? std::min(here, COST_OF_SIGN) : here);
 }
 
-std::uint64_t CLanguageModel::GetCost(const wchar_t* characters, std::size_t count) const {
+std::uint64_t CLanguageModel::GetCost(const wchar_t* characters, std::size_t count,
+                                      std::uint64_t most) const {
     std::uint64_t cost = 0;
     wchar_t last = L'\n';
     unsigned int before = __SymbolOf(last);
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count && cost <= most; ++i) {
         const wchar_t character = characters[i];
         const unsigned int symbol = __hasAlphabet ? __SymbolOf(character) : 0;
-        cost += __CostOfStep(last, before, character, symbol);
+        cost += IsAscii(character) && IsAscii(last) ? CostOfAscii(character)
+                                                    : __CostOfStep(last, before, character, symbol);
         last = character;
         before = symbol;
     }

@@ -20,8 +20,9 @@ class CLanguageModel {
 public:
     explicit CLanguageModel(const LANGUAGE_TABLE& table);
 
-    /// The cost of a text, in the units of the tables. `characters` are Unicode's, in 32 bits each.
-    std::uint64_t GetCost(const wchar_t* characters, std::size_t count) const;
+    /// The cost of a text, in the units of the tables, or if that is more than `most` something
+    /// more than that. `characters` are Unicode's, in 32 bits each.
+    std::uint64_t GetCost(const wchar_t* characters, std::size_t count, std::uint64_t most) const;
 
     /// What bytes cost beyond ASCII that mean nothing at all: no reading of a text should cost
     /// more.
