@@ -3,6 +3,7 @@
 set(QUIL_PUBLIC_HEADERS
     regex/regex.h
     util/base/PlatInfo.h
+    util/base/StopWatch.h
     util/base/handle.h
     util/base/tls.h
     util/base/version.h
@@ -13,9 +14,11 @@ set(QUIL_PUBLIC_HEADERS
     util/conv/block_conversion.h
     util/conv/loss.h
     util/file/ByteIO.h
+    util/file/CFile.h
     util/file/FileLogger.h
     util/file/FileMapping.h
     util/file/InPlaceWriter.h
+    util/file/Pipe.h
     util/file/SearchWatch.h
     util/file/buffered_stream.h
     util/file/data_object.h
@@ -24,10 +27,12 @@ set(QUIL_PUBLIC_HEADERS
     util/file/longlong.h
     util/file/misc_cmn.h
     util/file/sysfile.h
+    util/store/Csv.h
     util/store/ISXFBasic.h
     util/store/ISXFReader.h
     util/store/ISXFWriter.h
     util/store/MemoryBasedISXFReader.h
+    util/sys/Process.h
     util/sys/advSync.h
     util/sys/dllloader.h
     util/sys/errhdl.h
@@ -53,6 +58,7 @@ set(QUIL_PUBLIC_HEADERS
 set(QUIL_INNER_HEADERS
     regex/uni_data.h
     util/base/CancelHold.h
+    util/base/Descriptor.h
     util/base/InitGuard.h
     util/base/preallocate.h
     util/base/timeout.h

@@ -2,6 +2,8 @@
 #include "util/base/PlatInfo.h"
 
 #include <sched.h>
+#include <sys/resource.h>
+#include <sys/utsname.h>
 #include <unistd.h>
 
 namespace Quil {
@@ -25,6 +27,21 @@ unsigned int AllowedCpus() {
     return static_cast<unsigned int>(SystemValue(_SC_NPROCESSORS_ONLN));
 }
 
+const utsname& SystemNames() {
+    static const utsname names = [] {
+        utsname read = {};
+        ::uname(&read);
+        return read;
+    }();
+    return names;
+}
+
+std::uint64_t LimitOf(__rlimit_resource_t resource) {
+    rlimit limit = {RLIM_INFINITY, RLIM_INFINITY};
+    ::getrlimit(resource, &limit);
+    return limit.rlim_cur;
+}
+
 } // namespace
 
 CPlatInfo::CPlatInfo() noexcept
@@ -33,6 +50,31 @@ CPlatInfo::CPlatInfo() noexcept
 unsigned int CPlatInfo::GetCpuCount() const noexcept {
     static const auto count = static_cast<unsigned int>(SystemValue(_SC_NPROCESSORS_CONF));
     return count;
+}
+
+std::uint64_t CPlatInfo::GetMemorySize() const noexcept {
+    const long pages = sysconf(_SC_PHYS_PAGES);
+    return pages > 0 ? static_cast<std::uint64_t>(pages) * __pageSize : 0;
+}
+
+const char* CPlatInfo::GetSystemName() const noexcept {
+    return SystemNames().sysname;
+}
+
+const char* CPlatInfo::GetSystemRelease() const noexcept {
+    return SystemNames().release;
+}
+
+const char* CPlatInfo::GetMachineName() const noexcept {
+    return SystemNames().machine;
+}
+
+std::uint64_t CPlatInfo::GetMostDescriptors() noexcept {
+    return LimitOf(RLIMIT_NOFILE);
+}
+
+std::uint64_t CPlatInfo::GetMostAddresses() noexcept {
+    return LimitOf(RLIMIT_AS);
 }
 
 const CPlatInfo& CPlatInfo::Get() noexcept {
