@@ -11,8 +11,7 @@
 
 namespace QUIL_PUBLIC Quil {
 
-/// A configuration to build objects from. So far it holds nothing.
-class CFakeRegistry {};
+class CFakeRegistry;
 
 /// Root of the family. Objects are held by handles and not copied. No object may be used by two
 /// threads at once. Destructors may throw: a sink writes what is left in them.
@@ -34,7 +33,7 @@ public:
     virtual void ClearError() {}
     virtual int GetType() const { return -1; }
     virtual const char* GetName() const { return "Unknown Data Object"; }
-    virtual void QueryInfo(CFakeRegistry, const stringEx&) {}
+    virtual void QueryInfo(CFakeRegistry, const stringEx&);
 };
 
 /// Positions in bytes. Moving is const: it changes what comes next, not the object.

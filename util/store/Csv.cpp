@@ -191,7 +191,7 @@ stringEx CCsv::Format(const CSV_FORM& form) const {
     byteEx bytes;
     CGenericSeekableSink<CByteIO> sink{CByteIO(&bytes)};
     Write(sink, form);
-    return static_cast<stringEx>(bytes);
+    return stringEx(reinterpret_cast<const char*>(bytes.data()), bytes.length());
 }
 
 stringEx CCsv::GetCell(std::size_t row, std::size_t column) const {
