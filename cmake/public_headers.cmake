@@ -28,6 +28,7 @@ set(QUIL_PUBLIC_HEADERS
     util/file/misc_cmn.h
     util/file/sysfile.h
     util/store/Csv.h
+    util/store/EnvMgr.h
     util/store/FakeRegistry.h
     util/store/ISXFBasic.h
     util/store/ISXFReader.h

@@ -5,8 +5,8 @@
 // nothing along but what it is given; and somebody must ask for how it ended, or it stays.
 #pragma once
 
-#include "util/base/visibility.h"
 #include "util/base/Descriptor.h"
+#include "util/base/visibility.h"
 #include "util/text/stringEx.h"
 
 #include <chrono>
