@@ -1,16 +1,16 @@
 #include "tests/tool/command.h"
 
+#include "util/store/EnvMgr.h"
+#include "util/sys/Process.h"
+
 #include <cstdlib>
-#include <fcntl.h>
 #include <fstream>
-#include <grp.h>
 #include <iterator>
 #include <pty.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
+using namespace Quil;
 
 namespace {
 
@@ -23,18 +23,6 @@ void Spill(const fs::path& path, const std::string& content) {
     std::ofstream file(path, std::ios::binary);
     file << content;
     ASSERT_TRUE(file.good()) << path;
-}
-
-void SetVariable(const char* name, const char* value) {
-    value != nullptr ? setenv(name, value, 1) : unsetenv(name);
-}
-
-void Redirect(const fs::path& path, int flags, int to) {
-    const int fd = open(path.c_str(), flags | O_CREAT, 0666);
-    if (fd < 0 || dup2(fd, to) < 0) {
-        _exit(126);
-    }
-    close(fd);
 }
 
 /// All that a terminal is made to show, up to where nobody has it open any more.
@@ -76,61 +64,77 @@ Outcome CommandTest::Tsub(const std::vector<std::string>& arguments, const std::
         fs::permissions(folder.parent_path(), fs::perms(0755));
         fs::permissions(folder, fs::perms(0755));
     }
-    const pid_t child = fork();
-    if (child == 0) {
-        Redirect(around / "stdin", O_RDONLY, STDIN_FILENO);
-        Redirect(around / "stdout", O_WRONLY | O_TRUNC, STDOUT_FILENO);
-        if (outDescriptor >= 0) {
-            dup2(outDescriptor, STDOUT_FILENO);
-        }
-        Redirect(around / "stderr", O_WRONLY | O_TRUNC, STDERR_FILENO);
-        if (errorsOnTerminal) {
-            dup2(terminalEnd, STDERR_FILENO);
-            close(terminalEnd);
-            close(terminal);
-        }
-        SetVariable("LC_ALL", locale);
-        for (const auto& [name, value] : environment) {
-            SetVariable(name, value);
-        }
-        if (asNobody && geteuid() == 0) {
-            constexpr unsigned int NOBODY = 65534;
-            EXPECT_EQ(setgroups(0, nullptr) + setgid(NOBODY) + setuid(NOBODY), 0);
-        }
-        if (!fault.empty()) {
-            SetVariable("TSUB_TEST_FAULT", fault.c_str());
-            SetVariable("LD_PRELOAD", FAULTS_PATH);
-            SetVariable("ASAN_OPTIONS", "verify_asan_link_order=0");
-        }
-        if (blockSize != 0) {
-            SetVariable("TSUB_TEST_BLOCK", std::to_string(blockSize).c_str());
-        }
-        if (chdir(folder.c_str()) != 0) {
-            _exit(126);
-        }
-        if (const rlimit limit{fileLimit, fileLimit}; fileLimit != 0) {
-            setrlimit(RLIMIT_FSIZE, &limit);
-        }
-        if (const rlimit limit{memoryLimit, memoryLimit}; memoryLimit != 0) {
-            setrlimit(RLIMIT_AS, &limit);
-        }
-        std::vector<char*> argv{const_cast<char*>(TSUB_PATH)};
-        for (const std::string& argument : arguments) {
-            argv.push_back(const_cast<char*>(argument.c_str()));
-        }
-        argv.push_back(nullptr);
-        execv(blockSize != 0 ? SMALL_BLOCKS_PATH : TSUB_PATH, argv.data());
-        _exit(127);
+    PROCESS_START start{Prefix()};
+    start.arguments.emplace_back(blockSize != 0 ? SMALL_BLOCKS_PATH : TSUB_PATH);
+    for (const std::string& argument : arguments) {
+        start.arguments.emplace_back(argument.c_str());
     }
+    start.environment = Environment(locale);
+    start.folder = folder.c_str();
+    start.in = {STREAM_TO::READ, (around / "stdin").c_str()};
+    start.out = {STREAM_TO::WRITE, (around / "stdout").c_str()};
+    start.err = {STREAM_TO::WRITE, (around / "stderr").c_str()};
+    if (outDescriptor >= 0) {
+        start.out = {STREAM_TO::DESCRIPTOR, {}, outDescriptor};
+    }
+    if (errorsOnTerminal) {
+        start.err = {STREAM_TO::DESCRIPTOR, {}, terminalEnd};
+    }
+    CProcess process(start);
     std::string shown;
     if (errorsOnTerminal) {
         close(terminalEnd);
         shown = ReadTerminal(terminal);
     }
-    int status = 0;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 256 + WTERMSIG(status),
-            Slurp(around / "stdout"), errorsOnTerminal ? shown : Slurp(around / "stderr")};
+    const PROCESS_END& end = *process.Wait();
+    return {end.signal == 0 ? end.code : 256 + end.signal,
+            outDescriptor >= 0 ? "" : Slurp(around / "stdout"),
+            errorsOnTerminal ? shown : Slurp(around / "stderr")};
+}
+
+/// The programs that start the command, each the next one: they bound it, and make it nobody's.
+std::vector<stringEx> CommandTest::Prefix() const {
+    std::vector<stringEx> prefix;
+    if (memoryLimit != 0 || fileLimit != 0) {
+        prefix.emplace_back("prlimit");
+        for (const auto& [option, limit] :
+             {std::pair("--as=", memoryLimit), std::pair("--fsize=", fileLimit)}) {
+            if (limit != 0) {
+                prefix.push_back(stringEx(option).append_ulong(limit, 10));
+            }
+        }
+    }
+    if (asNobody && geteuid() == 0) {
+        for (const char* const word :
+             {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"}) {
+            prefix.emplace_back(word);
+        }
+    }
+    if (!fault.empty()) { // of the command only
+        prefix.emplace_back("env");
+        prefix.push_back(stringEx("LD_PRELOAD=") + FAULTS_PATH);
+    }
+    return prefix;
+}
+
+/// What the command finds in its environment.
+std::vector<stringEx> CommandTest::Environment(const char* locale) const {
+    CEnvMgr all;
+    const auto set = [&](const char* name, const char* value) {
+        value != nullptr ? all.Set(name, value) : all.Unset(name);
+    };
+    set("LC_ALL", locale);
+    for (const auto& [name, value] : environment) {
+        set(name, value);
+    }
+    if (!fault.empty()) {
+        set("TSUB_TEST_FAULT", fault.c_str());
+        set("ASAN_OPTIONS", "verify_asan_link_order=0");
+    }
+    if (blockSize != 0) {
+        set("TSUB_TEST_BLOCK", std::to_string(blockSize).c_str());
+    }
+    return all.GetList();
 }
 
 void CommandTest::Write(const std::string& name, const std::string& content) const {

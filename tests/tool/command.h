@@ -2,6 +2,8 @@
 // as bytes, a given standard input, and its output, diagnostics and exit status caught.
 #pragma once
 
+#include "util/text/stringEx.h"
+
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
@@ -36,4 +38,8 @@ protected:
     std::vector<std::pair<const char*, const char*>> environment;
     bool asNobody = false; ///< the command runs as a user who owns nothing, if the test is root's
     bool errorsOnTerminal = false; ///< standard error is a terminal: `err` is what it shows
+
+private:
+    std::vector<Quil::stringEx> Prefix() const;
+    std::vector<Quil::stringEx> Environment(const char* locale) const;
 };

@@ -2,6 +2,7 @@
 
 #include "util/file/ByteIO.h"
 #include "util/file/dir.h"
+#include "util/store/FakeRegistry.h"
 #include "util/store/ISXFReader.h"
 #include "util/store/ISXFWriter.h"
 #include "util/sys/errhdl.h"
@@ -21,7 +22,8 @@ namespace Quil {
 
 namespace {
 
-constexpr unsigned short JOURNAL_VERSION = 1;
+constexpr unsigned short JOURNAL_VERSION = 2;
+constexpr unsigned short WITHOUT_MANIFEST = 1; // what it tells now stood in the journal
 constexpr unsigned char ENTRY = 1;
 constexpr unsigned char COMPLETE = 2;
 
@@ -74,6 +76,23 @@ void FlushFolder(const stringEx& path) {
     CSysFile folder;
     folder.OpenRaw(path, CSysFile::ACCESS_READ, O_DIRECTORY, 0, 0, 0);
     folder.Flush();
+}
+
+/// What there is to say of a run as a whole.
+void WriteManifest(const stringEx& path, const stringEx& command) {
+    CFakeRegistry manifest;
+    manifest.Set("time", static_cast<std::uint64_t>(std::time(nullptr)));
+    manifest.Set("folder", CDir::GetPwd());
+    manifest.Set("command", command);
+    manifest.Save(path + "manifest");
+}
+
+void ReadManifest(const stringEx& path, BACKUP_RUN& run) {
+    CFakeRegistry manifest;
+    manifest.Load(path + "manifest");
+    run.time = static_cast<std::int64_t>(manifest.GetNumber("time", 0));
+    run.folder = manifest.Get("folder", stEMPTY);
+    run.command = manifest.Get("command", stEMPTY);
 }
 
 void ReadRecord(const Reader& reader, BACKUP_RUN& run) {
@@ -151,13 +170,17 @@ BACKUP_RUN CBackupFolder::Read(const stringEx& run) const {
     BACKUP_RUN told;
     told.name = run;
     try {
-        if (reader.GetVersion() != JOURNAL_VERSION) {
+        const unsigned short version = reader.GetVersion();
+        if (version == JOURNAL_VERSION) {
+            ReadManifest(PathOf(run), told);
+        } else if (version == WITHOUT_MANIFEST) {
+            told.time = static_cast<std::int64_t>(reader.GetQWord().Value());
+            reader.GetString(told.folder);
+            reader.GetString(told.command);
+            reader.GetEofSeg();
+        } else {
             throw ioExp(0, stringEx("the journal is of another version: ") + PathOf(run));
         }
-        told.time = static_cast<std::int64_t>(reader.GetQWord().Value());
-        reader.GetString(told.folder);
-        reader.GetString(told.command);
-        reader.GetEofSeg();
         while (!reader.IsEOF()) {
             ReadRecord(reader, told);
         }
@@ -186,17 +209,12 @@ void CJournal::__Begin() {
     stringEx path = __folder.PathOf(NewName());
     CDir::MakeDir(path, false);
     CDir::SetAttributes(path, 0700);
+    WriteManifest(path, __command);
     __journal.Open(path + "journal", CSysFile::ACCESS_WRITE, CSysFile::CREATE + O_EXCL, 0, PRIVATE,
                    0);
     __journal.Lock(0, 0, CSysFile::LOCK_EXCLUSIVE);
     __length = 0;
-    __Append(Record([&](Writer& writer) {
-        writer.AppendVersion(JOURNAL_VERSION);
-        writer.AppendQWord(static_cast<std::uint64_t>(std::time(nullptr)));
-        writer.AppendString(CDir::GetPwd());
-        writer.AppendString(__command);
-        writer.AppendEofSeg();
-    }));
+    __Append(Record([&](Writer& writer) { writer.AppendVersion(JOURNAL_VERSION); }));
     FlushFolder(__folder.GetPath());
     __path = path;
     const std::vector<stringEx> runs = __folder.GetRuns();

@@ -1,4 +1,5 @@
-// What a run with --backup has changed: a folder with the old contents, and a journal beside them.
+// What a run with --backup has changed: a folder with the old contents, a manifest that says what
+// run it was, and a journal of its files.
 //
 // An entry goes into the journal, and to the device with its content, before its file is touched;
 // what the run has left of the file is noted behind it. So whenever the run ends, each file of
