@@ -1,5 +1,6 @@
 // The store of settings: what it holds, what it refuses, and what a file of it survives.
 #include "tests/sys/message_of.h"
+#include "util/file/CFile.h"
 #include "util/file/dir.h"
 #include "util/store/Csv.h"
 #include "util/store/FakeRegistry.h"
@@ -72,6 +73,14 @@ TEST(Registry, GivesBackWhatWasSet) {
     EXPECT_TRUE(registry.HasKey("flags/deep") && !registry.HasValue("flags/deep"));
     EXPECT_TRUE(registry.IsChanged());
     EXPECT_EQ(CodeOf([&] { registry.Set("//", true); }), CFakeRegistry::BAD_PATH);
+}
+
+TEST(Registry, ACopyIsTheSameStoreAndACloneIsNone) {
+    CFakeRegistry registry;
+    const CFakeRegistry clone = registry.Clone();
+    [](CFakeRegistry given) { given.Set("filled/in", true); }(registry);
+    EXPECT_TRUE(registry.HasValue("filled/in"));
+    EXPECT_FALSE(clone.HasValue("filled/in"));
 }
 
 TEST(Registry, BranchesAreRenamedCopiedAndRemoved) {
@@ -210,6 +219,31 @@ TEST_F(RegistryFileTest, WhatWasDamagedIsRefusedAndSaysWhere) {
     EXPECT_NE(message.find("\n  byte = "), std::string::npos) << message;
 }
 
+TEST_F(RegistryFileTest, AConfigurationOpensAFileAndTellsOfIt) {
+    CFakeRegistry configuration;
+    configuration.Set("path", path);
+    {
+        CCFileSink sink{CCFile()};
+        sink.QueryInfo(configuration, "closed");
+        sink.Reset(configuration);
+        sink.Write("hello", 5);
+        sink.QueryInfo(configuration, "open");
+    }
+    EXPECT_FALSE(configuration.Get("closed/valid", true));
+    EXPECT_FALSE(configuration.HasValue("closed/size"));
+    EXPECT_TRUE(configuration.Get("open/valid", false));
+    EXPECT_EQ(configuration.GetNumber("open/size", 0), 5U);
+    const CCFileSource none{CCFile()};
+    const std::unique_ptr<IDataObject> made(none.New(configuration));
+    char text[8];
+    EXPECT_EQ(dynamic_cast<TDataSource&>(*made).Read(text, sizeof text), 5U);
+    configuration.Set("mode", stringEx("a"));
+    const std::unique_ptr<IDataObject> more(CCFileSink{CCFile()}.New(configuration));
+    EXPECT_EQ(dynamic_cast<TDataSink&>(*more).Write("!", 1), 1U);
+    more->QueryInfo(configuration, "more");
+    EXPECT_EQ(configuration.GetNumber("more/size", 0), 6U);
+}
+
 TEST(Registry, ReadersAndAWriterDoNotMeet) {
     CFakeRegistry registry;
     std::atomic<bool> isDone = false;
@@ -217,7 +251,7 @@ TEST(Registry, ReadersAndAWriterDoNotMeet) {
         while (!isDone) {
             const auto text = registry.Get("a/text", stringEx("even"));
             EXPECT_TRUE(text == "even" || text == "odd");
-            EXPECT_LE(CFakeRegistry(registry).ExportCsv().GetRowCount(), 2U);
+            EXPECT_LE(registry.Clone().ExportCsv().GetRowCount(), 2U);
         }
     });
     for (int i = 0; i < 2000; ++i) {

@@ -8,6 +8,7 @@
 #include "util/text/stringEx.h"
 
 #include <cstdio>
+#include <type_traits>
 
 namespace QUIL_PUBLIC Quil {
 
@@ -55,7 +56,27 @@ private:
     CHandle<std::FILE, IMPL::CFileDeletor> __file;
 };
 
-using CCFileSource = CGenericSeekableSource<CCFile>;
-using CCFileSink = CGenericSeekableSink<CCFile>;
+/// A source or a sink on such a file, which a configuration can name: by "path", and by "mode"
+/// unless it is the usual one ("r" or "w").
+template <class Base>
+class TCFileStream final : public Base, public IConfigurable {
+public:
+    using Base::Base;
+
+    IDataObject* New(const stringEx& path) const override;
+    IDataObject* New(const CFakeRegistry& configuration) const override;
+    void Reset(const CFakeRegistry& configuration) override;
+    /// "name" and "valid", and of a file that is open "position" and "size".
+    void QueryInfo(CFakeRegistry info, const stringEx& path) override;
+
+private:
+    static constexpr const char* sm_mode = std::is_base_of_v<TDataSource, Base> ? "r" : "w";
+};
+
+extern template class TCFileStream<CGenericSeekableSource<CCFile>>;
+extern template class TCFileStream<CGenericSeekableSink<CCFile>>;
+
+using CCFileSource = TCFileStream<CGenericSeekableSource<CCFile>>;
+using CCFileSink = TCFileStream<CGenericSeekableSink<CCFile>>;
 
 } // namespace Quil

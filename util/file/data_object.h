@@ -13,6 +13,20 @@ namespace QUIL_PUBLIC Quil {
 
 class CFakeRegistry;
 
+/// What can be set up by a configuration: some data objects, and what else wants to be.
+class IConfigurable {
+public:
+    IConfigurable() = default;
+    IConfigurable(const IConfigurable&) = delete;
+    IConfigurable& operator=(const IConfigurable&) = delete;
+
+    virtual ~IConfigurable() noexcept(false) = default;
+    /// Begins anew with what the configuration says.
+    virtual void Reset(const CFakeRegistry& configuration) = 0;
+    /// Puts what there is to say of the object below a key of the configuration.
+    virtual void QueryInfo(CFakeRegistry info, const stringEx& path) = 0;
+};
+
 /// Root of the family. Objects are held by handles and not copied. No object may be used by two
 /// threads at once. Destructors may throw: a sink writes what is left in them.
 class IDataObject {
@@ -33,7 +47,8 @@ public:
     virtual void ClearError() {}
     virtual int GetType() const { return -1; }
     virtual const char* GetName() const { return "Unknown Data Object"; }
-    virtual void QueryInfo(CFakeRegistry, const stringEx&);
+    /// Puts the name, and whether the object is valid, below a key of the configuration.
+    virtual void QueryInfo(CFakeRegistry info, const stringEx& path);
 };
 
 /// Positions in bytes. Moving is const: it changes what comes next, not the object.

@@ -27,27 +27,21 @@ struct CFakeRegistry::CURSOR {
     std::size_t next = 0;
 };
 
-CFakeRegistry::CFakeRegistry() : __root(std::make_unique<NODE>()) {}
-
-CFakeRegistry::CFakeRegistry(const CFakeRegistry& other) {
-    const CFastReaderLock lock(other.__state);
-    __root = other.__root->Copy();
-    __keys = other.__keys;
-    __values = other.__values;
-    __isChanged = other.__isChanged;
+void CFakeRegistry::STORE_DELETOR::operator()(STORE* store) const noexcept {
+    delete store;
 }
 
-CFakeRegistry& CFakeRegistry::operator=(const CFakeRegistry& other) {
-    CFakeRegistry copy(other);
-    const CFastWriterLock lock(__state);
-    __root.swap(copy.__root);
-    __keys = copy.__keys;
-    __values = copy.__values;
-    __isChanged = copy.__isChanged;
-    return *this;
-}
+CFakeRegistry::CFakeRegistry() : __store(new STORE) {}
 
-CFakeRegistry::~CFakeRegistry() = default;
+CFakeRegistry CFakeRegistry::Clone() const {
+    CFakeRegistry clone;
+    const CFastReaderLock lock(__store->state);
+    clone.__store->root = __store->root->Copy();
+    clone.__store->keys = __store->keys;
+    clone.__store->values = __store->values;
+    clone.__store->isChanged = __store->isChanged;
+    return clone;
+}
 
 void CFakeRegistry::__ThrowType(const stringEx& path) {
     IMPL::ThrowRegistry(BAD_TYPE, "a value is of another type", "path", path);
@@ -60,17 +54,17 @@ void CFakeRegistry::__Replace(std::unique_ptr<NODE> root, bool isChange) {
         IMPL::ThrowRegistry(TOO_MUCH, "it would become too large", "depth",
                             stringEx().append_ulong(size.depth, 10));
     }
-    __root = std::move(root);
-    __keys = size.keys;
-    __values = size.values;
-    __isChanged = isChange;
+    __store->root = std::move(root);
+    __store->keys = size.keys;
+    __store->values = size.values;
+    __store->isChanged = isChange;
 }
 
 /// Changes a copy of all, which takes the place of all if all went well.
 template <class Change>
 void CFakeRegistry::__ChangeCopy(Change change) {
-    const CFastWriterLock lock(__state);
-    std::unique_ptr<NODE> changed = __root->Copy();
+    const CFastWriterLock lock(__store->state);
+    std::unique_ptr<NODE> changed = __store->root->Copy();
     change(*changed);
     __Replace(std::move(changed), true);
 }
@@ -79,34 +73,35 @@ void CFakeRegistry::__ChangeCopy(Change change) {
 CFakeRegistry::NODE& CFakeRegistry::__Make(const std::vector<stringEx>& path, std::size_t length,
                                            std::size_t values) {
     std::size_t known = 0;
-    while (known < length && __root->Find(path, known + 1) != nullptr) {
+    while (known < length && __store->root->Find(path, known + 1) != nullptr) {
         ++known;
     }
-    if (length > sm_deepest || __keys + (length - known) > sm_most || __values + values > sm_most) {
+    if (length > sm_deepest || __store->keys + (length - known) > sm_most ||
+        __store->values + values > sm_most) {
         IMPL::ThrowRegistry(TOO_MUCH, "there is no room for more", "name", path.back());
     }
-    NODE& node = __root->Make(path, length);
-    __keys += length - known;
+    NODE& node = __store->root->Make(path, length);
+    __store->keys += length - known;
     return node;
 }
 
 bool CFakeRegistry::HasKey(const stringEx& path) const {
     const REGISTRY_PATH parts = IMPL::SplitPath(path);
-    const CFastReaderLock lock(__state);
-    return __root->Find(parts, parts.size()) != nullptr;
+    const CFastReaderLock lock(__store->state);
+    return __store->root->Find(parts, parts.size()) != nullptr;
 }
 
 bool CFakeRegistry::HasValue(const stringEx& path) const {
     const REGISTRY_PATH parts = IMPL::SplitValuePath(path);
-    const CFastReaderLock lock(__state);
-    const NODE* const node = __root->Find(parts, parts.size() - 1);
+    const CFastReaderLock lock(__store->state);
+    const NODE* const node = __store->root->Find(parts, parts.size() - 1);
     return node != nullptr && node->values.count(parts.back()) != 0;
 }
 
 CFakeRegistry::VALUE CFakeRegistry::GetValue(const stringEx& path) const {
     const REGISTRY_PATH parts = IMPL::SplitValuePath(path);
-    const CFastReaderLock lock(__state);
-    const NODE* const node = __root->Find(parts, parts.size() - 1);
+    const CFastReaderLock lock(__store->state);
+    const NODE* const node = __store->root->Find(parts, parts.size() - 1);
     if (node == nullptr) {
         return {};
     }
@@ -131,47 +126,47 @@ std::uint64_t CFakeRegistry::GetNumber(const stringEx& path, std::uint64_t unles
 
 void CFakeRegistry::Set(const stringEx& path, const VALUE& value) {
     const REGISTRY_PATH parts = IMPL::SplitValuePath(path);
-    const CFastWriterLock lock(__state);
-    NODE* const known = __root->Find(parts, parts.size() - 1);
+    const CFastWriterLock lock(__store->state);
+    NODE* const known = __store->root->Find(parts, parts.size() - 1);
     const bool isNew = known == nullptr || known->values.count(parts.back()) == 0;
     NODE& node = __Make(parts, parts.size() - 1, isNew ? 1 : 0);
     node.values[parts.back()] = value;
-    __values += isNew ? 1 : 0;
-    __isChanged = true;
+    __store->values += isNew ? 1 : 0;
+    __store->isChanged = true;
 }
 
 void CFakeRegistry::MakeKey(const stringEx& path) {
     const REGISTRY_PATH parts = IMPL::SplitValuePath(path);
-    const CFastWriterLock lock(__state);
+    const CFastWriterLock lock(__store->state);
     __Make(parts, parts.size(), 0);
-    __isChanged = true;
+    __store->isChanged = true;
 }
 
 bool CFakeRegistry::RemoveValue(const stringEx& path) {
     const REGISTRY_PATH parts = IMPL::SplitValuePath(path);
-    const CFastWriterLock lock(__state);
-    NODE* const node = __root->Find(parts, parts.size() - 1);
+    const CFastWriterLock lock(__store->state);
+    NODE* const node = __store->root->Find(parts, parts.size() - 1);
     if (node == nullptr || node->values.erase(parts.back()) == 0) {
         return false;
     }
-    --__values;
-    __isChanged = true;
+    --__store->values;
+    __store->isChanged = true;
     return true;
 }
 
 bool CFakeRegistry::RemoveKey(const stringEx& path) {
     const REGISTRY_PATH parts = IMPL::SplitValuePath(path);
-    const CFastWriterLock lock(__state);
-    NODE* const node = __root->Find(parts, parts.size() - 1);
+    const CFastWriterLock lock(__store->state);
+    NODE* const node = __store->root->Find(parts, parts.size() - 1);
     const auto key = node != nullptr ? node->keys.find(parts.back()) : decltype(node->keys.end())();
     if (node == nullptr || key == node->keys.end()) {
         return false;
     }
     const NODE::SIZE size = key->second->Measure();
     node->keys.erase(key);
-    __keys -= size.keys + 1;
-    __values -= size.values;
-    __isChanged = true;
+    __store->keys -= size.keys + 1;
+    __store->values -= size.values;
+    __store->isChanged = true;
     return true;
 }
 
@@ -182,8 +177,8 @@ void CFakeRegistry::__Rename(const stringEx& path, const stringEx& name, Map NOD
     if (IMPL::SplitPath(name) != REGISTRY_PATH{name}) {
         IMPL::ThrowRegistry(BAD_PATH, "that can't be a name", "name", name);
     }
-    const CFastWriterLock lock(__state);
-    NODE* const node = __root->Find(parts, parts.size() - 1);
+    const CFastWriterLock lock(__store->state);
+    NODE* const node = __store->root->Find(parts, parts.size() - 1);
     if (node == nullptr || (node->*map).count(parts.back()) == 0) {
         IMPL::ThrowRegistry(BAD_PATH, "there is nothing to rename", "path", path);
     }
@@ -193,7 +188,7 @@ void CFakeRegistry::__Rename(const stringEx& path, const stringEx& name, Map NOD
     auto entry = (node->*map).extract(parts.back());
     entry.key() = name;
     (node->*map).insert(std::move(entry));
-    __isChanged = true;
+    __store->isChanged = true;
 }
 
 void CFakeRegistry::RenameValue(const stringEx& path, const stringEx& name) {
@@ -221,7 +216,7 @@ void CFakeRegistry::CopyKey(const stringEx& from, const stringEx& to) {
 }
 
 void CFakeRegistry::Clear() {
-    const CFastWriterLock lock(__state);
+    const CFastWriterLock lock(__store->state);
     __Replace(std::make_unique<NODE>(), true);
 }
 
@@ -232,8 +227,8 @@ CFakeRegistry::CURSOR& CFakeRegistry::__CursorOf(Cookie& cookie, const stringEx&
     if (!cookie) {
         auto cursor = std::make_unique<CURSOR>();
         const REGISTRY_PATH parts = IMPL::SplitPath(path);
-        const CFastReaderLock lock(__state);
-        if (NODE* const node = __root->Find(parts, parts.size())) {
+        const CFastReaderLock lock(__store->state);
+        if (NODE* const node = __store->root->Find(parts, parts.size())) {
             for (const auto& [name, entry] : node->*map) {
                 cursor->names.push_back(name);
             }
@@ -274,8 +269,8 @@ void CFakeRegistry::__ReleaseValCookie(void* cookie) noexcept {
 }
 
 bool CFakeRegistry::IsChanged() const {
-    const CFastReaderLock lock(__state);
-    return __isChanged;
+    const CFastReaderLock lock(__store->state);
+    return __store->isChanged;
 }
 
 void CFakeRegistry::Load(const stringEx& path) {
@@ -309,8 +304,8 @@ void CFakeRegistry::Save(const stringEx& path) {
     there.OpenRaw(folder.empty() ? stringEx(".") : folder, CSysFile::ACCESS_READ, O_DIRECTORY, 0, 0,
                   0);
     there.Flush();
-    const CFastWriterLock lock(__state);
-    __isChanged = false;
+    const CFastWriterLock lock(__store->state);
+    __store->isChanged = false;
 }
 
 void CFakeRegistry::ImportCsv(const CCsv& table) {
@@ -334,8 +329,8 @@ void CFakeRegistry::ImportCsv(const CCsv& table) {
 
 CCsv CFakeRegistry::ExportCsv() const {
     CCsv table;
-    const CFastReaderLock lock(__state);
-    __root->ForEach(stEMPTY, [&](const stringEx& path, const NODE& node) {
+    const CFastReaderLock lock(__store->state);
+    __store->root->ForEach(stEMPTY, [&](const stringEx& path, const NODE& node) {
         for (const auto& [name, value] : node.values) {
             table.Append(
                 {JoinPath(path, name), stringEx(IMPL::NameOfType(value)), IMPL::TextOf(value)});
@@ -349,8 +344,8 @@ void CFakeRegistry::ImportIni(const stringEx& text) {
 }
 
 stringEx CFakeRegistry::ExportIni() const {
-    const CFastReaderLock lock(__state);
-    return IMPL::WriteIni(*__root);
+    const CFastReaderLock lock(__store->state);
+    return IMPL::WriteIni(*__store->root);
 }
 
 } // namespace Quil

@@ -40,8 +40,9 @@ struct RValCkDeletor {
 
 } // namespace IMPL
 
-/// The store. Any thread may call: readers at once, a writer by itself. Failures throw `regExp`
-/// with a code of ERROR.
+/// The store. It goes by value and is one all the same: what a copy sets, the original has, so a
+/// callee can fill in what it was given. Any thread may call, by copies of its own or by one:
+/// readers at once, a writer by itself. Failures throw `regExp` with a code of ERROR.
 class CFakeRegistry {
 public:
     /// The types of ISXF's plain data, in its order.
@@ -64,9 +65,9 @@ public:
     using VAL_COOKIE = CHandle<void, IMPL::RValCkDeletor<CFakeRegistry>, CAtomicINT32, 0>;
 
     CFakeRegistry();
-    CFakeRegistry(const CFakeRegistry& other);
-    CFakeRegistry& operator=(const CFakeRegistry& other);
-    ~CFakeRegistry();
+
+    /// Another store with all that is in this one.
+    CFakeRegistry Clone() const;
 
     bool HasKey(const stringEx& path) const;
     bool HasValue(const stringEx& path) const;
@@ -149,11 +150,11 @@ private:
     template <class Cookie, class Map>
     CURSOR& __CursorOf(Cookie& cookie, const stringEx& path, Map NODE::*map) const;
 
-    std::unique_ptr<NODE> __root;
-    std::size_t __keys = 0;
-    std::size_t __values = 0;
-    bool __isChanged = false;
-    mutable CFastReaderWriterState __state;
+    struct STORE;
+    struct STORE_DELETOR {
+        void operator()(STORE* store) const noexcept;
+    };
+    CHandle<STORE, STORE_DELETOR, CAtomicINT32, 0> __store;
 };
 
 } // namespace Quil

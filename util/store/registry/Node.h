@@ -38,6 +38,15 @@ struct CFakeRegistry::NODE {
     SIZE Measure() const;
 };
 
+/// What the copies of a registry share.
+struct CFakeRegistry::STORE {
+    std::unique_ptr<NODE> root = std::make_unique<NODE>();
+    std::size_t keys = 0;
+    std::size_t values = 0;
+    bool isChanged = false;
+    CFastReaderWriterState state; ///< over the rest
+};
+
 namespace IMPL {
 
 [[noreturn]] void ThrowRegistry(unsigned int code, const char* what, const char* key,

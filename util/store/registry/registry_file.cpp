@@ -116,8 +116,8 @@ byteEx CFakeRegistry::Encode() const {
     writer.AppendID(MAGIC);
     writer.AppendVersion(VERSION);
     {
-        const CFastReaderLock lock(__state);
-        CODEC::Write(writer, *__root);
+        const CFastReaderLock lock(__store->state);
+        CODEC::Write(writer, *__store->root);
     }
     writer.AppendID(hash_value(bytes));
     return bytes;
@@ -147,7 +147,7 @@ void CFakeRegistry::Decode(const byteEx& bytes) {
         sumReader.GetID() != hash_value(body)) {
         ThrowBroken("the file was damaged: its sum is another one", io.GetCurrentPos().Value());
     }
-    const CFastWriterLock lock(__state);
+    const CFastWriterLock lock(__store->state);
     __Replace(std::move(root), false);
 }
 
