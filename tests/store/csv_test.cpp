@@ -81,6 +81,9 @@ TEST(Csv, AQuoteThatIsNeverClosedIsNamedAndNothingIsTaken) {
 }
 
 TEST(Csv, WhatIsWrittenComesBack) {
+    CCsv marked;
+    marked.Parse(Table({{"\xEF\xBB\xBFx"}}).Format());
+    EXPECT_EQ(marked, Table({{"\xEF\xBB\xBFx"}}));
     std::mt19937 random(17);
     for (int i = 0; i < 2000; ++i) {
         const CCsv table = RandomTable(random);

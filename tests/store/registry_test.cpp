@@ -56,7 +56,7 @@ CFakeRegistry Sample() {
     registry.Set("texts/blanks", stringEx("  "));
     registry.Set("texts/path", stringEx("C:\\dir\\"));
     registry.Set("bytes", byteEx(reinterpret_cast<const unsigned char*>("\0\xFFz"), 3));
-    registry.Set(" odd\n]/key]/value", true);
+    registry.Set(" odd\n]/key]/value = \\", true);
     registry.MakeKey("an/empty/key");
     return registry;
 }

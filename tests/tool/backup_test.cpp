@@ -167,6 +167,24 @@ TEST_F(BackupTest, AFileThatCouldntBeWrittenIsSomebodysToChange) {
     EXPECT_EQ(Read(first), "mine");
 }
 
+TEST_F(BackupTest, ARunFromBeforeThereWereManifestsIsGivenBack) {
+    using namespace std::string_literals;
+    const auto text = [](const std::string& bytes) {
+        return "\x0A"s + static_cast<char>(bytes.size()) + "\0\0\0"s + bytes;
+    };
+    const std::string path = (folder / "a.txt").string();
+    // Version, time, folder and command; then a file: its number, path, mode and time.
+    const std::string journal = "\x8C\1\0"s + "\5\0\xE1\xF5\5\0\0\0\0"s + text("/") +
+                                text("tsub old") + "\x8D" + "\x80\1\x87\1\0\0\0\0\0\0\0"s +
+                                text(path) + "\3\xA4\x81\0\0"s + "\0\x8D"s;
+    Write("kept/19730303-000000-000000/journal", journal);
+    Write("kept/19730303-000000-000000/1", "old");
+    Write("a.txt", "new");
+    EXPECT_NE(Tsub({"--undo=list", "--backup=kept"}).out.find("tsub old"), std::string::npos);
+    EXPECT_EQ(Tsub({"--undo", "--backup=kept"}).err, "");
+    EXPECT_EQ(Read("a.txt"), "old");
+}
+
 TEST_F(BackupTest, ARunThatIsKilledAnywhereCanBeUndone) {
     constexpr int FILES = 12;
     const auto content = [](int i) {

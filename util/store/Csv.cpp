@@ -125,7 +125,8 @@ void CCsvReader::__ReadQuoted(stringEx& cell) {
 }
 
 void CCsvWriter::__AppendCell(const stringEx& cell) {
-    bool isPlain = true;
+    // At the begin of all a mark that is text would be taken for one.
+    bool isPlain = !std::string_view(cell.data(), cell.length()).starts_with(MARK);
     for (const char c : cell) {
         isPlain = isPlain && c != __form.separator && c != __form.quote && c != '\r' && c != '\n';
     }

@@ -5,6 +5,7 @@
 // values may name each other in a circle, or grow without end, which must be found out.
 #pragma once
 
+#include "util/base/handle.h"
 #include "util/base/visibility.h"
 #include "util/file/sysfile.h"
 #include "util/text/stringEx.h"
@@ -32,7 +33,7 @@ public:
     CEnvMgr(const CEnvMgr&) = delete;
     CEnvMgr& operator=(const CEnvMgr&) = delete;
     /// Removes the files that were scheduled, as far as they can be.
-    ~CEnvMgr();
+    virtual ~CEnvMgr();
 
     bool Has(const stringEx& name) const;
     stringEx Get(const stringEx& name, const stringEx& unless = stEMPTY) const;
@@ -68,5 +69,8 @@ private:
     stringEx __listPath;
     CSysFile __list; ///< locked as long as it is open
 };
+
+/// Shared ownership of an environment.
+using CEnvMgrHandle = CHandle<CEnvMgr, GuardedDeletor<CEnvMgr>, CAtomicINT32, 0>;
 
 } // namespace Quil

@@ -12,6 +12,7 @@ namespace Quil::IMPL {
 namespace {
 
 constexpr unsigned int HEX_DIGITS = 2;
+constexpr std::string_view MARK = "\xEF\xBB\xBF";
 
 std::string_view Trim(std::string_view text) {
     const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
@@ -93,8 +94,9 @@ bool IsPlain(const stringEx& text) {
     const auto needsQuotes = [](char c) {
         return static_cast<unsigned char>(c) < ' ' || c == '"' || c == '\\' || c == '=';
     };
-    return !view.empty() && Trim(view).size() == view.size() && view.front() != ';' &&
-           view.front() != '#' && view.front() != '[' && !std::ranges::any_of(view, needsQuotes) &&
+    return !view.empty() && !view.starts_with(MARK) && Trim(view).size() == view.size() &&
+           view.front() != ';' && view.front() != '#' && view.front() != '[' &&
+           !std::ranges::any_of(view, needsQuotes) &&
            !IsTypeName(text.substr(0, std::min(text.find(':'), text.length())));
 }
 
@@ -127,16 +129,15 @@ std::string TakeLine(std::string_view& text, std::uint64_t& line) {
     return whole;
 }
 
-/// Where a line's name ends: at the sign behind it.
+/// Where a line's name ends: at the sign behind it, which may be in a name in quotes.
 std::size_t FindSign(std::string_view line) {
-    bool isQuoted = false;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        isQuoted = isQuoted != (line[i] == '"' && (i == 0 || line[i - 1] != '\\'));
-        if (line[i] == '=' && !isQuoted) {
-            return i;
+    std::size_t begin = 0;
+    if (line.starts_with('"')) {
+        for (begin = 1; begin < line.size() && line[begin] != '"'; ++begin) {
+            begin += line[begin] == '\\' ? 1 : 0;
         }
     }
-    return std::string_view::npos;
+    return line.find('=', begin);
 }
 
 } // namespace
@@ -144,8 +145,8 @@ std::size_t FindSign(std::string_view line) {
 void ReadIni(const stringEx& text, CFakeRegistry::NODE& root) {
     CFakeRegistry::NODE* key = &root;
     std::string_view rest(text.data(), text.length());
-    if (rest.starts_with("\xEF\xBB\xBF")) {
-        rest.remove_prefix(3);
+    if (rest.starts_with(MARK)) {
+        rest.remove_prefix(MARK.size());
     }
     for (std::uint64_t number = 0; !rest.empty();) {
         const std::string whole = TakeLine(rest, number);
