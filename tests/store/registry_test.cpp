@@ -36,6 +36,9 @@ std::string Told(const CFakeRegistry& registry) {
     return registry.ExportCsv().Format({',', '"', false}).c_str();
 }
 
+/// All bits that a number in a file has, and beyond the range of shorter ones.
+const long double LONG = std::ldexp(1.0L + std::ldexp(1.0L, -63), 4000);
+
 CFakeRegistry Sample() {
     CFakeRegistry registry;
     registry.Set("name", stringEx("a \"text\"\nof two lines"));
@@ -45,7 +48,7 @@ CFakeRegistry Sample() {
     registry.Set("numbers/qword", std::numeric_limits<std::uint64_t>::max());
     registry.Set("numbers/float32", 0.1F);
     registry.Set("numbers/float64", -1e300);
-    registry.Set("numbers/float80", 1.0L / 3);
+    registry.Set("numbers/float80", LONG);
     registry.Set("flags/on", true);
     registry.Set("flags/off", false);
     registry.Set("flags/deep/er/none", VALUE());
@@ -122,7 +125,7 @@ TEST(Registry, EveryFormOfItHoldsAllOfIt) {
     CFakeRegistry fromCsv;
     fromCsv.ImportCsv(registry.ExportCsv());
     EXPECT_EQ(Told(fromCsv), Told(registry));
-    EXPECT_EQ(fromIni.Get("numbers/float80", 0.0L), 1.0L / 3) << "to the last bit";
+    EXPECT_EQ(fromIni.Get("numbers/float80", 0.0L), LONG) << "to the last bit";
 }
 
 TEST(Registry, AnIniFileIsReadAsPeopleWriteIt) {

@@ -209,7 +209,7 @@ bool TTextDetect::STATE::TryWide(std::string_view all, bool isWhole, TEXT_FINDIN
         if (loss.count != 0 && loss.place + LONGEST_SEQUENCE < bytes.length()) {
             continue;
         }
-        if (HasStrange(text)) {
+        if (text.empty() || HasStrange(text)) {
             continue;
         }
         // Of these a text may have no zeros for some words.
@@ -240,10 +240,9 @@ bool TTextDetect::STATE::TryEscapes(std::string_view all, bool isWhole, TEXT_FIN
     if (charset == nullptr || (!isByDefault && !race.HasEscaped(charset))) {
         return false;
     }
-    const std::optional<std::uint64_t> undecoded =
-        FindUndecoded(ConverterFor(stringEx(charset)), all, isWhole);
-    if (undecoded) {
-        return false;
+    const TTextConv& converter = ConverterFor(stringEx(charset));
+    if (converter.IsPlain() || FindUndecoded(converter, all, isWhole)) {
+        return false; // none of the libraries knows it here, or it isn't that
     }
     Settle(found, charset, CERTAIN - 1);
     return true;
