@@ -172,6 +172,23 @@ TEST(Registry, ItsBoundsHold) {
     EXPECT_EQ(Told(again), Told(registry));
 }
 
+TEST(Registry, TakesAMillionValuesAndNotOneMore) {
+    CFakeRegistry registry;
+    stringEx name;
+    for (std::size_t i = 0; i < CFakeRegistry::sm_most; ++i) {
+        name.clear();
+        registry.Set(name.append("k/").append_ulong(i, 16), VALUE());
+    }
+    EXPECT_EQ(CodeOf([&] { registry.Set("one/more", true); }), CFakeRegistry::TOO_MUCH);
+    EXPECT_FALSE(registry.HasKey("one"));
+    registry.Set("k/0", true); // in the place of another one
+    EXPECT_EQ(CodeOf([&] { registry.CopyKey("k", "l"); }), CFakeRegistry::TOO_MUCH);
+    EXPECT_TRUE(registry.RemoveValue("k/1"));
+    registry.Set("one/more", true);
+    EXPECT_TRUE(registry.RemoveKey("k"));
+    EXPECT_EQ(Told(registry), "one/more,bool,true\n");
+}
+
 class RegistryFileTest : public testing::Test {
 protected:
     void SetUp() override {
