@@ -46,7 +46,8 @@ TEST(Pipe, WhatGoesInComesOutAndItsEndIsSeen) {
     writer.join();
     pipe.GetSource().Close();
     EXPECT_FALSE(pipe.GetSource().IsValid());
-    EXPECT_EQ(CodeOf([&] { pipe.GetSource().Read(nullptr, 1); }), unsigned{EBADF});
+    char byte = 0;
+    EXPECT_EQ(CodeOf([&] { pipe.GetSource().Read(&byte, 1); }), unsigned{EBADF});
 }
 
 TEST(Pipe, NobodyReadingIsAFailureAndNoSignal) {
