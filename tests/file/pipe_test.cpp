@@ -14,16 +14,6 @@ namespace {
 
 using namespace Quil;
 
-template <class Deed>
-unsigned int CodeOf(Deed deed) {
-    try {
-        deed();
-        return 0;
-    } catch (const fileExp& failure) {
-        return failure.GetErrCode();
-    }
-}
-
 std::string ReadAll(const TDataSource& source) {
     std::string all;
     char block[1000];
@@ -47,14 +37,14 @@ TEST(Pipe, WhatGoesInComesOutAndItsEndIsSeen) {
     pipe.GetSource().Close();
     EXPECT_FALSE(pipe.GetSource().IsValid());
     char byte = 0;
-    EXPECT_EQ(CodeOf([&] { pipe.GetSource().Read(&byte, 1); }), unsigned{EBADF});
+    EXPECT_EQ(TEST::CodeOf<fileExp>([&] { pipe.GetSource().Read(&byte, 1); }), unsigned{EBADF});
 }
 
 TEST(Pipe, NobodyReadingIsAFailureAndNoSignal) {
     CPipe pipe;
     pipe.GetSource().Close();
-    EXPECT_EQ(CodeOf([&] { pipe.GetSink().Write("x", 1); }), unsigned{EPIPE});
-    EXPECT_EQ(CodeOf([] { CPipeSink sink(-1); }), unsigned{EBADF});
+    EXPECT_EQ(TEST::CodeOf<fileExp>([&] { pipe.GetSink().Write("x", 1); }), unsigned{EPIPE});
+    EXPECT_EQ(TEST::CodeOf<fileExp>([] { CPipeSink sink(-1); }), unsigned{EBADF});
 }
 
 TEST(Pipe, AProgramStandsAtItsOtherEnds) {
@@ -74,7 +64,7 @@ class CFileTest : public TEST::TempTree {};
 
 TEST_F(CFileTest, IsASourceAndASinkOfOneFile) {
     const stringEx path = Path("file");
-    EXPECT_EQ(CodeOf([&] { CCFile file(path, "r"); }), unsigned{ENOENT});
+    EXPECT_EQ(TEST::CodeOf<fileExp>([&] { CCFile file(path, "r"); }), unsigned{ENOENT});
     CCFile file(path, "w+");
     CCFileSink sink(file);
     sink.Write("hello, world", 12);
@@ -88,11 +78,11 @@ TEST_F(CFileTest, IsASourceAndASinkOfOneFile) {
     EXPECT_EQ(source.Peek(text, 5), 5U);
     EXPECT_EQ(ReadAll(source), "hello, World");
     EXPECT_TRUE(source.IsEOF());
-    EXPECT_EQ(CodeOf([&] { source.SeekBegin(-1); }), unsigned{EINVAL});
+    EXPECT_EQ(TEST::CodeOf<fileExp>([&] { source.SeekBegin(-1); }), unsigned{EINVAL});
     CCFile full("/dev/full", "w");
     full.Write("x", 1);
-    EXPECT_EQ(CodeOf([&] { full.Close(); }), unsigned{ENOSPC});
-    EXPECT_EQ(CodeOf([&] { CCFile(path, "r").Write("x", 1); }), unsigned{EBADF});
+    EXPECT_EQ(TEST::CodeOf<fileExp>([&] { full.Close(); }), unsigned{ENOSPC});
+    EXPECT_EQ(TEST::CodeOf<fileExp>([&] { CCFile(path, "r").Write("x", 1); }), unsigned{EBADF});
 }
 
 } // namespace

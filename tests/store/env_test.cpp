@@ -1,4 +1,5 @@
 // Environments: what expands to what, and files that go with one.
+#include "tests/file/temp_tree.h"
 #include "tests/sys/message_of.h"
 #include "util/store/EnvMgr.h"
 #include "util/sys/Process.h"
@@ -7,7 +8,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/wait.h>
@@ -84,33 +84,24 @@ TEST(EnvMgr, IsWhatAProgramGets) {
     EXPECT_EQ(TEST::Failure<auxExp>([&] { env.Set("a=b", ""); }).substr(0, 1), "1");
 }
 
-class EnvFileTest : public testing::Test {
+class EnvFileTest : public TEST::TempTree {
 protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "quil-env-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder = pattern;
-    }
-    void TearDown() override { fs::remove_all(folder); }
-
     stringEx Make(const char* name) const {
-        std::ofstream(folder / name) << "x";
-        return stringEx((folder / name).c_str());
+        Put(name, "x");
+        return stringEx(name);
     }
-    std::size_t Count() const {
+    static std::size_t Count() {
         return static_cast<std::size_t>(
-            std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+            std::distance(fs::directory_iterator("."), fs::directory_iterator()));
     }
-
-    fs::path folder;
 };
 
 TEST_F(EnvFileTest, FilesGoWithItOrWithTheNextOneThatOpensTheList) {
-    const stringEx list((folder / "list").c_str());
+    const stringEx list("list");
     {
         CEnvMgr env;
         env.RemoveAtEnd(Make("a"));
-        env.RemoveAtEnd((folder / "never made").c_str());
+        env.RemoveAtEnd("never made");
         env.OpenList(list);
         env.RemoveAtEnd(Make("b\nodd"));
         EXPECT_EQ(Count(), 3U);

@@ -1,4 +1,5 @@
 // The store of settings: what it holds, what it refuses, and what a file of it survives.
+#include "tests/file/temp_tree.h"
 #include "tests/sys/message_of.h"
 #include "util/file/CFile.h"
 #include "util/file/dir.h"
@@ -20,16 +21,6 @@ namespace {
 using namespace Quil;
 using VALUE = CFakeRegistry::VALUE;
 namespace fs = std::filesystem;
-
-template <class Deed>
-unsigned int CodeOf(Deed deed) {
-    try {
-        deed();
-        return 0;
-    } catch (const regExp& failure) {
-        return failure.GetErrCode();
-    }
-}
 
 /// All of it as one text, to be compared.
 std::string Told(const CFakeRegistry& registry) {
@@ -69,13 +60,14 @@ TEST(Registry, GivesBackWhatWasSet) {
     EXPECT_EQ(registry.Get("//numbers/dword/", std::uint32_t{0}), 42U);
     EXPECT_EQ(registry.Get("numbers/none", std::uint32_t{7}), 7U);
     EXPECT_EQ(registry.Get("none/at/all", stringEx("x")), "x");
-    EXPECT_EQ(CodeOf([&] { registry.Get("numbers/word", std::uint32_t{0}); }),
+    EXPECT_EQ(TEST::CodeOf<regExp>([&] { registry.Get("numbers/word", std::uint32_t{0}); }),
               CFakeRegistry::BAD_TYPE);
     EXPECT_EQ(registry.GetNumber("numbers/word", 0), 65535U);
-    EXPECT_EQ(CodeOf([&] { registry.GetNumber("flags/on", 0); }), CFakeRegistry::BAD_TYPE);
+    EXPECT_EQ(TEST::CodeOf<regExp>([&] { registry.GetNumber("flags/on", 0); }),
+              CFakeRegistry::BAD_TYPE);
     EXPECT_TRUE(registry.HasKey("flags/deep") && !registry.HasValue("flags/deep"));
     EXPECT_TRUE(registry.IsChanged());
-    EXPECT_EQ(CodeOf([&] { registry.Set("//", true); }), CFakeRegistry::BAD_PATH);
+    EXPECT_EQ(TEST::CodeOf<regExp>([&] { registry.Set("//", true); }), CFakeRegistry::BAD_PATH);
 }
 
 TEST(Registry, ACopyIsTheSameStoreAndACloneIsNone) {
@@ -94,9 +86,12 @@ TEST(Registry, BranchesAreRenamedCopiedAndRemoved) {
     EXPECT_EQ(Told(registry), "a/x,byte,1\na/b/y,byte,2\na/b/copy/x,byte,1\na/b/copy/b/y,byte,2\n");
     registry.RenameKey("a/b", "c");
     registry.RenameValue("a/x", "z");
-    EXPECT_EQ(CodeOf([&] { registry.RenameValue("a/none", "z"); }), CFakeRegistry::BAD_PATH);
-    EXPECT_EQ(CodeOf([&] { registry.RenameKey("a/c", "c"); }), CFakeRegistry::BAD_PATH);
-    EXPECT_EQ(CodeOf([&] { registry.RenameKey("a/c", "d/e"); }), CFakeRegistry::BAD_PATH);
+    EXPECT_EQ(TEST::CodeOf<regExp>([&] { registry.RenameValue("a/none", "z"); }),
+              CFakeRegistry::BAD_PATH);
+    EXPECT_EQ(TEST::CodeOf<regExp>([&] { registry.RenameKey("a/c", "c"); }),
+              CFakeRegistry::BAD_PATH);
+    EXPECT_EQ(TEST::CodeOf<regExp>([&] { registry.RenameKey("a/c", "d/e"); }),
+              CFakeRegistry::BAD_PATH);
     EXPECT_TRUE(registry.RemoveKey("a/c/copy"));
     EXPECT_FALSE(registry.RemoveKey("a/c/copy"));
     EXPECT_EQ(Told(registry), "a/z,byte,1\na/c/y,byte,2\n");
@@ -155,7 +150,7 @@ TEST(Registry, AnIniFileIsReadAsPeopleWriteIt) {
     EXPECT_EQ(Told(registry), before) << "all of an import, or nothing";
     CCsv table;
     table.Append({"a/b", "dword", "-1"});
-    EXPECT_EQ(CodeOf([&] { registry.ImportCsv(table); }), CFakeRegistry::BAD_TEXT);
+    EXPECT_EQ(TEST::CodeOf<regExp>([&] { registry.ImportCsv(table); }), CFakeRegistry::BAD_TEXT);
 }
 
 TEST(Registry, ItsBoundsHold) {
@@ -165,8 +160,10 @@ TEST(Registry, ItsBoundsHold) {
         path.append("k/");
     }
     registry.Set(path + "value", true);
-    EXPECT_EQ(CodeOf([&] { registry.Set(path + "k/value", true); }), CFakeRegistry::TOO_MUCH);
-    EXPECT_EQ(CodeOf([&] { registry.CopyKey("k", "k/k/k"); }), CFakeRegistry::TOO_MUCH);
+    EXPECT_EQ(TEST::CodeOf<regExp>([&] { registry.Set(path + "k/value", true); }),
+              CFakeRegistry::TOO_MUCH);
+    EXPECT_EQ(TEST::CodeOf<regExp>([&] { registry.CopyKey("k", "k/k/k"); }),
+              CFakeRegistry::TOO_MUCH);
     CFakeRegistry again;
     again.Decode(registry.Encode());
     EXPECT_EQ(Told(again), Told(registry));
@@ -179,28 +176,20 @@ TEST(Registry, TakesAMillionValuesAndNotOneMore) {
         name.clear();
         registry.Set(name.append("k/").append_ulong(i, 16), VALUE());
     }
-    EXPECT_EQ(CodeOf([&] { registry.Set("one/more", true); }), CFakeRegistry::TOO_MUCH);
+    EXPECT_EQ(TEST::CodeOf<regExp>([&] { registry.Set("one/more", true); }),
+              CFakeRegistry::TOO_MUCH);
     EXPECT_FALSE(registry.HasKey("one"));
     registry.Set("k/0", true); // in the place of another one
-    EXPECT_EQ(CodeOf([&] { registry.CopyKey("k", "l"); }), CFakeRegistry::TOO_MUCH);
+    EXPECT_EQ(TEST::CodeOf<regExp>([&] { registry.CopyKey("k", "l"); }), CFakeRegistry::TOO_MUCH);
     EXPECT_TRUE(registry.RemoveValue("k/1"));
     registry.Set("one/more", true);
     EXPECT_TRUE(registry.RemoveKey("k"));
     EXPECT_EQ(Told(registry), "one/more,bool,true\n");
 }
 
-class RegistryFileTest : public testing::Test {
+class RegistryFileTest : public TEST::TempTree {
 protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "quil-registry-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder = pattern;
-        path = (folder / "store").c_str();
-    }
-    void TearDown() override { fs::remove_all(folder); }
-
-    fs::path folder;
-    stringEx path;
+    const stringEx path = "store"; ///< in the folder that the test works in
 };
 
 TEST_F(RegistryFileTest, AFileIsTheOldOneOrTheNewOne) {
@@ -214,10 +203,10 @@ TEST_F(RegistryFileTest, AFileIsTheOldOneOrTheNewOne) {
     EXPECT_FALSE(loaded.IsChanged());
     registry.Set("more", true);
     registry.Save(path);
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1)
+    EXPECT_EQ(std::distance(fs::directory_iterator("."), fs::directory_iterator()), 1)
         << "nothing is left beside it";
-    EXPECT_THROW(registry.Save((folder / "none" / "store").c_str()), sysfileExp);
-    EXPECT_THROW(loaded.Load((folder / "none").c_str()), sysfileExp);
+    EXPECT_THROW(registry.Save("none/store"), sysfileExp);
+    EXPECT_THROW(loaded.Load("none"), sysfileExp);
 }
 
 TEST_F(RegistryFileTest, WhatWasDamagedIsRefusedAndSaysWhere) {
@@ -228,10 +217,11 @@ TEST_F(RegistryFileTest, WhatWasDamagedIsRefusedAndSaysWhere) {
     std::mt19937 random(5);
     for (unsigned int i = 0; i < whole.length(); ++i) {
         byteEx cut = whole.substr(0, i);
-        EXPECT_EQ(CodeOf([&] { target.Decode(cut); }), CFakeRegistry::BROKEN) << i;
+        EXPECT_EQ(TEST::CodeOf<regExp>([&] { target.Decode(cut); }), CFakeRegistry::BROKEN) << i;
         byteEx changed(whole);
         changed.ref()[i] = static_cast<unsigned char>(changed[i] ^ (1U << random() % 8));
-        EXPECT_EQ(CodeOf([&] { target.Decode(changed); }), CFakeRegistry::BROKEN) << i;
+        EXPECT_EQ(TEST::CodeOf<regExp>([&] { target.Decode(changed); }), CFakeRegistry::BROKEN)
+            << i;
     }
     EXPECT_EQ(Told(target), "kept,bool,true\n");
     const std::string message =

@@ -16,7 +16,18 @@ std::string MessageOf(Action action) {
     return "nothing thrown";
 }
 
-/// The same with its code in front.
+/// The code of the `Exp` that `action` throws; 0 if it throws none.
+template <class Exp, class Action>
+unsigned int CodeOf(Action action) {
+    try {
+        action();
+    } catch (const Exp& failure) {
+        return failure.GetErrCode();
+    }
+    return 0;
+}
+
+/// Its message with its code in front.
 template <class Exp, class Action>
 std::string Failure(Action action) {
     try {

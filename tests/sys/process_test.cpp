@@ -1,5 +1,6 @@
 // Programs that are started: what they are given, what they answer, how they end, and that nothing
 // of them stays.
+#include "tests/file/temp_tree.h"
 #include "util/base/sanitizer.h"
 #include "util/sys/Process.h"
 #include "util/sys/errhdl.h"
@@ -9,7 +10,6 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -20,25 +20,8 @@ namespace {
 
 using namespace Quil;
 using namespace std::chrono_literals;
-namespace fs = std::filesystem;
 
-class ProcessTest : public testing::Test {
-protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "quil-process-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder = pattern;
-    }
-    void TearDown() override { fs::remove_all(folder); }
-
-    stringEx Path(const char* name) const { return stringEx((folder / name).c_str()); }
-    std::string Read(const char* name) const {
-        std::ifstream file(folder / name);
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    }
-
-    fs::path folder;
-};
+class ProcessTest : public TEST::TempTree {};
 
 PROCESS_START Piped(PROCESS_START start) {
     start.in.kind = start.out.kind = start.err.kind = STREAM_TO::PIPE;
@@ -46,7 +29,7 @@ PROCESS_START Piped(PROCESS_START start) {
 }
 
 std::size_t CountDescriptors() {
-    const fs::directory_iterator all("/proc/self/fd");
+    const std::filesystem::directory_iterator all("/proc/self/fd");
     return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
@@ -62,7 +45,7 @@ TEST_F(ProcessTest, ArgumentsArriveAsTheyAre) {
 }
 
 TEST_F(ProcessTest, StreamsGoWhereTheyAreSent) {
-    std::ofstream(folder / "in") << "from a file";
+    Put("in", "from a file");
     PROCESS_START start =
         PROCESS_START::Shell("cat; echo \"$A in $PWD\" >&2; test -z \"$PATH_OF\"");
     start.in = {STREAM_TO::READ, Path("in")};
@@ -71,26 +54,26 @@ TEST_F(ProcessTest, StreamsGoWhereTheyAreSent) {
     start.environment = std::vector<stringEx>{"A=some value", "PATH=/usr/bin:/bin"};
     start.folder = "/usr";
     EXPECT_TRUE(CProcess(start).Wait()->IsSuccess());
-    EXPECT_EQ(Read("out"), "from a filesome value in /usr\n");
+    EXPECT_EQ(Get("out"), "from a filesome value in /usr\n");
     start.out.kind = STREAM_TO::APPEND;
     start.in.kind = STREAM_TO::NOTHING;
     EXPECT_TRUE(CProcess(start).Wait()->IsSuccess());
-    EXPECT_EQ(Read("out"), "from a filesome value in /usr\nsome value in /usr\n");
+    EXPECT_EQ(Get("out"), "from a filesome value in /usr\nsome value in /usr\n");
     // Crosswise: each becomes what the other was.
-    const int out = open((folder / "o").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    const int err = open((folder / "e").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const int out = open("o", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const int err = open("e", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     start = PROCESS_START::Shell("echo out; echo err >&2; ls /proc/self/fd");
     start.out = {STREAM_TO::DESCRIPTOR, {}, out};
     start.err = {STREAM_TO::DESCRIPTOR, {}, err};
     EXPECT_TRUE(CProcess(start).Wait()->IsSuccess());
-    EXPECT_EQ(Read("e"), "err\n");
-    EXPECT_EQ(Read("o"), "out\n0\n1\n2\n3\n") << "3 is the listed folder itself";
+    EXPECT_EQ(Get("e"), "err\n");
+    EXPECT_EQ(Get("o"), "out\n0\n1\n2\n3\n") << "3 is the listed folder itself";
     close(out);
     close(err);
 }
 
 TEST_F(ProcessTest, WhatFailsOnTheWayIsToldToWhoStarts) {
-    std::ofstream(folder / "plain") << "no program";
+    Put("plain", "no program");
     const auto refusal = [](PROCESS_START start) {
         try {
             CProcess process(start);
