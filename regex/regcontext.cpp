@@ -35,7 +35,7 @@ struct TRegexContext<Chr>::machine {
 
     explicit machine(const compiled_form& compiled);
 
-    void settext(const Chr* start, const Chr* stop, int eflags);
+    void settext(const Chr* start, const Chr* stop, int eflags, bool isedge);
     int run(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
 
     int find(std::size_t nmatch, regmatch_t* pmatch, rm_detail_t* details);
@@ -102,7 +102,8 @@ TRegexContext<Chr>::machine::machine(const compiled_form& compiled)
 }
 
 template <class Chr>
-void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int eflags) {
+void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int eflags,
+                                          bool isedge) {
     // Notes about a text hold as long as it ends at the same place in the same way.
     if (env.stop != stop || ((env.eflags ^ eflags) & REG_NOTEOL)) {
         nodes.newtext();
@@ -119,6 +120,7 @@ void TRegexContext<Chr>::machine::settext(const Chr* start, const Chr* stop, int
     }
     env.start = start;
     env.stop = stop;
+    env.isedge = isedge;
     env.eflags = eflags;
     env.limits.smallcache = (eflags & REG_SMALL) != 0;
 }
@@ -517,7 +519,8 @@ int TRegexContext<Chr>::exec(std::size_t from, std::size_t nmatch, regmatch_t pm
                 *static_cast<const typename machine::compiled_form*>(__re->re_guts));
         }
         __machine->env.fastroads = __fastroads;
-        __machine->settext(__text + from, __text + __length, eflags);
+        const bool isedge = from == 0 || !(eflags & REG_BEHIND);
+        __machine->settext(__text + from, __text + __length, eflags, isedge);
         return __machine->run(nmatch, pmatch, details);
     } catch (const std::bad_alloc&) {
         // Whatever was half built goes; the next search starts afresh.

@@ -25,7 +25,8 @@ namespace Quil {
 ///     for (size_t from = 0; context.exec(from, nmatch, matches, flags) == REG_OKAY; from = ...)
 ///
 /// A search that begins at `from` takes no notice of what stands before it, as if the text began
-/// there: word edges, `\A` and lookahead see a text of their own. Only REG_NOTBOL says more.
+/// there: word edges, `\A` and lookahead see a text of their own. REG_NOTBOL says more, and with
+/// REG_BEHIND it is seen.
 template <class Chr>
 class TRegexContext {
 public:

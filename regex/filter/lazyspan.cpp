@@ -100,7 +100,7 @@ auto TLazySpan<Chr>::attempt(const Chr* begin, const Chr*& end, const Chr*& reac
     const Chr* p = begin;
     __leapt = 0;
     transition state = begin == __env.start
-                           ? step(__dfa.start(), a.bos[(__env.eflags & REG_NOTBOL) ? 0 : 1])
+                           ? step(__dfa.start(), __env.before(a))
                            : __entered;
     if (state == CDfa::DEAD) {
         return outcome::NONE;

@@ -42,11 +42,6 @@ std::ptrdiff_t CPlaces::previous(std::ptrdiff_t from) const {
 }
 
 template <class Chr>
-int TScanner<Chr>::bos() const {
-    return __dfa.automaton().bos[(__env.eflags & REG_NOTBOL) ? 0 : 1];
-}
-
-template <class Chr>
 int TScanner<Chr>::eos() const {
     return __dfa.automaton().eos[(__env.eflags & REG_NOTEOL) ? 0 : 1];
 }

@@ -18,14 +18,20 @@ namespace Quil::IMPL::engine {
 /// What all scans of one context share: the text of the call, and the means.
 template <class Chr>
 struct scanenv {
-    const Chr* start = nullptr; ///< the text
+    const Chr* start = nullptr; ///< the text, as far as it is searched
     const Chr* stop = nullptr;
+    bool isedge = true; ///< nothing stands before it
     int eflags = 0;
     const color* colors = nullptr;
     cachelimits limits;
     ILookahead* lookahead = nullptr;
     std::uint64_t looked = 0; ///< characters looked at so far, a statistic
     bool fastroads = true;    ///< false: every result comes by the plain scans
+
+    /// What an automaton reads before the first character.
+    int before(const cnfa& automaton) const {
+        return isedge ? automaton.bos[(eflags & REG_NOTBOL) ? 0 : 1] : GETCOLOR(colors, start[-1]);
+    }
 };
 
 /// A set of places of a span, one bit each.
@@ -100,7 +106,7 @@ private:
     template <scanway Way>
     void mark(const Chr* from, const Chr* to, const Chr* base, CPlaces& places);
 
-    int bos() const;
+    int bos() const { return __env.before(__dfa.automaton()); }
     int eos() const;
     std::size_t place(const Chr* cp) const { return static_cast<std::size_t>(cp - __env.start); }
     bool sharing(const Chr* stop) const { return __shares && __memo.on() && stop == __env.stop; }

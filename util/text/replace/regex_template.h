@@ -1,6 +1,7 @@
 // The replacement text of a regular expression, taken apart once and filled in for each match.
 #pragma once
 
+#include "util/text/case_change.h"
 #include "util/text/text_build.h"
 
 #include <vector>
@@ -40,13 +41,27 @@ public:
     /// @param group answers the text of a group by its number, as a `text_ref<T>`
     template <class Group>
     void put(text_writer<T>& out, Group group) const {
-        for (const PIECE& piece : __pieces) {
-            out.put(piece.group == sm_literal ? piece.literal : group(piece.group));
-        }
+        __Put(out, group, [&out](text_ref<T> text) { out.put(text); });
+    }
+    /// The same with groups in another case.
+    template <class Group>
+    void put_changed(text_writer<T>& out, Group group, CASE_CHANGE change) const {
+        __Put(out, group, [&](text_ref<T> text) { IMPL::put_changed(out, text, change); });
     }
 
 private:
     static constexpr unsigned int sm_literal = ~0U;
+
+    template <class Group, class PutGroup>
+    void __Put(text_writer<T>& out, Group group, PutGroup putGroup) const {
+        for (const PIECE& piece : __pieces) {
+            if (piece.group == sm_literal) {
+                out.put(piece.literal);
+            } else {
+                putGroup(group(piece.group));
+            }
+        }
+    }
 
     struct PIECE {
         unsigned int group;
@@ -61,6 +76,35 @@ private:
 
     std::vector<PIECE> __pieces;
     unsigned int __groupsUsed = 1;
+};
+
+/// The same where case is looked after.
+template <class T>
+class cased_template {
+public:
+    cased_template(text_ref<T> text, std::size_t groupCount, const CASE_RULES& cases)
+        : __template(text, groupCount), __cases(cases) {}
+
+    unsigned int groups_used() const noexcept { return __template.groups_used(); }
+
+    template <class Group>
+    void put(text_writer<T>& out, Group group) const {
+        if (__cases.IsPlain()) {
+            __template.put(out, group);
+        } else if (!__cases.follows) {
+            __template.put_changed(out, group, __cases.groups);
+        } else {
+            basic_buffer<T> text;
+            text_writer<T> writer(text);
+            __template.put_changed(writer, group, __cases.groups);
+            writer.finish();
+            put_like<T>(out, text, group(0));
+        }
+    }
+
+private:
+    regex_template<T> __template;
+    CASE_RULES __cases;
 };
 
 } // namespace Quil::IMPL

@@ -1,0 +1,41 @@
+// What becomes of letters on their way into a result: groups may be put in with their case changed,
+// and a replacement may follow the case of what it replaces.
+#pragma once
+
+#include "util/text/text_build.h"
+
+namespace Quil {
+
+enum class CASE_CHANGE { NONE, UPPER, LOWER, TITLE };
+
+/// What is done about case when matches are replaced.
+struct CASE_RULES {
+    CASE_CHANGE groups = CASE_CHANGE::NONE; ///< of what \0 to \9 put in
+    /// A replacement is written as its match was: FOO in upper case, Foo with a capital, Foo Bar
+    /// with one in each word. Any other stays as it is.
+    bool follows = false;
+
+    bool IsPlain() const noexcept { return groups == CASE_CHANGE::NONE && !follows; }
+};
+
+namespace IMPL {
+
+/// How a text is written.
+enum class CASE_STYLE { OTHER, UPPER, CAPITAL, TITLES };
+
+/// Changes characters in place. A title is in lower case but for the first letter of each word.
+void change_case(wchar_t* text, unsigned int length, CASE_CHANGE change);
+
+CASE_STYLE case_style_of(text_ref<wchar_t> text);
+/// Writes a text in a style; what the style doesn't ask for stays as it is.
+void apply_case_style(wchar_t* text, unsigned int length, CASE_STYLE style);
+
+/// The same for texts in UTF-8, and for wide ones, on their way into a result.
+template <class T>
+void put_changed(text_writer<T>& out, text_ref<T> text, CASE_CHANGE change);
+template <class T>
+void put_like(text_writer<T>& out, text_ref<T> text, text_ref<T> model);
+
+} // namespace IMPL
+
+} // namespace Quil

@@ -1,0 +1,118 @@
+// A set of literals of any size, and the search for the leftmost and there the longest of them.
+//
+// The loop: where the filter says that a literal may begin, go down the tree of those with that
+// prefix as far as the text goes with it; the last complete one on the way is the match. What
+// complicates it: a text that nearly matches again and again would be read as often as literals are
+// long, so a search that spends too much on ways down goes over to an automaton, which reads each
+// element once. And a literal may be wanted as a whole word, or in one case only in a set where
+// others are wanted in any, so each complete one on the way has to be asked for.
+#pragma once
+
+#include "util/text/rule_match.h"
+#include "util/text/rules/literal_automaton.h"
+#include "util/text/rules/literal_tree.h"
+#include "util/text/rules/prefix_filter.h"
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <vector>
+
+namespace Quil::IMPL {
+
+/// The set, for any number of searches at once. The texts of the literals must stay; at equal
+/// lengths the literal that comes first counts.
+template <class T>
+class literal_set {
+public:
+    explicit literal_set(std::span<const LITERAL<T>> literals);
+
+    const literal_list<T>& list() const noexcept { return __list; }
+    const literal_tree<T>& tree() const noexcept { return __tree; }
+    std::span<const prefix_class> classes() const noexcept { return __classes; }
+    /// Made when it is first asked for.
+    const literal_automaton<T>& automaton() const;
+
+private:
+    void __MakeClass(unsigned int least, unsigned int behind);
+
+    literal_list<T> __list;
+    literal_tree<T> __tree;
+    std::vector<prefix_class> __classes;
+    mutable std::once_flag __once;
+    mutable std::unique_ptr<literal_automaton<T>> __automaton;
+};
+
+/// A search in one text after the other. For one thread. The set must stay.
+template <class T>
+class literal_search {
+public:
+    explicit literal_search(const literal_set<T>& set);
+
+    /// Goes on in another text, which must stay meanwhile.
+    /// @param isLast nothing comes behind it
+    /// @param isInWord what stands before it is part of a word
+    void set_text(text_ref<T> text, bool isLast, bool isInWord);
+
+    /// The leftmost match that begins at or behind `from`, and of those the longest. False if there
+    /// is none, or none that is decided on.
+    bool find(unsigned int from, RULE_MATCH& match);
+    /// After a search in vain: from where on matches depend on what comes behind the text. Its
+    /// length if none does.
+    unsigned int undecided() const noexcept { return __undecided; }
+    /// Forgets what the texts so far have taught.
+    void restart() noexcept {
+        __credit = ALLOWANCE;
+        __isByAutomaton = false;
+    }
+
+private:
+    using tree = literal_tree<T>;
+    using word = prefix_word<T>;
+    enum class OUTCOME { NONE, FOUND, OPEN };
+
+    /// What ways down may cost, in nodes and stretches of their texts, before they are done
+    /// without: so much, and so much for each element of the text.
+    static constexpr std::int64_t ALLOWANCE = 1 << 16;
+    static constexpr std::int64_t COST_FACTOR = 16;
+    static constexpr unsigned int STRETCH = 16;
+    static constexpr unsigned int UNDECIDED = ~0U; ///< in place of a rule
+    /// Places of which the automaton tells at a time.
+    static constexpr unsigned int CHUNK = 1 << 16;
+
+    template <bool Folds, unsigned int Classes>
+    bool __FindBetween(unsigned int& at, unsigned int end, RULE_MATCH& match);
+    bool __FindByClasses(unsigned int& at, unsigned int end, RULE_MATCH& match);
+    bool __FindAtEnd(unsigned int at, RULE_MATCH& match);
+    bool __FindByAutomaton(unsigned int& at, unsigned int end, RULE_MATCH& match);
+    void __TellChunk(unsigned int begin, unsigned int end);
+    OUTCOME __Try(unsigned int at, std::uint64_t prefix, unsigned int rest, RULE_MATCH& match);
+    void __GoDown(unsigned int at, std::uint32_t root, OUTCOME& outcome, RULE_MATCH& match);
+    bool __Fits(const T* label, unsigned int at, unsigned int count);
+    OUTCOME __Choose(std::uint32_t entry, unsigned int at, unsigned int& rule) const;
+    bool __IsInWord(unsigned int at) const {
+        return at == 0 ? __isInWord : is_word_before(__text, at);
+    }
+
+    const literal_set<T>& __set;
+    const bool __folds;
+    bool __hasConditions = false; ///< some literal is not just any that stands there
+    text_ref<T> __text{nullptr, 0};
+    bool __isLast = true;
+    bool __isInWord = false;
+    unsigned int __closed = 0; ///< up to here a literal that begins ends within the text
+    unsigned int __undecided = 0;
+    std::int64_t __credit = ALLOWANCE; ///< for ways down; below 0: no more of them
+    bool __isByAutomaton = false;
+    unsigned int __chunkBegin = 0;
+    unsigned int __chunkEnd = 0;
+    std::vector<RULE_MATCH> __chunk; ///< of each place; of no length: none
+};
+
+extern template class literal_set<unsigned char>;
+extern template class literal_set<wchar_t>;
+extern template class literal_search<unsigned char>;
+extern template class literal_search<wchar_t>;
+
+} // namespace Quil::IMPL
