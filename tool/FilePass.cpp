@@ -252,7 +252,7 @@ void CFilePass::__PassDevice(const stringEx& path, FILE_RESULT& result) {
     __road->Start({__run.toStdout ? TASK::RESULT::OUTPUT : TASK::RESULT::FILE, block.length});
     __road->Take(block, __run.toStdout ? static_cast<ISink&>(output) : bytes);
     output.Flush(false);
-    result.count = __road->GetCount();
+    __Count(result);
     result.hasChanged = __run.toStdout;
     if (__run.toStdout || !__HasFound()) {
         return;
@@ -286,7 +286,7 @@ FILE_RESULT CFilePass::PassPipe() {
         }
         __Print(0, true, result);
     }
-    result.count = __road->GetCount();
+    __Count(result);
     result.hasChanged = true;
     return result;
 }
@@ -312,8 +312,16 @@ void CFilePass::__Print(std::uint64_t size, bool isAwaited, FILE_RESULT& result)
         }
     }
     output.Flush(false);
-    result.count = __road->GetCount();
+    __Count(result);
     result.hasChanged = true;
+}
+
+/// Takes over what the road has found.
+void CFilePass::__Count(FILE_RESULT& result) const {
+    result.count = __road->GetCount();
+    if (__run.wantsRuleReport) {
+        __road->AddRuleCounts(result.matches);
+    }
 }
 
 /// Whether the file is to be written, as far as the road came.
@@ -367,7 +375,7 @@ void CFilePass::__Change(const stringEx& path, const struct stat& state, std::ui
     if (kept) {
         __run.journal->Complete(*kept, path);
     }
-    result.count = __road->GetCount();
+    __Count(result);
 }
 
 /// What a change of the file would be, up to the failure that it would meet.
@@ -378,7 +386,7 @@ void CFilePass::__Show(const stringEx& path, std::uint64_t size, FILE_RESULT& re
     } else {
         __RunRoad({TASK::RESULT::FILE, size, 0, true}, none, nullptr);
     }
-    result.count = __road->GetCount();
+    __Count(result);
     if (__run.show != SHOW::DIFFS) {
         PrintName(__run, path, result.count);
     }

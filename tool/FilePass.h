@@ -50,6 +50,7 @@ private:
     void __ShowConversion(const stringEx& path, std::uint64_t size);
     void __PassDevice(const stringEx& path, FILE_RESULT& result);
     void __Print(std::uint64_t size, bool isAwaited, FILE_RESULT& result);
+    void __Count(FILE_RESULT& result) const;
     bool __HasFound() const;
     bool __Look(std::uint64_t size, std::uint64_t& place);
     void __Change(const stringEx& path, const struct stat& state, std::uint64_t place,

@@ -9,13 +9,18 @@
 #include <memory>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace Quil {
 
 using FILE_ID = std::pair<std::uint64_t, std::uint64_t>; ///< device and number
 
+/// Rules, by number, and how often each was met.
+using RULE_MATCHES = std::vector<std::pair<unsigned int, std::uint64_t>>;
+
 struct FILE_RESULT {
     unsigned long count = 0; ///< replacements
+    RULE_MATCHES matches;    ///< of rules, whether or not they were replaced
     bool hasChanged = false; ///< the file was rewritten, or the result printed
     bool hasFailedToWrite = false;
     const char* trouble = nullptr; ///< what couldn't be done with the file, and why

@@ -6,6 +6,7 @@
 #include "tool/Progress.h"
 #include "tool/advice.h"
 #include "tool/standard_output.h"
+#include "util/text/RuleSearch.h"
 
 #include <iostream>
 #include <unistd.h>
@@ -29,6 +30,9 @@ PASS Add(Run& run, const stringEx& path, const FILE_RESULT& result) {
     if (result.trouble != nullptr || !result.warning.empty() ||
         (result.hasChanged && run.showFileCount)) {
         run.progress->Hide();
+    }
+    for (const auto& [rule, count] : result.matches) {
+        run.ruleCounts->Add(rule, count);
     }
     run.foundAny = run.foundAny || result.count != 0;
     run.failedToWrite = run.failedToWrite || result.hasFailedToWrite;

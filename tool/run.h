@@ -3,6 +3,7 @@
 
 #include "util/conv/TextConv.h"
 #include "util/text/byteEx.h"
+#include "util/text/case_change.h"
 #include "util/text/stringEx.h"
 #include "util/text/wstringEx.h"
 
@@ -16,6 +17,8 @@ namespace Quil {
 class CJournal;
 class CMatchChoice;
 class CProgress;
+class CRuleCounts;
+struct RULE_LIST;
 
 using ENC_SET = std::set<stringEx, less_no_case<stringEx>>;
 
@@ -53,7 +56,7 @@ public:
     virtual bool Wants(unsigned long match) const = 0; ///< by its number in the file, from 0 on
 };
 
-enum class FIND { NONE, LITERAL, LITERAL_NO_CASE, REGEX, ANY };
+enum class FIND { NONE, LITERAL, LITERAL_NO_CASE, REGEX, ANY, RULES };
 
 /// All that the switches decide, and what the passes add up.
 struct Run {
@@ -69,6 +72,14 @@ struct Run {
     bool regexNoNewline = false;
     bool useExpand = true;
     bool hasReplace = false;
+    CASE_RULES cases;                        ///< what becomes of letters that are put in
+    std::shared_ptr<const RULE_LIST> rules;  ///< instead of these
+    std::shared_ptr<CRuleCounts> ruleCounts; ///< what was met of them in all inputs
+    std::vector<stringEx> ruleFiles;         ///< where they are read; "-": standard input
+    stringEx rulesCharset;
+    stringEx ruleReport; ///< the file that the report goes to; empty: standard output
+    bool rulesAsTable = false;
+    bool wantsRuleReport = false;
 
     // Which files.
 

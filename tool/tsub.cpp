@@ -15,8 +15,11 @@
 #include "tool/preview/Dialog.h"
 #include "tool/report/CharsetReport.h"
 #include "tool/road/ExactRoad.h"
+#include "tool/rules/RuleList.h"
+#include "tool/rules/rule_choice.h"
 #include "tool/standard_output.h"
 #include "tool/usage.h"
+#include "util/file/dir.h"
 #include "util/sys/errhdl.h"
 #include "util/text/CmdArgParser.h"
 
@@ -89,9 +92,10 @@ void SettleReplacement(const CCmdArgParser& parser, Run& run) {
 /// Whether the user asks for the usage, or says too little to run.
 bool WantsUsage(const CCmdArgParser& parser, const Run& run) {
     const bool isAny = run.findFunc == FIND::ANY;
+    const bool saysTooLittle = run.findFunc == FIND::NONE || (!run.hasReplace && !isAny) ||
+                               (run.findText.empty() && !isAny);
     return HasSwitch(parser, "h") || parser.GetSwitchPos("?", 0) != CCmdArgParser::NOT_FOUND ||
-           run.findFunc == FIND::NONE || (!run.hasReplace && !isAny) ||
-           (run.findText.empty() && !isAny);
+           (saysTooLittle && run.ruleFiles.empty());
 }
 
 void SettleFlags(const CCmdArgParser& parser, Run& run) {
@@ -147,6 +151,14 @@ bool CheckCombinations(const Run& run) {
 /// Reports the total and answers the exit status. A run that changed nothing since it could not
 /// write must not look like one that did its work.
 int Report(const Run& run) {
+    if (run.wantsRuleReport) {
+        const stringEx report = RuleReport(run);
+        if (run.ruleReport.empty()) {
+            PrintReport(report);
+        } else {
+            CDir::WriteFile(run.ruleReport, report);
+        }
+    }
     if (run.showTotalCount && run.totalCount != 0) {
         stringEx line("\n## total replaced ");
         line.append_ulong(run.totalCount, 10);
@@ -252,13 +264,16 @@ int RunCommand(int argc, const char* const* argv) {
     if (run.wantsReport) {
         return ReportCharsets(parser, run);
     }
+    SettleFlags(parser, run);
     SettleFind(parser, run);
     SettleReplacement(parser, run);
     if (WantsUsage(parser, run)) {
         PrintText(stringEx(USAGE_TEXT));
         return EXIT_NOTHING;
     }
-    SettleFlags(parser, run);
+    if (!SettleRules(run)) {
+        return EXIT_ERROR;
+    }
     if (!SettleTextEncodings(parser, run) || !PassGate(run) || !CheckCombinations(run)) {
         return EXIT_ERROR;
     }

@@ -131,6 +131,35 @@ const char* SettleFilesFrom(Run& run, const stringEx& value) {
     return nullptr;
 }
 
+const char* SettleRules(Run& run, const stringEx& value) {
+    run.isGuarded = true;
+    run.ruleFiles.push_back(value);
+    return nullptr;
+}
+
+const char* SettleRulesFormat(Run& run, const stringEx& value) {
+    run.rulesAsTable = value == "csv";
+    return nullptr;
+}
+
+const char* SettleRulesReport(Run& run, const stringEx& value) {
+    run.wantsRuleReport = true;
+    run.ruleReport = value;
+    return nullptr;
+}
+
+const char* SettleCaseChange(Run& run, const stringEx& value) {
+    run.cases.groups = value == "upper"   ? CASE_CHANGE::UPPER
+                       : value == "lower" ? CASE_CHANGE::LOWER
+                                          : CASE_CHANGE::TITLE;
+    return nullptr;
+}
+
+const char* SettlePreserveCase(Run& run, const stringEx& /*value*/) {
+    run.cases.follows = true;
+    return nullptr;
+}
+
 constexpr OPTION OPTIONS[] = {
     {TASK::FIND, VALUE::NEEDED, "f", "TEXT", "the text as it stands", nullptr},
     {TASK::FIND, VALUE::NEEDED, "fic", "TEXT", "the same in any case", nullptr},
@@ -141,10 +170,22 @@ constexpr OPTION OPTIONS[] = {
     {TASK::FIND, VALUE::NEEDED, "rnnlic", "REGEX", "the same in any case", nullptr},
     {TASK::FIND, VALUE::NONE, "any", "", "all of the text: to convert its charset", nullptr},
 
+    {TASK::FIND, VALUE::NEEDED, "rules", "FILE",
+     "many at once: lines of a text, a tab, its replacement", SettleRules, KIND::FILE},
+    {TASK::FIND, VALUE::NEEDED, "rules-format", "FORM", "text (as above), or csv: a table of two columns",
+     SettleRulesFormat, KIND::WORD, "text csv"},
+    {TASK::FIND, VALUE::NEEDED, "rules-charset", "NAME", "charset of these files (UTF-8)",
+     SettleCode<&Run::rulesCharset>, KIND::CHARSET},
+
     {TASK::REPLACE, VALUE::NEEDED, "t", "TEXT",
      "this text; \\0 to \\9 are what an expression found", nullptr},
     {TASK::REPLACE, VALUE::NEEDED, "tu", "TEXT", "the text in upper case", nullptr},
     {TASK::REPLACE, VALUE::NEEDED, "tl", "TEXT", "the text in lower case", nullptr},
+    {TASK::REPLACE, VALUE::NEEDED, "change-case", "CASE",
+     "what \\0 to \\9 put in becomes upper, lower, title", SettleCaseChange, KIND::WORD,
+     "upper lower title"},
+    {TASK::REPLACE, VALUE::NONE, "preserve-case", "",
+     "write it as what it replaces: foo, Foo, FOO", SettlePreserveCase},
 
     {TASK::FILES, VALUE::NONE, "s", "", "go into folders", nullptr},
     {TASK::FILES, VALUE::NONE, "errstop", "", "end at the first error; leave out hidden files",
@@ -221,6 +262,8 @@ constexpr OPTION OPTIONS[] = {
      Set<&Run::isFilter>},
     {TASK::OUTPUT, VALUE::NONE, "frc", "", "tell each file's number of replacements", nullptr},
     {TASK::OUTPUT, VALUE::NONE, "trc", "", "tell the total number of replacements", nullptr},
+    {TASK::OUTPUT, VALUE::OPTIONAL, "rules-report", "FILE",
+     "tell how often each rule matched", SettleRulesReport, KIND::FILE},
 
     {TASK::OTHER, VALUE::NONE, "no-progress", "", "no line that tells how far a long run is",
      UnsetProgress},

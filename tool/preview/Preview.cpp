@@ -1,5 +1,6 @@
 #include "tool/preview/Preview.h"
 
+#include "tool/rules/RuleList.h"
 #include "tool/standard_output.h"
 #include "util/text/RegexReplacer.h"
 
@@ -9,6 +10,9 @@ namespace {
 
 /// Whether each line of a text becomes one line.
 bool KeepsLines(const Run& run) {
+    if (run.findFunc == FIND::RULES) {
+        return run.rules->set.KeepsLines();
+    }
     if (run.findFunc == FIND::REGEX) {
         // A line feed may come by an escape.
         return CRegexReplacer::IsLocalToLines(run.regexComp) &&

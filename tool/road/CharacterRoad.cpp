@@ -1,5 +1,7 @@
 #include "tool/road/CharacterRoad.h"
 
+#include "tool/rules/RuleList.h"
+
 #include <algorithm>
 
 namespace Quil {
@@ -8,7 +10,8 @@ namespace {
 
 /// Most of the window is always for new characters.
 std::size_t WindowSizeFor(const Run& run) {
-    return std::max(CWideWindow::sm_usualSize, std::size_t{4} * run.findText.length());
+    const unsigned int longest = run.rules ? run.rules->set.GetLongest() : run.findText.length();
+    return std::max(CWideWindow::sm_usualSize, std::size_t{4} * longest);
 }
 
 } // namespace

@@ -22,6 +22,9 @@ public:
     void Start(const TASK& task) override;
     std::size_t Take(const BLOCK& block, ISink& sink) override;
     unsigned long GetCount() const override { return __search->GetCount(); }
+    void AddRuleCounts(RULE_MATCHES& matches) const override {
+        AddMet(matches, __search->GetRuleCounts());
+    }
     bool HasText() const override { return __hasText; }
     bool CanResume() const override { return false; }
 

@@ -89,22 +89,16 @@ unsigned int EncodeKept(char* to, std::uint64_t room, const wstringEx& text) {
 } // namespace
 
 template <class T>
-CLineSearch<T>::CLineSearch(const wstringEx::regex_handle& expression, const wstringEx& replacement,
-                            const stringEx& replacementBytes, CRegexReplacer::FORM form,
+CLineSearch<T>::CLineSearch(std::unique_ptr<ITextReplacer> replacer, bool isLocal, double growth,
                             PIECES told)
-    : __replacer(expression, replacement, replacementBytes, form),
-      __isLocal(CRegexReplacer::IsLocalToLines(expression)), __told(told),
-      __mostForOne(sizeof(T) == 1 ? replacementBytes.length() : replacement.length()) {
-    for (unsigned int i = 0; i < replacement.length(); ++i) {
-        __mostForOne += replacement[i] == L'\\' ? 1 : 0;
-    }
-}
+    : __replacer(std::move(replacer)), __isLocal(isLocal), __growth(growth), __told(told) {}
 
 template <class T>
 void CLineSearch<T>::Start(std::uint64_t /*size*/, std::uint64_t place, bool isAgain) {
     this->_count = 0;
     __place = place;
-    if (!isAgain) {
+    __replacer->StartText();
+    if (!isAgain || __replacer->GetRuleCounts() != nullptr) {
         __last.count = 0;
     }
 }
@@ -165,7 +159,7 @@ unsigned int CLineSearch<T>::__Find(text_ref<T> block) {
 
 template <>
 unsigned int CLineSearch<wchar_t>::__Replace(text_ref<wchar_t> block) {
-    return __replacer.Replace(__result, block, __told == PIECES::MATCHES ? &__matches : nullptr);
+    return __replacer->Replace(__result, block, __told == PIECES::MATCHES ? &__matches : nullptr);
 }
 
 template <>
@@ -178,11 +172,11 @@ unsigned int CLineSearch<unsigned char>::__Replace(text_ref<unsigned char> block
     const char* const characters = Characters(block.data);
     __isDecoded = IMPL::AsciiLength(characters, block.length) != block.length;
     if (!__isDecoded) {
-        return __replacer.Replace(__result, block);
+        return __replacer->Replace(__result, block, nullptr);
     }
     __wide._alloc_if_need(std::uint64_t{block.length} + 1);
     __wide._eofonly(DecodeKeeping(__wide.ref(), {characters, block.length}));
-    return __replacer.Replace(__wideResult, __wide);
+    return __replacer->Replace(__wideResult, __wide, nullptr);
 }
 
 template <>

@@ -1,10 +1,14 @@
-// An expression whose matches lie within lines, searched by blocks of whole lines: so neither the
-// text nor its result is ever there as a whole, nor, in UTF-8, its wide characters. Any other takes
-// the text as one block.
+// Expressions whose matches lie within lines, searched by blocks of whole lines: so neither the text
+// nor its result is ever there as a whole, nor, in UTF-8, its wide characters. Any others take the
+// text as one block.
 #pragma once
 
 #include "tool/road/search.h"
-#include "util/text/RegexReplacer.h"
+#include "util/text/ITextReplacer.h"
+#include "util/text/stringEx.h"
+#include "util/text/wstringEx.h"
+
+#include <memory>
 
 namespace Quil {
 
@@ -13,13 +17,19 @@ namespace Quil {
 template <class T>
 class CLineSearch final : public ISearch<T> {
 public:
-    CLineSearch(const wstringEx::regex_handle& expression, const wstringEx& replacement,
-                const stringEx& replacementBytes, CRegexReplacer::FORM form,
+    /// @param isLocal whether the replacer may be given whole lines, not the text as a whole
+    /// @param growth elements, or bytes, in place of one that is matched, at most
+    CLineSearch(std::unique_ptr<ITextReplacer> replacer, bool isLocal, double growth,
                 PIECES told = PIECES::BLOCKS);
 
     void Start(std::uint64_t size, std::uint64_t place, bool isAgain) override;
     std::size_t Take(text_ref<T> text, bool isLast, IPieces<T>& pieces) override;
-    std::uint64_t GetMost(std::uint64_t size) const override { return size * (1 + __mostForOne); }
+    std::uint64_t GetMost(std::uint64_t size) const override {
+        constexpr double LIMIT = 1e18;
+        return static_cast<std::uint64_t>(
+            std::min(LIMIT, static_cast<double>(size) * (1 + __growth)));
+    }
+    const CRuleCounts* GetRuleCounts() const override { return __replacer->GetRuleCounts(); }
 
 private:
     /// A block with matches, by its place in the text.
@@ -34,11 +44,11 @@ private:
     text_ref<T> __GetResult();
     void __Tell(text_ref<T> block, IPieces<T>& pieces);
 
-    CRegexReplacer __replacer;
+    std::unique_ptr<ITextReplacer> __replacer;
     bool __isLocal;
+    double __growth;
     PIECES __told; ///< match by match only on wide characters
     REPLACED_MATCHES __matches;
-    std::uint64_t __mostForOne; ///< elements in place of one that is matched
     std::uint64_t __place = 0;  ///< of what isn't taken
     FOUND __last;               ///< whose result is there
     basic_buffer<T> __result;   ///< the last block's

@@ -73,10 +73,17 @@ bool CUtf8Road::CanServe(const Run& run) {
 }
 
 CUtf8Road::CUtf8Road(const Run& run, std::unique_ptr<ISearch<unsigned char>> search,
-                     MAKE_OTHER makeOther)
+                     const wstringEx& folded, MAKE_OTHER makeOther)
     : __run(run), __search(std::move(search)), __makeOther(makeOther) {
-    if (run.findFunc == FIND::LITERAL_NO_CASE) {
-        __foreign = ForeignPartners(run.findText, *run.out.converter);
+    if (!folded.empty()) {
+        __foreign = ForeignPartners(folded, *run.out.converter);
+    }
+}
+
+void CUtf8Road::AddRuleCounts(RULE_MATCHES& matches) const {
+    AddMet(matches, __search->GetRuleCounts());
+    if (__isAtLoss) {
+        __other->AddRuleCounts(matches);
     }
 }
 

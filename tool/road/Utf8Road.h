@@ -23,13 +23,17 @@ public:
     /// Answers the road for what this one can't judge; asked only when such a text comes.
     using MAKE_OTHER = std::unique_ptr<IRoad> (*)(const Run&);
 
-    CUtf8Road(const Run& run, std::unique_ptr<ISearch<unsigned char>> search, MAKE_OTHER makeOther);
+    /// @param folded what the search looks for without regard to case, of which it knows that of
+    ///        ASCII only
+    CUtf8Road(const Run& run, std::unique_ptr<ISearch<unsigned char>> search,
+              const wstringEx& folded, MAKE_OTHER makeOther);
 
     void Start(const TASK& task) override;
     std::size_t Take(const BLOCK& block, ISink& sink) override;
     unsigned long GetCount() const override {
         return __search->GetCount() + (__isAtLoss ? __other->GetCount() : 0);
     }
+    void AddRuleCounts(RULE_MATCHES& matches) const override;
     bool HasText() const override { return __hasText; }
     bool HasChanged() const override { return __hasChanged || GetCount() != 0; }
     bool CanResume() const override { return true; }

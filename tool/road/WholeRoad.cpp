@@ -1,8 +1,11 @@
 #include "tool/road/WholeRoad.h"
 
+#include "tool/rules/RuleList.h"
 #include "tool/standard_output.h"
 #include "util/conv/block_conversion.h"
 #include "util/conv/utf8_validation.h"
+#include "util/text/RegexReplacer.h"
+#include "util/text/RuleSearch.h"
 
 namespace Quil {
 
@@ -29,10 +32,18 @@ std::unique_ptr<const TTextConv> CloneOf(const CHARSET& charset) {
     return std::unique_ptr<const TTextConv>(charset.isWide ? nullptr : charset.converter->Clone());
 }
 
-CRegexReplacer MakeReplacer(const Run& run) {
+std::unique_ptr<ITextReplacer> MakeReplacer(const Run& run) {
+    if (run.findFunc == FIND::RULES) {
+        return std::make_unique<CRuleReplacer>(
+            std::shared_ptr<const CRuleSet>(run.rules, &run.rules->set));
+    }
+    if (run.findFunc != FIND::REGEX) {
+        return nullptr;
+    }
     const stringEx bytes = run.out.isWide ? stringEx() : run.out.converter->WCtoMB(run.replaceText);
-    return {run.regexComp, run.replaceText, bytes,
-            run.useExpand ? CRegexReplacer::FORM::COPY_OUT : CRegexReplacer::FORM::IN_PLACE};
+    return std::make_unique<CRegexReplacer>(
+        run.regexComp, run.replaceText, bytes,
+        run.useExpand ? CRegexReplacer::FORM::COPY_OUT : CRegexReplacer::FORM::IN_PLACE, run.cases);
 }
 
 } // namespace
@@ -48,6 +59,9 @@ void CWholeRoad::Start(const TASK& task) {
         __count = 0;
         __losses = {};
         __hasText = task.place != 0;
+        if (__replacer) {
+            __replacer->StartText();
+        }
     }
 }
 
@@ -72,7 +86,7 @@ std::size_t CWholeRoad::Take(const BLOCK& block, ISink& sink) {
 
 /// Takes a text in which an expression can be found on the bytes. False for any other.
 bool CWholeRoad::__TakeAscii(const BLOCK& block) {
-    if (__run.findFunc != FIND::REGEX || !IsUtf8(__run.in) || !IsUtf8(__run.out)) {
+    if (!__replacer || !IsUtf8(__run.in) || !IsUtf8(__run.out)) {
         return false;
     }
     const std::size_t ascii = IMPL::AsciiLength(block.data, block.length);
@@ -85,7 +99,7 @@ bool CWholeRoad::__TakeAscii(const BLOCK& block) {
                                        static_cast<unsigned int>(block.length));
     __hasText = true;
     __hasMark = false;
-    __count = __replacer.Replace(__bytes, text);
+    __count = __replacer->Replace(__bytes, text, nullptr);
     if (__count == 0) {
         __bytes = byteEx(text.data, text.length);
     }
@@ -130,11 +144,12 @@ void CWholeRoad::__FindAndReplace() {
                       : __text.find_replace_no_case(run.findText, run.replaceText, 0, true);
         break;
     case FIND::REGEX:
-        __count = run.useExpand ? __text.regex_find_replace_all_with_comp_to(
-                                      __scratch, run.regexComp, run.replaceText, false, false, true)
-                                : __text.regex_find_replace_all_with_comp(
-                                      run.regexComp, run.replaceText, false, false, true);
-        break;
+    case FIND::RULES:
+        __count = __replacer->Replace(__scratch, __text, nullptr);
+        if (__count != 0) {
+            __text.swap(__scratch);
+        }
+        return;
     default:
         if (run.hasReplace && __hasText) {
             const bool isReplaced = __task.place != 0; // by the road that began

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "tool/road/road.h"
-#include "util/text/RegexReplacer.h"
+#include "util/text/ITextReplacer.h"
 
 namespace Quil {
 
@@ -16,6 +16,9 @@ public:
     void Start(const TASK& task) override;
     std::size_t Take(const BLOCK& block, ISink& sink) override;
     unsigned long GetCount() const override { return __count; }
+    void AddRuleCounts(RULE_MATCHES& matches) const override {
+        AddMet(matches, __replacer ? __replacer->GetRuleCounts() : nullptr);
+    }
     bool HasText() const override { return __hasText; }
     bool HasChanged() const override { return true; }
     bool WantsAll() const override { return true; }
@@ -34,7 +37,7 @@ private:
 
     const Run& __run;
     TASK __task;
-    CRegexReplacer __replacer; ///< for texts whose bytes are their characters
+    std::unique_ptr<ITextReplacer> __replacer; ///< of expressions and rules; null: none is needed
     wstringEx __text;          ///< the current input, then its result
     wstringEx __scratch;       ///< where the expanding form builds a result
     byteEx __bytes;            ///< the result of a file

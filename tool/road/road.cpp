@@ -2,11 +2,16 @@
 
 #include "tool/road/ExactRoad.h"
 #include "tool/road/LineSearch.h"
+#include "tool/road/RulesSearch.h"
 #include "tool/road/Utf8Road.h"
 #include "tool/road/WholeRoad.h"
 #include "tool/road/WideRoad.h"
+#include "tool/rules/RuleList.h"
 #include "util/conv/utf8_codec.h"
+#include "util/text/RegexReplacer.h"
+#include "util/text/RuleSearch.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace Quil {
@@ -45,10 +50,41 @@ bool IsAscii(const wstringEx& text) {
     return true;
 }
 
+CRegexReplacer::FORM FormOf(const Run& run) {
+    return run.useExpand ? CRegexReplacer::FORM::COPY_OUT : CRegexReplacer::FORM::IN_PLACE;
+}
+
+/// The rules, which share the list.
+std::shared_ptr<const CRuleSet> RulesOf(const Run& run) {
+    return {run.rules, &run.rules->set};
+}
+
+/// The run's expression, or its rules, by lines if that will do.
+template <class T>
+std::unique_ptr<ISearch<T>> SearchLines(const Run& run, const byteEx& replacement, PIECES told) {
+    if (run.rules) {
+        const CRuleSet& rules = run.rules->set;
+        constexpr std::uint64_t ONE = 1;
+        return std::make_unique<CLineSearch<T>>(
+            std::make_unique<CRuleReplacer>(RulesOf(run)), rules.IsLocalToLines(),
+            static_cast<double>(rules.GetMost(ONE, sizeof(T) == 1)), told);
+    }
+    const wstringEx& wide = run.replaceText;
+    const auto backslashes = std::count(wide.begin(), wide.end(), L'\\');
+    const auto own = sizeof(T) == 1 ? replacement.length() : wide.length();
+    // Letters in another case may have more bytes.
+    const double longer = sizeof(T) == 1 && !run.cases.IsPlain() ? IMPL::UTF8_MAX_SEQUENCE : 1;
+    return std::make_unique<CLineSearch<T>>(
+        std::make_unique<CRegexReplacer>(run.regexComp, wide, static_cast<stringEx>(replacement),
+                                         FormOf(run), run.cases),
+        CRegexReplacer::IsLocalToLines(run.regexComp),
+        longer * (own + static_cast<double>(backslashes)), told);
+}
+
 /// The search on wide characters; null where it goes by blocks and the text must be there as a
 /// whole.
-std::unique_ptr<ISearch<wchar_t>> SearchWide(const Run& run, CRegexReplacer::FORM form,
-                                             PIECES told) {
+std::unique_ptr<ISearch<wchar_t>> SearchWide(const Run& run, PIECES told) {
+    const bool isWhole = told != PIECES::BLOCKS;
     switch (run.findFunc) {
     case FIND::LITERAL:
         return std::make_unique<CLiteralSearch<wchar_t, IMPL::plain_fold>>(run.findText,
@@ -57,11 +93,15 @@ std::unique_ptr<ISearch<wchar_t>> SearchWide(const Run& run, CRegexReplacer::FOR
         return std::make_unique<CLiteralSearch<wchar_t, IMPL::lower_fold<wstringEx>>>(
             run.findText, run.replaceText, told);
     case FIND::REGEX:
-        if (told == PIECES::BLOCKS && !CRegexReplacer::IsLocalToLines(run.regexComp)) {
-            return nullptr;
+        return isWhole || CRegexReplacer::IsLocalToLines(run.regexComp)
+                   ? SearchLines<wchar_t>(run, {}, told)
+                   : nullptr;
+    case FIND::RULES:
+        if (!run.rules->set.HasExpressions()) {
+            return std::make_unique<CRulesSearch<wchar_t>>(RulesOf(run), told);
         }
-        return std::make_unique<CLineSearch<wchar_t>>(run.regexComp, run.replaceText, stringEx(),
-                                                      form, told);
+        return isWhole || run.rules->set.IsLocalToLines() ? SearchLines<wchar_t>(run, {}, told)
+                                                          : nullptr;
     default:
         break;
     }
@@ -71,47 +111,63 @@ std::unique_ptr<ISearch<wchar_t>> SearchWide(const Run& run, CRegexReplacer::FOR
     return std::make_unique<CNoSearch<wchar_t>>();
 }
 
-/// The search on the bytes of UTF-8; null where they don't do.
-std::unique_ptr<ISearch<unsigned char>> SearchUtf8(const Run& run, CRegexReplacer::FORM form) {
+/// A search on the bytes of UTF-8. Those that ignore the case of ASCII only do that for this text.
+struct UTF8_SEARCH {
+    std::unique_ptr<ISearch<unsigned char>> search;
+    wstringEx folded;
+};
+
+/// Null where bytes don't do.
+UTF8_SEARCH SearchRulesInUtf8(const Run& run) {
+    const CRuleSet& rules = run.rules->set;
+    if (!rules.HasExpressions() && !rules.FoldsBeyondAscii()) {
+        return {std::make_unique<CRulesSearch<unsigned char>>(RulesOf(run)), rules.GetFoldedText()};
+    }
+    return {rules.IsLocalToLines() ? SearchLines<unsigned char>(run, {}, PIECES::BLOCKS) : nullptr,
+            {}};
+}
+
+UTF8_SEARCH SearchUtf8(const Run& run) {
+    if (run.findFunc == FIND::RULES) {
+        return SearchRulesInUtf8(run);
+    }
     const std::optional<byteEx> find = EncodeStrictly(run.findText);
     const std::optional<byteEx> replacement = EncodeStrictly(run.replaceText);
     if (!find || !replacement) {
-        return nullptr;
+        return {};
     }
     switch (run.findFunc) {
     case FIND::LITERAL:
-        return std::make_unique<CLiteralSearch<unsigned char, IMPL::plain_fold>>(*find,
-                                                                                 *replacement);
+        return {std::make_unique<CLiteralSearch<unsigned char, IMPL::plain_fold>>(*find,
+                                                                                  *replacement),
+                {}};
     case FIND::LITERAL_NO_CASE:
-        return !IsAscii(run.findText) ? nullptr
-                                      : std::make_unique<CLiteralSearch<unsigned char, ascii_fold>>(
-                                            *find, *replacement);
-    case FIND::REGEX:
-        if (!CRegexReplacer::IsLocalToLines(run.regexComp)) {
-            return nullptr;
+        if (!IsAscii(run.findText)) {
+            return {};
         }
-        return std::make_unique<CLineSearch<unsigned char>>(
-            run.regexComp, run.replaceText, static_cast<stringEx>(*replacement), form);
+        return {std::make_unique<CLiteralSearch<unsigned char, ascii_fold>>(*find, *replacement),
+                run.findText};
+    case FIND::REGEX:
+        return {CRegexReplacer::IsLocalToLines(run.regexComp)
+                    ? SearchLines<unsigned char>(run, *replacement, PIECES::BLOCKS)
+                    : nullptr,
+                {}};
     default:
         break;
     }
     if (run.hasReplace) {
-        return std::make_unique<CWholeSearch<unsigned char>>(*replacement);
+        return {std::make_unique<CWholeSearch<unsigned char>>(*replacement), {}};
     }
-    return std::make_unique<CNoSearch<unsigned char>>();
-}
-
-CRegexReplacer::FORM FormOf(const Run& run) {
-    return run.useExpand ? CRegexReplacer::FORM::COPY_OUT : CRegexReplacer::FORM::IN_PLACE;
+    return {std::make_unique<CNoSearch<unsigned char>>(), {}};
 }
 
 /// The road for texts in any charset.
 std::unique_ptr<IRoad> ChooseGeneralRoad(const Run& run) {
     if (run.keepsBytes || run.choice != nullptr) {
-        return std::make_unique<CExactRoad>(run, SearchWide(run, FormOf(run), PIECES::MATCHES));
+        return std::make_unique<CExactRoad>(run, SearchWide(run, PIECES::MATCHES));
     }
     if (CWideRoad::CanServe(run)) {
-        if (auto search = SearchWide(run, FormOf(run), PIECES::BLOCKS)) {
+        if (auto search = SearchWide(run, PIECES::BLOCKS)) {
             return std::make_unique<CWideRoad>(run, std::move(search));
         }
     }
@@ -120,14 +176,22 @@ std::unique_ptr<IRoad> ChooseGeneralRoad(const Run& run) {
 
 } // namespace
 
+void AddMet(RULE_MATCHES& matches, const CRuleCounts* counts) {
+    if (counts != nullptr) {
+        for (const unsigned int rule : counts->GetMet()) {
+            matches.emplace_back(rule, counts->Get(rule));
+        }
+    }
+}
+
 bool CanKeepBytes(const Run& run) {
     return CUtf8Road::CanServe(run) || CExactRoad::CanServe(run);
 }
 
 std::unique_ptr<IRoad> ChooseRoad(const Run& run) {
     if (CUtf8Road::CanServe(run) && run.choice == nullptr) {
-        if (auto search = SearchUtf8(run, FormOf(run))) {
-            return std::make_unique<CUtf8Road>(run, std::move(search), ChooseGeneralRoad);
+        if (auto [search, folded] = SearchUtf8(run); search) {
+            return std::make_unique<CUtf8Road>(run, std::move(search), folded, ChooseGeneralRoad);
         }
     }
     return ChooseGeneralRoad(run);

@@ -5,6 +5,7 @@
 // on, tells the sink what becomes of it, and is given the rest again with more behind it.
 #pragma once
 
+#include "tool/file_result.h"
 #include "tool/run.h"
 #include "util/conv/loss.h"
 
@@ -66,6 +67,8 @@ public:
 
     /// The number of replacements so far.
     virtual unsigned long GetCount() const = 0;
+    /// Adds how often each rule was met so far, where the run has rules.
+    virtual void AddRuleCounts(RULE_MATCHES& matches) const = 0;
     /// Whether the input has any text, as far as it was taken.
     virtual bool HasText() const = 0;
 
@@ -82,6 +85,9 @@ public:
     /// What was lost since the start.
     virtual LOSSES GetLosses() const = 0;
 };
+
+/// Appends the rules that were met; null has none.
+void AddMet(RULE_MATCHES& matches, const CRuleCounts* counts);
 
 /// Whether only what is matched can change in the run's files, whatever bytes they hold.
 bool CanKeepBytes(const Run& run);

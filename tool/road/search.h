@@ -7,11 +7,14 @@
 
 #include "util/text/basic_buffer.h"
 #include "util/text/match_replace.h"
+#include "util/text/text_build.h"
 
 #include <cstdint>
 #include <optional>
 
 namespace Quil {
+
+class CRuleCounts;
 
 /// What becomes of a text, told from its front on.
 template <class T>
@@ -46,6 +49,8 @@ public:
     virtual bool KeepsPlaces() const { return false; }
 
     unsigned long GetCount() const { return _count; }
+    /// How often each rule was met since the start; null for who has no rules.
+    virtual const CRuleCounts* GetRuleCounts() const { return nullptr; }
 
 protected:
     unsigned long _count = 0; ///< replacements since the start
@@ -86,6 +91,65 @@ private:
     bool __isReplaced = false;
 };
 
+/// Tells matches as pieces: those near each other as one, if they may be, since a word for each would
+/// cost more than the rest.
+template <class T>
+class CTeller {
+public:
+    /// @param room for the replacements of a piece; is written on
+    CTeller(text_ref<T> text, PIECES told, IPieces<T>& pieces, basic_buffer<T>& room)
+        : __text(text), __told(told), __pieces(pieces), __room(room) {}
+
+    /// The next match, of so many elements; `put` gives a writer its replacement.
+    template <class Put>
+    void Tell(unsigned int match, unsigned int length, Put put) {
+        if (__told == PIECES::MATCHES || match - __done > sm_near ||
+            __done - __begin > sm_together) {
+            Flush();
+        }
+        if (__done == __begin) {
+            if (match != __begin) {
+                __pieces.Keep({__text.data + __begin, match - __begin});
+                __begin = __done = match;
+            }
+            __writer.emplace(__room);
+        }
+        __writer->put({__text.data + __done, match - __done});
+        put(*__writer);
+        __done = match + length;
+    }
+    /// Tells what is held back.
+    void Flush() {
+        if (__done != __begin) {
+            __writer->finish();
+            __pieces.Replace({__text.data + __begin, __done - __begin}, __room);
+            __begin = __done;
+        }
+    }
+    /// The rest up to here stays.
+    void Finish(unsigned int end) {
+        Flush();
+        if (end != __done) {
+            __pieces.Keep({__text.data + __done, end - __done});
+        }
+    }
+    /// Behind the last match.
+    unsigned int GetDone() const { return __done; }
+
+private:
+    /// Matches with no more elements than these between them are told of together.
+    static constexpr unsigned int sm_near = 64;
+    static constexpr unsigned int sm_together = 16 * 1024;
+
+    text_ref<T> __text;
+    PIECES __told;
+    IPieces<T>& __pieces;
+    basic_buffer<T>& __room;
+    std::optional<IMPL::text_writer<T>> __writer;
+    unsigned int __begin = 0; ///< of what is held back
+    unsigned int __done = 0;  ///< behind the last match
+};
+
 /// Looks for a literal.
 template <class T, class Fold>
 class CLiteralSearch final : public ISearch<T> {
@@ -103,9 +167,6 @@ public:
     bool KeepsPlaces() const override { return __find.length() == __replacement.length(); }
 
 private:
-    /// Matches with no more elements than these between them are told of together.
-    static constexpr unsigned int sm_near = 64;
-    static constexpr unsigned int sm_together = 16 * 1024;
     /// Texts from which on a search prepares itself better.
     static constexpr std::uint64_t sm_long = std::uint64_t{64} << 10;
 
@@ -132,39 +193,15 @@ void CLiteralSearch<T, Fold>::Start(std::uint64_t size, std::uint64_t /*place*/,
 
 template <class T, class Fold>
 std::size_t CLiteralSearch<T, Fold>::Take(text_ref<T> text, bool isLast, IPieces<T>& pieces) {
-    unsigned int told = 0; // up to where the pieces know
-    unsigned int done = 0; // up to where the matches are known
-    std::optional<IMPL::text_writer<T>> writer;
-    const auto tell = [&] {
-        if (done != told) {
-            writer->finish();
-            pieces.Replace({text.data + told, done - told}, __together);
-            told = done;
-        }
-    };
+    CTeller<T> teller(text, __told, pieces, __together);
     __search->each(text.data, text.length, 0, [&](unsigned int match) {
         ++this->_count;
-        if (__told == PIECES::MATCHES || match - done > sm_near || done - told > sm_together) {
-            tell();
-        }
-        if (done == told) {
-            if (match != told) {
-                pieces.Keep({text.data + told, match - told});
-                told = done = match;
-            }
-            writer.emplace(__together);
-        }
-        writer->put({text.data + done, match - done});
-        writer->put(__replacement);
-        done = match + __search->length();
+        teller.Tell(match, __search->length(), [this](auto& writer) { writer.put(__replacement); });
         return true;
     });
-    tell();
+    const unsigned int done = teller.GetDone();
     const unsigned int open = isLast ? 0 : __search->open_end(text.data + done, text.length - done);
-    const unsigned int kept = text.length - done - open;
-    if (kept != 0) {
-        pieces.Keep({text.data + done, kept});
-    }
+    teller.Finish(text.length - open);
     return text.length - open;
 }
 

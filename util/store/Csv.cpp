@@ -104,15 +104,15 @@ void CCsvReader::__ReadCell(stringEx& cell, bool isQuoted) {
 }
 
 void CCsvReader::__ReadQuoted(stringEx& cell) {
-    const std::uint64_t line = __line;
-    const std::uint64_t column = __column + 1;
+    __quoteLine = __line;
+    __quoteColumn = __column + 1;
     __Take();
     for (;;) {
         const int byte = __Take();
         if (byte == sm_end) {
             stringEx message("CCsvReader::Next - unclosed quote\n  line   = ");
-            message.append_ulong(line, 10).append("\n  column = ");
-            throw csvExp(UNCLOSED, message.append_ulong(column, 10));
+            message.append_ulong(__quoteLine, 10).append("\n  column = ");
+            throw csvExp(UNCLOSED, message.append_ulong(__quoteColumn, 10));
         }
         if (byte != static_cast<unsigned char>(__form.quote)) {
             cell.push_back(static_cast<char>(byte));

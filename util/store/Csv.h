@@ -41,6 +41,9 @@ public:
 
     /// The line on which the last row began, from 1 on: rows may have several lines.
     std::uint64_t GetLine() const { return __rowLine; }
+    /// Where the cell in quotes began that was read last: its line, and its column in bytes.
+    std::uint64_t GetQuoteLine() const { return __quoteLine; }
+    std::uint64_t GetQuoteColumn() const { return __quoteColumn; }
 
 private:
     static constexpr int sm_end = -1;
@@ -60,6 +63,8 @@ private:
     std::uint64_t __line = 1;
     std::uint64_t __column = 0; ///< bytes of the line that were taken
     std::uint64_t __rowLine = 0;
+    std::uint64_t __quoteLine = 0;
+    std::uint64_t __quoteColumn = 0;
 };
 
 /// Writes rows to a sink, which must stay. For one thread.

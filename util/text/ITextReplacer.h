@@ -8,10 +8,17 @@
 
 namespace QUIL_PUBLIC Quil {
 
+class CRuleCounts;
+
 /// For one thread.
 class ITextReplacer {
 public:
     virtual ~ITextReplacer() = default;
+
+    /// What comes is another text, and counts begin anew.
+    virtual void StartText() {}
+    /// How often each rule was met in the text; null where there is but one.
+    virtual const CRuleCounts* GetRuleCounts() const { return nullptr; }
 
     /// Puts the result in `to`, which is emptied first and may not share a block with the text.
     /// Answers the number of matches; with none `to` stays empty. `matches`, unless null, is given

@@ -10,12 +10,12 @@ namespace Quil {
 template <class T>
 struct CRegexReplacer::WAY {
     basic_buffer<T> replacement;
-    IMPL::regex_template<T> filler;
+    IMPL::cased_template<T> filler;
     IMPL::regex_search<T> searches;
     bool sensitive;
 
-    WAY(const IMPL::REGEX_RECORD& compiled, const basic_buffer<T>& rep)
-        : replacement(rep), filler(replacement, compiled.re.re_nsub + 1),
+    WAY(const IMPL::REGEX_RECORD& compiled, const basic_buffer<T>& rep, const CASE_RULES& cases)
+        : replacement(rep), filler(replacement, compiled.re.re_nsub + 1, cases),
           searches(compiled.re, basic_buffer<T>(), false),
           sensitive(compiled.is_newline_sensitive()) {}
 
@@ -35,12 +35,13 @@ struct CRegexReplacer::WAYS {
     WAY<wchar_t> wide;
     WAY<unsigned char> bytes;
 
-    WAYS(const IMPL::REGEX_RECORD& compiled, const wstringEx& rep, const byteEx& repBytes)
-        : wide(compiled, rep), bytes(compiled, repBytes) {}
+    WAYS(const IMPL::REGEX_RECORD& compiled, const wstringEx& rep, const byteEx& repBytes,
+         const CASE_RULES& cases)
+        : wide(compiled, rep, cases), bytes(compiled, repBytes, cases) {}
 };
 
 CRegexReplacer::CRegexReplacer(const wstringEx::regex_handle& expression, wstringEx rep,
-                               stringEx bytes, FORM form)
+                               stringEx bytes, FORM form, const CASE_RULES& cases)
     : __expression(expression), __form(form) {
     if (!expression) {
         return;
@@ -50,7 +51,7 @@ CRegexReplacer::CRegexReplacer(const wstringEx::regex_handle& expression, wstrin
     IMPL::translate_replacement(rep);
     IMPL::translate_replacement(bytes);
     const auto& compiled = IMPL::REGEX_RECORD::Of(expression.get());
-    __ways = std::make_unique<WAYS>(compiled, rep, static_cast<byteEx>(bytes));
+    __ways = std::make_unique<WAYS>(compiled, rep, static_cast<byteEx>(bytes), cases);
 }
 
 CRegexReplacer::~CRegexReplacer() = default;

@@ -2,8 +2,9 @@
 #pragma once
 
 #include "util/base/visibility.h"
+#include "util/text/ITextReplacer.h"
 #include "util/text/byteEx.h"
-#include "util/text/replaced_match.h"
+#include "util/text/case_change.h"
 #include "util/text/wstringEx.h"
 
 #include <memory>
@@ -13,7 +14,7 @@ namespace QUIL_PUBLIC Quil {
 /// Replaces all matches of a wide expression, in wide texts and in texts whose bytes are their
 /// characters. What is learned of the expression in one text serves the next. Shares the
 /// expression. For one thread.
-class CRegexReplacer {
+class CRegexReplacer final : public ITextReplacer {
 public:
     /// How a result's count and the beginnings of lines are told: by the rules of the form that
     /// replaces in place, or of the one that builds in another string.
@@ -22,10 +23,10 @@ public:
     /// @param expression may be null, which never matches
     /// @param rep the replacement for wide texts
     /// @param bytes the replacement for bytes: the same in the charset that results are in, whose
-    ///        bytes below 0x80 must be ASCII
+    ///        bytes below 0x80 must be ASCII; UTF-8, if letters change
     CRegexReplacer(const wstringEx::regex_handle& expression, wstringEx rep, stringEx bytes,
-                   FORM form);
-    ~CRegexReplacer();
+                   FORM form, const CASE_RULES& cases = {});
+    ~CRegexReplacer() override;
     CRegexReplacer(const CRegexReplacer&) = delete;
     CRegexReplacer& operator=(const CRegexReplacer&) = delete;
 
@@ -33,14 +34,11 @@ public:
     /// that of the whole.
     static bool IsLocalToLines(const wstringEx::regex_handle& expression);
 
-    /// Puts the result in `to`, which is emptied first and may not share a block with the text.
-    /// Answers the number of matches; with none `to` stays empty. `matches`, unless null, is given
-    /// each of them.
     unsigned int Replace(basic_buffer<wchar_t>& to, text_ref<wchar_t> text,
-                         REPLACED_MATCHES* matches = nullptr);
-    /// The same in a text of ASCII or Latin 1.
+                         REPLACED_MATCHES* matches = nullptr) override;
+    /// The text may be Latin 1 as well, if letters don't change.
     unsigned int Replace(basic_buffer<unsigned char>& to, text_ref<unsigned char> text,
-                         REPLACED_MATCHES* matches = nullptr);
+                         REPLACED_MATCHES* matches = nullptr) override;
 
 private:
     template <class T>

@@ -84,7 +84,8 @@ public:
     unsigned int Replace(basic_buffer<unsigned char>& to, text_ref<unsigned char> text,
                          REPLACED_MATCHES* matches) override;
 
-    CRuleCounts& GetCounts() { return __counts; }
+    void StartText() override { __counts.Clear(); }
+    const CRuleCounts* GetRuleCounts() const override { return &__counts; }
 
 private:
     template <class T>

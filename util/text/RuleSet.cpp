@@ -53,6 +53,12 @@ bool IsAscii(text_ref<wchar_t> text) {
                        [](wchar_t c) { return static_cast<std::uint32_t>(c) < 0x80; });
 }
 
+/// With escapes, a line feed may come by one.
+bool HasLineEnd(text_ref<wchar_t> text, bool hasEscapes) {
+    const std::wstring_view view(text.data, text.length);
+    return view.find(L'\n') != view.npos || (hasEscapes && view.find(L"\\n") != view.npos);
+}
+
 std::uint64_t Hash(text_ref<wchar_t> text, bool folds) {
     std::uint64_t hash = 0xCBF29CE484222325;
     for (unsigned int i = 0; i < text.length; ++i) {
@@ -273,8 +279,11 @@ void CRuleSet::__Measure() {
         __keepsPlaces[1] = __keepsPlaces[1] && !(changes && !IsAscii(replacement));
         __longest = std::max(__longest, find.length);
         __foldsBeyond = __foldsBeyond || (kind.noCase && !IsAscii(find));
-        __isLocal = __isLocal && std::find(find.data, find.data + find.length, L'\n') ==
-                                     find.data + find.length;
+        __isLocal = __isLocal && !HasLineEnd(find, false);
+    }
+    __keepsLines = __isLocal;
+    for (unsigned int rule = 0; rule < __rules.size() && __keepsLines; ++rule) {
+        __keepsLines = !HasLineEnd(GetReplacement(rule), __rules[rule].kind.isExpression);
     }
 }
 

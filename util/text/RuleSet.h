@@ -66,6 +66,8 @@ public:
     /// True if a text may be cut behind any line feed, and the pieces' results put together are
     /// that of the whole.
     bool IsLocalToLines() const { return __isLocal; }
+    /// Whether each line of a text becomes one line.
+    bool KeepsLines() const { return __keepsLines; }
     /// Whether case is ignored beyond ASCII, too.
     bool FoldsBeyondAscii() const { return __foldsBeyond; }
     /// The characters of the rules that ignore case.
@@ -106,6 +108,7 @@ private:
     std::vector<IMPL::rule_unit> __units; ///< the expressions
     bool __hasExpressions = false;
     bool __isLocal = true;
+    bool __keepsLines = true;
     bool __foldsBeyond = false;
     unsigned int __longest = 0;
     double __growth[2] = {1, 1}; ///< most elements, and bytes, for one that is replaced
