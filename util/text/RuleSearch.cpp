@@ -115,8 +115,8 @@ struct CRuleSearch<T>::machine {
     RULE_MATCH literal;
     const unit_search<T>* source = nullptr; ///< of the last match; null: the literals
 
-    explicit machine(std::shared_ptr<const CRuleSet> set)
-        : rules(std::move(set)), forms(rules->__GetForms<T>()), literals(*forms.literals) {
+    machine(std::shared_ptr<const CRuleSet> set, text_ref<T> sample)
+        : rules(std::move(set)), forms(rules->__GetForms<T>(sample)), literals(*forms.literals) {
         for (const IMPL::rule_unit& unit : rules->__units) {
             units.push_back(std::make_unique<unit_search<T>>(unit, forms));
         }
@@ -125,13 +125,16 @@ struct CRuleSearch<T>::machine {
 
 template <class T>
 CRuleSearch<T>::CRuleSearch(std::shared_ptr<const CRuleSet> rules)
-    : __machine(std::make_unique<machine>(std::move(rules))) {}
+    : __rules(std::move(rules)) {}
 
 template <class T>
 CRuleSearch<T>::~CRuleSearch() = default;
 
 template <class T>
 void CRuleSearch<T>::SetText(text_ref<T> text, bool isLast, bool isInWord) {
+    if (!__machine) {
+        __machine = std::make_unique<machine>(__rules, text);
+    }
     machine& m = *__machine;
     m.text = text;
     m.isKnown = m.isOver = false;
@@ -190,7 +193,9 @@ bool CRuleSearch<T>::EndsInWord(text_ref<T> text) {
 
 template <class T>
 void CRuleSearch<T>::Restart() {
-    __machine->literals.restart();
+    if (__machine) {
+        __machine->literals.restart();
+    }
 }
 
 template class CRuleSearch<unsigned char>;

@@ -67,7 +67,8 @@ public:
 private:
     struct machine;
 
-    std::unique_ptr<machine> __machine;
+    std::shared_ptr<const CRuleSet> __rules;
+    std::unique_ptr<machine> __machine; ///< made for the first text
 };
 
 extern template class CRuleSearch<unsigned char>;

@@ -309,17 +309,18 @@ bool CRuleSet::KeepsPlaces(bool inBytes) const {
 }
 
 template <>
-const IMPL::rule_forms<wchar_t>& CRuleSet::__GetForms() const {
-    std::call_once(__forms->wideOnce, [this] {
-        __forms->wide = std::make_unique<IMPL::rule_forms<wchar_t>>(*this);
+const IMPL::rule_forms<wchar_t>& CRuleSet::__GetForms(text_ref<wchar_t> sample) const {
+    std::call_once(__forms->wideOnce, [&] {
+        __forms->wide = std::make_unique<IMPL::rule_forms<wchar_t>>(*this, sample);
     });
     return *__forms->wide;
 }
 
 template <>
-const IMPL::rule_forms<unsigned char>& CRuleSet::__GetForms() const {
-    std::call_once(__forms->bytesOnce, [this] {
-        __forms->bytes = std::make_unique<IMPL::rule_forms<unsigned char>>(*this);
+const IMPL::rule_forms<unsigned char>&
+CRuleSet::__GetForms(text_ref<unsigned char> sample) const {
+    std::call_once(__forms->bytesOnce, [&] {
+        __forms->bytes = std::make_unique<IMPL::rule_forms<unsigned char>>(*this, sample);
     });
     return *__forms->bytes;
 }
@@ -368,7 +369,7 @@ byteEx Translated(const basic_buffer<unsigned char>& replacement) {
 } // namespace
 
 template <class T>
-rule_forms<T>::rule_forms(const CRuleSet& set) {
+rule_forms<T>::rule_forms(const CRuleSet& set, text_ref<T> sample) {
     std::vector<LITERAL<T>> all;
     texts.reserve(set.__rules.size());
     for (const CRuleSet::RULE& rule : set.__rules) {
@@ -380,7 +381,7 @@ rule_forms<T>::rule_forms(const CRuleSet& set) {
             all.push_back({find(rule), rule, kind.noCase, kind.wholeWord});
         }
     }
-    literals = std::make_unique<literal_set<T>>(all);
+    literals = std::make_unique<literal_set<T>>(all, sample);
     if (!set.__units.empty()) {
         replacements.resize(texts.size());
         fillers.resize(texts.size());

@@ -100,7 +100,7 @@ private:
     void __Join();
     void __Measure();
     template <class T>
-    const IMPL::rule_forms<T>& __GetForms() const;
+    const IMPL::rule_forms<T>& __GetForms(text_ref<T> sample) const;
 
     CASE_RULES __cases;
     std::vector<RULE> __rules;

@@ -7,15 +7,14 @@
 // first, are those that begin there.
 #pragma once
 
-#include "util/text/rules/literal_tree.h"
+#include "util/text/rules/literal_trie.h"
 
 #include <cstdint>
 #include <vector>
 
 namespace Quil::IMPL {
 
-/// Serves where many literals nearly match at many places. Made from the list, which must stay;
-/// then only read.
+/// Serves where many literals nearly match at many places. Only read once it is made.
 template <class T>
 class literal_automaton {
 public:
@@ -30,10 +29,13 @@ public:
         /// literal that begins with it, the longest first, until that answers true.
         template <class Use>
         void read(T element, Use use) {
-            __state = __automaton.__Follow(__state, element);
-            const std::vector<STATE>& states = __automaton.__states;
-            for (std::uint32_t at = states[__state].entry != NONE ? __state : states[__state].shorter;
-                 at != 0 && !use(states[at].entry); at = states[at].shorter) {
+            const literal_automaton& a = __automaton;
+            __state = a.__Follow(__state, element);
+            std::uint32_t at = a.__trie.state(__state).entry != trie::NONE
+                                   ? __state
+                                   : a.__links[__state].shorter;
+            while (at != 0 && !use(a.__trie.state(at).entry)) {
+                at = a.__links[at].shorter;
             }
         }
 
@@ -43,24 +45,17 @@ public:
     };
 
 private:
-    static constexpr std::uint32_t NONE = literal_tree<T>::NONE;
+    using trie = literal_trie<T, true>;
 
-    struct STATE {
-        std::uint32_t firstChild = 0;
-        std::uint32_t children = 0;
+    struct LINKS {
         std::uint32_t fallback = 0; ///< the longest other state that ends the same text
         std::uint32_t shorter = 0;  ///< the longest literal among those; 0: there is none
-        std::uint32_t entry = NONE; ///< of the list, that this state is
     };
 
-    void __MakeStates();
-    void __MakeFallbacks();
-    std::uint32_t __Child(std::uint32_t state, T element) const;
     std::uint32_t __Follow(std::uint32_t state, T element) const;
 
-    const literal_list<T>& __list;
-    std::vector<STATE> __states; ///< the first one stands for nothing read
-    std::vector<T> __edges;      ///< the element by which a state is come to
+    trie __trie;
+    std::vector<LINKS> __links;
 };
 
 extern template class literal_automaton<unsigned char>;

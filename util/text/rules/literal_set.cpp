@@ -4,15 +4,29 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
+#include <bit>
+#include <cstring>
+#include <limits>
 #include <numeric>
 
 namespace Quil::IMPL {
 
 namespace {
 
-/// Bounds of the classes by length, the last one open.
-using CUTS = std::vector<unsigned int>;
+/// The first elements of a text, all of which must be there. Folded ones are folded in haste, which
+/// makes candidates of places that aren't, but leaves none out.
+template <class T>
+prefix_class::WORD WordOf(const T* text, bool folds) {
+    using word = prefix_word<T>;
+    const prefix_class::WORD exact{word::load(text), word::load(text + word::HALF)};
+    return folds ? prefix_class::WORD{word::blur(exact.low), word::blur(exact.high)} : exact;
+}
+
+/// Bounds of classes by length, the last one open, and what they cost at each place.
+struct CHOICE {
+    double cost;
+    std::vector<unsigned int> cuts;
+};
 
 /// How many prefixes the literals of a class have.
 template <class T>
@@ -32,59 +46,123 @@ std::size_t CountPrefixes(const literal_list<T>& list, unsigned int least, unsig
     return count;
 }
 
-/// The best cuts into at most three classes.
+constexpr unsigned int MOST_CLASSES = 4;
+constexpr unsigned int OPEN = ~0U; ///< no bound
+
+/// What classes would cost at each place of a text like a sample, in nanoseconds about.
 template <class T>
-CUTS ChooseCuts(const literal_list<T>& list) {
-    constexpr unsigned int MOST = prefix_word<T>::MOST;
-    constexpr unsigned int OPEN = ~0U;
-    constexpr double LOOK_COST = 1;
-    constexpr double WAY_COST = 12;
-    std::array<bool, MOST + 1> has{};
-    for (const auto& entry : list.entries()) {
-        has[std::min(entry.length, MOST)] = true;
-    }
-    const auto costOf = [&](unsigned int least, unsigned int behind) {
-        while (least < MOST && !has[least]) {
-            ++least; // the shortest that there is
+class class_costs {
+public:
+    class_costs(const literal_list<T>& list, text_ref<T> sample) : __list(list) {
+        constexpr unsigned int PLACES = 1000;
+        constexpr unsigned int TOO_FEW = 200;
+        for (const auto& entry : list.entries()) {
+            const unsigned int length = std::min(entry.length, MOST);
+            __has[length] = true;
         }
-        const std::size_t count = CountPrefixes(list, least, behind);
-        const double share = static_cast<double>(count) / std::pow(prefix_word<T>::RARITY, least);
-        return count == 0 ? 0 : LOOK_COST + WAY_COST * std::min(1.0, share);
-    };
-    std::array<std::array<double, MOST + 2>, MOST + 2> costs{};
-    for (unsigned int least = 1; least <= MOST; ++least) {
-        for (unsigned int behind = least + 1; behind <= MOST + 1; ++behind) {
-            costs[least][behind] = costOf(least, behind > MOST ? OPEN : behind);
+        const unsigned int step = sample.length / PLACES + 1;
+        for (unsigned int at = 0; at + MOST <= sample.length; at += step) {
+            __Look(sample.data + at);
         }
-    }
-    CUTS best{1};
-    double bestCost = costs[1][MOST + 1];
-    for (unsigned int a = 2; a <= MOST; ++a) {
-        if (const double two = costs[1][a] + costs[a][MOST + 1]; two < bestCost) {
-            bestCost = two;
-            best = {1, a};
-        }
-        for (unsigned int b = a + 1; b <= MOST; ++b) {
-            const double three = costs[1][a] + costs[a][b] + costs[b][MOST + 1];
-            if (three < bestCost) {
-                bestCost = three;
-                best = {1, a, b};
+        // Of a text as short, the literals themselves tell more.
+        for (std::size_t i = 0; __places < TOO_FEW && i < list.entries().size(); ++i) {
+            if (list.entries()[i].length >= MOST) {
+                __Look(list.text(list.entries()[i]));
             }
         }
     }
-    best.push_back(OPEN);
-    return best;
+
+    /// Of a class of the literals with so many elements, but fewer than `behind`; none: 0.
+    double of(unsigned int least, unsigned int behind) const {
+        constexpr double LOOK_COST = 0.65;
+        while (least < behind && least < MOST && !__has[least]) {
+            ++least;
+        }
+        if (least == behind || !__has[least]) {
+            return 0;
+        }
+        return LOOK_COST + __costs[least][std::min(behind, MOST + 1)] / std::max(1U, __places);
+    }
+
+private:
+    static constexpr unsigned int MOST = MOST_OF_PREFIX<T>;
+
+    /// Adds what a place costs by a class of each kind: if a prefix is found, the way from it on.
+    void __Look(const T* text) {
+        constexpr double FOUND_COST = 10;
+        constexpr double ELEMENT_COST = 4;
+        ++__places;
+        std::array<unsigned int, MOST + 1> shortest{};
+        unsigned int deepest = 0;
+        auto first = __list.entries().begin();
+        auto last = __list.entries().end();
+        for (unsigned int length = 1; length <= MOST && first != last; ++length) {
+            const T element = __list.folds() ? fold_literal(text[length - 1]) : text[length - 1];
+            const auto at = [&](const auto& entry) { return __list.text(entry)[length - 1]; };
+            first = std::find_if(first, last, [&](const auto& e) { return e.length >= length; });
+            first = std::partition_point(first, last, [&](const auto& e) { return at(e) < element; });
+            last = std::partition_point(first, last, [&](const auto& e) { return at(e) == element; });
+            if (first != last) {
+                deepest = length;
+                shortest[length] =
+                    std::min_element(first, last, [](const auto& a, const auto& b) {
+                        return a.length < b.length;
+                    })->length;
+            }
+        }
+        for (unsigned int least = 1; least <= deepest; ++least) {
+            for (unsigned int behind = least + 1; behind <= MOST + 1; ++behind) {
+                if (shortest[least] < behind || behind > MOST) {
+                    __costs[least][behind] += FOUND_COST + ELEMENT_COST * (deepest - least);
+                }
+            }
+        }
+    }
+
+    const literal_list<T>& __list;
+    std::array<bool, MOST + 1> __has{};
+    std::array<std::array<double, MOST + 2>, MOST + 2> __costs{};
+    unsigned int __places = 0;
+};
+
+/// The best cuts.
+template <class T>
+CHOICE ChooseCuts(const literal_list<T>& list, text_ref<T> sample) {
+    constexpr unsigned int MOST = MOST_OF_PREFIX<T>;
+    const class_costs<T> costs(list, sample);
+    // For each length, the best classes of the literals with at least as many elements.
+    std::array<CHOICE, MOST + 2> best;
+    best[MOST + 1] = {0, {OPEN}};
+    for (unsigned int least = MOST; least > 0; --least) {
+        best[least].cost = std::numeric_limits<double>::infinity();
+        for (unsigned int behind = least + 1; behind <= MOST + 1; ++behind) {
+            const double cost = costs.of(least, behind) + best[behind].cost;
+            if (cost < best[least].cost && best[behind].cuts.size() <= MOST_CLASSES) {
+                best[least] = {cost, best[behind].cuts};
+                best[least].cuts.insert(best[least].cuts.begin(), least);
+            }
+        }
+    }
+    return best[1];
 }
 
 } // namespace
 
 template <class T>
-literal_set<T>::literal_set(std::span<const LITERAL<T>> literals)
+literal_set<T>::literal_set(std::span<const LITERAL<T>> literals, text_ref<T> sample)
     : __list(literals, std::ranges::any_of(literals, [](const auto& l) { return l.noCase; })),
       __tree(__list) {
-    const CUTS cuts = ChooseCuts(__list);
+    constexpr double DFA_COST = 1.5; // nanoseconds for each element, about
+    const auto [cost, cuts] = ChooseCuts(__list, sample);
     for (std::size_t i = 0; i + 1 < cuts.size(); ++i) {
         __MakeClass(cuts[i], cuts[i + 1]);
+    }
+    for (const auto& entry : __list.entries()) {
+        const auto& owner = __list.owners(entry)[0];
+        __hasConditions = __hasConditions || owner.wholeWord || owner.exact != nullptr;
+    }
+    if (cost > DFA_COST && !__hasConditions && literal_dfa<T>::can_be(__list)) {
+        __dfa = std::make_unique<literal_dfa<T>>(__list);
     }
 }
 
@@ -93,7 +171,7 @@ template <class T>
 void literal_set<T>::__MakeClass(unsigned int least, unsigned int behind) {
     using word = prefix_word<T>;
     std::vector<std::uint32_t> members;
-    unsigned int shortest = word::MOST;
+    unsigned int shortest = MOST_OF_PREFIX<T>;
     for (std::uint32_t i = 0; i < __list.entries().size(); ++i) {
         if (const auto& entry = __list.entries()[i];
             entry.length >= least && entry.length < behind) {
@@ -104,7 +182,7 @@ void literal_set<T>::__MakeClass(unsigned int least, unsigned int behind) {
     if (members.empty()) {
         return;
     }
-    prefix_class& made = __classes.emplace_back(shortest, word::BITS,
+    prefix_class& made = __classes.emplace_back(shortest, word::HALF, word::BITS,
                                                 CountPrefixes(__list, shortest, behind));
     for (std::size_t begin = 0; begin < members.size();) {
         const T* const text = __list.text(__list.entries()[members[begin]]);
@@ -113,11 +191,14 @@ void literal_set<T>::__MakeClass(unsigned int least, unsigned int behind) {
                std::equal(text, text + shortest, __list.text(__list.entries()[members[end]]))) {
             ++end;
         }
-        std::array<T, word::MOST> front{};
+        std::array<T, MOST_OF_PREFIX<T>> front{};
         std::copy_n(text, shortest, front.begin());
-        const std::uint64_t prefix = word::load(front.data());
-        made.add(prefix, __list.folds() ? word::blur(prefix) : prefix,
-                 __tree.add(std::span(members).subspan(begin, end - begin)));
+        const std::uint32_t root = __tree.add(std::span(members).subspan(begin, end - begin));
+        const std::uint32_t depth = __tree.node(root).depth;
+        std::uint32_t last = depth < word::END ? 0 : word::end(text + depth);
+        last = __list.folds() && depth >= word::END ? word::blur_end(last) : last;
+        made.add(WordOf<T>(front.data(), __list.folds()),
+                 {root, depth, last, __tree.next_bits(root)});
         begin = end;
     }
 }
@@ -130,12 +211,7 @@ const literal_automaton<T>& literal_set<T>::automaton() const {
 
 template <class T>
 literal_search<T>::literal_search(const literal_set<T>& set)
-    : __set(set), __folds(set.list().folds()), __text(basic_buffer<T>()) {
-    for (const auto& entry : set.list().entries()) {
-        const auto& owner = set.list().owners(entry)[0];
-        __hasConditions = __hasConditions || owner.wholeWord || owner.exact != nullptr;
-    }
-}
+    : __set(set), __folds(set.list().folds()), __text(basic_buffer<T>()) {}
 
 template <class T>
 void literal_search<T>::set_text(text_ref<T> text, bool isLast, bool isInWord) {
@@ -148,18 +224,24 @@ void literal_search<T>::set_text(text_ref<T> text, bool isLast, bool isInWord) {
                                        : text.length - longest + 1;
     __undecided = text.length;
     __chunkBegin = __chunkEnd = 0;
+    __candidates.clear();
+    __next = __batchEnd = 0;
 }
 
 template <class T>
 bool literal_search<T>::find(unsigned int from, RULE_MATCH& match) {
     const unsigned int fast =
-        std::min(__closed, __text.length < word::MOST ? 0 : __text.length - word::MOST + 1);
+        std::min(__closed, __text.length < MOST_OF_PREFIX<T> ? 0 : __text.length - MOST_OF_PREFIX<T> + 1);
     unsigned int at = from;
     __undecided = __text.length;
+    if (__set.dfa() != nullptr && !__isByAutomaton && at < __closed &&
+        __FindByDfa(at, match)) {
+        return true;
+    }
     while (at < fast) {
         const unsigned int before = at;
         const bool isFound = __isByAutomaton ? __FindByAutomaton(at, fast, match)
-                                             : __FindByClasses(at, fast, match);
+                                             : __FindByTree(at, fast, match);
         __credit += static_cast<std::int64_t>(at - before) * COST_FACTOR;
         if (isFound || __undecided != __text.length) {
             return isFound;
@@ -168,53 +250,114 @@ bool literal_search<T>::find(unsigned int from, RULE_MATCH& match) {
     return __FindAtEnd(at, match);
 }
 
-template <class T>
-bool literal_search<T>::__FindByClasses(unsigned int& at, unsigned int end, RULE_MATCH& match) {
-    switch (__set.classes().size()) {
-    case 0:
-        at = end;
-        return false;
-    case 1:
-        return __folds ? __FindBetween<true, 1>(at, end, match)
-                       : __FindBetween<false, 1>(at, end, match);
-    case 2:
-        return __folds ? __FindBetween<true, 2>(at, end, match)
-                       : __FindBetween<false, 2>(at, end, match);
-    default:
-        return __folds ? __FindBetween<true, 3>(at, end, match)
-                       : __FindBetween<false, 3>(at, end, match);
-    }
-}
-
 /// Looks for a match that begins in [at, end), where all elements of a prefix are there. Without
 /// one, `at` is where the search came to: the end, unless it was given up.
 template <class T>
-template <bool Folds, unsigned int Classes>
-bool literal_search<T>::__FindBetween(unsigned int& at, unsigned int end, RULE_MATCH& match) {
-    const prefix_class* const classes = __set.classes().data();
-    const T* const text = __text.data;
-    for (unsigned int i = at; i < end; ++i) {
-        const std::uint64_t exact = word::load(text + i);
-        const std::uint64_t prefix = Folds ? word::blur(exact) : exact;
-        bool mayBegin = classes[0].may_have(prefix);
-        if constexpr (Classes > 1) {
-            mayBegin |= classes[1].may_have(prefix);
+bool literal_search<T>::__FindByTree(unsigned int& at, unsigned int end, RULE_MATCH& match) {
+    for (;;) {
+        while (__next < __candidates.size()) {
+            const unsigned int place = __candidates[__next].place;
+            if (place < at) {
+                ++__next;
+                continue;
+            }
+            OUTCOME outcome = OUTCOME::NONE;
+            match.length = 0;
+            for (; __next < __candidates.size() && __candidates[__next].place == place; ++__next) {
+                __GoDown(place, __candidates[__next].root, outcome, match);
+            }
+            if (outcome != OUTCOME::NONE || __isByAutomaton) {
+                at = place + (outcome == OUTCOME::NONE ? 1 : 0);
+                return __Finish(place, outcome, match) == OUTCOME::FOUND;
+            }
         }
-        if constexpr (Classes > 2) {
-            mayBegin |= classes[2].may_have(prefix);
+        at = std::max(at, __batchEnd);
+        if (at >= end) {
+            return false;
         }
-        if (!mayBegin) {
-            continue;
-        }
-        const OUTCOME outcome =
-            __Try(i, Folds ? fold_word<T>(exact) : exact, word::MOST, match);
-        if (outcome != OUTCOME::NONE || __isByAutomaton) {
-            at = i + (outcome == OUTCOME::NONE ? 1 : 0);
-            return outcome == OUTCOME::FOUND;
+        __Gather(at, std::min(at + BATCH, end));
+    }
+}
+
+/// Finds the candidates in [begin, end).
+template <class T>
+void literal_search<T>::__Gather(unsigned int begin, unsigned int end) {
+    __candidates.clear();
+    __next = 0;
+    __batchEnd = end;
+    for (const prefix_class& one : __set.classes()) {
+        if (one.is_long()) {
+            __folds ? __GatherOf<true, true>(one, begin, end)
+                    : __GatherOf<false, true>(one, begin, end);
+        } else {
+            __folds ? __GatherOf<true, false>(one, begin, end)
+                    : __GatherOf<false, false>(one, begin, end);
         }
     }
-    at = end;
-    return false;
+    if (__set.classes().size() > 1) {
+        std::stable_sort(
+            __candidates.begin(), __candidates.end(),
+            [](const CANDIDATE& a, const CANDIDATE& b) { return a.place < b.place; });
+    }
+    for (const CANDIDATE& candidate : __candidates) {
+        __set.tree().prefetch_way(candidate.root);
+    }
+}
+
+/// The same of one class, of long prefixes or short ones.
+template <class T>
+template <bool Folds, bool Long>
+void literal_search<T>::__GatherOf(const prefix_class& one, unsigned int begin, unsigned int end) {
+    struct PLACE {
+        unsigned int place;
+        std::uint64_t hash;
+    };
+    const T* const text = __text.data;
+    std::array<PLACE, BATCH + 1> places;
+    std::size_t count = 0;
+    for (unsigned int i = begin; i < end; ++i) {
+        prefix_class::WORD front{word::load(text + i), 0};
+        if constexpr (Long) {
+            front.high = word::load(text + i + word::HALF);
+        }
+        if constexpr (Folds) {
+            front = {word::blur(front.low), word::blur(front.high)};
+        }
+        const std::uint64_t hash = one.template hash_of<Long>(front);
+        places[count] = {i, hash};
+        count += one.may_have(hash);
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        one.prefetch(places[i].hash);
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        const unsigned int place = places[i].place;
+        one.find(places[i].hash, [&](const prefix_class::ROOT& root) {
+            if (__MayBe(root, place)) {
+                __candidates.push_back({place, root.node});
+                __set.tree().prefetch(root.node);
+            }
+        });
+    }
+}
+
+/// Whether the text goes on from a place as what the literals of a root have in common ends.
+template <class T>
+bool literal_search<T>::__MayBe(const prefix_class::ROOT& root, unsigned int place) const {
+    const unsigned int rest = __text.length - place;
+    if (root.depth > rest) {
+        return false;
+    }
+    const T* const behind = __text.data + place + root.depth;
+    if (root.depth >= word::END) {
+        const std::uint32_t last = word::end(behind);
+        if ((__folds ? word::blur_end(last) : last) != root.end) {
+            return false;
+        }
+    }
+    return root.next == prefix_class::ROOT::ALL ||
+           (root.depth < rest &&
+            (root.next & prefix_class::ROOT::bit(__folds ? fold_literal(*behind) : *behind)) != 0);
 }
 
 /// The same up to the text's end, with a look at what may come behind it.
@@ -226,11 +369,10 @@ bool literal_search<T>::__FindAtEnd(unsigned int at, RULE_MATCH& match) {
             __undecided = at;
             return false;
         }
-        std::array<T, word::MOST> front{};
-        const unsigned int count = std::min(rest, word::MOST);
+        std::array<T, MOST_OF_PREFIX<T>> front{};
+        const unsigned int count = std::min(rest, MOST_OF_PREFIX<T>);
         std::copy_n(__text.data + at, count, front.begin());
-        const std::uint64_t exact = word::load(front.data());
-        const OUTCOME outcome = __Try(at, __folds ? fold_word<T>(exact) : exact, count, match);
+        const OUTCOME outcome = __Try(at, WordOf<T>(front.data(), __folds), count, match);
         if (outcome != OUTCOME::NONE) {
             return outcome == OUTCOME::FOUND;
         }
@@ -241,17 +383,22 @@ bool literal_search<T>::__FindAtEnd(unsigned int at, RULE_MATCH& match) {
 
 /// Looks whether a match begins at a place, of whose elements the word has `count`.
 template <class T>
-auto literal_search<T>::__Try(unsigned int at, std::uint64_t prefix, unsigned int count,
+auto literal_search<T>::__Try(unsigned int at, const prefix_class::WORD& front, unsigned int count,
                               RULE_MATCH& match) -> OUTCOME {
     OUTCOME outcome = OUTCOME::NONE;
     match.length = 0;
     for (const prefix_class& one : __set.classes()) {
         if (one.length() <= count) {
-            if (const std::uint32_t root = one.find(prefix); root != 0) {
-                __GoDown(at, root, outcome, match);
-            }
+            one.find(one.template hash_of<true>(front), [&](const prefix_class::ROOT& root) {
+                __GoDown(at, root.node, outcome, match);
+            });
         }
     }
+    return __Finish(at, outcome, match);
+}
+
+template <class T>
+auto literal_search<T>::__Finish(unsigned int at, OUTCOME outcome, RULE_MATCH& match) -> OUTCOME {
     if (outcome == OUTCOME::OPEN) {
         __undecided = at;
     }
@@ -269,7 +416,7 @@ void literal_search<T>::__GoDown(unsigned int at, std::uint32_t root, OUTCOME& o
         const auto& node = __set.tree().node(number);
         --__credit;
         if (node.depth > rest ||
-            !__Fits(__set.list().text({node.text, 0, 0, 0}) + depth, at + depth,
+            !__Fits(__set.list().at(node.text) + depth, at + depth,
                     node.depth - depth)) {
             break;
         }
@@ -277,7 +424,7 @@ void literal_search<T>::__GoDown(unsigned int at, std::uint32_t root, OUTCOME& o
         if (node.entry != tree::NONE && depth > match.length) {
             unsigned int rule = __set.list().owners(entries[node.entry])[0].rule;
             const OUTCOME chosen =
-                __hasConditions ? __Choose(node.entry, at, rule) : OUTCOME::FOUND;
+                __set.has_conditions() ? __Choose(node.entry, at, rule) : OUTCOME::FOUND;
             if (chosen == OUTCOME::FOUND) {
                 match.length = depth;
                 match.rule = rule;
@@ -299,6 +446,17 @@ void literal_search<T>::__GoDown(unsigned int at, std::uint32_t root, OUTCOME& o
 template <class T>
 bool literal_search<T>::__Fits(const T* label, unsigned int at, unsigned int count) {
     const T* const text = __text.data + at;
+    constexpr unsigned int AT_ONCE = sizeof(std::uint64_t) / sizeof(T);
+    if (!__folds && count <= AT_ONCE && at + AT_ONCE <= __text.length) {
+        std::uint64_t own;
+        std::uint64_t wanted;
+        std::memcpy(&own, text, sizeof own);
+        std::memcpy(&wanted, label, sizeof wanted);
+        const unsigned int unused = 8 * static_cast<unsigned int>(sizeof(T)) * (AT_ONCE - count);
+        const std::uint64_t differing = own ^ wanted;
+        return count == 0 || (std::endian::native == std::endian::little ? differing << unused
+                                                                         : differing >> unused) == 0;
+    }
     unsigned int same = 0;
     if (__folds) {
         while (same < count && fold_literal(text[same]) == label[same]) {
@@ -337,6 +495,25 @@ auto literal_search<T>::__Choose(std::uint32_t entry, unsigned int at, unsigned 
         return OUTCOME::FOUND;
     }
     return OUTCOME::NONE;
+}
+
+/// Looks for a match that begins where all literals end within the text. Without one, `at` is where
+/// the search came to.
+template <class T>
+bool literal_search<T>::__FindByDfa(unsigned int& at, RULE_MATCH& match) {
+    const T* reached = nullptr;
+    const auto found = __set.dfa()->find(__text.data + at, __text.data + __text.length, reached);
+    const auto end = static_cast<unsigned int>((found.end == nullptr ? reached : found.end) - __text.data);
+    // What was read behind a match is read again.
+    __credit += static_cast<std::int64_t>(end - at) * COST_FACTOR - (reached - __text.data - end) * DFA_COST;
+    __isByAutomaton = __credit < 0;
+    const auto& literal = __set.list().entries()[found.entry];
+    if (found.end == nullptr || end - literal.length >= __closed) {
+        at = std::max(at, __closed);
+        return false;
+    }
+    match = {end - literal.length, literal.length, __set.list().owners(literal)[0].rule};
+    return true;
 }
 
 template <class T>

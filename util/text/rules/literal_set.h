@@ -2,14 +2,16 @@
 //
 // The loop: where the filter says that a literal may begin, go down the tree of those with that
 // prefix as far as the text goes with it; the last complete one on the way is the match. What
-// complicates it: a text that nearly matches again and again would be read as often as literals are
-// long, so a search that spends too much on ways down goes over to an automaton, which reads each
-// element once. And a literal may be wanted as a whole word, or in one case only in a set where
-// others are wanted in any, so each complete one on the way has to be asked for.
+// complicates it: where something may begin at every other place, an automaton that reads element by
+// element is faster. A text that nearly matches again and again would be read as often as literals
+// are long, so a search that spends too much goes over to an automaton that reads each element once.
+// And a literal may be wanted as a whole word, or in one case only in a set where others are wanted
+// in any, so each complete one on the way has to be asked for.
 #pragma once
 
 #include "util/text/rule_match.h"
 #include "util/text/rules/literal_automaton.h"
+#include "util/text/rules/literal_dfa.h"
 #include "util/text/rules/literal_tree.h"
 #include "util/text/rules/prefix_filter.h"
 
@@ -26,11 +28,17 @@ namespace Quil::IMPL {
 template <class T>
 class literal_set {
 public:
-    explicit literal_set(std::span<const LITERAL<T>> literals);
+    /// @param sample a text as those that will be searched: what is looked at in them depends on
+    ///        what is frequent there
+    literal_set(std::span<const LITERAL<T>> literals, text_ref<T> sample);
 
     const literal_list<T>& list() const noexcept { return __list; }
     const literal_tree<T>& tree() const noexcept { return __tree; }
     std::span<const prefix_class> classes() const noexcept { return __classes; }
+    /// What texts like the sample are better searched by; null: the tree.
+    const literal_dfa<T>* dfa() const noexcept { return __dfa.get(); }
+    /// Whether a literal doesn't match wherever it stands.
+    bool has_conditions() const noexcept { return __hasConditions; }
     /// Made when it is first asked for.
     const literal_automaton<T>& automaton() const;
 
@@ -40,6 +48,8 @@ private:
     literal_list<T> __list;
     literal_tree<T> __tree;
     std::vector<prefix_class> __classes;
+    bool __hasConditions = false;
+    std::unique_ptr<literal_dfa<T>> __dfa;
     mutable std::once_flag __once;
     mutable std::unique_ptr<literal_automaton<T>> __automaton;
 };
@@ -77,17 +87,32 @@ private:
     static constexpr std::int64_t ALLOWANCE = 1 << 16;
     static constexpr std::int64_t COST_FACTOR = 16;
     static constexpr unsigned int STRETCH = 16;
+    static constexpr std::int64_t DFA_COST = 4; ///< of an element read twice
     static constexpr unsigned int UNDECIDED = ~0U; ///< in place of a rule
     /// Places of which the automaton tells at a time.
     static constexpr unsigned int CHUNK = 1 << 16;
+    /// Places that are looked at together, so that what one of them waits for from memory comes
+    /// while others are looked at.
+    static constexpr unsigned int BATCH = 512;
 
-    template <bool Folds, unsigned int Classes>
-    bool __FindBetween(unsigned int& at, unsigned int end, RULE_MATCH& match);
-    bool __FindByClasses(unsigned int& at, unsigned int end, RULE_MATCH& match);
+    /// A place where literals may begin, with the root of their tree.
+    struct CANDIDATE {
+        unsigned int place;
+        std::uint32_t root;
+    };
+
+    bool __FindByTree(unsigned int& at, unsigned int end, RULE_MATCH& match);
+    void __Gather(unsigned int begin, unsigned int end);
+    template <bool Folds, bool Long>
+    void __GatherOf(const prefix_class& one, unsigned int begin, unsigned int end);
+    bool __MayBe(const prefix_class::ROOT& root, unsigned int place) const;
     bool __FindAtEnd(unsigned int at, RULE_MATCH& match);
+    bool __FindByDfa(unsigned int& at, RULE_MATCH& match);
     bool __FindByAutomaton(unsigned int& at, unsigned int end, RULE_MATCH& match);
     void __TellChunk(unsigned int begin, unsigned int end);
-    OUTCOME __Try(unsigned int at, std::uint64_t prefix, unsigned int rest, RULE_MATCH& match);
+    OUTCOME __Try(unsigned int at, const prefix_class::WORD& front, unsigned int count,
+                  RULE_MATCH& match);
+    OUTCOME __Finish(unsigned int at, OUTCOME outcome, RULE_MATCH& match);
     void __GoDown(unsigned int at, std::uint32_t root, OUTCOME& outcome, RULE_MATCH& match);
     bool __Fits(const T* label, unsigned int at, unsigned int count);
     OUTCOME __Choose(std::uint32_t entry, unsigned int at, unsigned int& rule) const;
@@ -97,7 +122,6 @@ private:
 
     const literal_set<T>& __set;
     const bool __folds;
-    bool __hasConditions = false; ///< some literal is not just any that stands there
     text_ref<T> __text{nullptr, 0};
     bool __isLast = true;
     bool __isInWord = false;
@@ -105,6 +129,9 @@ private:
     unsigned int __undecided = 0;
     std::int64_t __credit = ALLOWANCE; ///< for ways down; below 0: no more of them
     bool __isByAutomaton = false;
+    std::vector<CANDIDATE> __candidates; ///< of the places up to the batch's end, by place
+    std::size_t __next = 0;              ///< of the candidates
+    unsigned int __batchEnd = 0;
     unsigned int __chunkBegin = 0;
     unsigned int __chunkEnd = 0;
     std::vector<RULE_MATCH> __chunk; ///< of each place; of no length: none

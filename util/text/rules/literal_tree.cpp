@@ -15,7 +15,7 @@ namespace {
 /// in it must be looked at.
 template <class T>
 std::uint64_t SortWord(const T* text, std::uint32_t length) {
-    constexpr unsigned int ELEMENTS = prefix_word<T>::MOST;
+    constexpr unsigned int ELEMENTS = prefix_word<T>::HALF;
     constexpr unsigned int BITS = prefix_word<T>::BITS;
     std::uint64_t word = 0;
     for (unsigned int i = 0; i < ELEMENTS; ++i) {
@@ -39,10 +39,11 @@ literal_list<T>::literal_list(std::span<const LITERAL<T>> literals, bool folds) 
     for (const LITERAL<T>& literal : literals) {
         size += literal.text.length;
     }
+    constexpr std::size_t PADDING = sizeof(std::uint64_t); // whole words can be read
     if (size > basic_buffer<T>::max_size()) {
         throw std::bad_alloc();
     }
-    __text.reserve(size);
+    __text.reserve(size + PADDING);
     std::vector<std::uint32_t> begins;
     std::vector<KEY> keys;
     begins.reserve(literals.size());
@@ -59,6 +60,7 @@ literal_list<T>::literal_list(std::span<const LITERAL<T>> literals, bool folds) 
         begins.push_back(begin);
         __longest = std::max(__longest, literal.text.length);
     }
+    __text.resize(__text.size() + PADDING);
     const auto texts = [&](const KEY& key) {
         return std::span<const T>(__text.data() + begins[key.literal],
                                   literals[key.literal].text.length);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "util/text/rules/literal_fold.h"
+#include "util/text/rules/prefix_filter.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -44,7 +45,8 @@ public:
     literal_list(std::span<const LITERAL<T>> literals, bool folds);
 
     const std::vector<ENTRY>& entries() const noexcept { return __entries; }
-    const T* text(const ENTRY& entry) const noexcept { return __text.data() + entry.begin; }
+    const T* text(const ENTRY& entry) const noexcept { return at(entry.begin); }
+    const T* at(std::uint32_t place) const noexcept { return __text.data() + place; }
     /// Those whose literal it is, by their rules.
     std::span<const OWNER> owners(const ENTRY& entry) const noexcept {
         return {__owners.data() + entry.first, entry.count};
@@ -109,6 +111,24 @@ public:
         return 0;
     }
     std::size_t size() const noexcept { return __nodes.size(); }
+    /// Which elements lead on from a node, as a root has it.
+    std::uint64_t next_bits(std::uint32_t number) const noexcept {
+        const NODE& node = __nodes[number];
+        std::uint64_t bits = node.entry != NONE ? prefix_class::ROOT::ALL : 0;
+        for (std::uint32_t i = 0; i < node.children; ++i) {
+            bits |= prefix_class::ROOT::bit(__edges[node.firstChild + i]);
+        }
+        return bits;
+    }
+
+    /// Have the memory come that a way down from a node asks for: the node, and then what it names.
+    void prefetch(std::uint32_t number) const noexcept { __builtin_prefetch(&__nodes[number]); }
+    void prefetch_way(std::uint32_t number) const noexcept {
+        const NODE& node = __nodes[number];
+        __builtin_prefetch(__list.at(node.text));
+        __builtin_prefetch(__edges.data() + node.firstChild);
+        __builtin_prefetch(&__nodes[node.firstChild]);
+    }
 
 private:
     struct RANGE {

@@ -17,17 +17,17 @@
 
 namespace Quil::IMPL {
 
-/// The first elements of a text as a number.
+/// The first elements of a text as a number, or as two of them.
 template <class T>
 struct prefix_word;
 
 template <>
 struct prefix_word<unsigned char> {
-    static constexpr unsigned int MOST = 8; ///< elements
+    static constexpr unsigned int HALF = 8; ///< elements of one number
     static constexpr unsigned int BITS = 8; ///< of each
-    static constexpr double RARITY = 10;    ///< one of so many is any one in particular, about
+    static constexpr unsigned int END = 4;  ///< elements of a number that tells of an end
 
-    /// All MOST of them must be there.
+    /// All HALF elements must be there.
     static std::uint64_t load(const unsigned char* text) noexcept {
         std::uint64_t word;
         std::memcpy(&word, text, sizeof word);
@@ -38,56 +38,86 @@ struct prefix_word<unsigned char> {
     }
     /// Folded in haste: some elements beside letters count as equal, too.
     static std::uint64_t blur(std::uint64_t word) noexcept { return word | 0x2020202020202020; }
-};
 
-/// The word of the folded elements.
-template <class T>
-std::uint64_t fold_word(std::uint64_t word) noexcept {
-    constexpr unsigned int BITS = prefix_word<T>::BITS;
-    std::uint64_t folded = 0;
-    for (unsigned int i = 0; i < prefix_word<T>::MOST; ++i) {
-        const auto element = word >> (BITS * i) & ((std::uint64_t{1} << BITS) - 1);
-        const auto lower = static_cast<std::uint64_t>(fold_literal(static_cast<T>(element)));
-        folded |= (lower & ((std::uint64_t{1} << BITS) - 1)) << (BITS * i);
+    /// The END elements in front of a place.
+    static std::uint32_t end(const unsigned char* place) noexcept {
+        std::uint32_t word;
+        std::memcpy(&word, place - END, sizeof word);
+        return word;
     }
-    return folded;
-}
+    static std::uint32_t blur_end(std::uint32_t word) noexcept { return word | 0x20202020; }
+};
 
 template <>
 struct prefix_word<wchar_t> {
-    static constexpr unsigned int MOST = 3;
+    static constexpr unsigned int HALF = 3;
     static constexpr unsigned int BITS = 21;
-    static constexpr double RARITY = 20;
+    static constexpr unsigned int END = 1;
 
     static std::uint64_t load(const wchar_t* text) noexcept {
         std::uint64_t word = 0;
-        for (unsigned int i = 0; i < MOST; ++i) {
+        for (unsigned int i = 0; i < HALF; ++i) {
             word |= (static_cast<std::uint64_t>(text[i]) & 0x1FFFFF) << (BITS * i);
         }
         return word;
     }
-    static std::uint64_t blur(std::uint64_t word) noexcept { return fold_word<wchar_t>(word); }
+    static std::uint64_t blur(std::uint64_t word) noexcept {
+        std::uint64_t folded = 0;
+        for (unsigned int i = 0; i < HALF; ++i) {
+            const auto element = static_cast<wchar_t>(word >> (BITS * i) & 0x1FFFFF);
+            folded |= (static_cast<std::uint64_t>(fold_literal(element)) & 0x1FFFFF) << (BITS * i);
+        }
+        return folded;
+    }
+
+    static std::uint32_t end(const wchar_t* place) noexcept {
+        return static_cast<std::uint32_t>(place[-1]);
+    }
+    static std::uint32_t blur_end(std::uint32_t word) noexcept {
+        return static_cast<std::uint32_t>(fold_literal(static_cast<wchar_t>(word)));
+    }
 };
 
+/// Elements that a prefix has at most.
+template <class T>
+constexpr unsigned int MOST_OF_PREFIX = 2 * prefix_word<T>::HALF;
+
 /// The prefixes of one class of literals, each with the node of a tree that has those that begin
-/// with it.
+/// with it. What all of these have in common may go on behind the prefix: its end, a number too, and
+/// what comes then are looked at before the tree is, which lies far away in memory.
 class prefix_class {
 public:
-    struct SLOT {
-        std::uint64_t prefix;
-        std::uint32_t node; ///< 0: the slot is free
+    struct ROOT {
+        std::uint32_t node;  ///< 0: there is none
+        std::uint32_t depth; ///< elements that its literals have in common
+        std::uint32_t end;   ///< the last of those
+        /// Which elements may stand behind these, by their low bits; all, if a literal has ended.
+        std::uint64_t next;
+
+        static constexpr std::uint64_t ALL = ~std::uint64_t{0};
+        template <class T>
+        static std::uint64_t bit(T element) noexcept {
+            return std::uint64_t{1} << (static_cast<std::uint64_t>(element) & 63U);
+        }
+    };
+
+    /// The first elements of a text, from which a class takes as many as it needs.
+    struct WORD {
+        std::uint64_t low;
+        std::uint64_t high; ///< of elements behind those; not looked at by a class of short ones
     };
 
     /// @param length elements of a prefix
+    /// @param half elements of each word
     /// @param bits of an element
     /// @param prefixes how many different ones there are
-    prefix_class(unsigned int length, unsigned int bits, std::size_t prefixes)
-        : __length(length),
-          __mask(length * bits == 64 ? ~std::uint64_t{0}
-                                     : (std::uint64_t{1} << (length * bits)) - 1) {
+    prefix_class(unsigned int length, unsigned int half, unsigned int bits, std::size_t prefixes)
+        : __length(length), __isLong(length > half),
+          __mask{__maskOf(std::min(length, half) * bits),
+                 __isLong ? __maskOf((length - half) * bits) : 0} {
         constexpr unsigned int LEAST = 12;
-        constexpr unsigned int MOST = 21; // beyond which a second level cache holds less than all
-        constexpr std::size_t BITS_FOR_EACH = 16;
+        constexpr unsigned int MOST = 22; // beyond which a second level cache holds less than all
+        constexpr std::size_t BITS_FOR_EACH = 48;
         const auto log = [](std::size_t n) { return static_cast<unsigned int>(std::bit_width(n)); };
         const unsigned int filterLog = std::clamp(log(prefixes * BITS_FOR_EACH), LEAST, MOST);
         const unsigned int slotLog = std::max(4U, log(prefixes * 2));
@@ -98,40 +128,68 @@ public:
     }
 
     unsigned int length() const noexcept { return __length; }
+    /// Whether both words count.
+    bool is_long() const noexcept { return __isLong; }
 
-    /// @param blurred the word as `may_have` is asked about it
-    void add(std::uint64_t word, std::uint64_t blurred, std::uint32_t node) noexcept {
-        const std::uint64_t bit = __hash(blurred) >> __filterShift;
+    void add(const WORD& word, const ROOT& root) noexcept {
+        const std::uint64_t hash = hash_of<true>(word);
+        const std::uint64_t bit = hash >> __filterShift;
         __filter[bit / 64] |= std::uint64_t{1} << (bit % 64);
-        std::size_t at = __hash(word) >> __slotShift;
-        while (__slots[at].node != 0) {
+        std::size_t at = hash >> __slotShift;
+        while (__slots[at].root.node != 0) {
             at = (at + 1) & (__slots.size() - 1);
         }
-        __slots[at] = {word & __mask, node};
+        __slots[at] = {__tag(hash), root};
     }
 
-    /// False if no prefix begins the word.
-    bool may_have(std::uint64_t word) const noexcept {
-        const std::uint64_t bit = __hash(word) >> __filterShift;
-        return (__filter[bit / 64] >> (bit % 64) & 1U) != 0;
+    /// @param Long both words count
+    template <bool Long>
+    std::uint64_t hash_of(const WORD& word) const noexcept {
+        const std::uint64_t low = (word.low & __mask.low) * 0x9E3779B97F4A7C15U;
+        return Long ? low + (word.high & __mask.high) * 0xC2B2AE3D27D4EB4FU : low;
     }
 
-    /// The node of the prefix that begins the word; 0 if there is none.
-    std::uint32_t find(std::uint64_t word) const noexcept {
-        std::size_t at = __hash(word) >> __slotShift;
-        while (__slots[at].node != 0 && __slots[at].prefix != (word & __mask)) {
+    /// 0 if no prefix has this hash, else 1.
+    std::uint64_t may_have(std::uint64_t hash) const noexcept {
+        const std::uint64_t bit = hash >> __filterShift;
+        return __filter[bit / 64] >> (bit % 64) & 1U;
+    }
+
+    /// Has the memory come that `find` will ask for.
+    void prefetch(std::uint64_t hash) const noexcept {
+        __builtin_prefetch(&__slots[hash >> __slotShift]);
+    }
+
+    /// Calls `use(root)` for the root of the prefix with this hash, and very rarely for another
+    /// one's: so literals have to be compared from their first element on.
+    template <class Use>
+    void find(std::uint64_t hash, Use use) const noexcept {
+        std::size_t at = hash >> __slotShift;
+        while (__slots[at].root.node != 0) {
+            if (__slots[at].tag == __tag(hash)) {
+                use(__slots[at].root);
+            }
             at = (at + 1) & (__slots.size() - 1);
         }
-        return __slots[at].node;
     }
 
 private:
-    std::uint64_t __hash(std::uint64_t word) const noexcept {
-        return (word & __mask) * 0x9E3779B97F4A7C15U;
+    struct SLOT {
+        std::uint32_t tag; ///< of the hash
+        ROOT root;
+    };
+
+    static constexpr std::uint64_t __maskOf(unsigned int bits) noexcept {
+        return bits >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << bits) - 1;
+    }
+    /// The upper half: a product's lower bits don't depend on all of the word.
+    static std::uint32_t __tag(std::uint64_t hash) noexcept {
+        return static_cast<std::uint32_t>(hash >> 32);
     }
 
     unsigned int __length;
-    std::uint64_t __mask;
+    bool __isLong;
+    WORD __mask;
     unsigned int __filterShift = 0;
     unsigned int __slotShift = 0;
     std::vector<std::uint64_t> __filter;

@@ -34,7 +34,8 @@ struct rule_forms {
         std::uint32_t replacementLength;
     };
 
-    explicit rule_forms(const CRuleSet& set);
+    /// @param sample a text as those that will be searched
+    rule_forms(const CRuleSet& set, text_ref<T> sample);
 
     text_ref<T> find(unsigned int rule) const {
         return {text.data() + texts[rule].find, texts[rule].findLength};
