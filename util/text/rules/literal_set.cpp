@@ -161,8 +161,8 @@ literal_set<T>::literal_set(std::span<const LITERAL<T>> literals, text_ref<T> sa
         const auto& owner = __list.owners(entry)[0];
         __hasConditions = __hasConditions || owner.wholeWord || owner.exact != nullptr;
     }
-    if (cost > DFA_COST && !__hasConditions && literal_dfa<T>::can_be(__list)) {
-        __dfa = std::make_unique<literal_dfa<T>>(__list);
+    if (cost > DFA_COST && !__hasConditions) {
+        __MakeDfa();
     }
 }
 
@@ -198,8 +198,25 @@ void literal_set<T>::__MakeClass(unsigned int least, unsigned int behind) {
         std::uint32_t last = depth < word::END ? 0 : word::end(text + depth);
         last = __list.folds() && depth >= word::END ? word::blur_end(last) : last;
         made.add(WordOf<T>(front.data(), __list.folds()),
-                 {root, depth, last, __tree.next_bits(root)});
+                 {root, depth, last, depth < word::END ? 0 : ~std::uint32_t{0},
+                  __tree.next_bits(root)});
         begin = end;
+    }
+}
+
+template <class T>
+void literal_set<T>::__MakeDfa() {
+    constexpr std::uint64_t MOST_CELLS = std::uint64_t{1} << 18; // what a second level cache holds
+    const literal_kinds<T> kinds(__list);
+    if (kinds.count() == 0) {
+        return;
+    }
+    const literal_trie<T, false> trie(__list);
+    const leftmost_links<T> links(trie);
+    if (std::uint64_t{trie.size()} * kinds.count() <= MOST_CELLS) {
+        __dfa = std::make_unique<literal_dfa<T>>(trie, links, kinds);
+    } else {
+        __array = std::make_unique<literal_double_array<T>>(trie, links, kinds);
     }
 }
 
@@ -234,7 +251,7 @@ bool literal_search<T>::find(unsigned int from, RULE_MATCH& match) {
         std::min(__closed, __text.length < MOST_OF_PREFIX<T> ? 0 : __text.length - MOST_OF_PREFIX<T> + 1);
     unsigned int at = from;
     __undecided = __text.length;
-    if (__set.dfa() != nullptr && !__isByAutomaton && at < __closed &&
+    if (__set.has_dfa() && !__isByAutomaton && at < __closed &&
         __FindByDfa(at, match)) {
         return true;
     }
@@ -295,9 +312,8 @@ void literal_search<T>::__Gather(unsigned int begin, unsigned int end) {
         }
     }
     if (__set.classes().size() > 1) {
-        std::stable_sort(
-            __candidates.begin(), __candidates.end(),
-            [](const CANDIDATE& a, const CANDIDATE& b) { return a.place < b.place; });
+        std::sort(__candidates.begin(), __candidates.end(),
+                  [](const CANDIDATE& a, const CANDIDATE& b) { return a.place < b.place; });
     }
     for (const CANDIDATE& candidate : __candidates) {
         __set.tree().prefetch_way(candidate.root);
@@ -308,56 +324,59 @@ void literal_search<T>::__Gather(unsigned int begin, unsigned int end) {
 template <class T>
 template <bool Folds, bool Long>
 void literal_search<T>::__GatherOf(const prefix_class& one, unsigned int begin, unsigned int end) {
-    struct PLACE {
-        unsigned int place;
-        std::uint64_t hash;
-    };
     const T* const text = __text.data;
-    std::array<PLACE, BATCH + 1> places;
+    std::array<unsigned int, BATCH + 1> places;
     std::size_t count = 0;
-    for (unsigned int i = begin; i < end; ++i) {
-        prefix_class::WORD front{word::load(text + i), 0};
+    const auto hashAt = [&](unsigned int place) {
+        prefix_class::WORD front{word::load(text + place), 0};
         if constexpr (Long) {
-            front.high = word::load(text + i + word::HALF);
+            front.high = word::load(text + place + word::HALF);
         }
         if constexpr (Folds) {
             front = {word::blur(front.low), word::blur(front.high)};
         }
-        const std::uint64_t hash = one.template hash_of<Long>(front);
-        places[count] = {i, hash};
-        count += one.may_have(hash);
+        return one.template hash_of<Long>(front);
+    };
+    for (unsigned int i = begin; i < end; ++i) {
+        places[count] = i;
+        count += one.may_have(hashAt(i));
     }
     for (std::size_t i = 0; i < count; ++i) {
-        one.prefetch(places[i].hash);
+        one.prefetch(hashAt(places[i]));
     }
+    std::size_t found = __candidates.size();
+    __candidates.resize(found + count);
     for (std::size_t i = 0; i < count; ++i) {
-        const unsigned int place = places[i].place;
-        one.find(places[i].hash, [&](const prefix_class::ROOT& root) {
-            if (__MayBe(root, place)) {
-                __candidates.push_back({place, root.node});
-                __set.tree().prefetch(root.node);
-            }
-        });
+        const std::uint64_t hash = hashAt(places[i]);
+        bool isFound = false;
+        const prefix_class::ROOT* const root = one.look(hash, isFound);
+        if (root == nullptr) {
+            one.find(hash, [&](const prefix_class::ROOT& other) {
+                __candidates.resize(std::max(__candidates.size(), found + count - i + 1));
+                __candidates[found] = {places[i], other.node};
+                found += __MayBe<Folds>(other, places[i]) ? 1 : 0;
+            });
+            continue;
+        }
+        __candidates[found] = {places[i], root->node};
+        found += static_cast<std::size_t>(isFound) &
+                 static_cast<std::size_t>(__MayBe<Folds>(*root, places[i]));
     }
+    __candidates.resize(found);
 }
 
-/// Whether the text goes on from a place as what the literals of a root have in common ends.
+/// Whether the text goes on from a place, where any literal would end within it, as what the
+/// literals of a root have in common ends.
 template <class T>
+template <bool Folds>
 bool literal_search<T>::__MayBe(const prefix_class::ROOT& root, unsigned int place) const {
-    const unsigned int rest = __text.length - place;
-    if (root.depth > rest) {
-        return false;
-    }
-    const T* const behind = __text.data + place + root.depth;
-    if (root.depth >= word::END) {
-        const std::uint32_t last = word::end(behind);
-        if ((__folds ? word::blur_end(last) : last) != root.end) {
-            return false;
-        }
-    }
-    return root.next == prefix_class::ROOT::ALL ||
-           (root.depth < rest &&
-            (root.next & prefix_class::ROOT::bit(__folds ? fold_literal(*behind) : *behind)) != 0);
+    const T* const end = __text.data + place + std::max(root.depth, word::END);
+    const std::uint32_t last = Folds ? word::blur_end(word::end(end)) : word::end(end);
+    // Where all may come next, the text may be over.
+    const bool isOver = place + root.depth == __text.length;
+    const T behind = __text.data[place + root.depth - (isOver ? 1 : 0)];
+    const std::uint64_t next = prefix_class::ROOT::bit(Folds ? fold_literal(behind) : behind);
+    return (((last ^ root.end) & root.endMask) == 0) & ((root.next & next) != 0);
 }
 
 /// The same up to the text's end, with a look at what may come behind it.
@@ -502,7 +521,7 @@ auto literal_search<T>::__Choose(std::uint32_t entry, unsigned int at, unsigned 
 template <class T>
 bool literal_search<T>::__FindByDfa(unsigned int& at, RULE_MATCH& match) {
     const T* reached = nullptr;
-    const auto found = __set.dfa()->find(__text.data + at, __text.data + __text.length, reached);
+    const auto found = __set.find_by_dfa(__text.data + at, __text.data + __text.length, reached);
     const auto end = static_cast<unsigned int>((found.end == nullptr ? reached : found.end) - __text.data);
     // What was read behind a match is read again.
     __credit += static_cast<std::int64_t>(end - at) * COST_FACTOR - (reached - __text.data - end) * DFA_COST;

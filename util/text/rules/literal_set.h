@@ -35,8 +35,12 @@ public:
     const literal_list<T>& list() const noexcept { return __list; }
     const literal_tree<T>& tree() const noexcept { return __tree; }
     std::span<const prefix_class> classes() const noexcept { return __classes; }
-    /// What texts like the sample are better searched by; null: the tree.
-    const literal_dfa<T>* dfa() const noexcept { return __dfa.get(); }
+    /// Whether texts like the sample are better searched by an automaton than by the tree.
+    bool has_dfa() const noexcept { return __dfa || __array; }
+    /// The leftmost match and there the longest, by that; `reached` is how far it read.
+    DFA_MATCH<T> find_by_dfa(const T* from, const T* end, const T*& reached) const {
+        return __dfa ? __dfa->find(from, end, reached) : __array->find(from, end, reached);
+    }
     /// Whether a literal doesn't match wherever it stands.
     bool has_conditions() const noexcept { return __hasConditions; }
     /// Made when it is first asked for.
@@ -44,12 +48,14 @@ public:
 
 private:
     void __MakeClass(unsigned int least, unsigned int behind);
+    void __MakeDfa();
 
     literal_list<T> __list;
     literal_tree<T> __tree;
     std::vector<prefix_class> __classes;
     bool __hasConditions = false;
-    std::unique_ptr<literal_dfa<T>> __dfa;
+    std::unique_ptr<literal_dfa<T>> __dfa; ///< or the other one, if any
+    std::unique_ptr<literal_double_array<T>> __array;
     mutable std::once_flag __once;
     mutable std::unique_ptr<literal_automaton<T>> __automaton;
 };
@@ -93,7 +99,7 @@ private:
     static constexpr unsigned int CHUNK = 1 << 16;
     /// Places that are looked at together, so that what one of them waits for from memory comes
     /// while others are looked at.
-    static constexpr unsigned int BATCH = 512;
+    static constexpr unsigned int BATCH = 1024;
 
     /// A place where literals may begin, with the root of their tree.
     struct CANDIDATE {
@@ -105,6 +111,7 @@ private:
     void __Gather(unsigned int begin, unsigned int end);
     template <bool Folds, bool Long>
     void __GatherOf(const prefix_class& one, unsigned int begin, unsigned int end);
+    template <bool Folds>
     bool __MayBe(const prefix_class::ROOT& root, unsigned int place) const;
     bool __FindAtEnd(unsigned int at, RULE_MATCH& match);
     bool __FindByDfa(unsigned int& at, RULE_MATCH& match);

@@ -91,6 +91,7 @@ public:
         std::uint32_t node;  ///< 0: there is none
         std::uint32_t depth; ///< elements that its literals have in common
         std::uint32_t end;   ///< the last of those
+        std::uint32_t endMask; ///< 0: they are too few to have such an end
         /// Which elements may stand behind these, by their low bits; all, if a literal has ended.
         std::uint64_t next;
 
@@ -124,7 +125,7 @@ public:
         __filterShift = 64 - filterLog;
         __slotShift = 64 - slotLog;
         __filter.resize((std::size_t{1} << filterLog) / 64);
-        __slots.resize(std::size_t{1} << slotLog);
+        __slots.resize((std::size_t{1} << slotLog) + MARGIN);
     }
 
     unsigned int length() const noexcept { return __length; }
@@ -137,7 +138,10 @@ public:
         __filter[bit / 64] |= std::uint64_t{1} << (bit % 64);
         std::size_t at = hash >> __slotShift;
         while (__slots[at].root.node != 0) {
-            at = (at + 1) & (__slots.size() - 1);
+            ++at;
+            if (at + 2 == __slots.size()) {
+                __slots.resize(__slots.size() + MARGIN);
+            }
         }
         __slots[at] = {__tag(hash), root};
     }
@@ -155,9 +159,21 @@ public:
         return __filter[bit / 64] >> (bit % 64) & 1U;
     }
 
-    /// Has the memory come that `find` will ask for.
+    /// Has the memory come that the others ask for.
     void prefetch(std::uint64_t hash) const noexcept {
         __builtin_prefetch(&__slots[hash >> __slotShift]);
+    }
+
+    /// The root of the prefix with this hash, or nearly always so: null, if `find` has to tell. With
+    /// no such prefix, any root. No branch depends on the memory.
+    const ROOT* look(std::uint64_t hash, bool& isFound) const noexcept {
+        const SLOT* const slot = &__slots[hash >> __slotShift];
+        const std::uint32_t tag = __tag(hash);
+        const bool isFirst = slot[0].tag == tag;
+        const bool isSecond = slot[1].tag == tag;
+        const bool isFull = slot[0].root.node != 0 && slot[1].root.node != 0;
+        isFound = isFirst || isSecond;
+        return isFirst == isSecond && isFull ? nullptr : &slot[isFirst ? 0 : 1].root;
     }
 
     /// Calls `use(root)` for the root of the prefix with this hash, and very rarely for another
@@ -169,11 +185,14 @@ public:
             if (__slots[at].tag == __tag(hash)) {
                 use(__slots[at].root);
             }
-            at = (at + 1) & (__slots.size() - 1);
+            ++at;
         }
     }
 
 private:
+    /// Slots behind those that a hash tells; free ones, at least two.
+    static constexpr std::size_t MARGIN = 16;
+
     struct SLOT {
         std::uint32_t tag; ///< of the hash
         ROOT root;
