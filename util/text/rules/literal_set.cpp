@@ -7,6 +7,7 @@
 #include <bit>
 #include <cstring>
 #include <limits>
+#include <utility>
 #include <numeric>
 
 namespace Quil::IMPL {
@@ -44,6 +45,19 @@ std::size_t CountPrefixes(const literal_list<T>& list, unsigned int least, unsig
         last = text;
     }
     return count;
+}
+
+/// The states of a trie: literals in order share beginnings with those before them.
+template <class T>
+std::uint64_t CountStates(const literal_list<T>& list) {
+    std::span<const T> last;
+    std::uint64_t states = 1;
+    for (const auto& entry : list.entries()) {
+        const std::span<const T> text(list.text(entry), entry.length);
+        states += static_cast<std::uint64_t>(text.end() - std::ranges::mismatch(text, last).in1);
+        last = text;
+    }
+    return states;
 }
 
 constexpr unsigned int MOST_CLASSES = 4;
@@ -89,7 +103,8 @@ private:
 
     /// Adds what a place costs by a class of each kind: if a prefix is found, the way from it on.
     void __Look(const T* text) {
-        constexpr double FOUND_COST = 10;
+        constexpr double COARSE_COST = 3;
+        constexpr double FOUND_COST = 25;
         constexpr double ELEMENT_COST = 4;
         ++__places;
         std::array<unsigned int, MOST + 1> shortest{};
@@ -112,11 +127,30 @@ private:
         }
         for (unsigned int least = 1; least <= deepest; ++least) {
             for (unsigned int behind = least + 1; behind <= MOST + 1; ++behind) {
-                if (shortest[least] < behind || behind > MOST) {
+                if (shortest[least] >= behind && behind <= MOST) {
+                    continue;
+                }
+                __costs[least][behind] += COARSE_COST;
+                if (__IsFound(shortest, least, behind)) {
                     __costs[least][behind] += FOUND_COST + ELEMENT_COST * (deepest - least);
                 }
             }
         }
+    }
+
+    /// Whether a class finds something here in its last step, too.
+    static bool __IsFound(const std::array<unsigned int, MOST + 1>& shortest, unsigned int least,
+                          unsigned int behind) {
+        for (unsigned int i = 0; i < PREFIX_STEPS; ++i) {
+            const unsigned int length = least + i * prefix_word<T>::STEP;
+            const unsigned int next =
+                i + 1 == PREFIX_STEPS ? OPEN : length + prefix_word<T>::STEP;
+            const unsigned int found = shortest[std::min(length, MOST)];
+            if (found != 0 && found < next && (found < behind || behind > MOST)) {
+                return true;
+            }
+        }
+        return false;
     }
 
     const literal_list<T>& __list;
@@ -152,17 +186,17 @@ template <class T>
 literal_set<T>::literal_set(std::span<const LITERAL<T>> literals, text_ref<T> sample)
     : __list(literals, std::ranges::any_of(literals, [](const auto& l) { return l.noCase; })),
       __tree(__list) {
-    constexpr double DFA_COST = 1.5; // nanoseconds for each element, about
     const auto [cost, cuts] = ChooseCuts(__list, sample);
     for (std::size_t i = 0; i + 1 < cuts.size(); ++i) {
         __MakeClass(cuts[i], cuts[i + 1]);
     }
+    __tree.close();
     for (const auto& entry : __list.entries()) {
         const auto& owner = __list.owners(entry)[0];
         __hasConditions = __hasConditions || owner.wholeWord || owner.exact != nullptr;
     }
-    if (cost > DFA_COST && !__hasConditions) {
-        __MakeDfa();
+    if (!__hasConditions) {
+        __MakeDfa(cost);
     }
 }
 
@@ -183,37 +217,50 @@ void literal_set<T>::__MakeClass(unsigned int least, unsigned int behind) {
         return;
     }
     prefix_class& made = __classes.emplace_back(shortest, word::HALF, word::BITS,
-                                                CountPrefixes(__list, shortest, behind));
+                                                CountPrefixes(__list, shortest, behind),
+                                                word::STEP, members.size());
+    const auto wordOf = [this](std::uint32_t member) {
+        const auto& entry = __list.entries()[member];
+        std::array<T, MOST_OF_PREFIX<T>> front{};
+        std::copy_n(__list.text(entry), std::min(entry.length, MOST_OF_PREFIX<T>), front.begin());
+        return WordOf<T>(front.data(), __list.folds());
+    };
     for (std::size_t begin = 0; begin < members.size();) {
         const T* const text = __list.text(__list.entries()[members[begin]]);
-        std::size_t end = begin + 1;
+        std::size_t end = begin;
         while (end < members.size() &&
                std::equal(text, text + shortest, __list.text(__list.entries()[members[end]]))) {
+            made.add_literal(wordOf(members[end]), __list.entries()[members[end]].length);
             ++end;
         }
-        std::array<T, MOST_OF_PREFIX<T>> front{};
-        std::copy_n(text, shortest, front.begin());
         const std::uint32_t root = __tree.add(std::span(members).subspan(begin, end - begin));
         const std::uint32_t depth = __tree.node(root).depth;
-        std::uint32_t last = depth < word::END ? 0 : word::end(text + depth);
-        last = __list.folds() && depth >= word::END ? word::blur_end(last) : last;
-        made.add(WordOf<T>(front.data(), __list.folds()),
-                 {root, depth, last, depth < word::END ? 0 : ~std::uint32_t{0},
-                  __tree.next_bits(root)});
+        const bool hasEnd = depth >= word::END;
+        std::uint32_t last = hasEnd ? word::end(text + depth) : 0;
+        last = __list.folds() && hasEnd ? word::blur_end(last) : last;
+        made.add(wordOf(members[begin]), {root, depth, last, hasEnd ? ~std::uint32_t{0} : 0,
+                                          __tree.next_bits(root)});
         begin = end;
     }
 }
 
+/// Makes an automaton if it costs less at each place than the classes do.
 template <class T>
-void literal_set<T>::__MakeDfa() {
+void literal_set<T>::__MakeDfa(double cost) {
     constexpr std::uint64_t MOST_CELLS = std::uint64_t{1} << 18; // what a second level cache holds
+    constexpr double TABLE_COST = 1.5; // nanoseconds, about
+    constexpr double ARRAY_COST = 6;
+    if (cost <= TABLE_COST) {
+        return;
+    }
     const literal_kinds<T> kinds(__list);
-    if (kinds.count() == 0) {
+    const bool fits = CountStates(__list) * kinds.count() <= MOST_CELLS;
+    if (kinds.count() == 0 || (!fits && cost <= ARRAY_COST)) {
         return;
     }
     const literal_trie<T, false> trie(__list);
     const leftmost_links<T> links(trie);
-    if (std::uint64_t{trie.size()} * kinds.count() <= MOST_CELLS) {
+    if (fits) {
         __dfa = std::make_unique<literal_dfa<T>>(trie, links, kinds);
     } else {
         __array = std::make_unique<literal_double_array<T>>(trie, links, kinds);
@@ -341,6 +388,11 @@ void literal_search<T>::__GatherOf(const prefix_class& one, unsigned int begin, 
         places[count] = i;
         count += one.may_have(hashAt(i));
     }
+    const std::size_t coarse = std::exchange(count, 0);
+    for (std::size_t i = 0; i < coarse; ++i) {
+        places[count] = places[i];
+        count += one.may_have_literal(WordOf<T>(text + places[i], Folds));
+    }
     for (std::size_t i = 0; i < count; ++i) {
         one.prefetch(hashAt(places[i]));
     }
@@ -428,20 +480,19 @@ auto literal_search<T>::__Finish(unsigned int at, OUTCOME outcome, RULE_MATCH& m
 template <class T>
 void literal_search<T>::__GoDown(unsigned int at, std::uint32_t root, OUTCOME& outcome,
                                  RULE_MATCH& match) {
-    const auto& entries = __set.list().entries();
-    const unsigned int rest = __text.length - at;
+    const literal_list<T>& list = __set.list();
+    const text_ref<T> rest(__text.data + at, __text.length - at);
     unsigned int depth = 0;
+    std::int64_t cost = 0;
     for (std::uint32_t number = root; number != 0;) {
         const auto& node = __set.tree().node(number);
-        --__credit;
-        if (node.depth > rest ||
-            !__Fits(__set.list().at(node.text) + depth, at + depth,
-                    node.depth - depth)) {
+        cost += 1 + (node.depth - depth) / STRETCH;
+        if (node.depth > rest.length || !__Fits(list.at(node.text), rest, depth, node.depth)) {
             break;
         }
         depth = node.depth;
         if (node.entry != tree::NONE && depth > match.length) {
-            unsigned int rule = __set.list().owners(entries[node.entry])[0].rule;
+            unsigned int rule = list.owners(list.entries()[node.entry])[0].rule;
             const OUTCOME chosen =
                 __set.has_conditions() ? __Choose(node.entry, at, rule) : OUTCOME::FOUND;
             if (chosen == OUTCOME::FOUND) {
@@ -450,44 +501,38 @@ void literal_search<T>::__GoDown(unsigned int at, std::uint32_t root, OUTCOME& o
             }
             outcome = std::max(outcome, chosen);
         }
-        if (depth == rest) {
+        if (depth == rest.length) {
             break;
         }
-        const T next = __text.data[at + depth];
+        const T next = rest.data[depth];
         number = __set.tree().child(node, __folds ? fold_literal(next) : next);
     }
-    if (__credit < 0) {
-        __isByAutomaton = true;
-    }
+    __credit -= cost;
+    __isByAutomaton = __isByAutomaton || __credit < 0;
 }
 
-/// Whether the text goes on with a stretch of a literal.
+/// Whether a text goes on as a literal from one element up to another one, behind which it may be
+/// over.
 template <class T>
-bool literal_search<T>::__Fits(const T* label, unsigned int at, unsigned int count) {
-    const T* const text = __text.data + at;
+inline bool literal_search<T>::__Fits(const T* literal, text_ref<T> text, unsigned int from,
+                                      unsigned int end) const {
     constexpr unsigned int AT_ONCE = sizeof(std::uint64_t) / sizeof(T);
-    if (!__folds && count <= AT_ONCE && at + AT_ONCE <= __text.length) {
-        std::uint64_t own;
-        std::uint64_t wanted;
-        std::memcpy(&own, text, sizeof own);
-        std::memcpy(&wanted, label, sizeof wanted);
-        const unsigned int unused = 8 * static_cast<unsigned int>(sizeof(T)) * (AT_ONCE - count);
-        const std::uint64_t differing = own ^ wanted;
-        return count == 0 || (std::endian::native == std::endian::little ? differing << unused
-                                                                         : differing >> unused) == 0;
-    }
-    unsigned int same = 0;
+    const unsigned int count = end - from;
     if (__folds) {
-        while (same < count && fold_literal(text[same]) == label[same]) {
-            ++same;
-        }
-    } else {
-        while (same < count && text[same] == label[same]) {
-            ++same;
-        }
+        return std::equal(text.data + from, text.data + end, literal + from,
+                          [](T own, T wanted) { return fold_literal(own) == wanted; });
     }
-    __credit -= same / STRETCH;
-    return same == count;
+    if (count > AT_ONCE || from + AT_ONCE > text.length) {
+        return std::equal(text.data + from, text.data + end, literal + from);
+    }
+    std::uint64_t own;
+    std::uint64_t wanted;
+    std::memcpy(&own, text.data + from, sizeof own);
+    std::memcpy(&wanted, literal + from, sizeof wanted);
+    const std::uint64_t differing = own ^ wanted;
+    const unsigned int unused = 8 * static_cast<unsigned int>(sizeof(T)) * (AT_ONCE - count);
+    return count == 0 || (std::endian::native == std::endian::little ? differing << unused
+                                                                     : differing >> unused) == 0;
 }
 
 /// The first rule whose literal this is that takes the match.

@@ -48,7 +48,7 @@ public:
 
 private:
     void __MakeClass(unsigned int least, unsigned int behind);
-    void __MakeDfa();
+    void __MakeDfa(double cost);
 
     literal_list<T> __list;
     literal_tree<T> __tree;
@@ -121,7 +121,7 @@ private:
                   RULE_MATCH& match);
     OUTCOME __Finish(unsigned int at, OUTCOME outcome, RULE_MATCH& match);
     void __GoDown(unsigned int at, std::uint32_t root, OUTCOME& outcome, RULE_MATCH& match);
-    bool __Fits(const T* label, unsigned int at, unsigned int count);
+    bool __Fits(const T* literal, text_ref<T> text, unsigned int from, unsigned int end) const;
     OUTCOME __Choose(std::uint32_t entry, unsigned int at, unsigned int& rule) const;
     bool __IsInWord(unsigned int at) const {
         return at == 0 ? __isInWord : is_word_before(__text, at);

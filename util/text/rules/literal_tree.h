@@ -5,10 +5,12 @@
 // at most twice as many nodes, and most ways are three or four long.
 #pragma once
 
+#include "util/base/lanes.h"
 #include "util/text/rules/literal_fold.h"
 #include "util/text/rules/prefix_filter.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -94,18 +96,27 @@ public:
     std::uint32_t add(std::span<const std::uint32_t> entries);
 
     const NODE& node(std::uint32_t number) const noexcept { return __nodes[number]; }
+    /// Ends the adding: what follows wants some room behind the last element.
+    void close() { __edges.resize(__edges.size() + LANES_SIZE); }
+
     /// The child behind an element; 0 if there is none.
     std::uint32_t child(const NODE& node, T element) const noexcept {
-        constexpr std::uint32_t FEW = 8;
+        constexpr std::uint32_t AT_ONCE = LANES_SIZE / sizeof(T);
         const T* const edges = __edges.data() + node.firstChild;
         std::uint32_t low = 0;
-        for (std::uint32_t high = node.children; high - low > FEW;) {
-            const std::uint32_t middle = low + (high - low) / 2;
-            (edges[middle] <= element ? low : high) = middle;
+        if constexpr (sizeof(T) != 1) {
+            for (std::uint32_t high = node.children; high - low > AT_ONCE;) {
+                const std::uint32_t middle = low + (high - low) / 2;
+                (edges[middle] <= element ? low : high) = middle;
+            }
         }
-        for (const std::uint32_t end = std::min(low + FEW, node.children); low < end; ++low) {
-            if (edges[low] == element) {
-                return node.firstChild + low;
+        for (; low < node.children; low += AT_ONCE) {
+            using lane = std::conditional_t<sizeof(T) == 1, std::uint8_t, std::int32_t>;
+            const auto same = LoadLanes<LANES<lane>>(edges + low) == static_cast<lane>(element);
+            const std::uint64_t bits = LaneBits(std::bit_cast<LANES<lane>>(same));
+            if (bits != 0) {
+                const auto at = low + static_cast<std::uint32_t>(std::countr_zero(bits));
+                return at < node.children ? node.firstChild + at : 0;
             }
         }
         return 0;

@@ -3,12 +3,14 @@
 //
 // What complicates it: literals of one element and of twenty stand in one list, and what all have
 // in common, the first element, tells nothing. So the literals fall into a few classes by their
-// lengths, each looked up by as many elements as its shortest one has.
+// lengths, each looked up by as many elements as its shortest one has; and where that says yes, once
+// more by as many as each one has, in steps.
 #pragma once
 
 #include "util/text/rules/literal_fold.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -26,6 +28,7 @@ struct prefix_word<unsigned char> {
     static constexpr unsigned int HALF = 8; ///< elements of one number
     static constexpr unsigned int BITS = 8; ///< of each
     static constexpr unsigned int END = 4;  ///< elements of a number that tells of an end
+    static constexpr unsigned int STEP = 3; ///< elements more that are looked at in a next step
 
     /// All HALF elements must be there.
     static std::uint64_t load(const unsigned char* text) noexcept {
@@ -53,6 +56,7 @@ struct prefix_word<wchar_t> {
     static constexpr unsigned int HALF = 3;
     static constexpr unsigned int BITS = 21;
     static constexpr unsigned int END = 1;
+    static constexpr unsigned int STEP = 1;
 
     static std::uint64_t load(const wchar_t* text) noexcept {
         std::uint64_t word = 0;
@@ -81,6 +85,9 @@ struct prefix_word<wchar_t> {
 /// Elements that a prefix has at most.
 template <class T>
 constexpr unsigned int MOST_OF_PREFIX = 2 * prefix_word<T>::HALF;
+
+/// Steps in which a prefix is looked at, the first one included.
+constexpr unsigned int PREFIX_STEPS = 4;
 
 /// The prefixes of one class of literals, each with the node of a tree that has those that begin
 /// with it. What all of these have in common may go on behind the prefix: its end, a number too, and
@@ -112,17 +119,26 @@ public:
     /// @param half elements of each word
     /// @param bits of an element
     /// @param prefixes how many different ones there are
-    prefix_class(unsigned int length, unsigned int half, unsigned int bits, std::size_t prefixes)
-        : __length(length), __isLong(length > half),
-          __mask{__maskOf(std::min(length, half) * bits),
-                 __isLong ? __maskOf((length - half) * bits) : 0} {
+    /// @param step elements more of each step
+    /// @param literals how many of them there are
+    prefix_class(unsigned int length, unsigned int half, unsigned int bits, std::size_t prefixes,
+                 unsigned int step, std::size_t literals)
+        : __length(length), __isLong(length > half), __step(step) {
+        for (unsigned int i = 0; i < PREFIX_STEPS; ++i) {
+            const unsigned int elements = std::min(length + i * step, 2 * half);
+            __masks[i] = {__maskOf(std::min(elements, half) * bits),
+                          elements > half ? __maskOf((elements - half) * bits) : 0};
+        }
         constexpr unsigned int LEAST = 12;
         constexpr unsigned int MOST = 22; // beyond which a second level cache holds less than all
         constexpr std::size_t BITS_FOR_EACH = 48;
         const auto log = [](std::size_t n) { return static_cast<unsigned int>(std::bit_width(n)); };
         const unsigned int filterLog = std::clamp(log(prefixes * BITS_FOR_EACH), LEAST, MOST);
+        const unsigned int fineLog = std::clamp(log(literals * BITS_FOR_EACH), LEAST, MOST);
         const unsigned int slotLog = std::max(4U, log(prefixes * 2));
         __filterShift = 64 - filterLog;
+        __fineShift = 64 - fineLog;
+        __fine.resize((std::size_t{1} << fineLog) / 64);
         __slotShift = 64 - slotLog;
         __filter.resize((std::size_t{1} << filterLog) / 64);
         __slots.resize((std::size_t{1} << slotLog) + MARGIN);
@@ -146,11 +162,27 @@ public:
         __slots[at] = {__tag(hash), root};
     }
 
+    /// Adds a literal of so many elements, of which this word is the beginning.
+    void add_literal(const WORD& word, unsigned int length) noexcept {
+        const unsigned int steps = std::min((length - __length) / __step, PREFIX_STEPS - 1);
+        const std::uint64_t bit = __fineHash(word, steps) >> __fineShift;
+        __fine[bit / 64] |= std::uint64_t{1} << (bit % 64);
+    }
+    /// 0 if no literal begins as the word, as far as that tells, else 1.
+    std::uint64_t may_have_literal(const WORD& word) const noexcept {
+        std::uint64_t found = 0;
+        for (unsigned int i = 0; i < PREFIX_STEPS; ++i) {
+            const std::uint64_t bit = __fineHash(word, i) >> __fineShift;
+            found |= __fine[bit / 64] >> (bit % 64);
+        }
+        return found & 1U;
+    }
+
     /// @param Long both words count
     template <bool Long>
     std::uint64_t hash_of(const WORD& word) const noexcept {
-        const std::uint64_t low = (word.low & __mask.low) * 0x9E3779B97F4A7C15U;
-        return Long ? low + (word.high & __mask.high) * 0xC2B2AE3D27D4EB4FU : low;
+        const std::uint64_t low = (word.low & __masks[0].low) * LOW_FACTOR;
+        return Long ? low + (word.high & __masks[0].high) * HIGH_FACTOR : low;
     }
 
     /// 0 if no prefix has this hash, else 1.
@@ -198,6 +230,13 @@ private:
         ROOT root;
     };
 
+    static constexpr std::uint64_t LOW_FACTOR = 0x9E3779B97F4A7C15;
+    static constexpr std::uint64_t HIGH_FACTOR = 0xC2B2AE3D27D4EB4F;
+
+    std::uint64_t __fineHash(const WORD& word, unsigned int step) const noexcept {
+        return (word.low & __masks[step].low) * HIGH_FACTOR +
+               (word.high & __masks[step].high) * LOW_FACTOR;
+    }
     static constexpr std::uint64_t __maskOf(unsigned int bits) noexcept {
         return bits >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << bits) - 1;
     }
@@ -208,10 +247,13 @@ private:
 
     unsigned int __length;
     bool __isLong;
-    WORD __mask;
+    unsigned int __step;
+    std::array<WORD, PREFIX_STEPS> __masks; ///< of the elements that count in each step
+    unsigned int __fineShift = 0;
     unsigned int __filterShift = 0;
     unsigned int __slotShift = 0;
-    std::vector<std::uint64_t> __filter;
+    std::vector<std::uint64_t> __filter; ///< of the prefixes
+    std::vector<std::uint64_t> __fine;   ///< of the literals, by the last step that each one has
     std::vector<SLOT> __slots;
 };
 
