@@ -87,7 +87,7 @@ template <class T>
 constexpr unsigned int MOST_OF_PREFIX = 2 * prefix_word<T>::HALF;
 
 /// Steps in which a prefix is looked at, the first one included.
-constexpr unsigned int PREFIX_STEPS = 4;
+constexpr unsigned int PREFIX_STEPS = 3;
 
 /// The prefixes of one class of literals, each with the node of a tree that has those that begin
 /// with it. What all of these have in common may go on behind the prefix: its end, a number too, and
