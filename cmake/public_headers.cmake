@@ -48,10 +48,15 @@ set(QUIL_PUBLIC_HEADERS
     util/text/CmdArgParser.h
     util/text/ConvStr.h
     util/text/IStrMatchCmd.h
+    util/text/ITextReplacer.h
     util/text/RegexReplacer.h
+    util/text/RuleSearch.h
+    util/text/RuleSet.h
     util/text/byteEx.h
     util/text/byte_buffer.h
+    util/text/case_change.h
     util/text/regex_error.h
+    util/text/rule_match.h
     util/text/stringEx.h
     util/text/wstringEx.h)
 
@@ -83,4 +88,5 @@ set(QUIL_INNER_HEADERS
     util/text/string/string_core.h
     util/text/string/string_escape.h
     util/text/string/string_face.h
-    util/text/string/string_field.h)
+    util/text/string/string_field.h
+    util/text/text_build.h)

@@ -99,9 +99,7 @@ auto TLazySpan<Chr>::attempt(const Chr* begin, const Chr*& end, const Chr*& reac
     const color* const colors = __env.colors;
     const Chr* p = begin;
     __leapt = 0;
-    transition state = begin == __env.start
-                           ? step(__dfa.start(), __env.before(a))
-                           : __entered;
+    transition state = begin == __env.start ? step(__dfa.start(), __env.before(a)) : __entered;
     if (state == CDfa::DEAD) {
         return outcome::NONE;
     }

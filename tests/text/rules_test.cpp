@@ -34,8 +34,8 @@ bool IsWord(const std::wstring& text, std::size_t at) {
 /// begins there by itself, with the text around it to be seen.
 std::size_t LongestAt(const RULE_TEXT& rule, const std::wstring& text, std::size_t at) {
     if (rule.kind.isExpression) {
-        const auto compiled = wstringEx::regex_comp(wstringEx(rule.find.c_str()), rule.kind.noCase,
-                                                    true, true, true);
+        const auto compiled =
+            wstringEx::regex_comp(wstringEx(rule.find.c_str()), rule.kind.noCase, true, true, true);
         const wstringEx subject(text.data(), static_cast<unsigned int>(text.size()));
         wstringEx::regex_result found;
         // Without groups an expression that finds anything here finds its longest match.
@@ -77,7 +77,8 @@ std::shared_ptr<CRuleSet> Prepared(const RULES& rules, const CASE_RULES& cases =
         set->Add(rule.kind, rule.find.c_str(), rule.replacement.c_str());
     }
     CRuleSet::TROUBLE trouble;
-    EXPECT_TRUE(set->Prepare(trouble)) << trouble.rule << " " << trouble.other << trouble.error.text;
+    EXPECT_TRUE(set->Prepare(trouble))
+        << trouble.rule << " " << trouble.other << trouble.error.text;
     return set;
 }
 
@@ -92,13 +93,14 @@ std::wstring Replaced(const std::shared_ptr<CRuleSet>& set, const std::wstring& 
 
 /// The result of a text that comes in pieces, each with what was left of the ones before.
 template <class T>
-std::basic_string<T> InPieces(const std::shared_ptr<CRuleSet>& set, const std::basic_string<T>& text,
-                              std::size_t piece) {
+std::basic_string<T> InPieces(const std::shared_ptr<CRuleSet>& set,
+                              const std::basic_string<T>& text, std::size_t piece) {
     CRuleSearch<T> search(set);
     std::basic_string<T> result;
     std::size_t taken = 0;
     bool isInWord = false;
-    for (std::size_t end = std::min(piece, text.size());; end = std::min(end + piece, text.size())) {
+    for (std::size_t end = std::min(piece, text.size());;
+         end = std::min(end + piece, text.size())) {
         const bool isLast = end == text.size();
         const text_ref<T> part(text.data() + taken, static_cast<unsigned int>(end - taken));
         search.SetText(part, isLast, isInWord);
@@ -180,8 +182,9 @@ TEST(RulesTest, LiteralsAreReplacedAsTheDefinitionHasIt) {
 
 TEST(RulesTest, ExpressionsAmongLiteralsAreReplacedAsTheDefinitionHasIt) {
     std::mt19937 random(2);
-    const std::wstring pieces[] = {L"a", L"b", L"[ab]", L"a+", L"b*", L"(a|ab)", L"(b|aa)b?", L".",
-                                   L"^a", L"b$", L"(a)(b)", L"a{2,3}", L" "};
+    const std::wstring pieces[] = {L"a",      L"b",        L"[ab]", L"a+", L"b*",
+                                   L"(a|ab)", L"(b|aa)b?", L".",    L"^a", L"b$",
+                                   L"(a)(b)", L"a{2,3}",   L" "};
     for (int round = 0; round < 1500; ++round) {
         RULES rules = RandomRules(random, L"aAb ", {EXACT, WORD, ANY_CASE});
         const std::size_t count = random() % 5 + 1;
@@ -270,6 +273,7 @@ TEST(RulesTest, ReplacementsFollowTheCaseOfWhatTheyReplace) {
 
     CASE_RULES title;
     title.groups = CASE_CHANGE::TITLE;
-    EXPECT_EQ(Replaced(Prepared({{EXPRESSION, L"<(.*)>", L"x \\1 y"}}, title), L"<it's ÄRGER o'neil>"),
-              L"x It's Ärger O'neil y");
+    EXPECT_EQ(
+        Replaced(Prepared({{EXPRESSION, L"<(.*)>", L"x \\1 y"}}, title), L"<it's ÄRGER o'neil>"),
+        L"x It's Ärger O'neil y");
 }

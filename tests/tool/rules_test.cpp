@@ -1,5 +1,5 @@
-// Lists of rules as a user gives them: what is said of a bad one, what the lines mean, and that every
-// way of an input comes to the same.
+// Lists of rules as a user gives them: what is said of a bad one, what the lines mean, and that
+// every way of an input comes to the same.
 #include "tests/tool/command.h"
 
 #include <random>
@@ -44,7 +44,9 @@ TEST_F(CommandTest, EveryWayOfAnInputComesToTheSameByRules) {
                           .out.substr(0, 4),
                       std::string("c\0o\0", 4));
             for (const std::vector<std::string>& more :
-                 {std::vector<std::string>{}, {"--keep-bytes"}, {"-encin:utf-8", "-encout:gbk", "-force"}}) {
+                 {std::vector<std::string>{},
+                  {"--keep-bytes"},
+                  {"-encin:utf-8", "-encout:gbk", "-force"}}) {
                 Write("file", some);
                 std::vector<std::string> arguments{"file", rules};
                 arguments.insert(arguments.end(), more.begin(), more.end());
@@ -84,8 +86,7 @@ TEST_F(CommandTest, LiteralRulesInBlocksAreThoseOfTheWholeText) {
         const std::string text = some(80);
         Write("rules", rules);
         blockSize = 0;
-        const std::vector<std::string> arguments{"--filter", "--rules=rules",
-                                                 "--rules-format=csv"};
+        const std::vector<std::string> arguments{"--filter", "--rules=rules", "--rules-format=csv"};
         const Outcome whole = Tsub(arguments, text);
         if (whole.status == 255) {
             EXPECT_NE(whole.err.find("the same is found by"), std::string::npos) << whole.err;
@@ -144,10 +145,15 @@ TEST_F(CommandTest, ABadListIsToldByItsPlaceAndNothingIsRead) {
               std::string::npos);
     Write("list", "a\tb\n");
     for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{"text", "--rules=list", "-f:a"}, {"text", "--rules=list", "-t:a"},
-          {"--rules=-"}, {"text", "--rules=-", "--rules=-"}, {"text", "--rules=missing"},
-          {"text", "-f:a", "-t:b", "--rules-report"}, {"text", "-f:a", "-t:b", "--change-case=upper"},
-          {"text", "-r:a", "-t:b", "--preserve-case"}, {"text", "--rules=list", "--rules-charset=x"}}) {
+         {std::vector<std::string>{"text", "--rules=list", "-f:a"},
+          {"text", "--rules=list", "-t:a"},
+          {"--rules=-"},
+          {"text", "--rules=-", "--rules=-"},
+          {"text", "--rules=missing"},
+          {"text", "-f:a", "-t:b", "--rules-report"},
+          {"text", "-f:a", "-t:b", "--change-case=upper"},
+          {"text", "-r:a", "-t:b", "--preserve-case"},
+          {"text", "--rules=list", "--rules-charset=x"}}) {
         EXPECT_EQ(Tsub(arguments, "a\n").status, 255) << testing::PrintToString(arguments);
         EXPECT_EQ(Read("text"), "a a(b\n");
     }
@@ -166,7 +172,10 @@ TEST_F(CommandTest, ListsComeAsTheirWritersHaveThem) {
         {"\xEF\xBB\xBFx\ty\n", {}, "x", "y"},
         {std::string("\xFF\xFEx\0\t\0y\0\n\0", 10), {}, "x", "y"},
         {"\xD6\xD0\tx\n", {"--rules-charset=gbk"}, "中", "x"},
-        {"\"a, \"\"b\"\"\",\"c\nd\"\n@nocase\ne,f\n", {"--rules-format=csv"}, "a, \"b\" E", "c\nd f"},
+        {"\"a, \"\"b\"\"\",\"c\nd\"\n@nocase\ne,f\n",
+         {"--rules-format=csv"},
+         "a, \"b\" E",
+         "c\nd f"},
         {"a,b\tc\n", {"--rules-format=csv"}, "a,b", "c"},
         {"@regex nocase\n^x(.)\t<\\1>\n", {}, "Xa\nxb x", "<a>\n<b> x"},
         {"@regex nnl\na.b\tc\n", {}, "a\nb", "c"},
@@ -194,9 +203,11 @@ TEST_F(CommandTest, TheReportCountsEachMatchOnce) {
                                "3\tterms:6\t北京大学\tPKU\n6\tterms:8\tfoo\tbar\n"
                                "3\tterms:10\t([0-9]+)-([0-9]+)\t\\2-\\1\n"
                                "## 1 rule never matched\n0\tterms:12\tnever\tthere\n";
-    for (const std::vector<std::string>& more :
-         {std::vector<std::string>{"--count"}, {"--keep-bytes", "--files-with-matches"}, {"--preview"},
-          {"--from-code=auto", "--jobs=2"}, {}}) {
+    for (const std::vector<std::string>& more : {std::vector<std::string>{"--count"},
+                                                 {"--keep-bytes", "--files-with-matches"},
+                                                 {"--preview"},
+                                                 {"--from-code=auto", "--jobs=2"},
+                                                 {}}) {
         for (const char* const name : {"a.txt", "b.txt", "c.txt"}) {
             Write(name, TEXT);
         }
@@ -230,7 +241,8 @@ TEST_F(CommandTest, LettersFollowWhatTheyReplaceAndGroupsChange) {
     for (const auto& row : ROWS) {
         std::vector<std::string> arguments{"--filter"};
         arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
-        EXPECT_EQ(Tsub(arguments, row.text).out, row.result) << testing::PrintToString(row.arguments);
+        EXPECT_EQ(Tsub(arguments, row.text).out, row.result)
+            << testing::PrintToString(row.arguments);
         arguments.emplace_back("-noexp");
         EXPECT_EQ(Tsub(arguments, row.text).out, row.result) << "without a second buffer";
     }

@@ -172,8 +172,8 @@ constexpr OPTION OPTIONS[] = {
 
     {TASK::FIND, VALUE::NEEDED, "rules", "FILE",
      "many at once: lines of a text, a tab, its replacement", SettleRules, KIND::FILE},
-    {TASK::FIND, VALUE::NEEDED, "rules-format", "FORM", "text (as above), or csv: a table of two columns",
-     SettleRulesFormat, KIND::WORD, "text csv"},
+    {TASK::FIND, VALUE::NEEDED, "rules-format", "FORM",
+     "text (as above), or csv: a table of two columns", SettleRulesFormat, KIND::WORD, "text csv"},
     {TASK::FIND, VALUE::NEEDED, "rules-charset", "NAME", "charset of these files (UTF-8)",
      SettleCode<&Run::rulesCharset>, KIND::CHARSET},
 
@@ -184,8 +184,8 @@ constexpr OPTION OPTIONS[] = {
     {TASK::REPLACE, VALUE::NEEDED, "change-case", "CASE",
      "what \\0 to \\9 put in becomes upper, lower, title", SettleCaseChange, KIND::WORD,
      "upper lower title"},
-    {TASK::REPLACE, VALUE::NONE, "preserve-case", "",
-     "write it as what it replaces: foo, Foo, FOO", SettlePreserveCase},
+    {TASK::REPLACE, VALUE::NONE, "preserve-case", "", "write it as what it replaces: foo, Foo, FOO",
+     SettlePreserveCase},
 
     {TASK::FILES, VALUE::NONE, "s", "", "go into folders", nullptr},
     {TASK::FILES, VALUE::NONE, "errstop", "", "end at the first error; leave out hidden files",
@@ -262,8 +262,8 @@ constexpr OPTION OPTIONS[] = {
      Set<&Run::isFilter>},
     {TASK::OUTPUT, VALUE::NONE, "frc", "", "tell each file's number of replacements", nullptr},
     {TASK::OUTPUT, VALUE::NONE, "trc", "", "tell the total number of replacements", nullptr},
-    {TASK::OUTPUT, VALUE::OPTIONAL, "rules-report", "FILE",
-     "tell how often each rule matched", SettleRulesReport, KIND::FILE},
+    {TASK::OUTPUT, VALUE::OPTIONAL, "rules-report", "FILE", "tell how often each rule matched",
+     SettleRulesReport, KIND::FILE},
 
     {TASK::OTHER, VALUE::NONE, "no-progress", "", "no line that tells how far a long run is",
      UnsetProgress},

@@ -1,6 +1,6 @@
-// Expressions whose matches lie within lines, searched by blocks of whole lines: so neither the text
-// nor its result is ever there as a whole, nor, in UTF-8, its wide characters. Any others take the
-// text as one block.
+// Expressions whose matches lie within lines, searched by blocks of whole lines: so neither the
+// text nor its result is ever there as a whole, nor, in UTF-8, its wide characters. Any others take
+// the text as one block.
 #pragma once
 
 #include "tool/road/search.h"
@@ -49,10 +49,10 @@ private:
     double __growth;
     PIECES __told; ///< match by match only on wide characters
     REPLACED_MATCHES __matches;
-    std::uint64_t __place = 0;  ///< of what isn't taken
-    FOUND __last;               ///< whose result is there
-    basic_buffer<T> __result;   ///< the last block's
-    bool __isDecoded = false;   ///< it is the next one instead
+    std::uint64_t __place = 0; ///< of what isn't taken
+    FOUND __last;              ///< whose result is there
+    basic_buffer<T> __result;  ///< the last block's
+    bool __isDecoded = false;  ///< it is the next one instead
     wstringEx __wideResult;
     wstringEx __wide;
     stringEx __encoded;

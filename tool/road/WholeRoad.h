@@ -38,9 +38,9 @@ private:
     const Run& __run;
     TASK __task;
     std::unique_ptr<ITextReplacer> __replacer; ///< of expressions and rules; null: none is needed
-    wstringEx __text;          ///< the current input, then its result
-    wstringEx __scratch;       ///< where the expanding form builds a result
-    byteEx __bytes;            ///< the result of a file
+    wstringEx __text;                          ///< the current input, then its result
+    wstringEx __scratch;                       ///< where the expanding form builds a result
+    byteEx __bytes;                            ///< the result of a file
     LOSSES __losses;
     /// Converters of its own: those of the run are for all threads.
     std::unique_ptr<const TTextConv> __decoder;

@@ -138,9 +138,9 @@ UTF8_SEARCH SearchUtf8(const Run& run) {
     }
     switch (run.findFunc) {
     case FIND::LITERAL:
-        return {std::make_unique<CLiteralSearch<unsigned char, IMPL::plain_fold>>(*find,
-                                                                                  *replacement),
-                {}};
+        return {
+            std::make_unique<CLiteralSearch<unsigned char, IMPL::plain_fold>>(*find, *replacement),
+            {}};
     case FIND::LITERAL_NO_CASE:
         if (!IsAscii(run.findText)) {
             return {};

@@ -91,8 +91,8 @@ private:
     bool __isReplaced = false;
 };
 
-/// Tells matches as pieces: those near each other as one, if they may be, since a word for each would
-/// cost more than the rest.
+/// Tells matches as pieces: those near each other as one, if they may be, since a word for each
+/// would cost more than the rest.
 template <class T>
 class CTeller {
 public:

@@ -83,8 +83,8 @@ private:
     bool __Decode(const stringEx& file, wstringEx& text) const {
         const stringEx bytes = ReadBytes(file);
         const std::string_view front(bytes.data(), bytes.length());
-        const auto* const marked =
-            std::ranges::find_if(MARKS, [front](const auto& row) { return front.starts_with(row.mark); });
+        const auto* const marked = std::ranges::find_if(
+            MARKS, [front](const auto& row) { return front.starts_with(row.mark); });
         const bool hasMark = marked != std::end(MARKS);
         const stringEx name = hasMark                      ? stringEx(marked->charset)
                               : __run.rulesCharset.empty() ? stringEx("utf-8")
@@ -94,7 +94,8 @@ private:
             return false;
         }
         const auto skipped = static_cast<unsigned int>(hasMark ? marked->mark.size() : 0);
-        const LOSS loss = DecodeWhole(*charset.converter, text, bytes.substr(skipped, stringEx::npos));
+        const LOSS loss =
+            DecodeWhole(*charset.converter, text, bytes.substr(skipped, stringEx::npos));
         if (loss.count != 0) {
             wstringEx before;
             DecodeWhole(*charset.converter, before,
@@ -102,7 +103,9 @@ private:
             const auto line = std::count(before.begin(), before.end(), L'\n') + 1;
             const unsigned int end = before.rfind(L'\n') + 1;
             Refuse(PlaceText(file, static_cast<unsigned int>(line), before.length() - end + 1),
-                   stringEx("bytes that are no ").append(ShownCharset(name)).append("; --rules-charset says what they are"));
+                   stringEx("bytes that are no ")
+                       .append(ShownCharset(name))
+                       .append("; --rules-charset says what they are"));
         }
         return loss.count == 0;
     }
@@ -137,8 +140,9 @@ std::shared_ptr<const RULE_LIST> ReadRules(const Run& run) {
         }
     }
     if (list->places.empty()) {
-        std::cerr << "[FATAL ERROR] no rules: " << run.ruleFiles.front()
-                  << " has none; one is a line of what to find, a tab, and what to put in its place\n";
+        std::cerr
+            << "[FATAL ERROR] no rules: " << run.ruleFiles.front()
+            << " has none; one is a line of what to find, a tab, and what to put in its place\n";
         return nullptr;
     }
     CRuleSet::TROUBLE trouble;

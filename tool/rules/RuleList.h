@@ -23,8 +23,8 @@ struct RULE_LIST {
     std::vector<PLACE> places; ///< of each rule
 };
 
-/// Reads the lists that the run names, all before any input. Null, after saying what is wrong where,
-/// if they can't be used.
+/// Reads the lists that the run names, all before any input. Null, after saying what is wrong
+/// where, if they can't be used.
 std::shared_ptr<const RULE_LIST> ReadRules(const Run& run);
 
 /// A list of the run's one literal, for what only rules can do.

@@ -46,8 +46,9 @@ void Add(RULE_KIND& kind, const RULE_KIND& more) {
 /// A word that can stand where this one does, by its name.
 const WORD* FindWord(const stringEx& name, bool isFirst, const RULE_KIND& kind) {
     const auto row = std::ranges::find_if(WORDS, [&](const WORD& word) {
-        return name.equal_no_case(word.name) &&
-               (isFirst ? word.isFirst : kind.isExpression ? word.forExpression : word.forLiteral);
+        return name.equal_no_case(word.name) && (isFirst             ? word.isFirst
+                                                 : kind.isExpression ? word.forExpression
+                                                                     : word.forLiteral);
     });
     return row == std::end(WORDS) ? nullptr : row;
 }
@@ -102,7 +103,7 @@ std::int64_t HexNumber(text_ref<wchar_t> text, unsigned int at, unsigned int end
 constexpr struct {
     wchar_t letter;
     wchar_t character;
-} ESCAPES[] = {{L't', L'\t'}, {L'n', L'\n'}, {L'r', L'\r'},
+} ESCAPES[] = {{L't', L'\t'},  {L'n', L'\n'},   {L'r', L'\r'},
                {L'\\', L'\\'}, {L'#', COMMENT}, {L'@', DIRECTIVE}};
 
 /// What "\x" or "\u" stands for, with the elements behind the letter that it takes; a length of 0
@@ -143,8 +144,7 @@ CRuleParser::COMPLAINT CRuleParser::ParseLines(const wstringEx& text) {
     __kind = {};
     __line = 0;
     for (unsigned int begin = 0; begin < text.length();) {
-        const wchar_t* const at =
-            std::wmemchr(text.data() + begin, L'\n', text.length() - begin);
+        const wchar_t* const at = std::wmemchr(text.data() + begin, L'\n', text.length() - begin);
         const unsigned int end =
             at == nullptr ? text.length() : static_cast<unsigned int>(at - text.data());
         const bool hasReturn = end > begin && text[end - 1] == L'\r';
@@ -170,8 +170,7 @@ CRuleParser::COMPLAINT CRuleParser::__TakeLine(text_ref<wchar_t> line) {
         return __Complaint(line.length, "no tab between what to find and what to put in its place");
     }
     const auto parted = static_cast<unsigned int>(tab - line.data);
-    if (const wchar_t* const second =
-            std::wmemchr(tab + 1, L'\t', line.length - parted - 1)) {
+    if (const wchar_t* const second = std::wmemchr(tab + 1, L'\t', line.length - parted - 1)) {
         return __Complaint(static_cast<std::size_t>(second - line.data),
                            "a second tab; one that is part of a text is written \\t");
     }
@@ -230,8 +229,8 @@ CRuleParser::COMPLAINT CRuleParser::__Unescape(text_ref<wchar_t> line, unsigned 
             continue;
         }
         const wchar_t letter = at + 1 < end ? line.data[at + 1] : 0;
-        const auto* const escape =
-            std::ranges::find_if(ESCAPES, [letter](const auto& row) { return row.letter == letter; });
+        const auto* const escape = std::ranges::find_if(
+            ESCAPES, [letter](const auto& row) { return row.letter == letter; });
         if (escape != std::end(ESCAPES)) {
             to += escape->character;
             ++at;
@@ -240,7 +239,8 @@ CRuleParser::COMPLAINT CRuleParser::__Unescape(text_ref<wchar_t> line, unsigned 
         const NUMBERED numbered =
             letter == L'x' || letter == L'u' ? ReadNumbered(line, at + 1, end) : NUMBERED();
         if (numbered.length == 0) {
-            return __Complaint(at, "\\ has to have t, n, r, #, @, xHH, uHHHH or another \\ behind it");
+            return __Complaint(at,
+                               "\\ has to have t, n, r, #, @, xHH, uHHHH or another \\ behind it");
         }
         to += numbered.character;
         at += 1 + numbered.length;

@@ -33,7 +33,8 @@ const char* ObstacleToCases(const Run& run) {
     }
     const bool hasGroups = run.findFunc == FIND::RULES || run.findFunc == FIND::REGEX;
     return run.cases.groups != CASE_CHANGE::NONE && !hasGroups
-               ? "--change-case is about what \\0 to \\9 put in, which expressions have: -r: is one; "
+               ? "--change-case is about what \\0 to \\9 put in, which expressions have: -r: is "
+                 "one; "
                  "-tu: and -tl: change the replacement's own letters"
                : nullptr;
 }
@@ -49,8 +50,9 @@ bool SettleRules(Run& run) {
         run.findFunc = FIND::RULES;
         run.hasReplace = true;
     } else if (run.wantsRuleReport) {
-        std::cerr << "[FATAL ERROR] --rules-report tells of rules, and there are none: --rules=FILE "
-                     "names a list\n";
+        std::cerr
+            << "[FATAL ERROR] --rules-report tells of rules, and there are none: --rules=FILE "
+               "names a list\n";
         return false;
     }
     if (const char* const obstacle = ObstacleToCases(run)) {

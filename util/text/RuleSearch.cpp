@@ -3,6 +3,7 @@
 // from stays the next one, so each of them reads the text about once.
 #include "util/text/RuleSearch.h"
 
+#include "util/text/replace/cased_text.h"
 #include "util/text/rules/rule_forms.h"
 
 #include <algorithm>
@@ -23,8 +24,9 @@ public:
         for (const auto& member : unit.members) {
             const bool isJoined = member.group != 0;
             groups = std::max<std::size_t>(
-                groups, isJoined ? member.group + member.groups
-                                 : std::min(member.groups, forms.filler(member.rule).groups_used()));
+                groups, isJoined
+                            ? member.group + member.groups
+                            : std::min(member.groups, forms.filler(member.rule).groups_used()));
         }
         __groups.resize(groups);
     }
@@ -56,8 +58,8 @@ public:
 private:
     bool __Search(unsigned int from) {
         for (; from < __text.length; ++from) {
-            const int code = __context.exec(from, __groups.size(), __groups.data(),
-                                            REG_STARTEND | REG_BEHIND);
+            const int code =
+                __context.exec(from, __groups.size(), __groups.data(), REG_STARTEND | REG_BEHIND);
             if (code == REG_ESPACE) {
                 throw std::bad_alloc();
             }
@@ -124,8 +126,7 @@ struct CRuleSearch<T>::machine {
 };
 
 template <class T>
-CRuleSearch<T>::CRuleSearch(std::shared_ptr<const CRuleSet> rules)
-    : __rules(std::move(rules)) {}
+CRuleSearch<T>::CRuleSearch(std::shared_ptr<const CRuleSet> rules) : __rules(std::move(rules)) {}
 
 template <class T>
 CRuleSearch<T>::~CRuleSearch() = default;

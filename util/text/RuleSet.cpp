@@ -9,8 +9,8 @@
 
 #include <algorithm>
 #include <mutex>
-#include <numeric>
 #include <new>
+#include <numeric>
 #include <span>
 #include <string_view>
 
@@ -29,9 +29,8 @@ unsigned int Utf8Length(wchar_t element) {
 }
 
 std::uint64_t Utf8Length(text_ref<wchar_t> text) {
-    return std::accumulate(
-        text.data, text.data + text.length, std::uint64_t{0},
-        [](std::uint64_t length, wchar_t c) { return length + Utf8Length(c); });
+    return std::accumulate(text.data, text.data + text.length, std::uint64_t{0},
+                           [](std::uint64_t length, wchar_t c) { return length + Utf8Length(c); });
 }
 
 unsigned char* PutUtf8(unsigned char* to, wchar_t element) {
@@ -43,7 +42,8 @@ unsigned char* PutUtf8(unsigned char* to, wchar_t element) {
     }
     for (unsigned int i = 0; i < length; ++i) {
         const std::uint32_t bits = c >> (6 * (length - 1 - i));
-        *to++ = static_cast<unsigned char>(i == 0 ? 0xF00U >> length | bits : 0x80U | (bits & 0x3F));
+        *to++ =
+            static_cast<unsigned char>(i == 0 ? 0xF00U >> length | bits : 0x80U | (bits & 0x3F));
     }
     return to;
 }
@@ -69,10 +69,10 @@ std::uint64_t Hash(text_ref<wchar_t> text, bool folds) {
 }
 
 bool IsSame(text_ref<wchar_t> a, text_ref<wchar_t> b, bool folds) {
-    return std::equal(a.data, a.data + a.length, b.data, b.data + b.length,
-                      [folds](wchar_t x, wchar_t y) {
-                          return x == y || (folds && IMPL::fold_literal(x) == IMPL::fold_literal(y));
-                      });
+    return std::equal(
+        a.data, a.data + a.length, b.data, b.data + b.length, [folds](wchar_t x, wchar_t y) {
+            return x == y || (folds && IMPL::fold_literal(x) == IMPL::fold_literal(y));
+        });
 }
 
 wstringEx::regex_handle Compile(const wstringEx& expression, const RULE_KIND& kind,
@@ -155,16 +155,15 @@ bool CRuleSet::__FindTwins(TROUBLE& trouble) const {
     std::vector<KEY> keys;
     keys.reserve(__rules.size());
     for (unsigned int rule = 0; rule < __rules.size(); ++rule) {
-        keys.push_back(
-            {Hash(GetFind(rule), folds && !__rules[rule].kind.isExpression), rule});
+        keys.push_back({Hash(GetFind(rule), folds && !__rules[rule].kind.isExpression), rule});
     }
     std::sort(keys.begin(), keys.end(), [](const KEY& a, const KEY& b) {
         return a.hash != b.hash ? a.hash < b.hash : a.rule < b.rule;
     });
     bool isFound = false;
     for (auto group = keys.begin(); group != keys.end();) {
-        const auto end =
-            std::find_if(group, keys.end(), [&](const KEY& key) { return key.hash != group->hash; });
+        const auto end = std::find_if(group, keys.end(),
+                                      [&](const KEY& key) { return key.hash != group->hash; });
         for (auto later = group + (group == end ? 0 : 1); later != end; ++later) {
             const auto earlier = std::find_if(group, later, [&](const KEY& key) {
                 return __Covers(__rules[key.rule], __rules[later->rule]);
@@ -190,8 +189,8 @@ bool CRuleSet::__Compile(TROUBLE& trouble) {
         }
         const text_ref<wchar_t> find = GetFind(rule);
         REGEX_ERROR error;
-        IMPL::rule_unit unit{
-            Compile(wstringEx(find.data, find.length), __rules[rule].kind, error), {}};
+        IMPL::rule_unit unit{Compile(wstringEx(find.data, find.length), __rules[rule].kind, error),
+                             {}};
         if (error) {
             trouble = {rule, false, 0, error};
             return false;
@@ -266,7 +265,8 @@ void CRuleSet::__Measure() {
         const text_ref<wchar_t> replacement = GetReplacement(rule);
         const auto bytes = static_cast<double>(Utf8Length(replacement));
         if (kind.isExpression) {
-            const auto groups = std::count(replacement.data, replacement.data + replacement.length, L'\\');
+            const auto groups =
+                std::count(replacement.data, replacement.data + replacement.length, L'\\');
             note(0, 1, replacement.length + static_cast<double>(groups));
             note(1, 1, (bytes + static_cast<double>(groups)) * LONGEST_CHARACTER);
             __keepsPlaces[0] = __keepsPlaces[1] = false;
@@ -317,8 +317,7 @@ const IMPL::rule_forms<wchar_t>& CRuleSet::__GetForms(text_ref<wchar_t> sample) 
 }
 
 template <>
-const IMPL::rule_forms<unsigned char>&
-CRuleSet::__GetForms(text_ref<unsigned char> sample) const {
+const IMPL::rule_forms<unsigned char>& CRuleSet::__GetForms(text_ref<unsigned char> sample) const {
     std::call_once(__forms->bytesOnce, [&] {
         __forms->bytes = std::make_unique<IMPL::rule_forms<unsigned char>>(*this, sample);
     });
@@ -336,8 +335,7 @@ void FillTexts(rule_forms<wchar_t>& forms, std::span<const wchar_t> texts) {
 }
 
 void FillTexts(rule_forms<unsigned char>& forms, std::span<const wchar_t> texts) {
-    const std::uint64_t size =
-        Utf8Length({texts.data(), static_cast<unsigned int>(texts.size())});
+    const std::uint64_t size = Utf8Length({texts.data(), static_cast<unsigned int>(texts.size())});
     forms.text.resize(size <= byteEx::max_size() ? static_cast<unsigned int>(size)
                                                  : throw std::bad_alloc());
     unsigned char* const front = forms.text.ref();
@@ -394,8 +392,7 @@ rule_forms<T>::rule_forms(const CRuleSet& set, text_ref<T> sample) {
                 Translated(basic_buffer<T>(own.data, own.length)));
             CASE_RULES cases = set.__cases;
             cases.follows = cases.follows && set.__rules[member.rule].kind.noCase;
-            fillers[member.rule] =
-                std::make_unique<cased_template<T>>(*text, member.groups, cases);
+            fillers[member.rule] = std::make_unique<cased_template<T>>(*text, member.groups, cases);
         }
     }
 }

@@ -184,11 +184,12 @@ unsigned int regex_replace_in_bulk(text_writer<T>& out, text_ref<T> text, regex_
 
 /// The one loop of all replace-all forms: appends the result to `to`, which is empty and apart from
 /// the text, and answers the number of matches; with none, nothing is appended. `decide` tells, for
-/// a search at a position, whether it does not begin a line. `filler` is a template, plain or cased. The text is that of `searches`.
-/// `matches`, unless null, is appended each match.
+/// a search at a position, whether it does not begin a line. `filler` is a template, plain or
+/// cased. The text is that of `searches`. `matches`, unless null, is appended each match.
 template <class T, class Filler, class Decide>
 unsigned int regex_replace_all(basic_buffer<T>& to, text_ref<T> text, regex_search<T>& searches,
-                               bool sensitive, const Filler& filler, bool notBol, Decide decide, REPLACED_MATCHES* matches = nullptr) {
+                               bool sensitive, const Filler& filler, bool notBol, Decide decide,
+                               REPLACED_MATCHES* matches = nullptr) {
     const T* const source = text.data;
     const unsigned int length = text.length;
     if (length == 0 || !searches.find_or_throw(0, notBol, filler.groups_used())) {

@@ -1,7 +1,7 @@
 // The replacement text of a regular expression, taken apart once and filled in for each match.
 #pragma once
 
-#include "util/text/case_change.h"
+#include "util/text/replace/cased_text.h"
 #include "util/text/text_build.h"
 
 #include <vector>

@@ -31,9 +31,8 @@ public:
         void read(T element, Use use) {
             const literal_automaton& a = __automaton;
             __state = a.__Follow(__state, element);
-            std::uint32_t at = a.__trie.state(__state).entry != trie::NONE
-                                   ? __state
-                                   : a.__links[__state].shorter;
+            std::uint32_t at =
+                a.__trie.state(__state).entry != trie::NONE ? __state : a.__links[__state].shorter;
             while (at != 0 && !use(a.__trie.state(at).entry)) {
                 at = a.__links[at].shorter;
             }

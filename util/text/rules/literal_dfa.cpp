@@ -44,8 +44,8 @@ leftmost_links<T>::leftmost_links(const literal_trie<T, false>& trie)
              ++child) {
             std::uint32_t at = state == 0 ? 0 : fallback[state];
             std::uint32_t found = 0;
-            while (state != 0 && at != DEAD &&
-                   (found = trie.child(at, trie.edge(child))) == 0 && at != 0) {
+            while (state != 0 && at != DEAD && (found = trie.child(at, trie.edge(child))) == 0 &&
+                   at != 0) {
                 at = fallback[at];
             }
             fallback[child] = at == DEAD ? DEAD : found;
@@ -56,8 +56,8 @@ leftmost_links<T>::leftmost_links(const literal_trie<T, false>& trie)
 template <class T>
 literal_dfa<T>::literal_dfa(const literal_trie<T, false>& trie, const leftmost_links<T>& links,
                             const literal_kinds<T>& kinds)
-    : __kinds(kinds), __columns(kinds.count()),
-      __table(std::size_t{trie.size()} * kinds.count()), __entries(links.ended) {
+    : __kinds(kinds), __columns(kinds.count()), __table(std::size_t{trie.size()} * kinds.count()),
+      __entries(links.ended) {
     const auto row = [this](std::uint32_t state) {
         return __table.begin() + static_cast<std::ptrdiff_t>(state) * __columns;
     };
@@ -150,7 +150,8 @@ std::uint32_t literal_double_array<T>::__FindBase(const std::vector<std::uint16_
             std::erase_if(cells, [&](std::uint32_t cell) {
                 return std::ranges::find(kinds, cell ^ base) != kinds.end();
             });
-            while (__free.size() - __firstOpen > OPEN_BLOCKS || (__firstOpen < __free.size() && __free[__firstOpen].empty())) {
+            while (__free.size() - __firstOpen > OPEN_BLOCKS ||
+                   (__firstOpen < __free.size() && __free[__firstOpen].empty())) {
                 ++__firstOpen;
             }
             return base;

@@ -158,7 +158,7 @@ private:
     const literal_kinds<T> __kinds;
     std::uint32_t __block = 0; ///< cells that differ by kinds only
     std::vector<CELL> __cells;
-    std::vector<LINKS> __links; ///< of each cell
+    std::vector<LINKS> __links;    ///< of each cell
     std::uint32_t __firstOpen = 0; ///< the first block in which cells are still looked for
     std::vector<std::vector<std::uint32_t>> __free; ///< cells of each of these blocks
 };

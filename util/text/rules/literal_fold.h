@@ -6,8 +6,8 @@
 #pragma once
 
 #include "util/base/unicode_units.h"
-#include "util/text/string/string_face.h"
 #include "util/text/char_class.h"
+#include "util/text/string/string_face.h"
 
 #include <cstdint>
 

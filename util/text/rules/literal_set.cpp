@@ -7,8 +7,8 @@
 #include <bit>
 #include <cstring>
 #include <limits>
-#include <utility>
 #include <numeric>
+#include <utility>
 
 namespace Quil::IMPL {
 
@@ -115,14 +115,15 @@ private:
             const T element = __list.folds() ? fold_literal(text[length - 1]) : text[length - 1];
             const auto at = [&](const auto& entry) { return __list.text(entry)[length - 1]; };
             first = std::find_if(first, last, [&](const auto& e) { return e.length >= length; });
-            first = std::partition_point(first, last, [&](const auto& e) { return at(e) < element; });
-            last = std::partition_point(first, last, [&](const auto& e) { return at(e) == element; });
+            first =
+                std::partition_point(first, last, [&](const auto& e) { return at(e) < element; });
+            last =
+                std::partition_point(first, last, [&](const auto& e) { return at(e) == element; });
             if (first != last) {
                 deepest = length;
-                shortest[length] =
-                    std::min_element(first, last, [](const auto& a, const auto& b) {
-                        return a.length < b.length;
-                    })->length;
+                shortest[length] = std::min_element(first, last, [](const auto& a, const auto& b) {
+                                       return a.length < b.length;
+                                   })->length;
             }
         }
         for (unsigned int least = 1; least <= deepest; ++least) {
@@ -143,8 +144,7 @@ private:
                           unsigned int behind) {
         for (unsigned int i = 0; i < PREFIX_STEPS; ++i) {
             const unsigned int length = least + i * prefix_word<T>::STEP;
-            const unsigned int next =
-                i + 1 == PREFIX_STEPS ? OPEN : length + prefix_word<T>::STEP;
+            const unsigned int next = i + 1 == PREFIX_STEPS ? OPEN : length + prefix_word<T>::STEP;
             const unsigned int found = shortest[std::min(length, MOST)];
             if (found != 0 && found < next && (found < behind || behind > MOST)) {
                 return true;
@@ -216,9 +216,9 @@ void literal_set<T>::__MakeClass(unsigned int least, unsigned int behind) {
     if (members.empty()) {
         return;
     }
-    prefix_class& made = __classes.emplace_back(shortest, word::HALF, word::BITS,
-                                                CountPrefixes(__list, shortest, behind),
-                                                word::STEP, members.size());
+    prefix_class& made =
+        __classes.emplace_back(shortest, word::HALF, word::BITS,
+                               CountPrefixes(__list, shortest, behind), word::STEP, members.size());
     const auto wordOf = [this](std::uint32_t member) {
         const auto& entry = __list.entries()[member];
         std::array<T, MOST_OF_PREFIX<T>> front{};
@@ -238,8 +238,8 @@ void literal_set<T>::__MakeClass(unsigned int least, unsigned int behind) {
         const bool hasEnd = depth >= word::END;
         std::uint32_t last = hasEnd ? word::end(text + depth) : 0;
         last = __list.folds() && hasEnd ? word::blur_end(last) : last;
-        made.add(wordOf(members[begin]), {root, depth, last, hasEnd ? ~std::uint32_t{0} : 0,
-                                          __tree.next_bits(root)});
+        made.add(wordOf(members[begin]),
+                 {root, depth, last, hasEnd ? ~std::uint32_t{0} : 0, __tree.next_bits(root)});
         begin = end;
     }
 }
@@ -248,7 +248,7 @@ void literal_set<T>::__MakeClass(unsigned int least, unsigned int behind) {
 template <class T>
 void literal_set<T>::__MakeDfa(double cost) {
     constexpr std::uint64_t MOST_CELLS = std::uint64_t{1} << 18; // what a second level cache holds
-    constexpr double TABLE_COST = 1.5; // nanoseconds, about
+    constexpr double TABLE_COST = 1.5;                           // nanoseconds, about
     constexpr double ARRAY_COST = 6;
     if (cost <= TABLE_COST) {
         return;
@@ -269,7 +269,8 @@ void literal_set<T>::__MakeDfa(double cost) {
 
 template <class T>
 const literal_automaton<T>& literal_set<T>::automaton() const {
-    std::call_once(__once, [this] { __automaton = std::make_unique<literal_automaton<T>>(__list); });
+    std::call_once(__once,
+                   [this] { __automaton = std::make_unique<literal_automaton<T>>(__list); });
     return *__automaton;
 }
 
@@ -283,9 +284,7 @@ void literal_search<T>::set_text(text_ref<T> text, bool isLast, bool isInWord) {
     __text = text;
     __isLast = isLast;
     __isInWord = isInWord;
-    __closed = isLast                  ? text.length
-               : text.length < longest ? 0
-                                       : text.length - longest + 1;
+    __closed = isLast ? text.length : text.length < longest ? 0 : text.length - longest + 1;
     __undecided = text.length;
     __chunkBegin = __chunkEnd = 0;
     __candidates.clear();
@@ -294,18 +293,17 @@ void literal_search<T>::set_text(text_ref<T> text, bool isLast, bool isInWord) {
 
 template <class T>
 bool literal_search<T>::find(unsigned int from, RULE_MATCH& match) {
-    const unsigned int fast =
-        std::min(__closed, __text.length < MOST_OF_PREFIX<T> ? 0 : __text.length - MOST_OF_PREFIX<T> + 1);
+    const unsigned int fast = std::min(
+        __closed, __text.length < MOST_OF_PREFIX<T> ? 0 : __text.length - MOST_OF_PREFIX<T> + 1);
     unsigned int at = from;
     __undecided = __text.length;
-    if (__set.has_dfa() && !__isByAutomaton && at < __closed &&
-        __FindByDfa(at, match)) {
+    if (__set.has_dfa() && !__isByAutomaton && at < __closed && __FindByDfa(at, match)) {
         return true;
     }
     while (at < fast) {
         const unsigned int before = at;
-        const bool isFound = __isByAutomaton ? __FindByAutomaton(at, fast, match)
-                                             : __FindByTree(at, fast, match);
+        const bool isFound =
+            __isByAutomaton ? __FindByAutomaton(at, fast, match) : __FindByTree(at, fast, match);
         __credit += static_cast<std::int64_t>(at - before) * COST_FACTOR;
         if (isFound || __undecided != __text.length) {
             return isFound;
@@ -567,9 +565,11 @@ template <class T>
 bool literal_search<T>::__FindByDfa(unsigned int& at, RULE_MATCH& match) {
     const T* reached = nullptr;
     const auto found = __set.find_by_dfa(__text.data + at, __text.data + __text.length, reached);
-    const auto end = static_cast<unsigned int>((found.end == nullptr ? reached : found.end) - __text.data);
+    const auto end =
+        static_cast<unsigned int>((found.end == nullptr ? reached : found.end) - __text.data);
     // What was read behind a match is read again.
-    __credit += static_cast<std::int64_t>(end - at) * COST_FACTOR - (reached - __text.data - end) * DFA_COST;
+    __credit += static_cast<std::int64_t>(end - at) * COST_FACTOR -
+                (reached - __text.data - end) * DFA_COST;
     __isByAutomaton = __credit < 0;
     const auto& literal = __set.list().entries()[found.entry];
     if (found.end == nullptr || end - literal.length >= __closed) {
@@ -584,7 +584,8 @@ template <class T>
 bool literal_search<T>::__FindByAutomaton(unsigned int& at, unsigned int end, RULE_MATCH& match) {
     while (at < end) {
         if (at < __chunkBegin || at >= __chunkEnd) {
-            __TellChunk(at, std::min<unsigned int>(end, at + std::max(CHUNK, __set.list().longest())));
+            __TellChunk(at,
+                        std::min<unsigned int>(end, at + std::max(CHUNK, __set.list().longest())));
         }
         for (; at < __chunkEnd; ++at) {
             const RULE_MATCH& found = __chunk[at - __chunkBegin];
@@ -606,8 +607,8 @@ bool literal_search<T>::__FindByAutomaton(unsigned int& at, unsigned int end, RU
 template <class T>
 void literal_search<T>::__TellChunk(unsigned int begin, unsigned int end) {
     const auto& list = __set.list();
-    const std::uint64_t behind = std::min<std::uint64_t>(
-        __text.length, std::uint64_t{end} + list.longest());
+    const std::uint64_t behind =
+        std::min<std::uint64_t>(__text.length, std::uint64_t{end} + list.longest());
     typename literal_automaton<T>::walk walk(__set.automaton());
     __chunk.assign(end - begin, {});
     for (auto at = static_cast<unsigned int>(behind); at-- > begin;) {

@@ -2,11 +2,11 @@
 //
 // The loop: where the filter says that a literal may begin, go down the tree of those with that
 // prefix as far as the text goes with it; the last complete one on the way is the match. What
-// complicates it: where something may begin at every other place, an automaton that reads element by
-// element is faster. A text that nearly matches again and again would be read as often as literals
-// are long, so a search that spends too much goes over to an automaton that reads each element once.
-// And a literal may be wanted as a whole word, or in one case only in a set where others are wanted
-// in any, so each complete one on the way has to be asked for.
+// complicates it: where something may begin at every other place, an automaton that reads element
+// by element is faster. A text that nearly matches again and again would be read as often as
+// literals are long, so a search that spends too much goes over to an automaton that reads each
+// element once. And a literal may be wanted as a whole word, or in one case only in a set where
+// others are wanted in any, so each complete one on the way has to be asked for.
 #pragma once
 
 #include "util/text/rule_match.h"
@@ -93,7 +93,7 @@ private:
     static constexpr std::int64_t ALLOWANCE = 1 << 16;
     static constexpr std::int64_t COST_FACTOR = 16;
     static constexpr unsigned int STRETCH = 16;
-    static constexpr std::int64_t DFA_COST = 4; ///< of an element read twice
+    static constexpr std::int64_t DFA_COST = 4;    ///< of an element read twice
     static constexpr unsigned int UNDECIDED = ~0U; ///< in place of a rule
     /// Places of which the automaton tells at a time.
     static constexpr unsigned int CHUNK = 1 << 16;

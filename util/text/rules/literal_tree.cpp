@@ -19,8 +19,8 @@ std::uint64_t SortWord(const T* text, std::uint32_t length) {
     constexpr unsigned int BITS = prefix_word<T>::BITS;
     std::uint64_t word = 0;
     for (unsigned int i = 0; i < ELEMENTS; ++i) {
-        word = word << BITS | (i < length ? static_cast<std::uint64_t>(text[i]) & ((1U << BITS) - 1)
-                                          : 0);
+        word = word << BITS |
+               (i < length ? static_cast<std::uint64_t>(text[i]) & ((1U << BITS) - 1) : 0);
     }
     return word;
 }
@@ -96,8 +96,8 @@ literal_list<T>::literal_list(std::span<const LITERAL<T>> literals, bool folds) 
 template <class T>
 bool literal_list<T>::begins_with(const T* text, unsigned int length) const {
     const auto fold = [this](T c) { return __folds ? fold_literal(c) : c; };
-    const auto at = std::partition_point(
-        __entries.begin(), __entries.end(), [&](const ENTRY& entry) {
+    const auto at =
+        std::partition_point(__entries.begin(), __entries.end(), [&](const ENTRY& entry) {
             const T* const own = this->text(entry);
             const unsigned int common = std::min(entry.length, length);
             for (unsigned int i = 0; i < common; ++i) {
@@ -108,8 +108,7 @@ bool literal_list<T>::begins_with(const T* text, unsigned int length) const {
             return entry.length <= length;
         });
     return at != __entries.end() && at->length > length &&
-           std::equal(text, text + length, this->text(*at),
-                      [&](T a, T b) { return fold(a) == b; });
+           std::equal(text, text + length, this->text(*at), [&](T a, T b) { return fold(a) == b; });
 }
 
 template <class T>

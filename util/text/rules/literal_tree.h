@@ -33,7 +33,7 @@ template <class T>
 class literal_list {
 public:
     struct ENTRY {
-        std::uint32_t begin;  ///< of its text
+        std::uint32_t begin; ///< of its text
         std::uint32_t length;
         std::uint32_t first; ///< of its rules
         std::uint32_t count;

@@ -3,8 +3,8 @@
 //
 // What complicates it: literals of one element and of twenty stand in one list, and what all have
 // in common, the first element, tells nothing. So the literals fall into a few classes by their
-// lengths, each looked up by as many elements as its shortest one has; and where that says yes, once
-// more by as many as each one has, in steps.
+// lengths, each looked up by as many elements as its shortest one has; and where that says yes,
+// once more by as many as each one has, in steps.
 #pragma once
 
 #include "util/text/rules/literal_fold.h"
@@ -90,14 +90,14 @@ constexpr unsigned int MOST_OF_PREFIX = 2 * prefix_word<T>::HALF;
 constexpr unsigned int PREFIX_STEPS = 3;
 
 /// The prefixes of one class of literals, each with the node of a tree that has those that begin
-/// with it. What all of these have in common may go on behind the prefix: its end, a number too, and
-/// what comes then are looked at before the tree is, which lies far away in memory.
+/// with it. What all of these have in common may go on behind the prefix: its end, a number too,
+/// and what comes then are looked at before the tree is, which lies far away in memory.
 class prefix_class {
 public:
     struct ROOT {
-        std::uint32_t node;  ///< 0: there is none
-        std::uint32_t depth; ///< elements that its literals have in common
-        std::uint32_t end;   ///< the last of those
+        std::uint32_t node;    ///< 0: there is none
+        std::uint32_t depth;   ///< elements that its literals have in common
+        std::uint32_t end;     ///< the last of those
         std::uint32_t endMask; ///< 0: they are too few to have such an end
         /// Which elements may stand behind these, by their low bits; all, if a literal has ended.
         std::uint64_t next;
@@ -196,8 +196,8 @@ public:
         __builtin_prefetch(&__slots[hash >> __slotShift]);
     }
 
-    /// The root of the prefix with this hash, or nearly always so: null, if `find` has to tell. With
-    /// no such prefix, any root. No branch depends on the memory.
+    /// The root of the prefix with this hash, or nearly always so: null, if `find` has to tell.
+    /// With no such prefix, any root. No branch depends on the memory.
     const ROOT* look(std::uint64_t hash, bool& isFound) const noexcept {
         const SLOT* const slot = &__slots[hash >> __slotShift];
         const std::uint32_t tag = __tag(hash);

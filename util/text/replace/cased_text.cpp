@@ -1,4 +1,4 @@
-#include "util/text/case_change.h"
+#include "util/text/replace/cased_text.h"
 
 #include "util/text/ConvStr.h"
 #include "util/text/char_class.h"
@@ -72,7 +72,8 @@ void Put(text_writer<unsigned char>& out, const wstringEx& text) {
 
 void change_case(wchar_t* text, unsigned int length, CASE_CHANGE change) {
     EachLetter(text, length, [change](wchar_t& c, bool isFirst) {
-        const bool toUpper = change == CASE_CHANGE::UPPER || (change == CASE_CHANGE::TITLE && isFirst);
+        const bool toUpper =
+            change == CASE_CHANGE::UPPER || (change == CASE_CHANGE::TITLE && isFirst);
         c = change == CASE_CHANGE::NONE ? c : toUpper ? Upper(c) : Lower(c);
     });
 }
