@@ -13,18 +13,22 @@ import platform
 import random
 import resource
 import shutil
+import signal
 import statistics
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
+import lists
 import plot
 import texts
 from workloads import MB, WORKLOADS
 
 HUGE = 5 << 30
 HUGE_MEMORY = 64 << 20
+OVER = "over the limit"  # in place of a result's digest
 
 
 class Runner:
@@ -59,8 +63,9 @@ class Runner:
 
     def command(self, workload, contender):
         out = os.path.join(self.folder, "out")
+        rules = os.path.join(self.folder, f"{workload.rules[0].__name__}-{workload.rules[1]}") if workload.rules else ""
         if contender == "tsub":
-            arguments = list(workload.tsub)
+            arguments = [argument.replace("{r}", rules) for argument in workload.tsub]
             if workload.mode in ("file", "stdout", "huge", "start"):
                 arguments.insert(0, "text")
             if workload.names:
@@ -69,7 +74,7 @@ class Runner:
             if workload.mode == "stdout":
                 arguments.append("-stdout")
             return [self.tsub, *arguments], out
-        shell = workload.peers[contender].format(f="text", o=out)
+        shell = workload.peers[contender].format(f="text", o=out, r=rules)
         return ["bash", "-c", shell], out
 
     def run(self, workload, contender, source, counts_memory=False):
@@ -93,14 +98,19 @@ class Runner:
         begin = time.perf_counter()
         limit = (lambda: resource.setrlimit(resource.RLIMIT_AS, (HUGE_MEMORY, HUGE_MEMORY))) if workload.mode == "huge" else None
         process = subprocess.Popen(command, cwd=self.work, stdin=stdin, stdout=sink,
-                                   stderr=subprocess.DEVNULL, env=environment, preexec_fn=limit)
+                                   stderr=subprocess.DEVNULL, env=environment, preexec_fn=limit, process_group=0)
+        stop = threading.Timer(workload.limit, os.killpg, (process.pid, signal.SIGKILL))
+        stop.start()
         _, _, usage = os.wait4(process.pid, 0)
+        stop.cancel()
         wall = time.perf_counter() - begin
         process.returncode = 0
         sink.close()
         if feeder is not None:
             feeder.stdout.close()
             feeder.wait()
+        if wall >= workload.limit:
+            return wall, 0, 0, OVER
         memory = int(open(peak, encoding="ascii").read()) * 1024 if counts_memory else 0
         return wall, usage.ru_utime + usage.ru_stime, memory, self.digest(workload, contender, out)
 
@@ -153,6 +163,9 @@ def make_source(workload, folder, scale):
                     file.write(texts.c_file(rng, number % 10 == 0))
         return path
     size = workload.size // scale if workload.size >= MB else workload.size
+    if workload.rules:
+        maker, count = workload.rules
+        lists.write(os.path.join(folder, f"{maker.__name__}-{count}"), maker(count))
     path = os.path.join(folder, f"{workload.text.__name__}-{workload.charset}-{size}")
     if not os.path.exists(path):
         maker = multiprocessing.Process(target=write_text, args=(workload, size, path))
@@ -180,9 +193,12 @@ def measure(workload, runner, source, rounds):
                 continue
             samples[name].append(runner.run(workload, name, source))
     row = {"workload": workload}
-    row["differs"] = [n for n in contenders if samples[n][0][3] != samples["tsub"][0][3]]
-    row["medians"] = {n: [statistics.median(s[k] for s in samples[n]) for k in range(2)] + [first[n][2]]
-                      for n in contenders if n not in row["differs"]}
+    medians = {n: [statistics.median(s[k] for s in samples[n]) for k in range(2)] + [first[n][2]] for n in contenders}
+    row["over"] = [n for n in contenders if first[n][3] == OVER]
+    row["told"] = {n: m[0] for n, m in medians.items() if n.startswith("~") and n not in row["over"]}
+    row["differs"] = {n: medians[n][0] for n in contenders
+                      if n not in row["over"] and n not in row["told"] and samples[n][0][3] != samples["tsub"][0][3]}
+    row["medians"] = {n: m for n, m in medians.items() if n not in row["differs"] and n not in row["told"] and not (n in row["over"] and n.startswith("~"))}
     return row
 
 
@@ -203,7 +219,7 @@ def measure_start(workload, runner, source):
             usages[name] = os.wait4(process, 0)[2]
             times[name].append(time.perf_counter() - begin)
     os.chdir(folder)
-    return {"workload": workload, "differs": [],
+    return {"workload": workload, "differs": {},
             "medians": {n: [statistics.median(t), usages[n].ru_utime + usages[n].ru_stime, 0] for n, t in times.items()}}
 
 
@@ -221,7 +237,9 @@ def print_row(row):
     best, ratio = judge(row)
     wall, cpu, peak = row["medians"]["tsub"]
     peer = f"{best} {row['medians'][best][0] * 1000:.{0 if wall > 0.01 else 1}f} | {row['medians'][best][2] / MB:.0f}" if best else "none | "
-    note = f" (differ: {', '.join(row['differs'])})" if row["differs"] else ""
+    note = "".join(f" (differs: {n}, {wall * 1000:.0f} ms)" for n, wall in row["differs"].items())
+    note += f" (over {workload.limit} s: {', '.join(n.lstrip('~') for n in row['over'])})" if row.get("over") else ""
+    note += "".join(f" ({n[1:]}: {wall * 1000:.0f} ms)" for n, wall in row.get("told", {}).items())
     print(f"| {workload.name} | {wall * 1000:.1f} | {cpu * 1000:.1f} | {peak / MB:.0f} | {peer} | "
           f"{ratio:.2f} | {workload.must} |{note}", flush=True)
 

@@ -1,11 +1,14 @@
 """What is measured: each workload names its text, tsub's arguments and what its peers do for the same
 bytes.
 
-A peer is a shell command; `{f}` is the file that it works on (a fresh copy for every run), `{o}` a
+A peer is a shell command (one whose name begins with "~" does less, and is only told of); `{f}` is the file that it works on (a fresh copy for every run), `{o}` a
 file that it may write, which then is its result. A peer without `{o}` changes `{f}` in place.
 """
 from dataclasses import dataclass, field
 
+import os
+
+import lists
 import texts
 
 MB = 1_000_000
@@ -25,6 +28,8 @@ class Workload:
     rare: bool = False  # a file is rewritten for a few matches
     names: int = 0  # files of the tree that are named one by one
     files: int = 5000  # of a tree or of many
+    rules: tuple = ()  # a maker of lists.py and how many it is to make; {r} is the list's path
+    limit: float = 600  # seconds after which a peer is stopped
 
 
 def sed(script, flags=""):
@@ -83,6 +88,20 @@ def expression(find, replace, flags="", peers="sed perl sd rg"):
     for name in peers.split():
         chosen.update(table[name])
     return chosen
+
+
+PERL_RULES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "rules.pl")
+
+
+def rules(count, kind, text=lists.prose, must=10.0):
+    """A list of replacements over a text. A list of commands for sed rewrites what it has made, and one
+    alternation of sed's puts the same in every place: so neither gives the same bytes, and a list's own
+    commands do only where nothing is met twice."""
+    peers = {"perl": f"LIST={{r}} perl -i -p {PERL_RULES} {{f}}", "perl with a larger trie": f"TRIE=1 LIST={{r}} perl -i -p {PERL_RULES} {{f}}",
+             "~sed, one s each": "LC_ALL=C sed -i -f {r}.sed {f}", "~sed, one alternation": "LC_ALL=C sed -i -E -f {r}.one {f}",
+             "~rg -f, only finds": "rg --no-config -c -F -f {r}.texts {f} > {o}"}
+    name = f"{count} rules, {'Chinese' if kind is lists.chinese else kind.__name__}"
+    return Workload(name, text, ["--rules={r}"], peers, rules=(kind, count), limit=30, must=must if count >= 1000 else 1.0)
 
 
 WORKLOADS = [
@@ -166,6 +185,8 @@ WORKLOADS = [
     Workload("charset of 1 MB in GBK", texts.chinese, ["--report"], UCHARDET, size=MB, charset="gbk", must=0),
     Workload("charset of 100 MB in UTF-8", texts.mixed, ["--report", "--whole"], UCHARDET, must=0),
     Workload("charset of 100 MB in ASCII", texts.english, ["--report", "--whole"], UCHARDET, must=0),
+    *(rules(count, kind) for kind in (lists.rare, lists.dense) for count in (10, 100, 1000, 10_000, 100_000)),
+    rules(10_000, lists.chinese, texts.chinese),
     Workload("start on 1 KB", texts.english, ["-f:Quetzalcoatl", "-t:x"],
              {"sed": "sed s/Quetzalcoatl/x/ text", "mawk": "mawk {gsub(/Quetzalcoatl/,\"x\");print} text"}, size=1000, mode="start", must=0.87),
 ]
