@@ -8,20 +8,10 @@
 #include <cstring>
 #include <limits>
 #include <numeric>
-#include <utility>
 
 namespace Quil::IMPL {
 
 namespace {
-
-/// The first elements of a text, all of which must be there. Folded ones are folded in haste, which
-/// makes candidates of places that aren't, but leaves none out.
-template <class T>
-prefix_class::WORD WordOf(const T* text, bool folds) {
-    using word = prefix_word<T>;
-    const prefix_class::WORD exact{word::load(text), word::load(text + word::HALF)};
-    return folds ? prefix_class::WORD{word::blur(exact.low), word::blur(exact.high)} : exact;
-}
 
 /// Bounds of classes by length, the last one open, and what they cost at each place.
 struct CHOICE {
@@ -142,9 +132,9 @@ private:
     /// Whether a class finds something here in its last step, too.
     static bool __IsFound(const std::array<unsigned int, MOST + 1>& shortest, unsigned int least,
                           unsigned int behind) {
-        for (unsigned int i = 0; i < PREFIX_STEPS; ++i) {
+        for (unsigned int i = 0; i < MOST_TABLES; ++i) {
             const unsigned int length = least + i * prefix_word<T>::STEP;
-            const unsigned int next = i + 1 == PREFIX_STEPS ? OPEN : length + prefix_word<T>::STEP;
+            const unsigned int next = i + 1 == MOST_TABLES ? OPEN : length + prefix_word<T>::STEP;
             const unsigned int found = shortest[std::min(length, MOST)];
             if (found != 0 && found < next && (found < behind || behind > MOST)) {
                 return true;
@@ -204,44 +194,78 @@ literal_set<T>::literal_set(std::span<const LITERAL<T>> literals, text_ref<T> sa
 template <class T>
 void literal_set<T>::__MakeClass(unsigned int least, unsigned int behind) {
     using word = prefix_word<T>;
+    constexpr unsigned int MOST = MOST_OF_PREFIX<T>;
+    unsigned int shortest = OPEN;
+    for (const auto& entry : __list.entries()) {
+        if (entry.length >= least && entry.length < behind) {
+            shortest = std::min(shortest, entry.length);
+        }
+    }
+    if (shortest == OPEN) {
+        return;
+    }
+    shortest = std::min(shortest, MOST);
+    prefix_class& made =
+        __classes.emplace_back(prefix_class{shortest > word::HALF,
+                                            PREFIX::Mask(shortest, word::HALF, word::BITS),
+                                            prefix_bits(CountPrefixes(__list, shortest, behind)),
+                                            {}});
+    for (unsigned int i = 0, from = shortest; i < MOST_TABLES && from <= MOST && from < behind;
+         ++i) {
+        const bool isLast = i + 1 == MOST_TABLES || from + word::STEP > MOST;
+        __MakeTable(made, from, isLast ? behind : std::min(from + word::STEP, behind));
+        from += word::STEP;
+    }
+}
+
+/// A table of the literals of these lengths, if there are any.
+template <class T>
+void literal_set<T>::__MakeTable(prefix_class& of, unsigned int least, unsigned int behind) {
+    using word = prefix_word<T>;
     std::vector<std::uint32_t> members;
-    unsigned int shortest = MOST_OF_PREFIX<T>;
+    unsigned int length = MOST_OF_PREFIX<T>;
     for (std::uint32_t i = 0; i < __list.entries().size(); ++i) {
         if (const auto& entry = __list.entries()[i];
             entry.length >= least && entry.length < behind) {
             members.push_back(i);
-            shortest = std::min(shortest, entry.length);
+            length = std::min(length, entry.length);
         }
     }
     if (members.empty()) {
         return;
     }
-    prefix_class& made =
-        __classes.emplace_back(shortest, word::HALF, word::BITS,
-                               CountPrefixes(__list, shortest, behind), word::STEP, members.size());
-    const auto wordOf = [this](std::uint32_t member) {
-        const auto& entry = __list.entries()[member];
-        std::array<T, MOST_OF_PREFIX<T>> front{};
-        std::copy_n(__list.text(entry), std::min(entry.length, MOST_OF_PREFIX<T>), front.begin());
-        return WordOf<T>(front.data(), __list.folds());
+    prefix_table& table =
+        of.tables.emplace_back(length, PREFIX::Mask(length, word::HALF, word::BITS),
+                               CountPrefixes(__list, length, behind));
+    const auto textOf = [&](std::size_t member) {
+        return __list.text(__list.entries()[members[member]]);
     };
     for (std::size_t begin = 0; begin < members.size();) {
-        const T* const text = __list.text(__list.entries()[members[begin]]);
-        std::size_t end = begin;
-        while (end < members.size() &&
-               std::equal(text, text + shortest, __list.text(__list.entries()[members[end]]))) {
-            made.add_literal(wordOf(members[end]), __list.entries()[members[end]].length);
+        const T* const text = textOf(begin);
+        std::size_t end = begin + 1;
+        while (end < members.size() && std::equal(text, text + length, textOf(end))) {
             ++end;
         }
-        const std::uint32_t root = __tree.add(std::span(members).subspan(begin, end - begin));
-        const std::uint32_t depth = __tree.node(root).depth;
-        const bool hasEnd = depth >= word::END;
-        std::uint32_t last = hasEnd ? word::end(text + depth) : 0;
-        last = __list.folds() && hasEnd ? word::blur_end(last) : last;
-        made.add(wordOf(members[begin]),
-                 {root, depth, last, hasEnd ? ~std::uint32_t{0} : 0, __tree.next_bits(root)});
+        std::array<T, MOST_OF_PREFIX<T>> front{};
+        std::copy_n(text, length, front.begin());
+        const PREFIX prefix = prefix_of(front.data(), __list.folds());
+        of.bits.add(of.template hash_of<true>(prefix));
+        table.add(prefix, __MakeRoot(text, std::span(members).subspan(begin, end - begin)));
         begin = end;
     }
+}
+
+/// The tree of literals with one prefix, as a table tells of it.
+template <class T>
+prefix_table::ROOT literal_set<T>::__MakeRoot(const T* text,
+                                              std::span<const std::uint32_t> members) {
+    using word = prefix_word<T>;
+    const std::uint32_t node = __tree.add(members);
+    const std::uint32_t depth = __tree.node(node).depth;
+    const bool hasEnd = depth >= word::END;
+    std::uint32_t end = hasEnd ? word::end(text + depth) : 0;
+    end = __list.folds() && hasEnd ? word::blur_end(end) : end;
+    return {node, depth, end, hasEnd ? ~std::uint32_t{0} : 0, __tree.next_bits(node)};
 }
 
 /// Makes an automaton if it costs less at each place than the classes do.
@@ -274,365 +298,7 @@ const literal_automaton<T>& literal_set<T>::automaton() const {
     return *__automaton;
 }
 
-template <class T>
-literal_search<T>::literal_search(const literal_set<T>& set)
-    : __set(set), __folds(set.list().folds()), __text(basic_buffer<T>()) {}
-
-template <class T>
-void literal_search<T>::set_text(text_ref<T> text, bool isLast, bool isInWord) {
-    const unsigned int longest = __set.list().longest();
-    __text = text;
-    __isLast = isLast;
-    __isInWord = isInWord;
-    __closed = isLast ? text.length : text.length < longest ? 0 : text.length - longest + 1;
-    __undecided = text.length;
-    __chunkBegin = __chunkEnd = 0;
-    __candidates.clear();
-    __next = __batchEnd = 0;
-}
-
-template <class T>
-bool literal_search<T>::find(unsigned int from, RULE_MATCH& match) {
-    const unsigned int fast = std::min(
-        __closed, __text.length < MOST_OF_PREFIX<T> ? 0 : __text.length - MOST_OF_PREFIX<T> + 1);
-    unsigned int at = from;
-    __undecided = __text.length;
-    if (__set.has_dfa() && !__isByAutomaton && at < __closed && __FindByDfa(at, match)) {
-        return true;
-    }
-    while (at < fast) {
-        const unsigned int before = at;
-        const bool isFound =
-            __isByAutomaton ? __FindByAutomaton(at, fast, match) : __FindByTree(at, fast, match);
-        __credit += static_cast<std::int64_t>(at - before) * COST_FACTOR;
-        if (isFound || __undecided != __text.length) {
-            return isFound;
-        }
-    }
-    return __FindAtEnd(at, match);
-}
-
-/// Looks for a match that begins in [at, end), where all elements of a prefix are there. Without
-/// one, `at` is where the search came to: the end, unless it was given up.
-template <class T>
-bool literal_search<T>::__FindByTree(unsigned int& at, unsigned int end, RULE_MATCH& match) {
-    for (;;) {
-        while (__next < __candidates.size()) {
-            const unsigned int place = __candidates[__next].place;
-            if (place < at) {
-                ++__next;
-                continue;
-            }
-            OUTCOME outcome = OUTCOME::NONE;
-            match.length = 0;
-            for (; __next < __candidates.size() && __candidates[__next].place == place; ++__next) {
-                __GoDown(place, __candidates[__next].root, outcome, match);
-            }
-            if (outcome != OUTCOME::NONE || __isByAutomaton) {
-                at = place + (outcome == OUTCOME::NONE ? 1 : 0);
-                return __Finish(place, outcome, match) == OUTCOME::FOUND;
-            }
-        }
-        at = std::max(at, __batchEnd);
-        if (at >= end) {
-            return false;
-        }
-        __Gather(at, std::min(at + BATCH, end));
-    }
-}
-
-/// Finds the candidates in [begin, end).
-template <class T>
-void literal_search<T>::__Gather(unsigned int begin, unsigned int end) {
-    __candidates.clear();
-    __next = 0;
-    __batchEnd = end;
-    for (const prefix_class& one : __set.classes()) {
-        if (one.is_long()) {
-            __folds ? __GatherOf<true, true>(one, begin, end)
-                    : __GatherOf<false, true>(one, begin, end);
-        } else {
-            __folds ? __GatherOf<true, false>(one, begin, end)
-                    : __GatherOf<false, false>(one, begin, end);
-        }
-    }
-    if (__set.classes().size() > 1) {
-        std::sort(__candidates.begin(), __candidates.end(),
-                  [](const CANDIDATE& a, const CANDIDATE& b) { return a.place < b.place; });
-    }
-    for (const CANDIDATE& candidate : __candidates) {
-        __set.tree().prefetch_way(candidate.root);
-    }
-}
-
-/// The same of one class, of long prefixes or short ones.
-template <class T>
-template <bool Folds, bool Long>
-void literal_search<T>::__GatherOf(const prefix_class& one, unsigned int begin, unsigned int end) {
-    const T* const text = __text.data;
-    std::array<unsigned int, BATCH + 1> places;
-    std::size_t count = 0;
-    const auto hashAt = [&](unsigned int place) {
-        prefix_class::WORD front{word::load(text + place), 0};
-        if constexpr (Long) {
-            front.high = word::load(text + place + word::HALF);
-        }
-        if constexpr (Folds) {
-            front = {word::blur(front.low), word::blur(front.high)};
-        }
-        return one.template hash_of<Long>(front);
-    };
-    for (unsigned int i = begin; i < end; ++i) {
-        places[count] = i;
-        count += one.may_have(hashAt(i));
-    }
-    const std::size_t coarse = std::exchange(count, 0);
-    for (std::size_t i = 0; i < coarse; ++i) {
-        places[count] = places[i];
-        count += one.may_have_literal(WordOf<T>(text + places[i], Folds));
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        one.prefetch(hashAt(places[i]));
-    }
-    std::size_t found = __candidates.size();
-    __candidates.resize(found + count);
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::uint64_t hash = hashAt(places[i]);
-        bool isFound = false;
-        const prefix_class::ROOT* const root = one.look(hash, isFound);
-        if (root == nullptr) {
-            one.find(hash, [&](const prefix_class::ROOT& other) {
-                __candidates.resize(std::max(__candidates.size(), found + count - i + 1));
-                __candidates[found] = {places[i], other.node};
-                found += __MayBe<Folds>(other, places[i]) ? 1 : 0;
-            });
-            continue;
-        }
-        __candidates[found] = {places[i], root->node};
-        found += static_cast<std::size_t>(isFound) &
-                 static_cast<std::size_t>(__MayBe<Folds>(*root, places[i]));
-    }
-    __candidates.resize(found);
-}
-
-/// Whether the text goes on from a place, where any literal would end within it, as what the
-/// literals of a root have in common ends.
-template <class T>
-template <bool Folds>
-bool literal_search<T>::__MayBe(const prefix_class::ROOT& root, unsigned int place) const {
-    const T* const end = __text.data + place + std::max(root.depth, word::END);
-    const std::uint32_t last = Folds ? word::blur_end(word::end(end)) : word::end(end);
-    // Where all may come next, the text may be over.
-    const bool isOver = place + root.depth == __text.length;
-    const T behind = __text.data[place + root.depth - (isOver ? 1 : 0)];
-    const std::uint64_t next = prefix_class::ROOT::bit(Folds ? fold_literal(behind) : behind);
-    return (((last ^ root.end) & root.endMask) == 0) & ((root.next & next) != 0);
-}
-
-/// The same up to the text's end, with a look at what may come behind it.
-template <class T>
-bool literal_search<T>::__FindAtEnd(unsigned int at, RULE_MATCH& match) {
-    for (; at < __text.length; ++at) {
-        const unsigned int rest = __text.length - at;
-        if (at >= __closed && __set.list().begins_with(__text.data + at, rest)) {
-            __undecided = at;
-            return false;
-        }
-        std::array<T, MOST_OF_PREFIX<T>> front{};
-        const unsigned int count = std::min(rest, MOST_OF_PREFIX<T>);
-        std::copy_n(__text.data + at, count, front.begin());
-        const OUTCOME outcome = __Try(at, WordOf<T>(front.data(), __folds), count, match);
-        if (outcome != OUTCOME::NONE) {
-            return outcome == OUTCOME::FOUND;
-        }
-    }
-    __undecided = __isLast ? __text.length : cut_begin(__text);
-    return false;
-}
-
-/// Looks whether a match begins at a place, of whose elements the word has `count`.
-template <class T>
-auto literal_search<T>::__Try(unsigned int at, const prefix_class::WORD& front, unsigned int count,
-                              RULE_MATCH& match) -> OUTCOME {
-    OUTCOME outcome = OUTCOME::NONE;
-    match.length = 0;
-    for (const prefix_class& one : __set.classes()) {
-        if (one.length() <= count) {
-            one.find(one.template hash_of<true>(front), [&](const prefix_class::ROOT& root) {
-                __GoDown(at, root.node, outcome, match);
-            });
-        }
-    }
-    return __Finish(at, outcome, match);
-}
-
-template <class T>
-auto literal_search<T>::__Finish(unsigned int at, OUTCOME outcome, RULE_MATCH& match) -> OUTCOME {
-    if (outcome == OUTCOME::OPEN) {
-        __undecided = at;
-    }
-    match.begin = at;
-    return outcome;
-}
-
-template <class T>
-void literal_search<T>::__GoDown(unsigned int at, std::uint32_t root, OUTCOME& outcome,
-                                 RULE_MATCH& match) {
-    const literal_list<T>& list = __set.list();
-    const text_ref<T> rest(__text.data + at, __text.length - at);
-    unsigned int depth = 0;
-    std::int64_t cost = 0;
-    for (std::uint32_t number = root; number != 0;) {
-        const auto& node = __set.tree().node(number);
-        cost += 1 + (node.depth - depth) / STRETCH;
-        if (node.depth > rest.length || !__Fits(list.at(node.text), rest, depth, node.depth)) {
-            break;
-        }
-        depth = node.depth;
-        if (node.entry != tree::NONE && depth > match.length) {
-            unsigned int rule = list.owners(list.entries()[node.entry])[0].rule;
-            const OUTCOME chosen =
-                __set.has_conditions() ? __Choose(node.entry, at, rule) : OUTCOME::FOUND;
-            if (chosen == OUTCOME::FOUND) {
-                match.length = depth;
-                match.rule = rule;
-            }
-            outcome = std::max(outcome, chosen);
-        }
-        if (depth == rest.length) {
-            break;
-        }
-        const T next = rest.data[depth];
-        number = __set.tree().child(node, __folds ? fold_literal(next) : next);
-    }
-    __credit -= cost;
-    __isByAutomaton = __isByAutomaton || __credit < 0;
-}
-
-/// Whether a text goes on as a literal from one element up to another one, behind which it may be
-/// over.
-template <class T>
-inline bool literal_search<T>::__Fits(const T* literal, text_ref<T> text, unsigned int from,
-                                      unsigned int end) const {
-    constexpr unsigned int AT_ONCE = sizeof(std::uint64_t) / sizeof(T);
-    const unsigned int count = end - from;
-    if (__folds) {
-        return std::equal(text.data + from, text.data + end, literal + from,
-                          [](T own, T wanted) { return fold_literal(own) == wanted; });
-    }
-    if (count > AT_ONCE || from + AT_ONCE > text.length) {
-        return std::equal(text.data + from, text.data + end, literal + from);
-    }
-    std::uint64_t own;
-    std::uint64_t wanted;
-    std::memcpy(&own, text.data + from, sizeof own);
-    std::memcpy(&wanted, literal + from, sizeof wanted);
-    const std::uint64_t differing = own ^ wanted;
-    const unsigned int unused = 8 * static_cast<unsigned int>(sizeof(T)) * (AT_ONCE - count);
-    return count == 0 || (std::endian::native == std::endian::little ? differing << unused
-                                                                     : differing >> unused) == 0;
-}
-
-/// The first rule whose literal this is that takes the match.
-template <class T>
-auto literal_search<T>::__Choose(std::uint32_t entry, unsigned int at, unsigned int& rule) const
-    -> OUTCOME {
-    const auto& literal = __set.list().entries()[entry];
-    const unsigned int end = at + literal.length;
-    for (const auto& owner : __set.list().owners(literal)) {
-        if (owner.exact != nullptr &&
-            !std::equal(owner.exact, owner.exact + literal.length, __text.data + at)) {
-            continue;
-        }
-        if (owner.wholeWord) {
-            const EDGE edge = end == __text.length ? EDGE::OPEN : edge_at(__text, end);
-            if (edge == EDGE::WORD || __IsInWord(at)) {
-                continue;
-            }
-            if (edge == EDGE::OPEN && !__isLast) {
-                return OUTCOME::OPEN;
-            }
-        }
-        rule = owner.rule;
-        return OUTCOME::FOUND;
-    }
-    return OUTCOME::NONE;
-}
-
-/// Looks for a match that begins where all literals end within the text. Without one, `at` is where
-/// the search came to.
-template <class T>
-bool literal_search<T>::__FindByDfa(unsigned int& at, RULE_MATCH& match) {
-    const T* reached = nullptr;
-    const auto found = __set.find_by_dfa(__text.data + at, __text.data + __text.length, reached);
-    const auto end =
-        static_cast<unsigned int>((found.end == nullptr ? reached : found.end) - __text.data);
-    // What was read behind a match is read again.
-    __credit += static_cast<std::int64_t>(end - at) * COST_FACTOR -
-                (reached - __text.data - end) * DFA_COST;
-    __isByAutomaton = __credit < 0;
-    const auto& literal = __set.list().entries()[found.entry];
-    if (found.end == nullptr || end - literal.length >= __closed) {
-        at = std::max(at, __closed);
-        return false;
-    }
-    match = {end - literal.length, literal.length, __set.list().owners(literal)[0].rule};
-    return true;
-}
-
-template <class T>
-bool literal_search<T>::__FindByAutomaton(unsigned int& at, unsigned int end, RULE_MATCH& match) {
-    while (at < end) {
-        if (at < __chunkBegin || at >= __chunkEnd) {
-            __TellChunk(at,
-                        std::min<unsigned int>(end, at + std::max(CHUNK, __set.list().longest())));
-        }
-        for (; at < __chunkEnd; ++at) {
-            const RULE_MATCH& found = __chunk[at - __chunkBegin];
-            if (found.length == 0) {
-                continue;
-            }
-            if (found.rule == UNDECIDED) {
-                __undecided = at;
-                return false;
-            }
-            match = found;
-            return true;
-        }
-    }
-    return false;
-}
-
-/// Finds the longest match at each place of [begin, end).
-template <class T>
-void literal_search<T>::__TellChunk(unsigned int begin, unsigned int end) {
-    const auto& list = __set.list();
-    const std::uint64_t behind =
-        std::min<std::uint64_t>(__text.length, std::uint64_t{end} + list.longest());
-    typename literal_automaton<T>::walk walk(__set.automaton());
-    __chunk.assign(end - begin, {});
-    for (auto at = static_cast<unsigned int>(behind); at-- > begin;) {
-        const T element = __folds ? fold_literal(__text.data[at]) : __text.data[at];
-        walk.read(element, [&](std::uint32_t entry) {
-            if (at >= end) {
-                return true;
-            }
-            unsigned int rule = 0;
-            const OUTCOME outcome = __Choose(entry, at, rule);
-            if (outcome != OUTCOME::NONE) {
-                __chunk[at - begin] = {at, list.entries()[entry].length,
-                                       outcome == OUTCOME::OPEN ? UNDECIDED : rule};
-            }
-            return outcome != OUTCOME::NONE;
-        });
-    }
-    __chunkBegin = begin;
-    __chunkEnd = end;
-}
-
 template class literal_set<unsigned char>;
 template class literal_set<wchar_t>;
-template class literal_search<unsigned char>;
-template class literal_search<wchar_t>;
 
 } // namespace Quil::IMPL

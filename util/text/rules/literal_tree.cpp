@@ -84,7 +84,7 @@ literal_list<T>::literal_list(std::span<const LITERAL<T>> literals, bool folds) 
         if (i == 0 || keys[i].word != keys[i - 1].word ||
             !std::ranges::equal(texts(keys[i]), texts(keys[i - 1]))) {
             __entries.push_back({begins[keys[i].literal], literal.text.length,
-                                 static_cast<std::uint32_t>(__owners.size()), 0});
+                                 static_cast<std::uint32_t>(__owners.size()), 0, literal.rule});
         }
         ++__entries.back().count;
         const bool isExact = folds && !literal.noCase;

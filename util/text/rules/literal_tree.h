@@ -35,8 +35,9 @@ public:
     struct ENTRY {
         std::uint32_t begin; ///< of its text
         std::uint32_t length;
-        std::uint32_t first; ///< of its rules
+        std::uint32_t first; ///< of its owners
         std::uint32_t count;
+        unsigned int rule; ///< of the first one
     };
     struct OWNER {
         unsigned int rule;
@@ -125,9 +126,9 @@ public:
     /// Which elements lead on from a node, as a root has it.
     std::uint64_t next_bits(std::uint32_t number) const noexcept {
         const NODE& node = __nodes[number];
-        std::uint64_t bits = node.entry != NONE ? prefix_class::ROOT::ALL : 0;
+        std::uint64_t bits = node.entry != NONE ? prefix_table::ROOT::ALL : 0;
         for (std::uint32_t i = 0; i < node.children; ++i) {
-            bits |= prefix_class::ROOT::bit(__edges[node.firstChild + i]);
+            bits |= prefix_table::ROOT::bit(__edges[node.firstChild + i]);
         }
         return bits;
     }

@@ -28,7 +28,7 @@ struct prefix_word<unsigned char> {
     static constexpr unsigned int HALF = 8; ///< elements of one number
     static constexpr unsigned int BITS = 8; ///< of each
     static constexpr unsigned int END = 4;  ///< elements of a number that tells of an end
-    static constexpr unsigned int STEP = 3; ///< elements more that are looked at in a next step
+    static constexpr unsigned int STEP = 3; ///< elements more that longer literals are looked up by
 
     /// All HALF elements must be there.
     static std::uint64_t load(const unsigned char* text) noexcept {
@@ -86,13 +86,61 @@ struct prefix_word<wchar_t> {
 template <class T>
 constexpr unsigned int MOST_OF_PREFIX = 2 * prefix_word<T>::HALF;
 
-/// Steps in which a prefix is looked at, the first one included.
-constexpr unsigned int PREFIX_STEPS = 3;
+/// The first elements of a text, from which who looks takes as many as it needs.
+struct PREFIX {
+    std::uint64_t low;
+    std::uint64_t high; ///< of the elements behind those
 
-/// The prefixes of one class of literals, each with the node of a tree that has those that begin
-/// with it. What all of these have in common may go on behind the prefix: its end, a number too,
-/// and what comes then are looked at before the tree is, which lies far away in memory.
-class prefix_class {
+    /// What masks so many elements of `bits` each, `half` in each word.
+    static constexpr PREFIX Mask(unsigned int elements, unsigned int half, unsigned int bits) {
+        const auto mask = [bits](unsigned int count) {
+            return count * bits >= 64 ? ~std::uint64_t{0}
+                                      : (std::uint64_t{1} << (count * bits)) - 1;
+        };
+        return {mask(std::min(elements, half)), elements > half ? mask(elements - half) : 0};
+    }
+};
+
+/// The first elements of a text, all of which must be there. Folded ones are folded in haste, which
+/// makes candidates of places that aren't, but leaves none out.
+template <class T>
+PREFIX prefix_of(const T* text, bool folds) noexcept {
+    using word = prefix_word<T>;
+    const PREFIX exact{word::load(text), word::load(text + word::HALF)};
+    return folds ? PREFIX{word::blur(exact.low), word::blur(exact.high)} : exact;
+}
+
+/// A set of hashes that says yes to all that it has, and to few others.
+class prefix_bits {
+public:
+    explicit prefix_bits(std::size_t count) {
+        constexpr unsigned int LEAST = 12;
+        constexpr unsigned int MOST = 22; // beyond which a second level cache holds less than all
+        constexpr std::size_t BITS_FOR_EACH = 48;
+        const auto log = static_cast<unsigned int>(std::bit_width(count * BITS_FOR_EACH));
+        __shift = 64 - std::clamp(log, LEAST, MOST);
+        __bits.resize((std::size_t{1} << (64 - __shift)) / 64);
+    }
+
+    void add(std::uint64_t hash) noexcept {
+        const std::uint64_t bit = hash >> __shift;
+        __bits[bit / 64] |= std::uint64_t{1} << (bit % 64);
+    }
+    /// 0 or 1.
+    std::uint64_t may_have(std::uint64_t hash) const noexcept {
+        const std::uint64_t bit = hash >> __shift;
+        return __bits[bit / 64] >> (bit % 64) & 1U;
+    }
+
+private:
+    unsigned int __shift;
+    std::vector<std::uint64_t> __bits;
+};
+
+/// The prefixes of literals of about one length, each with the node of a tree that has those that
+/// begin with it. What all of these have in common may go on behind the prefix: its end, a number
+/// too, and what comes then are looked at before the tree is, which lies far away in memory.
+class prefix_table {
 public:
     struct ROOT {
         std::uint32_t node;    ///< 0: there is none
@@ -109,49 +157,21 @@ public:
         }
     };
 
-    /// The first elements of a text, from which a class takes as many as it needs.
-    struct WORD {
-        std::uint64_t low;
-        std::uint64_t high; ///< of elements behind those; not looked at by a class of short ones
-    };
-
-    /// @param length elements of a prefix
-    /// @param half elements of each word
-    /// @param bits of an element
+    /// @param length elements of a prefix, which `mask` leaves
     /// @param prefixes how many different ones there are
-    /// @param step elements more of each step
-    /// @param literals how many of them there are
-    prefix_class(unsigned int length, unsigned int half, unsigned int bits, std::size_t prefixes,
-                 unsigned int step, std::size_t literals)
-        : __length(length), __isLong(length > half), __step(step) {
-        for (unsigned int i = 0; i < PREFIX_STEPS; ++i) {
-            const unsigned int elements = std::min(length + i * step, 2 * half);
-            __masks[i] = {__maskOf(std::min(elements, half) * bits),
-                          elements > half ? __maskOf((elements - half) * bits) : 0};
-        }
-        constexpr unsigned int LEAST = 12;
-        constexpr unsigned int MOST = 22; // beyond which a second level cache holds less than all
-        constexpr std::size_t BITS_FOR_EACH = 48;
-        const auto log = [](std::size_t n) { return static_cast<unsigned int>(std::bit_width(n)); };
-        const unsigned int filterLog = std::clamp(log(prefixes * BITS_FOR_EACH), LEAST, MOST);
-        const unsigned int fineLog = std::clamp(log(literals * BITS_FOR_EACH), LEAST, MOST);
-        const unsigned int slotLog = std::max(4U, log(prefixes * 2));
-        __filterShift = 64 - filterLog;
-        __fineShift = 64 - fineLog;
-        __fine.resize((std::size_t{1} << fineLog) / 64);
-        __slotShift = 64 - slotLog;
-        __filter.resize((std::size_t{1} << filterLog) / 64);
-        __slots.resize((std::size_t{1} << slotLog) + MARGIN);
+    prefix_table(unsigned int length, const PREFIX& mask, std::size_t prefixes)
+        : __length(length), __mask(mask), __bits(prefixes) {
+        constexpr unsigned int LEAST = 4;
+        const auto log = std::max(LEAST, static_cast<unsigned int>(std::bit_width(prefixes * 2)));
+        __slotShift = 64 - log;
+        __slots.resize((std::size_t{1} << log) + MARGIN);
     }
 
     unsigned int length() const noexcept { return __length; }
-    /// Whether both words count.
-    bool is_long() const noexcept { return __isLong; }
 
-    void add(const WORD& word, const ROOT& root) noexcept {
-        const std::uint64_t hash = hash_of<true>(word);
-        const std::uint64_t bit = hash >> __filterShift;
-        __filter[bit / 64] |= std::uint64_t{1} << (bit % 64);
+    void add(const PREFIX& prefix, const ROOT& root) {
+        const std::uint64_t hash = hash_of(prefix);
+        __bits.add(hash);
         std::size_t at = hash >> __slotShift;
         while (__slots[at].root.node != 0) {
             ++at;
@@ -162,35 +182,12 @@ public:
         __slots[at] = {__tag(hash), root};
     }
 
-    /// Adds a literal of so many elements, of which this word is the beginning.
-    void add_literal(const WORD& word, unsigned int length) noexcept {
-        const unsigned int steps = std::min((length - __length) / __step, PREFIX_STEPS - 1);
-        const std::uint64_t bit = __fineHash(word, steps) >> __fineShift;
-        __fine[bit / 64] |= std::uint64_t{1} << (bit % 64);
+    std::uint64_t hash_of(const PREFIX& prefix) const noexcept {
+        return (prefix.low & __mask.low) * 0xC2B2AE3D27D4EB4FU +
+               (prefix.high & __mask.high) * 0x9E3779B97F4A7C15U;
     }
-    /// 0 if no literal begins as the word, as far as that tells, else 1.
-    std::uint64_t may_have_literal(const WORD& word) const noexcept {
-        std::uint64_t found = 0;
-        for (unsigned int i = 0; i < PREFIX_STEPS; ++i) {
-            const std::uint64_t bit = __fineHash(word, i) >> __fineShift;
-            found |= __fine[bit / 64] >> (bit % 64);
-        }
-        return found & 1U;
-    }
-
-    /// @param Long both words count
-    template <bool Long>
-    std::uint64_t hash_of(const WORD& word) const noexcept {
-        const std::uint64_t low = (word.low & __masks[0].low) * LOW_FACTOR;
-        return Long ? low + (word.high & __masks[0].high) * HIGH_FACTOR : low;
-    }
-
     /// 0 if no prefix has this hash, else 1.
-    std::uint64_t may_have(std::uint64_t hash) const noexcept {
-        const std::uint64_t bit = hash >> __filterShift;
-        return __filter[bit / 64] >> (bit % 64) & 1U;
-    }
-
+    std::uint64_t may_have(std::uint64_t hash) const noexcept { return __bits.may_have(hash); }
     /// Has the memory come that the others ask for.
     void prefetch(std::uint64_t hash) const noexcept {
         __builtin_prefetch(&__slots[hash >> __slotShift]);
@@ -207,7 +204,6 @@ public:
         isFound = isFirst || isSecond;
         return isFirst == isSecond && isFull ? nullptr : &slot[isFirst ? 0 : 1].root;
     }
-
     /// Calls `use(root)` for the root of the prefix with this hash, and very rarely for another
     /// one's: so literals have to be compared from their first element on.
     template <class Use>
@@ -230,31 +226,33 @@ private:
         ROOT root;
     };
 
-    static constexpr std::uint64_t LOW_FACTOR = 0x9E3779B97F4A7C15;
-    static constexpr std::uint64_t HIGH_FACTOR = 0xC2B2AE3D27D4EB4F;
-
-    std::uint64_t __fineHash(const WORD& word, unsigned int step) const noexcept {
-        return (word.low & __masks[step].low) * HIGH_FACTOR +
-               (word.high & __masks[step].high) * LOW_FACTOR;
-    }
-    static constexpr std::uint64_t __maskOf(unsigned int bits) noexcept {
-        return bits >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << bits) - 1;
-    }
     /// The upper half: a product's lower bits don't depend on all of the word.
     static std::uint32_t __tag(std::uint64_t hash) noexcept {
         return static_cast<std::uint32_t>(hash >> 32);
     }
 
     unsigned int __length;
-    bool __isLong;
-    unsigned int __step;
-    std::array<WORD, PREFIX_STEPS> __masks; ///< of the elements that count in each step
-    unsigned int __fineShift = 0;
-    unsigned int __filterShift = 0;
-    unsigned int __slotShift = 0;
-    std::vector<std::uint64_t> __filter; ///< of the prefixes
-    std::vector<std::uint64_t> __fine;   ///< of the literals, by the last step that each one has
+    PREFIX __mask;
+    prefix_bits __bits;
+    unsigned int __slotShift;
     std::vector<SLOT> __slots;
+};
+
+/// Tables that longer literals of a class have for themselves, at most.
+constexpr unsigned int MOST_TABLES = 4;
+
+/// A class of literals: where its prefixes are, as far as all have one, and the tables.
+struct prefix_class {
+    bool isLong; ///< both words of a prefix count
+    PREFIX mask;
+    prefix_bits bits;
+    std::vector<prefix_table> tables;
+
+    template <bool Long>
+    std::uint64_t hash_of(const PREFIX& prefix) const noexcept {
+        const std::uint64_t low = (prefix.low & mask.low) * 0x9E3779B97F4A7C15U;
+        return Long ? low + (prefix.high & mask.high) * 0xC2B2AE3D27D4EB4FU : low;
+    }
 };
 
 } // namespace Quil::IMPL

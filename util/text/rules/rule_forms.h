@@ -4,7 +4,7 @@
 
 #include "util/text/RuleSet.h"
 #include "util/text/replace/regex_replace.h"
-#include "util/text/rules/literal_set.h"
+#include "util/text/rules/literal_search.h"
 
 #include <memory>
 #include <optional>
