@@ -64,6 +64,10 @@ public:
         if (!__Decode(file, text)) {
             return false;
         }
+        const auto lines =
+            static_cast<std::size_t>(std::count(text.begin(), text.end(), L'\n')) + 1;
+        __list.set.Reserve(lines, text.length());
+        __list.places.reserve(__list.places.size() + lines);
         CRuleParser parser(*this);
         const auto complaint =
             __run.rulesAsTable ? parser.ParseTable(text) : parser.ParseLines(text);

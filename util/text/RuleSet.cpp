@@ -105,6 +105,11 @@ CRuleSet::CRuleSet(const CASE_RULES& cases) : __cases(cases), __forms(std::make_
 
 CRuleSet::~CRuleSet() = default;
 
+void CRuleSet::Reserve(std::size_t rules, std::size_t elements) {
+    __rules.reserve(__rules.size() + rules);
+    __texts.reserve(__texts.size() + elements);
+}
+
 void CRuleSet::Add(const RULE_KIND& kind, text_ref<wchar_t> find, text_ref<wchar_t> replacement) {
     const std::size_t begin = __texts.size();
     if (std::uint64_t{begin} + find.length + replacement.length > wstringEx::max_size()) {

@@ -50,6 +50,8 @@ public:
     CRuleSet(const CRuleSet&) = delete;
     CRuleSet& operator=(const CRuleSet&) = delete;
 
+    /// Makes room for so many more rules, with texts of so many elements in all.
+    void Reserve(std::size_t rules, std::size_t elements);
     /// @param find not empty, of Unicode characters only
     /// @param replacement of a literal: the text; of an expression: with \0 to \9 and escapes
     void Add(const RULE_KIND& kind, text_ref<wchar_t> find, text_ref<wchar_t> replacement);

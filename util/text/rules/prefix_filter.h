@@ -239,7 +239,7 @@ private:
 };
 
 /// Tables that longer literals of a class have for themselves, at most.
-constexpr unsigned int MOST_TABLES = 4;
+constexpr unsigned int MOST_TABLES = 3;
 
 /// A class of literals: where its prefixes are, as far as all have one, and the tables.
 struct prefix_class {
