@@ -41,7 +41,8 @@ inline constexpr int REG_STARTEND = 0x4; ///< accepted and ignored: the length i
 inline constexpr int REG_FTRACE = 0x8;   ///< for tracing; same results
 inline constexpr int REG_MTRACE = 0x10;  ///< accepted and ignored
 inline constexpr int REG_SMALL = 0x20;   ///< keep the cache of state sets to 7 entries
-/// What stands in the text before the place where a search begins counts, as for word edges, `^` and
+/// What stands in the text before the place where a search begins counts, as for word edges, `^`
+/// and
 /// `\A`; REG_NOTBOL is then about the text's own start. Only for contexts.
 inline constexpr int REG_BEHIND = 0x40;
 /// @}

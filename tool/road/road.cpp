@@ -62,22 +62,23 @@ std::shared_ptr<const CRuleSet> RulesOf(const Run& run) {
 /// The run's expression, or its rules, by lines if that will do.
 template <class T>
 std::unique_ptr<ISearch<T>> SearchLines(const Run& run, const byteEx& replacement, PIECES told) {
+    std::unique_ptr<ITextReplacer> replacer;
     if (run.rules) {
         const CRuleSet& rules = run.rules->set;
-        constexpr std::uint64_t ONE = 1;
-        return std::make_unique<CLineSearch<T>>(
-            std::make_unique<CRuleReplacer>(RulesOf(run)), rules.IsLocalToLines(),
-            static_cast<double>(rules.GetMost(ONE, sizeof(T) == 1)), told);
+        const auto growth = static_cast<double>(rules.GetMost(1, sizeof(T) == 1));
+        replacer = std::make_unique<CRuleReplacer>(RulesOf(run));
+        return std::make_unique<CLineSearch<T>>(std::move(replacer), rules.IsLocalToLines(), growth,
+                                                told);
     }
     const wstringEx& wide = run.replaceText;
     const auto backslashes = std::count(wide.begin(), wide.end(), L'\\');
     const auto own = sizeof(T) == 1 ? replacement.length() : wide.length();
     // Letters in another case may have more bytes.
     const double longer = sizeof(T) == 1 && !run.cases.IsPlain() ? IMPL::UTF8_MAX_SEQUENCE : 1;
+    replacer = std::make_unique<CRegexReplacer>(
+        run.regexComp, wide, static_cast<stringEx>(replacement), FormOf(run), run.cases);
     return std::make_unique<CLineSearch<T>>(
-        std::make_unique<CRegexReplacer>(run.regexComp, wide, static_cast<stringEx>(replacement),
-                                         FormOf(run), run.cases),
-        CRegexReplacer::IsLocalToLines(run.regexComp),
+        std::move(replacer), CRegexReplacer::IsLocalToLines(run.regexComp),
         longer * (own + static_cast<double>(backslashes)), told);
 }
 
@@ -93,15 +94,18 @@ std::unique_ptr<ISearch<wchar_t>> SearchWide(const Run& run, PIECES told) {
         return std::make_unique<CLiteralSearch<wchar_t, IMPL::lower_fold<wstringEx>>>(
             run.findText, run.replaceText, told);
     case FIND::REGEX:
-        return isWhole || CRegexReplacer::IsLocalToLines(run.regexComp)
-                   ? SearchLines<wchar_t>(run, {}, told)
-                   : nullptr;
+        if (!isWhole && !CRegexReplacer::IsLocalToLines(run.regexComp)) {
+            return nullptr;
+        }
+        return SearchLines<wchar_t>(run, {}, told);
     case FIND::RULES:
         if (!run.rules->set.HasExpressions()) {
             return std::make_unique<CRulesSearch<wchar_t>>(RulesOf(run), told);
         }
-        return isWhole || run.rules->set.IsLocalToLines() ? SearchLines<wchar_t>(run, {}, told)
-                                                          : nullptr;
+        if (!isWhole && !run.rules->set.IsLocalToLines()) {
+            return nullptr;
+        }
+        return SearchLines<wchar_t>(run, {}, told);
     default:
         break;
     }
@@ -120,45 +124,52 @@ struct UTF8_SEARCH {
 /// Null where bytes don't do.
 UTF8_SEARCH SearchRulesInUtf8(const Run& run) {
     const CRuleSet& rules = run.rules->set;
+    UTF8_SEARCH made;
     if (!rules.HasExpressions() && !rules.FoldsBeyondAscii()) {
-        return {std::make_unique<CRulesSearch<unsigned char>>(RulesOf(run)), rules.GetFoldedText()};
+        made.search = std::make_unique<CRulesSearch<unsigned char>>(RulesOf(run));
+        made.folded = rules.GetFoldedText();
+    } else if (rules.IsLocalToLines()) {
+        made.search = SearchLines<unsigned char>(run, {}, PIECES::BLOCKS);
     }
-    return {rules.IsLocalToLines() ? SearchLines<unsigned char>(run, {}, PIECES::BLOCKS) : nullptr,
-            {}};
+    return made;
 }
 
 UTF8_SEARCH SearchUtf8(const Run& run) {
     if (run.findFunc == FIND::RULES) {
         return SearchRulesInUtf8(run);
     }
+    UTF8_SEARCH made;
     const std::optional<byteEx> find = EncodeStrictly(run.findText);
     const std::optional<byteEx> replacement = EncodeStrictly(run.replaceText);
     if (!find || !replacement) {
-        return {};
+        return made;
     }
     switch (run.findFunc) {
     case FIND::LITERAL:
-        return {
-            std::make_unique<CLiteralSearch<unsigned char, IMPL::plain_fold>>(*find, *replacement),
-            {}};
+        made.search =
+            std::make_unique<CLiteralSearch<unsigned char, IMPL::plain_fold>>(*find, *replacement);
+        break;
     case FIND::LITERAL_NO_CASE:
-        if (!IsAscii(run.findText)) {
-            return {};
+        if (IsAscii(run.findText)) {
+            made.search =
+                std::make_unique<CLiteralSearch<unsigned char, ascii_fold>>(*find, *replacement);
+            made.folded = run.findText;
         }
-        return {std::make_unique<CLiteralSearch<unsigned char, ascii_fold>>(*find, *replacement),
-                run.findText};
+        break;
     case FIND::REGEX:
-        return {CRegexReplacer::IsLocalToLines(run.regexComp)
-                    ? SearchLines<unsigned char>(run, *replacement, PIECES::BLOCKS)
-                    : nullptr,
-                {}};
+        if (CRegexReplacer::IsLocalToLines(run.regexComp)) {
+            made.search = SearchLines<unsigned char>(run, *replacement, PIECES::BLOCKS);
+        }
+        break;
     default:
+        if (run.hasReplace) {
+            made.search = std::make_unique<CWholeSearch<unsigned char>>(*replacement);
+        } else {
+            made.search = std::make_unique<CNoSearch<unsigned char>>();
+        }
         break;
     }
-    if (run.hasReplace) {
-        return {std::make_unique<CWholeSearch<unsigned char>>(*replacement), {}};
-    }
-    return {std::make_unique<CNoSearch<unsigned char>>(), {}};
+    return made;
 }
 
 /// The road for texts in any charset.
