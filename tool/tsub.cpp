@@ -171,15 +171,16 @@ int Report(const Run& run) {
     return run.foundAny ? EXIT_REPLACED : EXIT_NOTHING;
 }
 
-bool FindsNothing(const CCmdArgParser& parser) {
-    return std::ranges::none_of(
-        std::initializer_list<const char*>{"f", "fic", "r", "ric", "rnnl", "rnnlic", "any"},
-        [&](const char* name) { return HasSwitch(parser, name); });
+bool FindsNothing(const CCmdArgParser& parser, const Run& run) {
+    return run.ruleFiles.empty() &&
+           std::ranges::none_of(
+               std::initializer_list<const char*>{"f", "fic", "r", "ric", "rnnl", "rnnlic", "any"},
+               [&](const char* name) { return HasSwitch(parser, name); });
 }
 
 /// False, after saying so, where something is to be undone and something else to be done.
 bool StandsAlone(const CCmdArgParser& parser, const Run& run) {
-    const bool isAlone = FindsNothing(parser) && parser.GetNoneSwitchCount() == 0 &&
+    const bool isAlone = FindsNothing(parser, run) && parser.GetNoneSwitchCount() == 0 &&
                          run.names.empty() && run.filesFrom.empty();
     if (!isAlone) {
         std::cerr
@@ -206,7 +207,7 @@ std::unique_ptr<CJournal> OpenJournal(int argc, const char* const* argv, Run& ru
 
 /// What charsets the files are in, instead of a run over them.
 int ReportCharsets(const CCmdArgParser& parser, Run& run) {
-    if (FindsNothing(parser)) {
+    if (FindsNothing(parser, run)) {
         SettleFlags(parser, run);
         run.fromCode = run.fromCode.empty() ? stringEx("auto") : run.fromCode;
         if (!SettleTextEncodings(parser, run)) {

@@ -153,6 +153,8 @@ TEST_F(CommandTest, ABadListIsToldByItsPlaceAndNothingIsRead) {
           {"text", "-f:a", "-t:b", "--rules-report"},
           {"text", "-f:a", "-t:b", "--change-case=upper"},
           {"text", "-r:a", "-t:b", "--preserve-case"},
+          {"--report", "--rules=list"},
+          {"--undo", "--rules=list"},
           {"text", "--rules=list", "--rules-charset=x"}}) {
         EXPECT_EQ(Tsub(arguments, "a\n").status, 255) << testing::PrintToString(arguments);
         EXPECT_EQ(Read("text"), "a a(b\n");

@@ -92,6 +92,10 @@ TEST_F(TerminalTest, AsksForEachFileAndEachMatch) {
     EXPECT_NE(shown.find("+++ a"), std::string::npos);
     EXPECT_NE(shown.find("\x1B[31m-\x1B[7mx\x1B[27m x\x1B[m\n"), std::string::npos) << shown;
     EXPECT_NE(shown.find("Replace match 1 of 3? [y,n,a,d,q,?] "), std::string::npos);
+    Write("a", "x1\nx2\nx\n");
+    Write("list", "x\ty\n@regex\n([0-9])\t<\\1>\n");
+    Show({"a", "--rules=list", "--interactive"}, {"s", "n", "y", "y", "n", "y"});
+    EXPECT_EQ(Read("a"), "x<1>\ny2\ny\n") << "rules, match by match";
     EXPECT_EQ(Tsub({"a", "-f:x", "-t:y", "--interactive"}).status, 255) << "nobody to ask";
     Show({"a", "-f:x", "-t:y", "--interactive", "--preview"});
     EXPECT_EQ(status, 255);
