@@ -132,28 +132,25 @@ void literal_search<T>::__GatherOf(const prefix_class& one, unsigned int begin, 
     for (std::size_t i = 0; i < hits; ++i) {
         __hits[i].table->prefetch(__hits[i].hash);
     }
+    std::size_t found = __candidates.size();
+    const auto add = [&](const HIT& hit, const prefix_table::ROOT& root, bool isFound) {
+        __candidates[found] = {hit.place, root.node};
+        found += static_cast<std::size_t>(isFound & __MayBe<Folds>(root, hit.place));
+    };
+    __candidates.resize(found + hits + 1);
     for (std::size_t i = 0; i < hits; ++i) {
-        __AddCandidates<Folds>(__hits[i]);
+        const HIT& hit = __hits[i];
+        bool isFound = false;
+        if (const prefix_table::ROOT* const root = hit.table->look(hit.hash, isFound)) {
+            add(hit, *root, isFound);
+        } else {
+            hit.table->find(hit.hash, [&](const prefix_table::ROOT& other) {
+                __candidates.resize(std::max(__candidates.size(), found + hits - i + 1));
+                add(hit, other, true);
+            });
+        }
     }
-}
-
-/// Adds what a table has for a place, unless the text goes on otherwise.
-template <class T>
-template <bool Folds>
-inline void literal_search<T>::__AddCandidates(const HIT& hit) {
-    const std::size_t count = __candidates.size();
-    bool isFound = false;
-    if (const prefix_table::ROOT* const root = hit.table->look(hit.hash, isFound)) {
-        __candidates.push_back({hit.place, root->node});
-        const bool mayBe = isFound & __MayBe<Folds>(*root, hit.place);
-        __candidates.resize(count + (mayBe ? 1 : 0));
-    } else {
-        hit.table->find(hit.hash, [&](const prefix_table::ROOT& other) {
-            if (__MayBe<Folds>(other, hit.place)) {
-                __candidates.push_back({hit.place, other.node});
-            }
-        });
-    }
+    __candidates.resize(found);
 }
 
 /// Whether the text goes on from a place, where any literal would end within it, as what the
@@ -175,6 +172,9 @@ template <class T>
 bool literal_search<T>::__FindAtEnd(unsigned int at, RULE_MATCH& match) {
     for (; at < __text.length; ++at) {
         const unsigned int rest = __text.length - at;
+        if (rest >= MOST_OF_PREFIX<T> && !__MayBegin(at)) {
+            continue;
+        }
         if (at >= __closed && __set.list().begins_with(__text.data + at, rest)) {
             __undecided = at;
             return false;
@@ -189,6 +189,15 @@ bool literal_search<T>::__FindAtEnd(unsigned int at, RULE_MATCH& match) {
     }
     __undecided = __isLast ? __text.length : cut_begin(__text);
     return false;
+}
+
+/// False if no literal begins at a place, behind which a whole prefix stands.
+template <class T>
+bool literal_search<T>::__MayBegin(unsigned int at) const {
+    const PREFIX front = prefix_of(__text.data + at, __folds);
+    return std::ranges::any_of(__set.classes(), [&](const prefix_class& one) {
+        return one.bits.may_have(one.template hash_of<true>(front)) != 0;
+    });
 }
 
 /// Looks whether a match begins at a place, of whose elements the word has `count`.

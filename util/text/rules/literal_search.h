@@ -76,9 +76,8 @@ private:
     template <bool Folds, bool Long>
     void __GatherOf(const prefix_class& one, unsigned int begin, unsigned int end);
     template <bool Folds>
-    void __AddCandidates(const HIT& hit);
-    template <bool Folds>
     bool __MayBe(const prefix_table::ROOT& root, unsigned int place) const;
+    bool __MayBegin(unsigned int at) const;
     bool __FindAtEnd(unsigned int at, RULE_MATCH& match);
     bool __FindByDfa(unsigned int& at, RULE_MATCH& match);
     bool __FindByAutomaton(unsigned int& at, unsigned int end, RULE_MATCH& match);

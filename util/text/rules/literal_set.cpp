@@ -205,11 +205,11 @@ void literal_set<T>::__MakeClass(unsigned int least, unsigned int behind) {
         return;
     }
     shortest = std::min(shortest, MOST);
-    prefix_class& made =
-        __classes.emplace_back(prefix_class{shortest > word::HALF,
-                                            PREFIX::Mask(shortest, word::HALF, word::BITS),
-                                            prefix_bits(CountPrefixes(__list, shortest, behind)),
-                                            {}});
+    prefix_class& made = __classes.emplace_back(prefix_class{
+        shortest > word::HALF,
+        PREFIX::Mask(shortest, word::HALF, word::BITS),
+        prefix_bits(CountPrefixes(__list, shortest, behind), prefix_class::BITS_FOR_EACH),
+        {}});
     for (unsigned int i = 0, from = shortest; i < MOST_TABLES && from <= MOST && from < behind;
          ++i) {
         const bool isLast = i + 1 == MOST_TABLES || from + word::STEP > MOST;

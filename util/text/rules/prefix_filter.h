@@ -113,11 +113,11 @@ PREFIX prefix_of(const T* text, bool folds) noexcept {
 /// A set of hashes that says yes to all that it has, and to few others.
 class prefix_bits {
 public:
-    explicit prefix_bits(std::size_t count) {
+    /// @param bits for each of them: more make it say no more often, and fill the cache
+    prefix_bits(std::size_t count, std::size_t bits) {
         constexpr unsigned int LEAST = 12;
         constexpr unsigned int MOST = 22; // beyond which a second level cache holds less than all
-        constexpr std::size_t BITS_FOR_EACH = 48;
-        const auto log = static_cast<unsigned int>(std::bit_width(count * BITS_FOR_EACH));
+        const auto log = static_cast<unsigned int>(std::bit_width(count * bits));
         __shift = 64 - std::clamp(log, LEAST, MOST);
         __bits.resize((std::size_t{1} << (64 - __shift)) / 64);
     }
@@ -160,7 +160,7 @@ public:
     /// @param length elements of a prefix, which `mask` leaves
     /// @param prefixes how many different ones there are
     prefix_table(unsigned int length, const PREFIX& mask, std::size_t prefixes)
-        : __length(length), __mask(mask), __bits(prefixes) {
+        : __length(length), __mask(mask), __bits(prefixes, BITS_FOR_EACH) {
         constexpr unsigned int LEAST = 4;
         const auto log = std::max(LEAST, static_cast<unsigned int>(std::bit_width(prefixes * 2)));
         __slotShift = 64 - log;
@@ -218,6 +218,7 @@ public:
     }
 
 private:
+    static constexpr std::size_t BITS_FOR_EACH = 24;
     /// Slots behind those that a hash tells; free ones, at least two.
     static constexpr std::size_t MARGIN = 16;
 
@@ -243,6 +244,8 @@ constexpr unsigned int MOST_TABLES = 3;
 
 /// A class of literals: where its prefixes are, as far as all have one, and the tables.
 struct prefix_class {
+    static constexpr std::size_t BITS_FOR_EACH = 48;
+
     bool isLong; ///< both words of a prefix count
     PREFIX mask;
     prefix_bits bits;
