@@ -1,17 +1,19 @@
 """Lists of replacements and the texts that they are tried on.
 
 The words are English ones, from Debian's word lists; in the texts a few are frequent and most are rare,
-as in prose. A rare list has phrases and longer words that hardly occur in the texts; of a dense one every
-second word of a text is, and with ten thousand nearly every word.
+as in prose. Of a rare list something stands in every ten kilobytes of a text; of a dense one it is every second
+word of a text, and with ten thousand nearly every word.
 """
 import itertools
 import random
+from collections import Counter
 
 import texts
 
 SEED = texts.SEED + 10
 DICTIONARY = "/usr/share/dict/american-english-"
 VOCABULARY = 20_000
+BLOCK = 2_000_000  # bytes of a text, which then repeats them
 
 
 def _words(name):
@@ -45,13 +47,20 @@ def prose(size):
 
 
 def rare(count):
-    """Half phrases of two words, half words of seven letters and more that the texts don't have."""
+    """Half phrases of two words, half words of seven letters and more. Five phrases stand in each text, so that
+    there is a match in every ten kilobytes; the others are none of its words or parts of them."""
     words = _vocabulary(random.Random(SEED))
-    known = set(words)
+    parts = {word[begin:end] for word in words for begin in range(len(word)) for end in range(begin + 7, len(word) + 1)}
+    block = prose(BLOCK).decode()
+    pairs = Counter(pair for line in block.splitlines() for pair in zip(line.split(), line.split()[1:]))
+    wanted = len(block) / 10_000 / 5
+    found = {" ".join(pair) for pair in sorted(pairs, key=lambda pair: (abs(pairs[pair] - wanted), pair))[:5]}
     rng = random.Random(SEED + count)
-    found = set(rng.sample([word for word in _words("huge") if len(word) > 6 and word not in known], count // 2))
+    found |= set(rng.sample([word for word in _words("huge") if len(word) > 6 and word not in parts], count // 2))
     while len(found) < count:
-        found.add(rng.choice(words) + " " + rng.choice(words))
+        pair = rng.choice(words), rng.choice(words)
+        if pair not in pairs:
+            found.add(" ".join(pair))
     return sorted(found)
 
 

@@ -190,7 +190,9 @@ public:
     std::uint64_t may_have(std::uint64_t hash) const noexcept { return __bits.may_have(hash); }
     /// Has the memory come that the others ask for.
     void prefetch(std::uint64_t hash) const noexcept {
-        __builtin_prefetch(&__slots[hash >> __slotShift]);
+        const SLOT* const slot = &__slots[hash >> __slotShift];
+        __builtin_prefetch(slot);
+        __builtin_prefetch(slot + 1);
     }
 
     /// The root of the prefix with this hash, or nearly always so: null, if `find` has to tell.
