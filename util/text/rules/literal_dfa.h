@@ -12,7 +12,10 @@
 
 #include "util/text/rules/literal_trie.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace Quil::IMPL {
@@ -20,8 +23,23 @@ namespace Quil::IMPL {
 /// A match, as an automaton finds it.
 template <class T>
 struct DFA_MATCH {
-    const T* end = nullptr; ///< null: there is none
-    std::uint32_t entry = 0;
+    const T* end;
+    std::uint32_t entry; ///< of the list
+};
+
+/// Where an automaton puts the matches that it finds, and what that has cost.
+template <class T>
+struct DFA_MATCHES {
+    static constexpr std::size_t MOST = 64;
+
+    std::array<DFA_MATCH<T>, MOST> found;
+    std::size_t count = 0;
+    std::ptrdiff_t readTwice = 0; ///< elements, behind matches
+
+    void add(const T* end, std::uint32_t entry, const T* reached) noexcept {
+        found[count++] = {end, entry};
+        readTwice += reached - end;
+    }
 };
 
 /// The kinds of elements that the literals of a list tell: each that they have, and all others.
@@ -67,30 +85,47 @@ public:
     literal_dfa(const literal_trie<T, false>& trie, const leftmost_links<T>& links,
                 const literal_kinds<T>& kinds);
 
-    /// The leftmost match in [from, end), and of those the longest. `reached` becomes the place up
-    /// to which the text was looked at.
-    DFA_MATCH<T> find(const T* from, const T* end, const T*& reached) const {
+    /// Finds the matches in [from, end), each the leftmost behind the one before, and of those the
+    /// longest; as many as there is room for. Answers up to where there are no others.
+    const T* find(const T* from, const T* end, DFA_MATCHES<T>& matches) const {
         const std::uint32_t* const table = __table.data();
-        DFA_MATCH<T> match;
-        std::uint32_t state = 0;
         const T* at = from;
-        while (at != end) {
-            state = table[state + __kinds.of(*at++)];
-            if (state & SPECIAL) {
-                state &= ~SPECIAL;
-                if (state == OVER) {
+        const T* ended = nullptr; // where the match at hand does
+        std::uint32_t entry = 0;
+        std::uint32_t state = 0;
+        const auto take = [&] {
+            matches.add(ended, entry, at);
+            at = std::exchange(ended, nullptr);
+            state = 0;
+        };
+        while (matches.count < matches.found.size()) {
+            if (at == end) {
+                if (ended == nullptr) {
                     break;
                 }
-                match = {at, __entries[state / __columns]};
+                take(); // there may be others behind it
+                continue;
+            }
+            state = table[state + __kinds.of(*at++)];
+            if (state & SPECIAL) {
+                const bool isOver = state == (SPECIAL | OVER);
+                if (!isOver) {
+                    ended = at;
+                    entry = __entries[(state & OVER) / __columns];
+                }
+                if (isOver || (state & LEAF) != 0) {
+                    take();
+                }
+                state &= OVER;
             }
         }
-        reached = at;
-        return match;
+        return at;
     }
 
 private:
     static constexpr std::uint32_t SPECIAL = 0x80000000U; ///< a literal has ended, or all hope
-    static constexpr std::uint32_t OVER = ~SPECIAL;
+    static constexpr std::uint32_t LEAF = 0x40000000U;    ///< ... and none goes on from there
+    static constexpr std::uint32_t OVER = ~(SPECIAL | LEAF);
 
     const literal_kinds<T> __kinds;
     std::uint32_t __columns;
@@ -106,13 +141,25 @@ public:
                          const literal_kinds<T>& kinds);
 
     /// As that of the other table.
-    DFA_MATCH<T> find(const T* from, const T* end, const T*& reached) const {
+    const T* find(const T* from, const T* end, DFA_MATCHES<T>& matches) const {
         const CELL* const cells = __cells.data();
-        DFA_MATCH<T> match;
-        std::uint32_t ended = ROOT; // the state that the match ended with
-        std::uint32_t state = ROOT;
         const T* at = from;
-        while (at != end) {
+        const T* ended = nullptr;
+        std::uint32_t last = ROOT; // the state that the match at hand ended with
+        std::uint32_t state = ROOT;
+        const auto take = [&] {
+            matches.add(ended, __links[last].entry, at);
+            at = std::exchange(ended, nullptr);
+            state = ROOT;
+        };
+        while (matches.count < matches.found.size()) {
+            if (at == end) {
+                if (ended == nullptr) {
+                    break;
+                }
+                take();
+                continue;
+            }
             const std::uint32_t next =
                 (cells[state].base & ~ENDED) ^ static_cast<std::uint32_t>(__kinds.of(*at));
             if (cells[next].owner == state) {
@@ -120,21 +167,19 @@ public:
                 ++at;
                 // Beginnings of literals are literals often enough to make a branch dear.
                 const bool isEnd = (cells[next].base & ENDED) != 0;
-                match.end = isEnd ? at : match.end;
-                ended = isEnd ? next : ended;
+                ended = isEnd ? at : ended;
+                last = isEnd ? next : last;
             } else if (state == ROOT) {
                 ++at;
             } else {
                 state = __links[state].fallback;
                 if (state == OVER) {
                     ++at;
-                    break;
+                    take();
                 }
             }
         }
-        reached = at;
-        match.entry = __links[ended].entry;
-        return match;
+        return at;
     }
 
 private:
