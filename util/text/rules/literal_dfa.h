@@ -12,10 +12,7 @@
 
 #include "util/text/rules/literal_trie.h"
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
-#include <utility>
 #include <vector>
 
 namespace Quil::IMPL {
@@ -23,23 +20,8 @@ namespace Quil::IMPL {
 /// A match, as an automaton finds it.
 template <class T>
 struct DFA_MATCH {
-    const T* end;
-    std::uint32_t entry; ///< of the list
-};
-
-/// Where an automaton puts the matches that it finds, and what that has cost.
-template <class T>
-struct DFA_MATCHES {
-    static constexpr std::size_t MOST = 64;
-
-    std::array<DFA_MATCH<T>, MOST> found;
-    std::size_t count = 0;
-    std::ptrdiff_t readTwice = 0; ///< elements, behind matches
-
-    void add(const T* end, std::uint32_t entry, const T* reached) noexcept {
-        found[count++] = {end, entry};
-        readTwice += reached - end;
-    }
+    const T* end = nullptr; ///< null: there is none
+    std::uint32_t entry = 0;
 };
 
 /// The kinds of elements that the literals of a list tell: each that they have, and all others.
@@ -85,47 +67,30 @@ public:
     literal_dfa(const literal_trie<T, false>& trie, const leftmost_links<T>& links,
                 const literal_kinds<T>& kinds);
 
-    /// Finds the matches in [from, end), each the leftmost behind the one before, and of those the
-    /// longest; as many as there is room for. Answers up to where there are no others.
-    const T* find(const T* from, const T* end, DFA_MATCHES<T>& matches) const {
+    /// The leftmost match in [from, end), and of those the longest. `reached` becomes the place up
+    /// to which the text was looked at.
+    DFA_MATCH<T> find(const T* from, const T* end, const T*& reached) const {
         const std::uint32_t* const table = __table.data();
-        const T* at = from;
-        const T* ended = nullptr; // where the match at hand does
-        std::uint32_t entry = 0;
+        DFA_MATCH<T> match;
         std::uint32_t state = 0;
-        const auto take = [&] {
-            matches.add(ended, entry, at);
-            at = std::exchange(ended, nullptr);
-            state = 0;
-        };
-        while (matches.count < matches.found.size()) {
-            if (at == end) {
-                if (ended == nullptr) {
-                    break;
-                }
-                take(); // there may be others behind it
-                continue;
-            }
+        const T* at = from;
+        while (at != end) {
             state = table[state + __kinds.of(*at++)];
             if (state & SPECIAL) {
-                const bool isOver = state == (SPECIAL | OVER);
-                if (!isOver) {
-                    ended = at;
-                    entry = __entries[(state & OVER) / __columns];
+                state &= ~SPECIAL;
+                if (state == OVER) {
+                    break;
                 }
-                if (isOver || (state & LEAF) != 0) {
-                    take();
-                }
-                state &= OVER;
+                match = {at, __entries[state / __columns]};
             }
         }
-        return at;
+        reached = at;
+        return match;
     }
 
 private:
     static constexpr std::uint32_t SPECIAL = 0x80000000U; ///< a literal has ended, or all hope
-    static constexpr std::uint32_t LEAF = 0x40000000U;    ///< ... and none goes on from there
-    static constexpr std::uint32_t OVER = ~(SPECIAL | LEAF);
+    static constexpr std::uint32_t OVER = ~SPECIAL;
 
     const literal_kinds<T> __kinds;
     std::uint32_t __columns;
@@ -141,25 +106,13 @@ public:
                          const literal_kinds<T>& kinds);
 
     /// As that of the other table.
-    const T* find(const T* from, const T* end, DFA_MATCHES<T>& matches) const {
+    DFA_MATCH<T> find(const T* from, const T* end, const T*& reached) const {
         const CELL* const cells = __cells.data();
-        const T* at = from;
-        const T* ended = nullptr;
-        std::uint32_t last = ROOT; // the state that the match at hand ended with
+        DFA_MATCH<T> match;
+        std::uint32_t ended = ROOT; // the state that the match ended with
         std::uint32_t state = ROOT;
-        const auto take = [&] {
-            matches.add(ended, __links[last].entry, at);
-            at = std::exchange(ended, nullptr);
-            state = ROOT;
-        };
-        while (matches.count < matches.found.size()) {
-            if (at == end) {
-                if (ended == nullptr) {
-                    break;
-                }
-                take();
-                continue;
-            }
+        const T* at = from;
+        while (at != end) {
             const std::uint32_t next =
                 (cells[state].base & ~ENDED) ^ static_cast<std::uint32_t>(__kinds.of(*at));
             if (cells[next].owner == state) {
@@ -167,19 +120,21 @@ public:
                 ++at;
                 // Beginnings of literals are literals often enough to make a branch dear.
                 const bool isEnd = (cells[next].base & ENDED) != 0;
-                ended = isEnd ? at : ended;
-                last = isEnd ? next : last;
+                match.end = isEnd ? at : match.end;
+                ended = isEnd ? next : ended;
             } else if (state == ROOT) {
                 ++at;
             } else {
                 state = __links[state].fallback;
                 if (state == OVER) {
                     ++at;
-                    take();
+                    break;
                 }
             }
         }
-        return at;
+        reached = at;
+        match.entry = __links[ended].entry;
+        return match;
     }
 
 private:

@@ -25,8 +25,6 @@ void literal_search<T>::set_text(text_ref<T> text, bool isLast, bool isInWord) {
     __chunkBegin = __chunkEnd = 0;
     __candidates.clear();
     __next = __batchEnd = 0;
-    __matches.count = __nextMatch = 0;
-    __searched = 0;
 }
 
 template <class T>
@@ -314,55 +312,24 @@ auto literal_search<T>::__Choose(std::uint32_t entry, unsigned int at, unsigned 
 }
 
 /// Looks for a match that begins where all literals end within the text. Without one, `at` is where
-/// the search came to. What was found beyond it is the next ones.
+/// the search came to.
 template <class T>
 bool literal_search<T>::__FindByDfa(unsigned int& at, RULE_MATCH& match) {
-    const auto& entries = __set.list().entries();
-    for (;;) {
-        while (__nextMatch < __matches.count) {
-            const auto& found = __matches.found[__nextMatch];
-            const auto& literal = entries[found.entry];
-            const auto begin = static_cast<unsigned int>(found.end - __text.data) - literal.length;
-            if (begin >= __closed) {
-                break;
-            }
-            ++__nextMatch;
-            if (begin >= at) {
-                match = {begin, literal.length, literal.rule};
-                return true;
-            }
-            if (begin + literal.length >
-                at) { // with this one gone, those behind it aren't the next
-                __matches.count = __nextMatch = 0;
-                __searched = at;
-            }
-        }
-        if (__nextMatch < __matches.count) {
-            at = std::max(at, __closed);
-            return false;
-        }
-        __searched = std::max(at, __searched);
-        if (__searched >= __closed || __isByAutomaton) {
-            // What begins behind there may go on behind the text.
-            at = std::max(at, std::min(__searched, __closed));
-            return false;
-        }
-        __SearchByDfa();
-    }
-}
-
-/// Finds the next matches from where was searched so far.
-template <class T>
-void literal_search<T>::__SearchByDfa() {
-    __matches.count = __nextMatch = 0;
-    __matches.readTwice = 0;
-    const T* const reached =
-        __set.find_by_dfa(__text.data + __searched, __text.data + __text.length, __matches);
-    const auto end = static_cast<unsigned int>(reached - __text.data);
-    __credit +=
-        static_cast<std::int64_t>(end - __searched) * COST_FACTOR - __matches.readTwice * DFA_COST;
+    const T* reached = nullptr;
+    const auto found = __set.find_by_dfa(__text.data + at, __text.data + __text.length, reached);
+    const auto end =
+        static_cast<unsigned int>((found.end == nullptr ? reached : found.end) - __text.data);
+    // What was read behind a match is read again.
+    __credit += static_cast<std::int64_t>(end - at) * COST_FACTOR -
+                (reached - __text.data - end) * DFA_COST;
     __isByAutomaton = __credit < 0;
-    __searched = end;
+    const auto& literal = __set.list().entries()[found.entry];
+    if (found.end == nullptr || end - literal.length >= __closed) {
+        at = std::max(at, __closed);
+        return false;
+    }
+    match = {end - literal.length, literal.length, literal.rule};
+    return true;
 }
 
 template <class T>

@@ -80,7 +80,6 @@ private:
     bool __MayBegin(unsigned int at) const;
     bool __FindAtEnd(unsigned int at, RULE_MATCH& match);
     bool __FindByDfa(unsigned int& at, RULE_MATCH& match);
-    void __SearchByDfa();
     bool __FindByAutomaton(unsigned int& at, unsigned int end, RULE_MATCH& match);
     void __TellChunk(unsigned int begin, unsigned int end);
     OUTCOME __Try(unsigned int at, const PREFIX& front, unsigned int count, RULE_MATCH& match);
@@ -105,9 +104,6 @@ private:
     std::vector<CANDIDATE> __candidates; ///< of the places up to the batch's end, by place
     std::size_t __next = 0;              ///< of the candidates
     unsigned int __batchEnd = 0;
-    DFA_MATCHES<T> __matches; ///< found ahead
-    std::size_t __nextMatch = 0;
-    unsigned int __searched = 0; ///< up to here there are no others
     unsigned int __chunkBegin = 0;
     unsigned int __chunkEnd = 0;
     std::vector<RULE_MATCH> __chunk; ///< of each place; of no length: none

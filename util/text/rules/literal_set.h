@@ -29,9 +29,9 @@ public:
     std::span<const prefix_class> classes() const noexcept { return __classes; }
     /// Whether texts like the sample are better searched by an automaton than by the tree.
     bool has_dfa() const noexcept { return __dfa || __array; }
-    /// Searches by that.
-    const T* find_by_dfa(const T* from, const T* end, DFA_MATCHES<T>& matches) const {
-        return __dfa ? __dfa->find(from, end, matches) : __array->find(from, end, matches);
+    /// The leftmost match and there the longest, by that; `reached` is how far it read.
+    DFA_MATCH<T> find_by_dfa(const T* from, const T* end, const T*& reached) const {
+        return __dfa ? __dfa->find(from, end, reached) : __array->find(from, end, reached);
     }
     /// Whether a literal doesn't match wherever it stands.
     bool has_conditions() const noexcept { return __hasConditions; }
