@@ -114,7 +114,7 @@ public:
             }
             __writer.emplace(__room);
         }
-        __writer->put({__text.data + __done, match - __done});
+        __writer->put_part({__text.data + __done, match - __done}, __text.data + __text.length);
         put(*__writer);
         __done = match + length;
     }

@@ -183,7 +183,7 @@ void CRuleSearch<T>::PutReplacement(IMPL::text_writer<T>& out, const RULE_MATCH&
         IMPL::put_like(out, m.forms.replacement(match.rule),
                        {m.text.data + match.begin, match.length});
     } else {
-        out.put(m.forms.replacement(match.rule));
+        out.put_part(m.forms.replacement(match.rule), m.forms.text.data() + m.forms.text.length());
     }
 }
 

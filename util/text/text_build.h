@@ -94,6 +94,19 @@ public:
         __used += text.length;
         __room -= text.length;
     }
+    /// The same for a text that is part of one which ends at `end`: a short one is copied with what
+    /// stands behind it, which what is put next writes over. So no branch depends on its length,
+    /// where lengths follow each other at random.
+    void put_part(text_ref<T> text, const T* end) {
+        constexpr unsigned int SHORT = 16;
+        if (text.length <= SHORT && __room >= SHORT && end - text.data >= std::ptrdiff_t{SHORT}) {
+            std::memcpy(__elements + __used, text.data, SHORT * sizeof(T));
+            __used += text.length;
+            __room -= text.length;
+        } else {
+            put(text);
+        }
+    }
     void finish() {
         if (__elements != nullptr) {
             __to._eofonly(__used);

@@ -72,7 +72,10 @@ literal_dfa<T>::literal_dfa(const literal_trie<T, false>& trie, const leftmost_l
         for (std::uint32_t child = made.firstChild; child < made.firstChild + made.children;
              ++child) {
             const bool isEnd = links.ended[child] != leftmost_links<T>::NONE;
-            row(state)[__kinds.of(trie.edge(child))] = child * __columns | (isEnd ? SPECIAL : 0);
+            const bool isLeaf = trie.state(child).entry != leftmost_links<T>::NONE &&
+                                trie.state(child).children == 0;
+            row(state)[__kinds.of(trie.edge(child))] =
+                child * __columns | (isEnd ? SPECIAL : 0) | (isLeaf ? LEAF : 0);
         }
     }
 }

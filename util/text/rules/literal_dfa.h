@@ -77,11 +77,14 @@ public:
         while (at != end) {
             state = table[state + __kinds.of(*at++)];
             if (state & SPECIAL) {
-                state &= ~SPECIAL;
-                if (state == OVER) {
+                if (state == (SPECIAL | OVER)) {
                     break;
                 }
-                match = {at, __entries[state / __columns]};
+                match = {at, __entries[(state & OVER) / __columns]};
+                if (state & LEAF) {
+                    break;
+                }
+                state &= OVER;
             }
         }
         reached = at;
@@ -90,7 +93,8 @@ public:
 
 private:
     static constexpr std::uint32_t SPECIAL = 0x80000000U; ///< a literal has ended, or all hope
-    static constexpr std::uint32_t OVER = ~SPECIAL;
+    static constexpr std::uint32_t LEAF = 0x40000000U;    ///< ... and none goes on from there
+    static constexpr std::uint32_t OVER = ~(SPECIAL | LEAF);
 
     const literal_kinds<T> __kinds;
     std::uint32_t __columns;
