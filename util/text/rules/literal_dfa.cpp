@@ -150,9 +150,9 @@ std::uint32_t literal_double_array<T>::__FindBase(const std::vector<std::uint16_
             if (!isFree) {
                 continue;
             }
-            std::erase_if(cells, [&](std::uint32_t cell) {
-                return std::ranges::find(kinds, cell ^ base) != kinds.end();
-            });
+            for (const std::uint16_t kind : kinds) {
+                cells.erase(std::ranges::lower_bound(cells, base ^ kind));
+            }
             while (__free.size() - __firstOpen > OPEN_BLOCKS ||
                    (__firstOpen < __free.size() && __free[__firstOpen].empty())) {
                 ++__firstOpen;
