@@ -64,8 +64,6 @@ private:
         std::uint32_t root;
     };
 
-    bool __FindByTree(unsigned int& at, unsigned int end, RULE_MATCH& match);
-    void __Gather(unsigned int begin, unsigned int end);
     /// A place, and a table that may have what begins there.
     struct HIT {
         unsigned int place;
@@ -73,6 +71,8 @@ private:
         std::uint64_t hash;
     };
 
+    bool __FindByTree(unsigned int& at, unsigned int end, RULE_MATCH& match);
+    void __Gather(unsigned int begin, unsigned int end);
     template <bool Folds, bool Long>
     void __GatherOf(const prefix_class& one, unsigned int begin, unsigned int end);
     template <bool Folds>
