@@ -134,12 +134,14 @@ public:
     }
 
     /// Have the memory come that a way down from a node asks for: the node, and then what it names.
-    void prefetch(std::uint32_t number) const noexcept { __builtin_prefetch(&__nodes[number]); }
+    void prefetch(std::uint32_t number) const noexcept {
+        __builtin_prefetch(__nodes.data() + number);
+    }
     void prefetch_way(std::uint32_t number) const noexcept {
         const NODE& node = __nodes[number];
         __builtin_prefetch(__list.at(node.text));
         __builtin_prefetch(__edges.data() + node.firstChild);
-        __builtin_prefetch(&__nodes[node.firstChild]);
+        __builtin_prefetch(__nodes.data() + node.firstChild);
     }
 
 private:
