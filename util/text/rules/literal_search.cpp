@@ -153,18 +153,20 @@ void literal_search<T>::__GatherOf(const prefix_class& one, unsigned int begin, 
     __candidates.resize(found);
 }
 
-/// Whether the text goes on from a place, where any literal would end within it, as what the
-/// literals of a root have in common ends.
+/// Whether the text goes on from a place, behind which a whole prefix stands, as what the literals
+/// of a root have in common ends. No branch depends on what the text has there.
 template <class T>
 template <bool Folds>
 bool literal_search<T>::__MayBe(const prefix_table::ROOT& root, unsigned int place) const {
-    const T* const end = __text.data + place + std::max(root.depth, word::END);
+    const unsigned int rest = __text.length - place;
+    const bool fits = root.depth <= rest;
+    const unsigned int depth = fits ? root.depth : 0;
+    const T* const end = __text.data + place + std::max(depth, word::END);
     const std::uint32_t last = Folds ? word::blur_end(word::end(end)) : word::end(end);
     // Where all may come next, the text may be over.
-    const bool isOver = place + root.depth == __text.length;
-    const T behind = __text.data[place + root.depth - (isOver ? 1 : 0)];
+    const T behind = __text.data[place + depth - (depth == rest ? 1 : 0)];
     const std::uint64_t next = prefix_table::ROOT::bit(Folds ? fold_literal(behind) : behind);
-    return (((last ^ root.end) & root.endMask) == 0) & ((root.next & next) != 0);
+    return fits & (((last ^ root.end) & root.endMask) == 0) & ((root.next & next) != 0);
 }
 
 /// The same up to the text's end, with a look at what may come behind it.
