@@ -143,7 +143,7 @@ std::wstring Random(std::mt19937& random, const std::wstring& letters, std::size
 RULES RandomRules(std::mt19937& random, const std::wstring& letters,
                   const std::vector<RULE_KIND>& kinds) {
     RULES rules;
-    const std::size_t count = random() % 12 + 1;
+    const std::size_t count = random() % 24 + 1;
     for (std::size_t i = 0; i < count; ++i) {
         RULE_TEXT rule{kinds[random() % kinds.size()], Random(random, letters, 10), L"<"};
         rule.replacement += std::to_wstring(i) + L">";
@@ -166,18 +166,39 @@ TEST(RulesTest, LiteralsAreReplacedAsTheDefinitionHasIt) {
     const std::vector<std::vector<RULE_KIND>> mixes = {
         {EXACT}, {EXACT, EXACT, WORD}, {EXACT, ANY_CASE}, {ANY_CASE, WORD, ANY_CASE_WORD, EXACT}};
     for (int round = 0; round < 4000; ++round) {
-        const std::wstring letters = round % 2 == 0 ? L"aab " : L"aAbBé文 ";
+        static const wchar_t* const LETTERS[] = {L"aab ", L"aAbBé文 ", L"aA[{@`"};
+        const std::wstring letters = LETTERS[round % 3];
         const RULES rules = RandomRules(random, letters, mixes[random() % mixes.size()]);
         const std::wstring text = Random(random, letters, 60);
         const auto set = Prepared(rules);
         const std::wstring wanted = ByDefinition(rules, text);
         SCOPED_TRACE("round " + std::to_string(round));
         ASSERT_EQ(Replaced(set, text), wanted);
-        ASSERT_EQ(InPieces<wchar_t>(set, text, random() % 9 + 1), wanted);
+        const std::size_t piece = round % 2 == 0 ? text.size() * 3 : random() % 9 + 1;
+        ASSERT_EQ(InPieces<wchar_t>(set, text, piece), wanted);
         if (!set->FoldsBeyondAscii()) {
-            ASSERT_EQ(InPieces<unsigned char>(set, Bytes(text), random() % 9 + 1), Bytes(wanted));
+            ASSERT_EQ(InPieces<unsigned char>(set, Bytes(text), piece), Bytes(wanted));
         }
     }
+}
+
+/// A thousand literals in pairs that differ only by signs which count as one in a hasty look.
+TEST(RulesTest, ManyLiteralsThatLookAlikeAreToldApart) {
+    std::mt19937 random(4);
+    RULES rules{{EXACT, L"exact", L"0"}};
+    std::wstring text;
+    std::wstring wanted;
+    for (int i = 0; i < 1000; ++i) {
+        const std::wstring find = Random(random, L"abc", 1) + std::to_wstring(i) + L"xyz";
+        for (const wchar_t sign : {L'[', L'{'}) {
+            rules.push_back({ANY_CASE, find + sign, L"<" + std::to_wstring(rules.size()) + L">"});
+            text += find + sign + L' ';
+            wanted += rules.back().replacement + L' ';
+        }
+    }
+    const auto set = Prepared(rules);
+    EXPECT_TRUE(Replaced(set, text) == wanted);
+    EXPECT_TRUE(InPieces<unsigned char>(set, Bytes(text), text.size()) == Bytes(wanted));
 }
 
 TEST(RulesTest, ExpressionsAmongLiteralsAreReplacedAsTheDefinitionHasIt) {

@@ -135,13 +135,13 @@ TEST_F(CommandTest, ABadListIsToldByItsPlaceAndNothingIsRead) {
         EXPECT_NE(outcome.err.find(row.message), std::string::npos) << outcome.err;
         EXPECT_EQ(Read("text"), "a a(b\n");
     }
-    Write("list", "a,b\n\"c\nd,e\n");
+    Write("list", "a,b\né,\"c\nd,e\n");
     EXPECT_NE(Tsub({"text", "--rules=list", "--rules-format=csv"})
-                  .err.find("list, line 2, column 1: a quote that is never closed"),
+                  .err.find("list, line 2, column 3: a quote that is never closed"),
               std::string::npos);
     Write("list", "a,b\nc,d,e\n");
     EXPECT_NE(Tsub({"text", "--rules=list", "--rules-format=csv"})
-                  .err.find("list, line 2: a row of 3 cells"),
+                  .err.find("list, line 2, column 1: a row of 3 cells"),
               std::string::npos);
     Write("list", "a\tb\n");
     for (const std::vector<std::string>& arguments :

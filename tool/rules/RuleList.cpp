@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <iostream>
 #include <iterator>
+#include <new>
 #include <string_view>
 
 namespace Quil {
@@ -45,6 +46,9 @@ void Refuse(const stringEx& place, const stringEx& what) {
 stringEx ReadBytes(const stringEx& file) {
     if (file == "-") {
         const std::string all((std::istreambuf_iterator<char>(std::cin)), {});
+        if (all.size() > stringEx::max_size()) {
+            throw std::bad_alloc();
+        }
         return {all.data(), static_cast<unsigned int>(all.size())};
     }
     byteEx bytes;

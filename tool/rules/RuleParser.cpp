@@ -138,6 +138,19 @@ NUMBERED ReadNumbered(text_ref<wchar_t> text, unsigned int at, unsigned int end)
             2 * U_DIGITS + 2};
 }
 
+/// The characters in front of a byte of a line in UTF-8, both counted from 1 on.
+unsigned int CharactersBefore(const wstringEx& text, unsigned int line, std::uint64_t column) {
+    unsigned int begin = 0;
+    while (--line != 0) {
+        begin = text.find(L'\n', begin) + 1;
+    }
+    unsigned int end = begin;
+    for (std::uint64_t bytes = 1; bytes < column && end < text.length(); ++end) {
+        bytes += ConvStrSToU(wstringEx(1, text[end])).length();
+    }
+    return end - begin;
+}
+
 } // namespace
 
 CRuleParser::COMPLAINT CRuleParser::ParseLines(const wstringEx& text) {
@@ -269,17 +282,17 @@ CRuleParser::COMPLAINT CRuleParser::ParseTable(const wstringEx& text) {
                 stringEx what("a row of ");
                 what.append_ulong(row.size(), 10);
                 what.append(row.size() == 1 ? " cell" : " cells");
-                complaint = RULE_COMPLAINT{
-                    __line, 0, what.append(", not of what to find and what to put in its place")};
+                complaint = __Complaint(
+                    0, what.append(", not of what to find and what to put in its place"));
             }
             if (complaint) {
                 return complaint;
             }
         }
     } catch (const csvExp&) {
-        return RULE_COMPLAINT{static_cast<unsigned int>(reader.GetQuoteLine()),
-                              static_cast<unsigned int>(reader.GetQuoteColumn()),
-                              "a quote that is never closed"};
+        __line = static_cast<unsigned int>(reader.GetQuoteLine());
+        return __Complaint(CharactersBefore(text, __line, reader.GetQuoteColumn()),
+                           "a quote that is never closed");
     }
     return std::nullopt;
 }

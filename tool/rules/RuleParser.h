@@ -18,7 +18,7 @@ namespace Quil {
 /// What is wrong with a list. Lines and columns, in characters, count from 1.
 struct RULE_COMPLAINT {
     unsigned int line;
-    unsigned int column; ///< 0: of no use
+    unsigned int column;
     stringEx what;
 };
 

@@ -174,12 +174,13 @@ public:
         __bits.add(hash);
         std::size_t at = hash >> __slotShift;
         while (__slots[at].root.node != 0) {
+            __hasTwins = __hasTwins || __slots[at].hash == hash;
             ++at;
             if (at + 2 == __slots.size()) {
                 __slots.resize(__slots.size() + MARGIN);
             }
         }
-        __slots[at] = {__tag(hash), root};
+        __slots[at] = {hash, root};
     }
 
     std::uint64_t hash_of(const PREFIX& prefix) const noexcept {
@@ -195,27 +196,26 @@ public:
         __builtin_prefetch(slot + 1);
     }
 
-    /// The root of the prefix with this hash, or nearly always so: null, if `find` has to tell.
-    /// With no such prefix, any root. No branch depends on the memory.
+    /// The root of the prefix with this hash, as nearly always; null, if `find` has to tell. With
+    /// no such prefix, any root. No branch depends on the memory.
     const ROOT* look(std::uint64_t hash, bool& isFound) const noexcept {
         const SLOT* const slot = &__slots[hash >> __slotShift];
-        const std::uint32_t tag = __tag(hash);
-        const bool isFirst = slot[0].tag == tag;
-        const bool isSecond = slot[1].tag == tag;
+        const bool isFirst = slot[0].hash == hash;
+        const bool isSecond = slot[1].hash == hash;
         const bool isFull = slot[0].root.node != 0 && slot[1].root.node != 0;
         isFound = isFirst || isSecond;
-        return isFirst == isSecond && isFull ? nullptr : &slot[isFirst ? 0 : 1].root;
+        const bool isOpen = isFound ? __hasTwins : isFull;
+        return isOpen ? nullptr : &slot[isFirst ? 0 : 1].root;
     }
-    /// Calls `use(root)` for the root of the prefix with this hash, and very rarely for another
-    /// one's: so literals have to be compared from their first element on.
+    /// Calls `use(root)` for each prefix with this hash. There may be several: those that a hasty
+    /// fold makes one, and by a rare chance any. So literals have to be compared from their first
+    /// element on.
     template <class Use>
     void find(std::uint64_t hash, Use use) const noexcept {
-        std::size_t at = hash >> __slotShift;
-        while (__slots[at].root.node != 0) {
-            if (__slots[at].tag == __tag(hash)) {
-                use(__slots[at].root);
+        for (const SLOT* slot = &__slots[hash >> __slotShift]; slot->root.node != 0; ++slot) {
+            if (slot->hash == hash) {
+                use(slot->root);
             }
-            ++at;
         }
     }
 
@@ -225,19 +225,15 @@ private:
     static constexpr std::size_t MARGIN = 16;
 
     struct SLOT {
-        std::uint32_t tag; ///< of the hash
+        std::uint64_t hash;
         ROOT root;
     };
-
-    /// The upper half: a product's lower bits don't depend on all of the word.
-    static std::uint32_t __tag(std::uint64_t hash) noexcept {
-        return static_cast<std::uint32_t>(hash >> 32);
-    }
 
     unsigned int __length;
     PREFIX __mask;
     prefix_bits __bits;
     unsigned int __slotShift;
+    bool __hasTwins = false; ///< prefixes of one hash
     std::vector<SLOT> __slots;
 };
 
