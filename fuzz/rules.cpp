@@ -68,6 +68,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string list = input.Text(200);
     const wstringEx text = ConvStrUToW(stringEx(input.Rest().c_str()));
     const wstringEx lines = ConvStrUToW(stringEx(list.c_str()));
+    const auto isBeyond = [](wchar_t c) { return static_cast<std::uint32_t>(c) >= 0x110000; };
+    if (std::any_of(lines.begin(), lines.end(), isBeyond)) {
+        return 0; // rules are of Unicode characters
+    }
     CTaker taker;
     CRuleParser parser(taker);
     const auto complaint = isTable ? parser.ParseTable(lines) : parser.ParseLines(lines);

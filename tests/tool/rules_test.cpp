@@ -124,6 +124,7 @@ TEST_F(CommandTest, ABadListIsToldByItsPlaceAndNothingIsRead) {
         {"a\tb\n\nc\td\na\tb\n", "line 4, column 1: the same is found by list, line 1"},
         {"@nocase\nÄ\tb\nä\tc\n", "line 3, column 1: the same is found by list, line 2"},
         {"a\tb\nc \xFF\td\n", "line 2, column 3: bytes that are no utf-8"},
+        {"a\tb\nc\t\xFD\x95\x95\x95\x95\x95\n", "line 2, column 3: bytes that are no utf-8"},
         {"# nothing\n", "no rules: list has none"},
     };
     for (const auto& row : ROWS) {

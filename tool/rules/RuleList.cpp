@@ -2,6 +2,7 @@
 
 #include "tool/charset_names.h"
 #include "tool/rules/RuleParser.h"
+#include "util/base/unicode_units.h"
 #include "util/conv/block_conversion.h"
 #include "util/file/dir.h"
 #include "util/sys/errhdl.h"
@@ -26,6 +27,11 @@ constexpr struct {
              {"\xEF\xBB\xBF", "utf-8"},
              {"\xFF\xFE", "utf-16le"},
              {"\xFE\xFF", "utf-16be"}};
+
+bool IsCharacter(wchar_t c) {
+    const auto number = static_cast<std::uint32_t>(c);
+    return number < IMPL::UNICODE_END && !IMPL::IsSurrogate(number);
+}
 
 /// "file, line 3, column 5".
 stringEx PlaceText(const stringEx& file, unsigned int line, unsigned int column) {
@@ -104,10 +110,15 @@ private:
         const auto skipped = static_cast<unsigned int>(hasMark ? marked->mark.size() : 0);
         const LOSS loss =
             DecodeWhole(*charset.converter, text, bytes.substr(skipped, stringEx::npos));
-        if (loss.count != 0) {
-            wstringEx before;
-            DecodeWhole(*charset.converter, before,
-                        bytes.substr(skipped, static_cast<unsigned int>(loss.place)));
+        // Some converters take numbers beyond Unicode for characters.
+        const auto beyond = std::ranges::find_if_not(text, IsCharacter);
+        const bool isGood = loss.count == 0 && beyond == text.end();
+        if (!isGood) {
+            wstringEx before = text.substr(0, static_cast<unsigned int>(beyond - text.begin()));
+            if (loss.count != 0) {
+                DecodeWhole(*charset.converter, before,
+                            bytes.substr(skipped, static_cast<unsigned int>(loss.place)));
+            }
             const auto line = std::count(before.begin(), before.end(), L'\n') + 1;
             const unsigned int end = before.rfind(L'\n') + 1;
             Refuse(PlaceText(file, static_cast<unsigned int>(line), before.length() - end + 1),
@@ -115,7 +126,7 @@ private:
                        .append(ShownCharset(name))
                        .append("; --rules-charset says what they are"));
         }
-        return loss.count == 0;
+        return isGood;
     }
 
     const Run& __run;
