@@ -235,6 +235,13 @@ TEST(RulesTest, TextsThatNearlyMatchEverywhereTakeNoLongerAndComeOutTheSame) {
     rules.push_back({EXACT, L"a", L"A"});
     const std::wstring result = Replaced(Prepared(rules), text);
     EXPECT_EQ(result, std::wstring(580'000, L'A') + L"long word long");
+
+    // The same where an automaton reads ahead in vain at each place.
+    const auto plain = Prepared({{EXACT, many + L"b", L"long"}, {EXACT, L"a", L"A"}});
+    const std::wstring run = std::wstring(600'000, L'a') + L"b";
+    const std::wstring replaced = std::wstring(580'000, L'A') + L"long";
+    EXPECT_TRUE(Replaced(plain, run) == replaced);
+    EXPECT_TRUE(InPieces<unsigned char>(plain, Bytes(run), 250'000) == Bytes(replaced));
 }
 
 TEST(RulesTest, GroupsOfJoinedExpressionsAreTheRulesOwn) {
@@ -245,6 +252,16 @@ TEST(RulesTest, GroupsOfJoinedExpressionsAreTheRulesOwn) {
                                {EXPRESSION, L"***:<.+?>", L"tag"}});
     EXPECT_EQ(Replaced(set, L"xz xyz aabbb 11 12 no nono aano <i>x</i>"),
               L"<x||xz> <x|y|xyz> bbbaa twice 1 12 yes nono aano tagxtag");
+    RULES many;
+    std::wstring text;
+    std::wstring wanted;
+    for (int i = 0; i < 60; ++i) {
+        const std::wstring number = std::to_wstring(i);
+        many.push_back({EXPRESSION, L"(k)" + number + L"=([a-z]+)", number + L":\\2\\1"});
+        text += L"k" + number + L"=x ";
+        wanted += number + L":xk ";
+    }
+    EXPECT_EQ(Replaced(Prepared(many), text), wanted) << "more than are joined";
     // What stands before a place is seen, though another match has just ended there.
     EXPECT_EQ(Replaced(set, L"abno 11no"), L"bano twice 1no");
 }
