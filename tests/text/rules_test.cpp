@@ -182,6 +182,32 @@ TEST(RulesTest, LiteralsAreReplacedAsTheDefinitionHasIt) {
     }
 }
 
+/// Texts that are worth an automaton: it reads stretches side by side, and is asked from within its
+/// matches where those of expressions end there.
+TEST(RulesTest, LongTextsOfManyMatchesAreReplacedAsTheDefinitionHasIt) {
+    std::mt19937 random(3);
+    for (int round = 0; round < 75; ++round) {
+        static const wchar_t* const LETTERS[] = {L"ab", L"aab ", L"abcdA文"};
+        const std::wstring letters = LETTERS[round % 3];
+        RULES rules = RandomRules(random, letters, {round % 2 == 0 ? EXACT : ANY_CASE});
+        const bool isMixed = round % 5 == 0;
+        std::wstring text = Random(random, letters, isMixed ? 3'000 : 30'000) +
+                            std::wstring(random() % 2'000, L'-') + Random(random, letters, 3'000);
+        if (isMixed) {
+            rules.push_back({EXPRESSION, L"ba ?b|-a", L"[-]"});
+        }
+        const auto set = Prepared(rules);
+        const std::wstring wanted = ByDefinition(rules, text);
+        SCOPED_TRACE("round " + std::to_string(round));
+        ASSERT_TRUE(Replaced(set, text) == wanted);
+        const std::size_t piece = isMixed ? text.size() : random() % 9'000 + 300;
+        ASSERT_TRUE(InPieces<wchar_t>(set, text, piece) == wanted);
+        if (!set->FoldsBeyondAscii() && !(isMixed && round % 3 == 2)) {
+            ASSERT_TRUE(InPieces<unsigned char>(set, Bytes(text), piece) == Bytes(wanted));
+        }
+    }
+}
+
 /// A thousand literals in pairs that differ only by signs which count as one in a hasty look.
 TEST(RulesTest, ManyLiteralsThatLookAlikeAreToldApart) {
     std::mt19937 random(4);
@@ -206,7 +232,7 @@ TEST(RulesTest, ExpressionsAmongLiteralsAreReplacedAsTheDefinitionHasIt) {
     const std::wstring pieces[] = {L"a",      L"b",        L"[ab]", L"a+", L"b*",
                                    L"(a|ab)", L"(b|aa)b?", L".",    L"^a", L"b$",
                                    L"(a)(b)", L"a{2,3}",   L" "};
-    for (int round = 0; round < 1500; ++round) {
+    for (int round = 0; round < 750; ++round) {
         RULES rules = RandomRules(random, L"aAb ", {EXACT, WORD, ANY_CASE});
         const std::size_t count = random() % 5 + 1;
         for (std::size_t i = 0; i < count; ++i) {

@@ -137,6 +137,11 @@ void CRuleSearch<T>::SetText(text_ref<T> text, bool isLast, bool isInWord) {
         __machine = std::make_unique<machine>(__rules, text);
     }
     machine& m = *__machine;
+    if (m.units.empty() && !m.rules->__cases.follows) {
+        __replacements = m.forms.replacements.data();
+        __texts = m.forms.text;
+    }
+    __ahead = {};
     m.text = text;
     m.isKnown = m.isOver = false;
     m.literals.set_text(text, isLast, isInWord);
@@ -146,7 +151,7 @@ void CRuleSearch<T>::SetText(text_ref<T> text, bool isLast, bool isInWord) {
 }
 
 template <class T>
-bool CRuleSearch<T>::Find(unsigned int from, RULE_MATCH& match) {
+bool CRuleSearch<T>::__Find(unsigned int from, RULE_MATCH& match) {
     machine& m = *__machine;
     if (!m.isOver && (!m.isKnown || m.literal.begin < from)) {
         m.isOver = !m.literals.find(from, m.literal);
@@ -161,10 +166,14 @@ bool CRuleSearch<T>::Find(unsigned int from, RULE_MATCH& match) {
             m.source = unit.get();
         }
     }
-    if (best != nullptr) {
-        match = *best;
+    if (best == nullptr) {
+        return false;
     }
-    return best != nullptr;
+    match = *best;
+    if (m.units.empty()) {
+        __Ahead(m.literals.ahead(), match.end());
+    }
+    return true;
 }
 
 template <class T>
@@ -173,7 +182,7 @@ unsigned int CRuleSearch<T>::GetUndecided() const {
 }
 
 template <class T>
-void CRuleSearch<T>::PutReplacement(IMPL::text_writer<T>& out, const RULE_MATCH& match) const {
+void CRuleSearch<T>::__PutReplacement(IMPL::text_writer<T>& out, const RULE_MATCH& match) const {
     const machine& m = *__machine;
     if (m.source != nullptr) {
         m.forms.filler(match.rule).put(out, [&](unsigned int group) {
@@ -194,6 +203,7 @@ bool CRuleSearch<T>::EndsInWord(text_ref<T> text) {
 
 template <class T>
 void CRuleSearch<T>::Restart() {
+    __ahead = {};
     if (__machine) {
         __machine->literals.restart();
     }

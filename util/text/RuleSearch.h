@@ -8,6 +8,7 @@
 #include "util/text/text_build.h"
 
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace QUIL_PUBLIC Quil {
@@ -54,11 +55,24 @@ public:
     void SetText(text_ref<T> text, bool isLast = true, bool isInWord = false);
     /// The next match that begins at or behind `from`. False if there is none; of a text that isn't
     /// the last, also if what comes behind it decides.
-    bool Find(unsigned int from, RULE_MATCH& match);
+    bool Find(unsigned int from, RULE_MATCH& match) {
+        if (__ahead.empty() || from != __aheadFrom) {
+            return __Find(from, match);
+        }
+        match = __ahead.front();
+        __Ahead(__ahead.subspan(1), match.end());
+        return true;
+    }
     /// Behind the last match, from where on what comes behind the text decides.
     unsigned int GetUndecided() const;
     /// Appends what the match that was found last becomes.
-    void PutReplacement(IMPL::text_writer<T>& out, const RULE_MATCH& match) const;
+    void PutReplacement(IMPL::text_writer<T>& out, const RULE_MATCH& match) const {
+        if (__replacements == nullptr) {
+            __PutReplacement(out, match);
+            return;
+        }
+        out.put_part(__replacements[match.rule].in(__texts.data), __texts.data + __texts.length);
+    }
     /// Whether a text ends within a word.
     static bool EndsInWord(text_ref<T> text);
     /// Forgets what the texts so far have taught.
@@ -67,8 +81,26 @@ public:
 private:
     struct machine;
 
+    bool __Find(unsigned int from, RULE_MATCH& match);
+    void __PutReplacement(IMPL::text_writer<T>& out, const RULE_MATCH& match) const;
+    /// These come next, if the search goes on from here. What they become is asked for from memory.
+    void __Ahead(std::span<const RULE_MATCH> matches, unsigned int from) {
+        constexpr std::size_t FAR = 16;
+        constexpr std::size_t NEAR = FAR / 2;
+        __ahead = matches;
+        __aheadFrom = from;
+        if (__replacements != nullptr && matches.size() > FAR) {
+            __builtin_prefetch(&__replacements[matches[FAR].rule]);
+            __builtin_prefetch(__texts.data + __replacements[matches[NEAR].rule].begin);
+        }
+    }
+
     std::shared_ptr<const CRuleSet> __rules;
     std::unique_ptr<machine> __machine; ///< made for the first text
+    std::span<const RULE_MATCH> __ahead;
+    unsigned int __aheadFrom = 0;                     ///< where the match before those ends
+    const IMPL::TEXT_PLACE* __replacements = nullptr; ///< of the rules, if no match changes them
+    text_ref<T> __texts{nullptr, 0};
 };
 
 extern template class CRuleSearch<unsigned char>;

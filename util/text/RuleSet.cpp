@@ -111,22 +111,21 @@ void CRuleSet::Reserve(std::size_t rules, std::size_t elements) {
 }
 
 void CRuleSet::Add(const RULE_KIND& kind, text_ref<wchar_t> find, text_ref<wchar_t> replacement) {
-    const std::size_t begin = __texts.size();
+    const auto begin = static_cast<std::uint32_t>(__texts.size());
     if (std::uint64_t{begin} + find.length + replacement.length > wstringEx::max_size()) {
         throw std::bad_alloc();
     }
     __texts.insert(__texts.end(), find.data, find.data + find.length);
     __texts.insert(__texts.end(), replacement.data, replacement.data + replacement.length);
-    __rules.push_back({kind, static_cast<std::uint32_t>(begin), find.length,
-                       static_cast<std::uint32_t>(begin + find.length), replacement.length});
+    __rules.push_back({kind, {begin, find.length}, {begin + find.length, replacement.length}});
 }
 
 text_ref<wchar_t> CRuleSet::GetFind(unsigned int rule) const {
-    return {__texts.data() + __rules[rule].find, __rules[rule].findLength};
+    return __rules[rule].find.in(__texts.data());
 }
 
 text_ref<wchar_t> CRuleSet::GetReplacement(unsigned int rule) const {
-    return {__texts.data() + __rules[rule].replacement, __rules[rule].replacementLength};
+    return __rules[rule].replacement.in(__texts.data());
 }
 
 bool CRuleSet::Prepare(TROUBLE& trouble) {
@@ -140,8 +139,8 @@ bool CRuleSet::Prepare(TROUBLE& trouble) {
 
 /// Whether the earlier rule takes all that the later one could match, and finds the same.
 bool CRuleSet::__Covers(const RULE& earlier, const RULE& later) const {
-    const text_ref<wchar_t> a(__texts.data() + earlier.find, earlier.findLength);
-    const text_ref<wchar_t> b(__texts.data() + later.find, later.findLength);
+    const text_ref<wchar_t> a = earlier.find.in(__texts.data());
+    const text_ref<wchar_t> b = later.find.in(__texts.data());
     if (earlier.kind.isExpression || later.kind.isExpression) {
         return earlier.kind == later.kind && IsSame(a, b, false);
     }
@@ -345,15 +344,15 @@ void FillTexts(rule_forms<unsigned char>& forms, std::span<const wchar_t> texts)
                                                  : throw std::bad_alloc());
     unsigned char* const front = forms.text.ref();
     unsigned char* to = front;
-    const auto encode = [&](std::uint32_t& begin, std::uint32_t& length) {
-        const auto wide = texts.subspan(begin, length);
-        begin = static_cast<std::uint32_t>(to - front);
+    const auto encode = [&](TEXT_PLACE& place) {
+        const auto wide = texts.subspan(place.begin, place.length);
+        place.begin = static_cast<std::uint32_t>(to - front);
         to = std::accumulate(wide.begin(), wide.end(), to, PutUtf8);
-        length = static_cast<std::uint32_t>(to - front) - begin;
+        place.length = static_cast<std::uint32_t>(to - front) - place.begin;
     };
-    for (auto& text : forms.texts) {
-        encode(text.find, text.findLength);
-        encode(text.replacement, text.replacementLength);
+    for (std::size_t rule = 0; rule < forms.finds.size(); ++rule) {
+        encode(forms.finds[rule]);
+        encode(forms.replacements[rule]);
     }
 }
 
@@ -374,25 +373,27 @@ byteEx Translated(const basic_buffer<unsigned char>& replacement) {
 template <class T>
 rule_forms<T>::rule_forms(const CRuleSet& set, text_ref<T> sample) {
     std::vector<LITERAL<T>> all;
-    texts.reserve(set.__rules.size());
+    finds.reserve(set.__rules.size());
+    replacements.reserve(set.__rules.size());
     for (const CRuleSet::RULE& rule : set.__rules) {
-        texts.push_back({rule.find, rule.findLength, rule.replacement, rule.replacementLength});
+        finds.push_back(rule.find);
+        replacements.push_back(rule.replacement);
     }
     FillTexts(*this, set.__texts);
-    for (unsigned int rule = 0; rule < texts.size(); ++rule) {
+    for (unsigned int rule = 0; rule < finds.size(); ++rule) {
         if (const RULE_KIND& kind = set.__rules[rule].kind; !kind.isExpression) {
             all.push_back({find(rule), rule, kind.noCase, kind.wholeWord});
         }
     }
     literals = std::make_unique<literal_set<T>>(all, sample);
     if (!set.__units.empty()) {
-        replacements.resize(texts.size());
-        fillers.resize(texts.size());
+        templates.resize(replacements.size());
+        fillers.resize(replacements.size());
     }
     for (const rule_unit& unit : set.__units) {
         for (const rule_unit::MEMBER& member : unit.members) {
             const text_ref<T> own = replacement(member.rule);
-            auto& text = replacements[member.rule];
+            auto& text = templates[member.rule];
             text = std::make_unique<basic_buffer<T>>(
                 Translated(basic_buffer<T>(own.data, own.length)));
             CASE_RULES cases = set.__cases;

@@ -21,6 +21,17 @@ namespace IMPL {
 template <class T>
 struct rule_forms;
 struct rule_unit;
+
+/// Where a text stands among others.
+struct TEXT_PLACE {
+    std::uint32_t begin = 0;
+    std::uint32_t length = 0;
+
+    template <class T>
+    text_ref<T> in(const T* texts) const noexcept {
+        return {texts + begin, length};
+    }
+};
 } // namespace IMPL
 
 /// How a rule finds.
@@ -89,10 +100,8 @@ private:
 
     struct RULE {
         RULE_KIND kind;
-        std::uint32_t find; ///< where in the texts
-        std::uint32_t findLength;
-        std::uint32_t replacement;
-        std::uint32_t replacementLength;
+        IMPL::TEXT_PLACE find;
+        IMPL::TEXT_PLACE replacement;
     };
     struct FORMS;
 

@@ -25,6 +25,13 @@ void literal_search<T>::set_text(text_ref<T> text, bool isLast, bool isInWord) {
     __chunkBegin = __chunkEnd = 0;
     __candidates.clear();
     __next = __batchEnd = 0;
+    __given += text.length;
+    if (!__chain && __given > __set.dfa_pays_from()) {
+        __chain.emplace(__set.dfa());
+    }
+    if (__chain) {
+        __chain->set_text(text, __closed);
+    }
 }
 
 template <class T>
@@ -33,7 +40,8 @@ bool literal_search<T>::find(unsigned int from, RULE_MATCH& match) {
         __closed, __text.length < MOST_OF_PREFIX<T> ? 0 : __text.length - MOST_OF_PREFIX<T> + 1);
     unsigned int at = from;
     __undecided = __text.length;
-    if (__set.has_dfa() && !__isByAutomaton && at < __closed && __FindByDfa(at, match)) {
+    __isByChain = __chain && !__isByAutomaton && at < __closed && __FindByChain(at, match);
+    if (__isByChain) {
         return true;
     }
     while (at < fast) {
@@ -119,7 +127,9 @@ void literal_search<T>::__GatherOf(const prefix_class& one, unsigned int begin, 
         places[count] = i;
         count += one.bits.may_have(one.template hash_of<Long>(front));
     }
-    __hits.resize(count * one.tables.size() + 1);
+    if (const std::size_t most = count * one.tables.size() + 1; __hits.size() < most) {
+        __hits.resize(most); // never less: what is given room again is cleared again
+    }
     std::size_t hits = 0;
     for (std::size_t i = 0; i < count; ++i) {
         const PREFIX front = prefix_of(text + places[i], Folds);
@@ -316,22 +326,15 @@ auto literal_search<T>::__Choose(std::uint32_t entry, unsigned int at, unsigned 
 /// Looks for a match that begins where all literals end within the text. Without one, `at` is where
 /// the search came to.
 template <class T>
-bool literal_search<T>::__FindByDfa(unsigned int& at, RULE_MATCH& match) {
-    const T* reached = nullptr;
-    const auto found = __set.find_by_dfa(__text.data + at, __text.data + __text.length, reached);
-    const auto end =
-        static_cast<unsigned int>((found.end == nullptr ? reached : found.end) - __text.data);
-    // What was read behind a match is read again.
-    __credit += static_cast<std::int64_t>(end - at) * COST_FACTOR -
-                (reached - __text.data - end) * DFA_COST;
-    __isByAutomaton = __credit < 0;
-    const auto& literal = __set.list().entries()[found.entry];
-    if (found.end == nullptr || end - literal.length >= __closed) {
-        at = std::max(at, __closed);
-        return false;
+bool literal_search<T>::__FindByChain(unsigned int& at, RULE_MATCH& match) {
+    if (__chain->find(at, match)) {
+        return true;
     }
-    match = {end - literal.length, literal.length, literal.rule};
-    return true;
+    __isByAutomaton = __chain->is_spent();
+    if (!__isByAutomaton) {
+        at = std::max(at, __closed);
+    }
+    return false;
 }
 
 template <class T>

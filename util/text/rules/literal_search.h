@@ -11,8 +11,11 @@
 
 #include "util/text/rule_match.h"
 #include "util/text/rules/literal_set.h"
+#include "util/text/rules/match_chain.h"
 
 #include <cstdint>
+#include <optional>
+#include <span>
 #include <vector>
 
 namespace Quil::IMPL {
@@ -31,13 +34,21 @@ public:
     /// The leftmost match that begins at or behind `from`, and of those the longest. False if there
     /// is none, or none that is decided on.
     bool find(unsigned int from, RULE_MATCH& match);
+    /// The matches behind the one found last, if they are known: those that searches find that go
+    /// on from the end of the one before.
+    std::span<const RULE_MATCH> ahead() const noexcept {
+        return __isByChain ? __chain->ahead() : std::span<const RULE_MATCH>();
+    }
     /// After a search in vain: from where on matches depend on what comes behind the text. Its
     /// length if none does.
     unsigned int undecided() const noexcept { return __undecided; }
     /// Forgets what the texts so far have taught.
-    void restart() noexcept {
+    void restart() {
         __credit = ALLOWANCE;
         __isByAutomaton = false;
+        if (__chain) {
+            __chain->restart();
+        }
     }
 
 private:
@@ -50,7 +61,6 @@ private:
     static constexpr std::int64_t ALLOWANCE = 1 << 16;
     static constexpr std::int64_t COST_FACTOR = 16;
     static constexpr unsigned int STRETCH = 16;
-    static constexpr std::int64_t DFA_COST = 4;    ///< of an element read twice
     static constexpr unsigned int UNDECIDED = ~0U; ///< in place of a rule
     /// Places of which the automaton tells at a time.
     static constexpr unsigned int CHUNK = 1 << 16;
@@ -79,7 +89,7 @@ private:
     bool __MayBe(const prefix_table::ROOT& root, unsigned int place) const;
     bool __MayBegin(unsigned int at) const;
     bool __FindAtEnd(unsigned int at, RULE_MATCH& match);
-    bool __FindByDfa(unsigned int& at, RULE_MATCH& match);
+    bool __FindByChain(unsigned int& at, RULE_MATCH& match);
     bool __FindByAutomaton(unsigned int& at, unsigned int end, RULE_MATCH& match);
     void __TellChunk(unsigned int begin, unsigned int end);
     OUTCOME __Try(unsigned int at, const PREFIX& front, unsigned int count, RULE_MATCH& match);
@@ -100,6 +110,9 @@ private:
     unsigned int __undecided = 0;
     std::int64_t __credit = ALLOWANCE; ///< for ways down; below 0: no more of them
     bool __isByAutomaton = false;
+    bool __isByChain = false;              ///< the match found last is
+    std::uint64_t __given = 0;             ///< elements, in all texts
+    std::optional<match_chain<T>> __chain; ///< once there were so many that it pays
     std::vector<HIT> __hits;
     std::vector<CANDIDATE> __candidates; ///< of the places up to the batch's end, by place
     std::size_t __next = 0;              ///< of the candidates

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <numeric>
@@ -78,7 +79,7 @@ public:
 
     /// Of a class of the literals with so many elements, but fewer than `behind`; none: 0.
     double of(unsigned int least, unsigned int behind) const {
-        constexpr double LOOK_COST = 0.65;
+        constexpr double LOOK_COST = 1;
         while (least < behind && least < MOST && !__has[least]) {
             ++least;
         }
@@ -186,7 +187,7 @@ literal_set<T>::literal_set(std::span<const LITERAL<T>> literals, text_ref<T> sa
         __hasConditions = __hasConditions || owner.wholeWord || owner.exact != nullptr;
     }
     if (!__hasConditions) {
-        __MakeDfa(cost);
+        __dfaPaysFrom = __DfaPaysFrom(cost);
     }
 }
 
@@ -268,32 +269,37 @@ prefix_table::ROOT literal_set<T>::__MakeRoot(const T* text,
     return {node, depth, end, hasEnd ? ~std::uint32_t{0} : 0, __tree.next_bits(node)};
 }
 
-/// Makes an automaton if it costs less at each place than the classes do.
+/// From what length of a text on the automaton's table has been worth making, if each place costs
+/// so much without it.
 template <class T>
-void literal_set<T>::__MakeDfa(double cost) {
-    constexpr std::uint64_t MOST_CELLS = std::uint64_t{1} << 18; // what a second level cache holds
-    constexpr double TABLE_COST = 1.5;                           // nanoseconds, about
-    constexpr double ARRAY_COST = 6;
-    if (cost <= TABLE_COST) {
-        return;
-    }
+std::uint64_t literal_set<T>::__DfaPaysFrom(double cost) const {
+    // Nanoseconds, about.
+    constexpr double MAKE_COST = 3;       // of a cell
+    constexpr double LEAST_COST = 1.2;    // of an element
+    constexpr double FARTHER_COST = 0.25; // with twice the cells
+    constexpr double NEAR = 18;           // the second level cache has two to this cells
     const literal_kinds<T> kinds(__list);
-    const bool fits = CountStates(__list) * kinds.count() <= MOST_CELLS;
-    if (kinds.count() == 0 || (!fits && cost <= ARRAY_COST)) {
-        return;
+    const std::uint64_t cells = literal_dfa<T>::cells(CountStates(__list), kinds);
+    const double far = std::max(0.0, std::log2(static_cast<double>(cells)) - NEAR);
+    const double gain = cost - LEAST_COST - FARTHER_COST * far;
+    if (kinds.count() == 0 || cells > literal_dfa<T>::MOST_CELLS || gain <= 0) {
+        return NEVER;
     }
-    const literal_trie<T, false> trie(__list);
-    const leftmost_links<T> links(trie);
-    if (fits) {
-        __dfa = std::make_unique<literal_dfa<T>>(trie, links, kinds);
-    } else {
-        __array = std::make_unique<literal_double_array<T>>(trie, links, kinds);
-    }
+    return static_cast<std::uint64_t>(MAKE_COST * static_cast<double>(cells) / gain);
+}
+
+template <class T>
+const literal_dfa<T>& literal_set<T>::dfa() const {
+    std::call_once(__dfaOnce, [this] {
+        __dfa = std::make_unique<literal_dfa<T>>(literal_trie<T, false>(__list), __list,
+                                                 literal_kinds<T>(__list));
+    });
+    return *__dfa;
 }
 
 template <class T>
 const literal_automaton<T>& literal_set<T>::automaton() const {
-    std::call_once(__once,
+    std::call_once(__automatonOnce,
                    [this] { __automaton = std::make_unique<literal_automaton<T>>(__list); });
     return *__automaton;
 }

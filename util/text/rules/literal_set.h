@@ -27,30 +27,32 @@ public:
     const literal_list<T>& list() const noexcept { return __list; }
     const literal_tree<T>& tree() const noexcept { return __tree; }
     std::span<const prefix_class> classes() const noexcept { return __classes; }
-    /// Whether texts like the sample are better searched by an automaton than by the tree.
-    bool has_dfa() const noexcept { return __dfa || __array; }
-    /// The leftmost match and there the longest, by that; `reached` is how far it read.
-    DFA_MATCH<T> find_by_dfa(const T* from, const T* end, const T*& reached) const {
-        return __dfa ? __dfa->find(from, end, reached) : __array->find(from, end, reached);
-    }
+    /// How long texts like the sample have to be for dfa() to pay; of no length does it if a
+    /// literal doesn't match wherever it stands.
+    std::uint64_t dfa_pays_from() const noexcept { return __dfaPaysFrom; }
+    /// What finds dense matches. Made when it is first asked for.
+    const literal_dfa<T>& dfa() const;
     /// Whether a literal doesn't match wherever it stands.
     bool has_conditions() const noexcept { return __hasConditions; }
     /// Made when it is first asked for.
     const literal_automaton<T>& automaton() const;
 
 private:
+    static constexpr std::uint64_t NEVER = ~std::uint64_t{0};
+
     void __MakeClass(unsigned int least, unsigned int behind);
     void __MakeTable(prefix_class& of, unsigned int least, unsigned int behind);
     prefix_table::ROOT __MakeRoot(const T* text, std::span<const std::uint32_t> members);
-    void __MakeDfa(double cost);
+    std::uint64_t __DfaPaysFrom(double cost) const;
 
     literal_list<T> __list;
     literal_tree<T> __tree;
     std::vector<prefix_class> __classes;
     bool __hasConditions = false;
-    std::unique_ptr<literal_dfa<T>> __dfa; ///< or the other one, if any
-    std::unique_ptr<literal_double_array<T>> __array;
-    mutable std::once_flag __once;
+    std::uint64_t __dfaPaysFrom = NEVER;
+    mutable std::once_flag __dfaOnce;
+    mutable std::unique_ptr<literal_dfa<T>> __dfa;
+    mutable std::once_flag __automatonOnce;
     mutable std::unique_ptr<literal_automaton<T>> __automaton;
 };
 

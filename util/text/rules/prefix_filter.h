@@ -116,7 +116,7 @@ public:
     /// @param bits for each of them: more make it say no more often, and fill the cache
     prefix_bits(std::size_t count, std::size_t bits) {
         constexpr unsigned int LEAST = 12;
-        constexpr unsigned int MOST = 22; // beyond which a second level cache holds less than all
+        constexpr unsigned int MOST = 21; // beyond which a second level cache holds less than all
         const auto log = static_cast<unsigned int>(std::bit_width(count * bits));
         __shift = 64 - std::clamp(log, LEAST, MOST);
         __bits.resize((std::size_t{1} << (64 - __shift)) / 64);

@@ -27,29 +27,19 @@ struct rule_unit {
 /// The rules' texts: wide ones as they were added, bytes in UTF-8.
 template <class T>
 struct rule_forms {
-    struct TEXTS {
-        std::uint32_t find;
-        std::uint32_t findLength;
-        std::uint32_t replacement;
-        std::uint32_t replacementLength;
-    };
-
     /// @param sample a text as those that will be searched
     rule_forms(const CRuleSet& set, text_ref<T> sample);
 
-    text_ref<T> find(unsigned int rule) const {
-        return {text.data() + texts[rule].find, texts[rule].findLength};
-    }
-    text_ref<T> replacement(unsigned int rule) const {
-        return {text.data() + texts[rule].replacement, texts[rule].replacementLength};
-    }
+    text_ref<T> find(unsigned int rule) const { return finds[rule].in(text.data()); }
+    text_ref<T> replacement(unsigned int rule) const { return replacements[rule].in(text.data()); }
     const cased_template<T>& filler(unsigned int rule) const { return *fillers[rule]; }
 
     basic_buffer<T> text;
-    std::vector<TEXTS> texts;
+    std::vector<TEXT_PLACE> finds; ///< of each rule, in the text
+    std::vector<TEXT_PLACE> replacements;
     std::unique_ptr<literal_set<T>> literals;
     /// Of the expressions; borrow from the replacements.
-    std::vector<std::unique_ptr<basic_buffer<T>>> replacements;
+    std::vector<std::unique_ptr<basic_buffer<T>>> templates;
     std::vector<std::unique_ptr<cased_template<T>>> fillers;
 };
 
