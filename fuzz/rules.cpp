@@ -64,9 +64,17 @@ std::basic_string<T> InPieces(const std::shared_ptr<CRuleSet>& set, text_ref<T> 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FUZZ::CFuzzInput input(data, size);
     const bool isTable = input.Flag();
-    const unsigned int piece = input.Below(20) + 1;
+    unsigned int piece = input.Below(20) + 1;
     const std::string list = input.Text(200);
-    const wstringEx text = ConvStrUToW(stringEx(input.Rest().c_str()));
+    std::string rest = input.Rest();
+    if (piece > 14) { // again and again, as an automaton for long texts wants it
+        constexpr std::size_t LONG = 3000;
+        for (const std::string once = rest; !once.empty() && rest.size() < LONG;) {
+            rest += once;
+        }
+        piece *= 64;
+    }
+    const wstringEx text = ConvStrUToW(stringEx(rest.c_str()));
     const wstringEx lines = ConvStrUToW(stringEx(list.c_str()));
     const auto isBeyond = [](wchar_t c) { return static_cast<std::uint32_t>(c) >= 0x110000; };
     if (std::any_of(lines.begin(), lines.end(), isBeyond)) {
