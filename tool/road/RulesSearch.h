@@ -19,10 +19,10 @@ public:
                           PIECES told = PIECES::BLOCKS)
         : __rules(rules), __search(rules), __told(told), __counts(rules->GetCount()) {}
 
-    void Start(std::uint64_t /*size*/, std::uint64_t place, bool isAgain) override {
+    void Start(std::uint64_t size, std::uint64_t place, bool isAgain) override {
         this->_count = 0;
         __counts.Clear();
-        __search.Restart();
+        __search.Restart(size);
         __isInWord = isAgain && place != 0 && __wasInWord;
     }
 

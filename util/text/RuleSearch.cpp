@@ -135,6 +135,7 @@ template <class T>
 void CRuleSearch<T>::SetText(text_ref<T> text, bool isLast, bool isInWord) {
     if (!__machine) {
         __machine = std::make_unique<machine>(__rules, text);
+        __machine->literals.restart(__size);
     }
     machine& m = *__machine;
     if (m.units.empty() && !m.rules->__cases.follows) {
@@ -202,10 +203,11 @@ bool CRuleSearch<T>::EndsInWord(text_ref<T> text) {
 }
 
 template <class T>
-void CRuleSearch<T>::Restart() {
+void CRuleSearch<T>::Restart(std::uint64_t size) {
     __ahead = {};
+    __size = size;
     if (__machine) {
-        __machine->literals.restart();
+        __machine->literals.restart(size);
     }
 }
 

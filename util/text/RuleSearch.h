@@ -75,8 +75,9 @@ public:
     }
     /// Whether a text ends within a word.
     static bool EndsInWord(text_ref<T> text);
-    /// Forgets what the texts so far have taught.
-    void Restart();
+    /// Forgets what the texts so far have taught. Those that come have about `size` elements, as
+    /// far as is known: long ones are worth more preparation.
+    void Restart(std::uint64_t size = 0);
 
 private:
     struct machine;
@@ -97,6 +98,7 @@ private:
 
     std::shared_ptr<const CRuleSet> __rules;
     std::unique_ptr<machine> __machine; ///< made for the first text
+    std::uint64_t __size = 0;           ///< of the texts that come, if known
     std::span<const RULE_MATCH> __ahead;
     unsigned int __aheadFrom = 0;                     ///< where the match before those ends
     const IMPL::TEXT_PLACE* __replacements = nullptr; ///< of the rules, if no match changes them

@@ -13,6 +13,7 @@
 #include "util/text/rules/literal_set.h"
 #include "util/text/rules/match_chain.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -43,7 +44,9 @@ public:
     /// length if none does.
     unsigned int undecided() const noexcept { return __undecided; }
     /// Forgets what the texts so far have taught.
-    void restart() {
+    /// @param size elements of those that come, as far as is known
+    void restart(std::uint64_t size) {
+        __given = std::max(__given, size);
         __credit = ALLOWANCE;
         __isByAutomaton = false;
         if (__chain) {
@@ -111,7 +114,7 @@ private:
     std::int64_t __credit = ALLOWANCE; ///< for ways down; below 0: no more of them
     bool __isByAutomaton = false;
     bool __isByChain = false;              ///< the match found last is
-    std::uint64_t __given = 0;             ///< elements, in all texts
+    std::uint64_t __given = 0;             ///< elements of all texts, and of what is known to come
     std::optional<match_chain<T>> __chain; ///< once there were so many that it pays
     std::vector<HIT> __hits;
     std::vector<CANDIDATE> __candidates; ///< of the places up to the batch's end, by place
