@@ -97,7 +97,8 @@ def rules(count, kind, text=lists.prose, must=10.0):
     """A list of replacements over a text. A list of commands for sed rewrites what it has made, and one
     alternation of sed's puts the same in every place: so neither gives the same bytes, and a list's own
     commands do only where nothing is met twice."""
-    peers = {"perl": f"LIST={{r}} perl -i -p {PERL_RULES} {{f}}", "perl with a larger trie": f"TRIE=1 LIST={{r}} perl -i -p {PERL_RULES} {{f}}",
+    perl = f"LIST={{r}} perl -i -p {PERL_RULES} {{f}}"
+    peers = {"perl": perl, "perl with a larger trie": f"TRIE=1 {perl}", "perl, place by place": f"AHEAD=1 {perl}",
              "~sed, one s each": "LC_ALL=C sed -i -f {r}.sed {f}", "~sed, one alternation": "LC_ALL=C sed -i -E -f {r}.one {f}",
              "~rg -f, only finds": "rg --no-config -c -F -f {r}.texts {f} > {o}"}
     name = f"{count} rules, {'Chinese' if kind is lists.chinese else kind.__name__}"

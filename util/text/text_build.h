@@ -98,7 +98,7 @@ public:
     /// stands behind it, which what is put next writes over. So no branch depends on its length,
     /// where lengths follow each other at random.
     void put_part(text_ref<T> text, const T* end) {
-        constexpr unsigned int SHORT = 16;
+        constexpr unsigned int SHORT = 32;
         if (text.length <= SHORT && __room >= SHORT && end - text.data >= std::ptrdiff_t{SHORT}) {
             std::memcpy(__elements + __used, text.data, SHORT * sizeof(T));
             __used += text.length;

@@ -42,13 +42,16 @@ literal_kinds<T>::literal_kinds(const literal_list<T>& list) : __kinds(TOLD, 0) 
 template <class T>
 literal_dfa<T>::literal_dfa(const literal_trie<T, false>& trie, const literal_list<T>& list,
                             const literal_kinds<T>& kinds)
-    : __kinds(kinds), __columns(kinds.count()), __table(cells(trie.size(), kinds)) {
+    : __kinds(kinds), __columns(kinds.count()),
+      __table(std::make_unique_for_overwrite<std::uint32_t[]>(cells(trie.size(), kinds))) {
     std::vector<DRAFT> drafts(trie.size());
     __PlaceRows(trie, drafts);
     for (std::uint32_t number = 0; number < trie.size(); ++number) {
         const auto& made = trie.state(number);
         const DRAFT& draft = drafts[number];
-        if (number != 0) {
+        if (number == 0) {
+            std::fill_n(__table.get(), __columns, ROOT);
+        } else {
             __FillRow(draft);
         }
         for (std::uint32_t i = 0; i < made.children; ++i) {
@@ -92,8 +95,8 @@ void literal_dfa<T>::__PlaceRows(const literal_trie<T, false>& trie, std::vector
 /// Fills the row of a state as far as it can't go on.
 template <class T>
 void literal_dfa<T>::__FillRow(const DRAFT& draft) {
-    const std::uint32_t* const from = __table.data() + draft.fallback;
-    std::uint32_t* const row = __table.data() + draft.row;
+    const std::uint32_t* const from = __table.get() + draft.fallback;
+    std::uint32_t* const row = __table.get() + draft.row;
     const std::uint32_t left = draft.isEnded ? LEFT : 0;
     std::transform(from, from + __columns, row, [left](std::uint32_t cell) { return cell | left; });
     row[DECIDED_COLUMN] = draft.isEnded ? draft.decided : from[DECIDED_COLUMN];

@@ -12,6 +12,7 @@
 #include "util/text/rules/literal_trie.h"
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace Quil::IMPL {
@@ -112,7 +113,7 @@ private:
 
     const literal_kinds<T> __kinds;
     const std::uint32_t __columns;
-    std::vector<std::uint32_t> __table;
+    std::unique_ptr<std::uint32_t[]> __table; ///< a row for each state
     std::vector<DECIDED> __decided{1};
 };
 
