@@ -41,10 +41,11 @@ literal_kinds<T>::literal_kinds(const literal_list<T>& list) : __kinds(TOLD, 0) 
 
 template <class T>
 literal_dfa<T>::literal_dfa(const literal_trie<T, false>& trie, const literal_list<T>& list,
-                            const literal_kinds<T>& kinds)
+                            const literal_kinds<T>& kinds, text_ref<T> sample)
     : __kinds(kinds), __columns(kinds.count()),
       __table(std::make_unique_for_overwrite<std::uint32_t[]>(cells(trie.size(), kinds))) {
     std::vector<DRAFT> drafts(trie.size());
+    __Meet(trie, list.folds(), sample, drafts);
     __PlaceRows(trie, drafts);
     for (std::uint32_t number = 0; number < trie.size(); ++number) {
         const auto& made = trie.state(number);
@@ -70,25 +71,57 @@ literal_dfa<T>::literal_dfa(const literal_trie<T, false>& trie, const literal_li
     }
 }
 
-/// Places the rows of a state's way down behind its own, where they share pages.
+/// Marks the states that a sample has.
 template <class T>
-void literal_dfa<T>::__PlaceRows(const literal_trie<T, false>& trie, std::vector<DRAFT>& drafts) {
-    std::vector<std::uint32_t> rows(trie.size(), 1); // of each state and all below it
+void literal_dfa<T>::__Meet(const trie_type& trie, bool folds, text_ref<T> sample,
+                            std::vector<DRAFT>& drafts) {
+    constexpr unsigned int ENOUGH = 64 * 1024;
+    constexpr unsigned int MOST_DEPTH = 64; // so that no text takes long
+    drafts[0].isMet = true;
+    for (unsigned int begin = 0; begin < std::min(sample.length, ENOUGH); ++begin) {
+        const unsigned int end = std::min(begin + MOST_DEPTH, sample.length);
+        std::uint32_t number = 0;
+        for (unsigned int at = begin; at < end; ++at) {
+            const T element = sample.data[at];
+            number = trie.child(number, folds ? fold_literal(element) : element);
+            if (number == 0) {
+                break;
+            }
+            drafts[number].isMet = true;
+        }
+    }
+}
+
+/// Places the rows, those of the states that were met first, each behind that of its parent: so
+/// what is read often shares pages, and lines of the cache.
+template <class T>
+void literal_dfa<T>::__PlaceRows(const trie_type& trie, std::vector<DRAFT>& drafts) {
     const auto eachChild = [&](std::uint32_t number, auto act) {
         const auto& made = trie.state(number);
         for (std::uint32_t i = 0; i < made.children; ++i) {
             act(made.firstChild + i);
         }
     };
-    for (std::uint32_t number = trie.size(); number-- > 0;) {
-        eachChild(number, [&](std::uint32_t child) { rows[number] += rows[child]; });
-    }
-    for (std::uint32_t number = 0; number < trie.size(); ++number) {
-        state next = drafts[number].row + __columns;
-        eachChild(number, [&](std::uint32_t child) {
-            drafts[child].row = next;
-            next += rows[child] * __columns;
-        });
+    std::vector<std::uint32_t> rows(trie.size());   // of each state and all below it
+    std::vector<std::uint32_t> places(trie.size()); // where those begin
+    std::uint32_t placed = 0;
+    for (const bool isMet : {true, false}) {
+        for (std::uint32_t number = trie.size(); number-- > 0;) {
+            rows[number] = drafts[number].isMet == isMet ? 1 : 0;
+            eachChild(number, [&](std::uint32_t child) { rows[number] += rows[child]; });
+        }
+        places[0] = placed;
+        for (std::uint32_t number = 0; number < trie.size(); ++number) {
+            std::uint32_t next = places[number];
+            if (drafts[number].isMet == isMet) {
+                drafts[number].row = next++ * __columns;
+            }
+            eachChild(number, [&](std::uint32_t child) {
+                places[child] = next;
+                next += rows[child];
+            });
+        }
+        placed += rows[0];
     }
 }
 

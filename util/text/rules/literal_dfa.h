@@ -8,6 +8,7 @@
 // that leads to: so a state's row is filled from the row of the state that its end alone leads to.
 #pragma once
 
+#include "util/text/basic_buffer.h"
 #include "util/text/rule_match.h"
 #include "util/text/rules/literal_trie.h"
 
@@ -62,8 +63,9 @@ public:
     /// Cells that a table may have.
     static constexpr std::uint64_t MOST_CELLS = std::uint64_t{1} << 24;
 
+    /// @param sample a text as those that will be read: the rows that it needs stand together
     literal_dfa(const literal_trie<T, false>& trie, const literal_list<T>& list,
-                const literal_kinds<T>& kinds);
+                const literal_kinds<T>& kinds, text_ref<T> sample);
 
     /// Cells of the table for so many states.
     static std::uint64_t cells(std::uint64_t states, const literal_kinds<T>& kinds) {
@@ -100,9 +102,13 @@ private:
         state fallback = 0; ///< that its end leads to once its match is decided on
         std::uint32_t decided = 0;
         bool isEnded = false; ///< a literal has on its way: nothing that begins later counts
+        bool isMet = false;   ///< the sample has it
     };
 
-    void __PlaceRows(const literal_trie<T, false>& trie, std::vector<DRAFT>& drafts);
+    using trie_type = literal_trie<T, false>;
+    static void __Meet(const trie_type& trie, bool folds, text_ref<T> sample,
+                       std::vector<DRAFT>& drafts);
+    void __PlaceRows(const trie_type& trie, std::vector<DRAFT>& drafts);
     void __FillRow(const DRAFT& draft);
     void __Draft(DRAFT& draft, const DRAFT& parent, T element);
 

@@ -27,7 +27,7 @@ void literal_search<T>::set_text(text_ref<T> text, bool isLast, bool isInWord) {
     __next = __batchEnd = 0;
     __given += text.length;
     if (!__chain && __given > __set.dfa_pays_from()) {
-        __chain.emplace(__set.dfa());
+        __chain.emplace(__set.dfa(text));
     }
     if (__chain) {
         __chain->set_text(text, __closed);

@@ -289,10 +289,10 @@ std::uint64_t literal_set<T>::__DfaPaysFrom(double cost) const {
 }
 
 template <class T>
-const literal_dfa<T>& literal_set<T>::dfa() const {
-    std::call_once(__dfaOnce, [this] {
+const literal_dfa<T>& literal_set<T>::dfa(text_ref<T> sample) const {
+    std::call_once(__dfaOnce, [&] {
         __dfa = std::make_unique<literal_dfa<T>>(literal_trie<T, false>(__list), __list,
-                                                 literal_kinds<T>(__list));
+                                                 literal_kinds<T>(__list), sample);
     });
     return *__dfa;
 }

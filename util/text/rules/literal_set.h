@@ -30,8 +30,8 @@ public:
     /// How long texts like the sample have to be for dfa() to pay; of no length does it if a
     /// literal doesn't match wherever it stands.
     std::uint64_t dfa_pays_from() const noexcept { return __dfaPaysFrom; }
-    /// What finds dense matches. Made when it is first asked for.
-    const literal_dfa<T>& dfa() const;
+    /// What finds dense matches. Made when it is first asked for, for texts like that sample.
+    const literal_dfa<T>& dfa(text_ref<T> sample) const;
     /// Whether a literal doesn't match wherever it stands.
     bool has_conditions() const noexcept { return __hasConditions; }
     /// Made when it is first asked for.
