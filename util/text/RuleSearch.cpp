@@ -153,6 +153,7 @@ void CRuleSearch<T>::SetText(text_ref<T> text, bool isLast, bool isInWord) {
 
 template <class T>
 bool CRuleSearch<T>::__Find(unsigned int from, RULE_MATCH& match) {
+    __ahead = {};
     machine& m = *__machine;
     if (!m.isOver && (!m.isKnown || m.literal.begin < from)) {
         m.isOver = !m.literals.find(from, m.literal);

@@ -61,7 +61,7 @@ void match_chain<T>::__Gather() {
     if (stretch >= LEAST_STRETCH) {
         __ReadLanes(stretch);
     } else {
-        __ReadOne(__text.length);
+        __ReadRest();
     }
     if (__place == __text.length) {
         __Finish();
@@ -135,10 +135,10 @@ void match_chain<T>::__Join(LANE& lane, unsigned int end, state before) {
     }
 }
 
-/// The same, without lanes.
+/// Reads what is left of the text, element by element.
 template <class T>
-void match_chain<T>::__ReadOne(unsigned int end) {
-    for (; __place < end; ++__place) {
+void match_chain<T>::__ReadRest() {
+    for (; __place < __text.length; ++__place) {
         const auto step = __dfa.step(__state, __text.data[__place]);
         if (step.decides() != 0) {
             __Decide({__place, __state});
@@ -158,7 +158,7 @@ void match_chain<T>::__Finish() {
         __credit -= what.behind;
         __place -= what.behind;
         __state = literal_dfa<T>::ROOT;
-        __ReadOne(__text.length);
+        __ReadRest();
     }
 }
 

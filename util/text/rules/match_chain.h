@@ -70,7 +70,7 @@ private:
     void __Gather();
     void __ReadLanes(unsigned int stretch);
     void __Join(LANE& lane, unsigned int end, state before);
-    void __ReadOne(unsigned int end);
+    void __ReadRest();
     void __Finish();
     void __Decide(EVENT event) {
         const decided& what = __dfa.decided(event.left);
