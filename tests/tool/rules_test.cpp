@@ -196,6 +196,7 @@ TEST_F(CommandTest, ListsComeAsTheirWritersHaveThem) {
     Write("more", "c\td\n");
     Write("text", "a c e");
     EXPECT_EQ(Tsub({"text", "--rules=list", "--rules=more", "--rules=-"}, "e\tf\n").status, 0);
+    EXPECT_EQ(Tsub({"text", "--rules=/dev/stdin"}, "nothing\tx\n").status, 0) << "a pipe by name";
     EXPECT_EQ(Read("text"), "b d f");
 }
 

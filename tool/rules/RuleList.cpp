@@ -10,6 +10,8 @@
 #include "util/text/RuleSearch.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <new>
@@ -49,13 +51,22 @@ void Refuse(const stringEx& place, const stringEx& what) {
     std::cerr << "[FATAL ERROR] bad rule: " << place << ": " << what << "\n";
 }
 
+stringEx ReadAll(std::istream& from) {
+    const std::string all((std::istreambuf_iterator<char>(from)), {});
+    if (all.size() > stringEx::max_size()) {
+        throw std::bad_alloc();
+    }
+    return {all.data(), static_cast<unsigned int>(all.size())};
+}
+
+/// A shell's `<(...)` is a pipe with a name, which has no size to go by.
 stringEx ReadBytes(const stringEx& file) {
     if (file == "-") {
-        const std::string all((std::istreambuf_iterator<char>(std::cin)), {});
-        if (all.size() > stringEx::max_size()) {
-            throw std::bad_alloc();
-        }
-        return {all.data(), static_cast<unsigned int>(all.size())};
+        return ReadAll(std::cin);
+    }
+    if (std::error_code trouble; std::filesystem::is_fifo(file.c_str(), trouble)) {
+        std::ifstream pipe(file.c_str(), std::ios::binary);
+        return ReadAll(pipe);
     }
     byteEx bytes;
     CDir::ReadFile(file, bytes);
